@@ -1,0 +1,47 @@
+#include "analysis/AnalysisResult.h"
+
+#include "analysis/SignalMeasurement.h"
+
+#include <algorithm>
+
+WaveformEnvelope AnalysisResult::makeEnvelope(const std::vector<float>& samples,
+                                              int64_t bucketCount) {
+    EnvelopeBuilder builder(static_cast<int64_t>(samples.size()), bucketCount);
+    builder.add(samples.data(), static_cast<int64_t>(samples.size()));
+    return builder.take();
+}
+
+std::vector<TimeRange> AnalysisResult::softPassageRanges() const {
+    std::vector<TimeRange> ranges;
+    const size_t n = std::min(times.size(), loudnessCurve.size());
+    if (n < 2) {
+        return ranges;
+    }
+    // The last 15 s of a file never start a soft passage.
+    const double endLimit = duration - 15.0;
+    if (!(endLimit > 0.0)) {
+        return ranges;
+    }
+    const double halfWindow = curveWindowSec * 0.5;
+    const double threshold = peakLUFS - 12.0;
+
+    size_t i = 0;
+    while (i < n) {
+        if (!(loudnessCurve[i] < threshold)) {
+            ++i;
+            continue;
+        }
+        size_t j = i;
+        while (j + 1 < n && loudnessCurve[j + 1] < threshold) {
+            ++j;
+        }
+        const double start = std::max(times[i] - halfWindow, 0.0);
+        const double end = times[j] + halfWindow;
+        // The 10-second test is made before the cut at the end limit.
+        if (end - start >= 10.0 && start < endLimit) {
+            ranges.push_back({start, std::min(end, endLimit)});
+        }
+        i = j + 2; // point j + 1 is at or above the threshold
+    }
+    return ranges;
+}

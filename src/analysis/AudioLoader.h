@@ -1,0 +1,44 @@
+#pragma once
+
+#include "analysis/FFmpegDecode.h"
+#include "analysis/SoundFile.h"
+
+#include <QString>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+struct DecodedAudio {
+    std::vector<std::vector<float>> channels; // deinterleaved, all of equal length
+    int64_t sampleRate = 0;
+};
+
+struct MonoAudio {
+    std::vector<float> samples;
+    int64_t sampleRate = 0;
+};
+
+// A file ready to be read: opened by libsndfile, or, when libsndfile cannot
+// open it, decoded by `ffmpeg` into a temporary WAV that lives as long as this.
+struct OpenedAudio {
+    std::unique_ptr<FFmpegDecodedFile> decoded; // declared first: removed after `file` closes
+    SoundFile file;
+    bool firstChannelOnly = false; // the decoder's stream: only its first channel counts
+};
+
+// Decodes audio files into 32-bit float samples. Throws AudioLoaderError.
+namespace AudioLoader {
+
+// Frames a file may have: its buffer's capacity is a 32-bit count.
+inline constexpr int64_t maxFrames = (int64_t{1} << 32) - 1;
+
+// Opens with libsndfile, falling back to `ffmpeg`; checks the frame count.
+OpenedAudio open(const QString& path);
+
+// The plain average of all channels, and the sample rate.
+MonoAudio loadMono(const QString& path);
+
+// Every channel, deinterleaved; the fallback's stream gives one channel at 48000 Hz.
+DecodedAudio loadRaw(const QString& path);
+
+} // namespace AudioLoader

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QString>
+
+// A file that `ffmpeg` decoded into a temporary mono 48000 Hz 32-bit float
+// WAV, named by a new upper-case UUID in the temporary directory. The file is
+// removed when this object goes away, whatever way out is taken.
+class FFmpegDecodedFile {
+public:
+    // Runs the encoder found by FFmpegLocator on `sourcePath`. Throws
+    // AudioLoaderError: launchFailed, writeFailed, or ffmpegFailed (with the
+    // source's file name) when it exits non-zero or writes nothing.
+    explicit FFmpegDecodedFile(const QString& sourcePath);
+    // The same with an explicit encoder, for callers that located it already.
+    FFmpegDecodedFile(const QString& sourcePath, const QString& encoder);
+    ~FFmpegDecodedFile();
+    FFmpegDecodedFile(const FFmpegDecodedFile&) = delete;
+    FFmpegDecodedFile& operator=(const FFmpegDecodedFile&) = delete;
+
+    const QString& path() const { return path_; }
+
+private:
+    QString path_;
+};

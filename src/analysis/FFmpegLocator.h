@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+// Where the encoder is looked for, in this order: the installed data
+// directory, the directory of the running program, the search path (through
+// `which`), then fixed candidates. Tests build their own.
+struct FFmpegSearchPlaces {
+    QString resourceDir;                      // <prefix>/share/sonivel
+    QString programDir;                       // directory of the running executable
+    QString whichProgram = "/usr/bin/which";
+    std::optional<QString> searchPath;        // PATH for `which`; none inherits ours
+    QStringList fixedCandidates{"/opt/homebrew/bin/ffmpeg", "/usr/local/bin/ffmpeg"};
+};
+
+// Finds the `ffmpeg` executable. Caches nothing: every call looks again.
+namespace FFmpegLocator {
+
+FFmpegSearchPlaces defaultPlaces();
+
+// An absolute path, or the bare name "ffmpeg" when nothing was found.
+QString find();
+QString find(const FFmpegSearchPlaces& places);
+
+// What `which ffmpeg` prints, trimmed; none when it fails or prints nothing.
+std::optional<QString> findInPath(const FFmpegSearchPlaces& places);
+
+} // namespace FFmpegLocator

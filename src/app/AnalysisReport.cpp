@@ -1,0 +1,111 @@
+#include "AnalysisReport.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+QString displayName(const QString& file) {
+    const QString name = QFileInfo(file).fileName();
+    return name.isEmpty() ? file : name;
+}
+
+} // namespace
+
+FileReport makeReport(const QString& file, const AnalysisResult& result) {
+    FileReport r;
+    r.file = file;
+    r.sampleRate = result.sampleRate;
+    r.duration = result.duration;
+    r.peakLUFS = result.peakLUFS;
+    r.peakDBFS = result.peakDBFS;
+    r.windowStart = result.windowStart;
+    r.windowEnd = result.windowEnd;
+    r.softPassages = result.softPassageRanges();
+    return r;
+}
+
+FileReport makeErrorReport(const QString& file, const QString& error) {
+    FileReport r;
+    r.file = file;
+    r.error = error;
+    return r;
+}
+
+QString formatTime(double seconds) {
+    if (!std::isfinite(seconds) || seconds < 0.0) {
+        seconds = 0.0;
+    }
+    // Tenths are rounded first so that 59.96 s reads 1:00.0, not 0:60.0.
+    const auto tenths = static_cast<long long>(std::llround(seconds * 10.0));
+    const long long hours = tenths / 36000;
+    const long long minutes = (tenths / 600) % 60;
+    const double secs = static_cast<double>(tenths % 600) / 10.0;
+    const QString secText = QStringLiteral("%1").arg(secs, 4, 'f', 1, QLatin1Char('0'));
+    if (hours > 0) {
+        return QStringLiteral("%1:%2:%3").arg(hours).arg(minutes, 2, 10, QLatin1Char('0')).arg(secText);
+    }
+    return QStringLiteral("%1:%2").arg(minutes).arg(secText);
+}
+
+int reportNameWidth(const QStringList& files) {
+    int width = 4; // "File"
+    for (const QString& f : files) {
+        width = std::max(width, static_cast<int>(displayName(f).size()));
+    }
+    return width;
+}
+
+QString reportHeader(int nameWidth) {
+    return QStringLiteral("%1  %2  %3  %4  %5  %6")
+        .arg(QStringLiteral("File"), -nameWidth)
+        .arg(QStringLiteral("Peak 20s"), 11)
+        .arg(QStringLiteral("Sample peak"), 11)
+        .arg(QStringLiteral("Loudest 20 s"), -21)
+        .arg(QStringLiteral("Duration"), 9)
+        .arg(QStringLiteral("Soft passages"));
+}
+
+QString reportRow(const FileReport& r, int nameWidth) {
+    const QString name = QStringLiteral("%1").arg(displayName(r.file), -nameWidth);
+    if (r.error) {
+        return name + QStringLiteral("  ") + *r.error;
+    }
+    const QString window = formatTime(r.windowStart) + QStringLiteral(" – ") + formatTime(r.windowEnd);
+    return QStringLiteral("%1  %2  %3  %4  %5  %6")
+        .arg(name)
+        .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)
+        .arg(QStringLiteral("%1 dBFS").arg(r.peakDBFS, 0, 'f', 1), 11)
+        .arg(window, -21)
+        .arg(formatTime(r.duration), 9)
+        .arg(r.softPassages.size());
+}
+
+QByteArray reportJson(const std::vector<FileReport>& reports) {
+    QJsonArray array;
+    for (const FileReport& r : reports) {
+        QJsonObject o;
+        o.insert(QStringLiteral("file"), r.file);
+        if (r.error) {
+            o.insert(QStringLiteral("error"), *r.error);
+        } else {
+            QJsonArray passages;
+            for (const TimeRange& p : r.softPassages) {
+                passages.append(QJsonArray{p.start, p.end});
+            }
+            o.insert(QStringLiteral("sampleRate"), static_cast<qint64>(r.sampleRate));
+            o.insert(QStringLiteral("duration"), r.duration);
+            o.insert(QStringLiteral("peakLUFS"), r.peakLUFS);
+            o.insert(QStringLiteral("peakDBFS"), r.peakDBFS);
+            o.insert(QStringLiteral("windowStart"), r.windowStart);
+            o.insert(QStringLiteral("windowEnd"), r.windowEnd);
+            o.insert(QStringLiteral("softPassages"), passages);
+        }
+        array.append(o);
+    }
+    return QJsonDocument(array).toJson(QJsonDocument::Indented);
+}

@@ -1,0 +1,112 @@
+#include "AnalyzeCommand.h"
+
+#include "analysis/AnalysisErrors.h"
+#include "analysis/LoudnessAnalyzer.h"
+
+#include <QFileInfo>
+#include <QThread>
+#include <QThreadPool>
+#include <algorithm>
+#include <future>
+#include <new>
+
+namespace AnalyzeCommand {
+
+QString usage() {
+    return QStringLiteral(
+        "Usage: sonivel analyze [--json] FILE...\n"
+        "\n"
+        "Measures each file: the gated loudness of its loudest 20 seconds (Peak 20s),\n"
+        "its sample peak, where that loudest stretch lies, its duration and how many\n"
+        "soft passages it has. Files are analysed in parallel and reported in the\n"
+        "order given.\n"
+        "\n"
+        "Options:\n"
+        "  --json      print one JSON array, one object per file\n"
+        "  -h, --help  show this help\n"
+        "\n"
+        "The exit status is 1 when any file could not be analysed.\n");
+}
+
+FileReport analyzeFile(const QString& file) {
+    const QFileInfo info(file);
+    if (!info.exists()) {
+        return makeErrorReport(file, QStringLiteral("File not found"));
+    }
+    if (info.isDir()) {
+        return makeErrorReport(file, QStringLiteral("Is a folder, not an audio file"));
+    }
+    try {
+        return makeReport(file, LoudnessAnalyzer::analyze(file));
+    } catch (const AudioLoaderError& e) {
+        return makeErrorReport(file, QString::fromStdString(e.description()));
+    } catch (const AnalysisError& e) {
+        return makeErrorReport(file, QString::fromStdString(e.description()));
+    } catch (const std::bad_alloc&) {
+        return makeErrorReport(file, QStringLiteral("Not enough memory to analyse this file"));
+    } catch (const std::exception& e) {
+        return makeErrorReport(file, QString::fromLocal8Bit(e.what()));
+    }
+}
+
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    bool json = false;
+    bool optionsEnded = false;
+    QStringList files;
+    for (const QString& arg : arguments) {
+        if (!optionsEnded && arg == QStringLiteral("--")) {
+            optionsEnded = true;
+        } else if (!optionsEnded && arg == QStringLiteral("--json")) {
+            json = true;
+        } else if (!optionsEnded && (arg == QStringLiteral("-h") || arg == QStringLiteral("--help"))) {
+            out << usage();
+            return 0;
+        } else if (!optionsEnded && arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {
+            err << "sonivel analyze: unknown option '" << arg << "'\n"
+                << "Try 'sonivel analyze --help'.\n";
+            return 2;
+        } else {
+            files << arg;
+        }
+    }
+    if (files.isEmpty()) {
+        err << "sonivel analyze: no files given\n"
+            << "Try 'sonivel analyze --help'.\n";
+        return 2;
+    }
+
+    const int count = static_cast<int>(files.size());
+    std::vector<FileReport> reports(static_cast<size_t>(count));
+    std::vector<std::promise<void>> done(static_cast<size_t>(count));
+    QThreadPool pool;
+    pool.setMaxThreadCount(std::max(1, std::min(count, QThread::idealThreadCount())));
+    for (int i = 0; i < count; ++i) {
+        pool.start([&, i] {
+            reports[static_cast<size_t>(i)] = analyzeFile(files[i]);
+            done[static_cast<size_t>(i)].set_value();
+        });
+    }
+
+    // Rows appear in the order given, each as soon as it and those before it are done.
+    const int nameWidth = reportNameWidth(files);
+    if (!json) {
+        out << reportHeader(nameWidth) << '\n';
+    }
+    bool anyFailed = false;
+    for (int i = 0; i < count; ++i) {
+        done[static_cast<size_t>(i)].get_future().wait();
+        const FileReport& report = reports[static_cast<size_t>(i)];
+        anyFailed = anyFailed || report.error.has_value();
+        if (!json) {
+            out << reportRow(report, nameWidth) << '\n';
+            out.flush();
+        }
+    }
+    pool.waitForDone();
+    if (json) {
+        out << reportJson(reports);
+    }
+    return anyFailed ? 1 : 0;
+}
+
+} // namespace AnalyzeCommand

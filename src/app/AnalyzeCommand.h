@@ -1,0 +1,21 @@
+#pragma once
+
+#include "AnalysisReport.h"
+
+#include <QStringList>
+#include <QTextStream>
+
+// `sonivel analyze [--json] FILE...`: analyses the files in parallel, at most
+// as many at once as there are cores, and reports them in the order given.
+namespace AnalyzeCommand {
+
+// Returns the exit status: 0 when every file was analysed, 1 when any failed,
+// 2 for a usage error.
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err);
+
+// Analyses one file; never throws. Errors come back as the row's text.
+FileReport analyzeFile(const QString& file);
+
+QString usage();
+
+} // namespace AnalyzeCommand

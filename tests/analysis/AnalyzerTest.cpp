@@ -1,0 +1,135 @@
+#include "analysis/AnalysisErrors.h"
+#include "analysis/AudioLoader.h"
+#include "analysis/LoudnessAnalyzer.h"
+#include "support/AudioFixtures.h"
+
+#include <QTemporaryDir>
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+using namespace fixtures;
+
+namespace {
+
+class AnalyzerTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    QString path(const QString& name) const { return dir.filePath(name); }
+};
+
+void expectInvariants(const AnalysisResult& r) {
+    EXPECT_EQ(r.cumsum.size(), static_cast<size_t>(r.totalSamples) + 1);
+    EXPECT_EQ(r.cumsum.front(), 0.0);
+    EXPECT_TRUE(std::is_sorted(r.cumsum.begin(), r.cumsum.end()));
+    EXPECT_EQ(r.times.size(), r.loudnessCurve.size());
+    EXPECT_EQ(r.curveWindowSec, 3.0);
+    EXPECT_DOUBLE_EQ(r.duration, double(r.totalSamples) / double(r.sampleRate));
+    EXPECT_EQ(r.envelope.bucketCount, std::min<int64_t>(r.totalSamples, 2000));
+}
+
+} // namespace
+
+TEST_F(AnalyzerTest, FullScaleSineReadsMinus3LUFSInMonoAndStereo) {
+    const auto s = sine(997.0, 1.0, 48000, 48000 * 25);
+    writeMonoWav(path("mono.wav"), s, 48000);
+    writeWav(path("stereo.wav"), {s, s}, 48000);
+    const AnalysisResult mono = LoudnessAnalyzer::analyze(path("mono.wav"));
+    const AnalysisResult stereo = LoudnessAnalyzer::analyze(path("stereo.wav"));
+    EXPECT_NEAR(mono.peakLUFS, -3.01, 0.01);
+    EXPECT_NEAR(stereo.peakLUFS, -3.01, 0.01); // averaged, not summed
+    EXPECT_NEAR(mono.peakDBFS, 0.0, 0.001);
+    EXPECT_EQ(mono.sampleRate, 48000);
+    EXPECT_DOUBLE_EQ(mono.windowEnd - mono.windowStart, 20.0);
+    expectInvariants(mono);
+
+    // At 96 kHz the derived row measures the same.
+    writeMonoWav(path("96k.wav"), sine(997.0, 1.0, 96000, 96000 * 5), 96000);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("96k.wav")).peakLUFS, -3.01, 0.01);
+}
+
+TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {
+    // Three channels at 44.1 kHz: noise, a tone, and a quiet stretch.
+    const int64_t n = 44100 * 26 + 123;
+    const auto a = concat({noise(1, 0.8, 44100 * 12), noise(2, 0.02, 44100 * 14 + 123)});
+    const auto b = sine(440.0, 0.6, 44100, n);
+    const auto c = noise(3, 0.3, n);
+    writeWav(path("three.wav"), {a, b, c}, 44100);
+
+    const MonoAudio mono = AudioLoader::loadMono(path("three.wav"));
+    const AnalysisResult whole = LoudnessAnalyzer::analyzeSamples(mono.samples, mono.sampleRate);
+    EXPECT_EQ(whole.totalSamples, n);
+    expectInvariants(whole);
+    for (int64_t chunk : {int64_t{65536}, int64_t{777}, int64_t{44100 * 30}}) {
+        const AnalysisResult streamed = LoudnessAnalyzer::analyze(path("three.wav"), chunk);
+        EXPECT_TRUE(streamed == whole) << "chunk " << chunk;
+        EXPECT_EQ(streamed.peakLUFS, whole.peakLUFS);
+    }
+    // A short 16-bit file one frame at a time.
+    writeAudio(path("short.wav"), {noise(4, 0.5, 9000), noise(5, 0.5, 9000)}, 8000,
+               SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    const MonoAudio shortMono = AudioLoader::loadMono(path("short.wav"));
+    EXPECT_TRUE(LoudnessAnalyzer::analyze(path("short.wav"), 1) ==
+                LoudnessAnalyzer::analyzeSamples(shortMono.samples, 8000));
+}
+
+TEST_F(AnalyzerTest, TwentySecondsTakesTheWindowPathAndShorterFilesTheWhole) {
+    const auto s = concat({noise(1, 0.5, 48000 * 5), silence(48000 * 15)});
+    writeMonoWav(path("20.wav"), s, 48000);
+    const AnalysisResult r20 = LoudnessAnalyzer::analyze(path("20.wav"));
+    EXPECT_EQ(r20.windowStart, 0.0);
+    EXPECT_EQ(r20.windowEnd, 20.0);
+    EXPECT_EQ(r20.peakLUFS, LoudnessAnalyzer::findLoudest20s(r20.cumsum, 48000, 48000 * 20).peakLUFS);
+
+    writeMonoWav(path("19.9.wav"), std::vector<float>(s.begin(), s.begin() + 48000 * 199 / 10), 48000);
+    const AnalysisResult r199 = LoudnessAnalyzer::analyze(path("19.9.wav"));
+    EXPECT_EQ(r199.windowStart, 0.0);
+    EXPECT_DOUBLE_EQ(r199.windowEnd, 19.9);
+    EXPECT_EQ(r199.windowEnd, r199.duration);
+    EXPECT_EQ(r199.peakLUFS, LoudnessAnalyzer::gatedLoudness(r199.cumsum, 0, r199.totalSamples, 48000));
+    // The gates drop the 15 s of silence: the figure is the noise's own level.
+    EXPECT_GT(r20.peakLUFS, LoudnessAnalyzer::loudnessOfMeanSquare(r20.cumsum.back() / (48000 * 20)) + 5.0);
+}
+
+TEST_F(AnalyzerTest, SilenceAndCancellingChannels) {
+    const auto s = noise(9, 0.9, 48000 * 4);
+    std::vector<float> inverted(s.size());
+    std::transform(s.begin(), s.end(), inverted.begin(), [](float x) { return -x; });
+    writeWav(path("cancel.wav"), {s, inverted}, 48000);
+    const AnalysisResult r = LoudnessAnalyzer::analyze(path("cancel.wav"));
+    EXPECT_EQ(r.peakDBFS, -120.0);
+    EXPECT_EQ(r.peakLUFS, -70.0);
+    ASSERT_FALSE(r.loudnessCurve.empty());
+    EXPECT_TRUE(std::all_of(r.loudnessCurve.begin(), r.loudnessCurve.end(),
+                            [](double v) { return v == -70.0; }));
+    EXPECT_EQ(r.envelope.maxValues, std::vector<float>(2000, 0.0f));
+}
+
+TEST_F(AnalyzerTest, EmptyFilesAreRejected) {
+    writeMonoWav(path("empty.wav"), {}, 48000);
+    try {
+        LoudnessAnalyzer::analyze(path("empty.wav"));
+        FAIL() << "no error";
+    } catch (const AudioLoaderError& e) {
+        EXPECT_EQ(e.kind(), AudioLoaderError::Kind::emptyFile);
+        EXPECT_EQ(e.description(), "Audio file is empty");
+    }
+    try {
+        LoudnessAnalyzer::analyzeSamples({}, 48000);
+        FAIL() << "no error";
+    } catch (const AnalysisError& e) {
+        EXPECT_EQ(e.description(), "Audio file contains no samples");
+    }
+}
+
+TEST_F(AnalyzerTest, QuietStretchIsASoftPassage) {
+    const auto s = concat({noise(1, 0.5, 48000 * 30), noise(2, 0.01, 48000 * 20),
+                           noise(3, 0.5, 48000 * 30)});
+    writeMonoWav(path("soft.wav"), s, 48000);
+    const AnalysisResult r = LoudnessAnalyzer::analyze(path("soft.wav"));
+    const auto passages = r.softPassageRanges();
+    ASSERT_EQ(passages.size(), 1u);
+    EXPECT_NEAR(passages[0].start, 30.0, 1.6);
+    EXPECT_NEAR(passages[0].end, 50.0, 1.6);
+    EXPECT_EQ(r.envelope.bucketCount, 2000);
+}

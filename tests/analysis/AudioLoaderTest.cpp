@@ -1,0 +1,179 @@
+#include "analysis/AnalysisErrors.h"
+#include "analysis/AudioLoader.h"
+#include "analysis/FFmpegDecode.h"
+#include "analysis/LoudnessAnalyzer.h"
+#include "support/AudioFixtures.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+using namespace fixtures;
+
+namespace {
+
+// Points the temporary directory at a folder of the test's own, so that the
+// decoder's leftovers, if any, can be seen.
+class TempDirGuard {
+public:
+    explicit TempDirGuard(const QString& dir) : old_(qgetenv("TMPDIR")) { qputenv("TMPDIR", dir.toUtf8()); }
+    ~TempDirGuard() { qputenv("TMPDIR", old_); }
+
+private:
+    QByteArray old_;
+};
+
+class AudioLoaderTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    QTemporaryDir scratch; // the loader's temporary directory
+    TempDirGuard guard{scratch.path()};
+    QString path(const QString& name) const { return dir.filePath(name); }
+};
+
+template <typename F>
+AudioLoaderError loaderError(F&& f) {
+    try {
+        f();
+    } catch (const AudioLoaderError& e) {
+        return e;
+    }
+    ADD_FAILURE() << "no AudioLoaderError";
+    return AudioLoaderError(AudioLoaderError::Kind::noFloatData);
+}
+
+} // namespace
+
+TEST_F(AudioLoaderTest, MonoIsUnchangedAndChannelsAreAveraged) {
+    const auto a = noise(1, 0.9, 5000);
+    writeMonoWav(path("mono.wav"), a, 44100);
+    const MonoAudio mono = AudioLoader::loadMono(path("mono.wav"));
+    EXPECT_EQ(mono.samples, a);
+    EXPECT_EQ(mono.sampleRate, 44100);
+
+    const auto b = noise(2, 0.9, 5000);
+    const auto c = noise(3, 0.9, 5000);
+    writeWav(path("three.wav"), {a, b, c}, 32000);
+    const MonoAudio mixed = AudioLoader::loadMono(path("three.wav"));
+    ASSERT_EQ(mixed.samples.size(), a.size());
+    const float third = static_cast<float>(1.0 / 3.0);
+    for (size_t i = 0; i < a.size(); ++i) {
+        ASSERT_EQ(mixed.samples[i], ((a[i] + b[i]) + c[i]) * third) << i;
+    }
+    const DecodedAudio raw = AudioLoader::loadRaw(path("three.wav"));
+    ASSERT_EQ(raw.channels.size(), 3u);
+    EXPECT_EQ(raw.channels[1], b);
+
+    // Integer files come out scaled to [-1, 1).
+    writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    EXPECT_EQ(AudioLoader::loadMono(path("int16.wav")).samples, std::vector<float>(100, 0.5f));
+}
+
+TEST_F(AudioLoaderTest, ZeroFramesIsAnEmptyFile) {
+    writeWav(path("empty.wav"), {{}, {}}, 48000);
+    const AudioLoaderError e = loaderError([&] { AudioLoader::loadMono(path("empty.wav")); });
+    EXPECT_EQ(e.kind(), AudioLoaderError::Kind::emptyFile);
+    EXPECT_EQ(e.description(), "Audio file is empty");
+}
+
+TEST_F(AudioLoaderTest, FallbackDecodesToMono48k) {
+    // AAC in MP4 is beyond libsndfile: ffmpeg decodes it, whatever its rate and layout.
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "sine=frequency=997:sample_rate=44100:duration=3",
+                           "-ac", "2", "-c:a", "aac", path("tone.m4a")}));
+    const DecodedAudio raw = AudioLoader::loadRaw(path("tone.m4a"));
+    EXPECT_EQ(raw.sampleRate, 48000);
+    ASSERT_EQ(raw.channels.size(), 1u);
+    EXPECT_NEAR(double(raw.channels[0].size()), 3.0 * 48000, 4096);
+
+    const AnalysisResult r = LoudnessAnalyzer::analyze(path("tone.m4a"));
+    EXPECT_EQ(r.sampleRate, 48000);
+    EXPECT_NEAR(r.peakLUFS, -21.07, 0.1); // ffmpeg's sine is 1/8 of full scale
+    EXPECT_TRUE(filesIn(scratch.path()).isEmpty()) << filesIn(scratch.path()).join(", ").toStdString();
+}
+
+TEST_F(AudioLoaderTest, UndecodableFileNamesTheFileAndLeavesNothingBehind) {
+    QDir(dir.path()).mkdir("folder.with.dots");
+    const QString bad = dir.filePath("folder.with.dots/not audio.xyz");
+    QFile f(bad);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("this is not audio at all\n");
+    f.close();
+    const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(bad); });
+    EXPECT_EQ(e.kind(), AudioLoaderError::Kind::ffmpegFailed);
+    EXPECT_EQ(e.description(), "Cannot decode not audio.xyz");
+    EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
+}
+
+TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
+    QTemporaryDir bin;
+    writeMonoWav(path("src.wav"), noise(1, 0.5, 4800), 48000);
+    const QString argsFile = bin.filePath("args.txt");
+    // Stands in for ffmpeg: records its arguments, floods standard error, then
+    // lets the real ffmpeg do the work.
+    const QString recorder = writeScript(
+        bin.path(), "recording-ffmpeg",
+        QStringLiteral("printf '%s\\n' \"$@\" > '%1'\n"
+                       "head -c 3000000 /dev/zero | tr '\\0' x >&2\n"
+                       "exec ffmpeg -nostdin -v error \"$@\"")
+            .arg(argsFile));
+    {
+        FFmpegDecodedFile decoded(path("src.wav"), recorder);
+        const QString tmp = decoded.path();
+        EXPECT_TRUE(QFile::exists(tmp));
+        EXPECT_EQ(QFileInfo(tmp).absolutePath(), QFileInfo(scratch.path()).absoluteFilePath());
+        EXPECT_TRUE(QFileInfo(tmp).fileName().contains(
+            QRegularExpression("^[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.wav$")))
+            << tmp.toStdString();
+        const auto decodedSamples = readFirstChannel(tmp);
+        EXPECT_EQ(decodedSamples, readFirstChannel(path("src.wav")));
+    }
+    EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
+    QFile args(argsFile);
+    ASSERT_TRUE(args.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(args.readAll()).split('\n', Qt::SkipEmptyParts),
+              (QStringList{"-i", path("src.wav"), "-f", "wav", "-acodec", "pcm_f32le", "-ac", "1",
+                           "-ar", "48000", "-"}));
+
+    const QString silent = writeScript(bin.path(), "silent-ffmpeg", "exit 0");
+    EXPECT_EQ(loaderError([&] { FFmpegDecodedFile d(path("src.wav"), silent); }).description(),
+              "Cannot decode src.wav");
+    const QString failing = writeScript(bin.path(), "failing-ffmpeg", "echo partial; exit 1");
+    EXPECT_EQ(loaderError([&] { FFmpegDecodedFile d(path("src.wav"), failing); }).kind(),
+              AudioLoaderError::Kind::ffmpegFailed);
+    const AudioLoaderError launch =
+        loaderError([&] { FFmpegDecodedFile d(path("src.wav"), bin.filePath("missing-ffmpeg")); });
+    EXPECT_EQ(launch.kind(), AudioLoaderError::Kind::launchFailed);
+    EXPECT_EQ(launch.description().rfind("Cannot start ffmpeg: ", 0), 0u);
+    EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
+}
+
+TEST_F(AudioLoaderTest, FilesOf2To32FramesAreRejected) {
+    // An 8-bit W64 file whose data chunk claims 2^32 frames; the file is sparse.
+    const QString big = path("huge.w64");
+    writeAudio(big, {std::vector<float>(8, 0.25f)}, 8000, SF_FORMAT_W64 | SF_FORMAT_PCM_U8);
+    QFile f(big);
+    ASSERT_TRUE(f.open(QIODevice::ReadWrite));
+    QByteArray header = f.read(4096);
+    const int data = header.indexOf(QByteArray("data\xf3\xac\xd3\x11", 8));
+    ASSERT_GT(data, 0);
+    const qint64 dataStart = data + 24;
+    const uint64_t frames = uint64_t{1} << 32;
+    const uint64_t chunkSize = 24 + frames;
+    const uint64_t riffSize = uint64_t(dataStart) + frames;
+    f.seek(data + 16);
+    f.write(reinterpret_cast<const char*>(&chunkSize), 8);
+    f.seek(16);
+    f.write(reinterpret_cast<const char*>(&riffSize), 8);
+    ASSERT_TRUE(f.resize(qint64(riffSize)));
+    f.close();
+
+    const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(big); });
+    EXPECT_EQ(e.kind(), AudioLoaderError::Kind::tooLong);
+    EXPECT_EQ(e.description(), "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
+    EXPECT_EQ(loaderError([&] { AudioLoader::loadMono(big); }).kind(), AudioLoaderError::Kind::tooLong);
+}

@@ -1,0 +1,135 @@
+#include "analysis/LoudnessAnalyzer.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+using namespace LoudnessAnalyzer;
+
+namespace {
+
+// Prefix sums of a per-sample power profile.
+std::vector<double> sums(const std::vector<double>& power) {
+    std::vector<double> out(power.size() + 1, 0.0);
+    for (size_t i = 0; i < power.size(); ++i) {
+        out[i + 1] = out[i] + power[i];
+    }
+    return out;
+}
+
+std::vector<double> profile(size_t n, double value) { return std::vector<double>(n, value); }
+
+double lufs(double meanSquare) { return 10.0 * std::log10(meanSquare) - 0.691; }
+
+} // namespace
+
+TEST(LoudnessMath, PrefixSumsAccumulateIn64Bit) {
+    EXPECT_EQ(prefixSumFromFloat({}), std::vector<double>{0.0});
+    EXPECT_EQ(prefixSumFromFloat({1.0f, 0.5f, 0.25f}), (std::vector<double>{0.0, 1.0, 1.5, 1.75}));
+    // 2^24 + 1 is not a float; the sum is kept in 64 bits.
+    const std::vector<float> ones(16777217, 1.0f);
+    EXPECT_EQ(prefixSumFromFloat(ones).back(), 16777217.0);
+}
+
+TEST(LoudnessMath, SilenceAndShortSpansReadMinus70) {
+    EXPECT_EQ(loudnessOfMeanSquare(0.0), -70.0);
+    EXPECT_EQ(loudnessOfMeanSquare(-1e-30), -70.0);
+    EXPECT_DOUBLE_EQ(loudnessOfMeanSquare(1.0), -0.691);
+
+    const auto c = sums(profile(48000, 0.5));
+    EXPECT_EQ(gatedLoudness(c, 0, 19199, 48000), -70.0); // one sample short of a block
+    EXPECT_DOUBLE_EQ(gatedLoudness(c, 0, 19200, 48000), lufs(0.5));
+    EXPECT_EQ(gatedLoudness(c, 0, 48000, 9), -70.0); // rate below 10 Hz
+    EXPECT_EQ(gatedLoudness(sums(profile(48000, 0.0)), 0, 48000, 48000), -70.0);
+    // Everything below the absolute gate: 1e-8 is about -80.7 LUFS.
+    EXPECT_EQ(gatedLoudness(sums(profile(48000, 1e-8)), 0, 48000, 48000), -70.0);
+}
+
+TEST(LoudnessMath, RelativeGateDropsQuietBlocks) {
+    // 10 s loud, 10 s 30 dB quieter, 10 s of digital silence, at 100 Hz.
+    std::vector<double> p = profile(1000, 1.0);
+    p.insert(p.end(), 1000, 1e-3);
+    p.insert(p.end(), 1000, 0.0);
+    const auto c = sums(p);
+    const double g = gatedLoudness(c, 0, 3000, 100);
+    // Only the loud blocks and the few that straddle into the quiet part remain.
+    EXPECT_NEAR(g, lufs(1.0), 0.1);
+    EXPECT_GT(g, lufs(2000.0 * 1.0 / 3000.0)); // above the ungated average
+    // A level just 5 dB down stays within the relative gate and counts.
+    std::vector<double> q = profile(1000, 1.0);
+    q.insert(q.end(), 1000, std::pow(10.0, -0.5));
+    EXPECT_NEAR(gatedLoudness(sums(q), 0, 2000, 100), lufs((1.0 + std::pow(10.0, -0.5)) / 2), 0.05);
+}
+
+TEST(LoudnessMath, TailShorterThanAHopIsNotMeasured) {
+    // Rate 100: blocks of 40 samples every 10. 95 samples hold 6 blocks ending at 90;
+    // whatever lies in the last 5 samples is never measured.
+    std::vector<double> p = profile(95, 0.25);
+    for (size_t i = 90; i < 95; ++i) {
+        p[i] = 1000.0;
+    }
+    EXPECT_DOUBLE_EQ(gatedLoudness(sums(p), 0, 95, 100), lufs(0.25));
+}
+
+TEST(LoudnessMath, LoudestWindowTiesKeepTheEarlierWindow) {
+    // 100 Hz: windows of 2000 samples every 50; three candidates, all alike.
+    const auto c = sums(profile(2100, 1.0));
+    const LoudestWindow w = findLoudest20s(c, 100, 2100);
+    EXPECT_EQ(w.start, 0.0);
+    EXPECT_EQ(w.end, 20.0);
+    EXPECT_DOUBLE_EQ(w.peakLUFS, lufs(1.0));
+}
+
+TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
+    // A later window with a lower mean square but a louder gated level wins.
+    std::vector<double> p = profile(2100, 0.0);
+    for (size_t i = 0; i < 100; ++i) p[i] = 1.0;
+    for (size_t i = 100; i < 900; ++i) p[i] = 2.0;
+    auto c = sums(p);
+    LoudestWindow w = findLoudest20s(c, 100, 2100);
+    EXPECT_EQ(w.start, 1.0);
+    EXPECT_EQ(w.end, 21.0);
+    EXPECT_EQ(w.peakLUFS, gatedLoudness(c, 100, 2100, 100));
+
+    // Seven candidates ranked by mean square from s = 0 down to s = 300; the
+    // gated level rises along the same line, but only the first five are gated.
+    p = profile(2300, 0.0);
+    for (size_t i = 0; i < 300; ++i) p[i] = 1.0;
+    for (size_t i = 300; i < 700; ++i) p[i] = 3.0;
+    c = sums(p);
+    w = findLoudest20s(c, 100, 2300);
+    EXPECT_EQ(w.start, 2.0);
+    EXPECT_EQ(w.peakLUFS, gatedLoudness(c, 200, 2200, 100));
+    EXPECT_GT(gatedLoudness(c, 300, 2300, 100), w.peakLUFS);
+}
+
+TEST(LoudnessMath, LoudestWindowOfAShortSignalIsTheWhole) {
+    const auto c = sums(profile(1999, 0.5));
+    const LoudestWindow w = findLoudest20s(c, 100, 1999);
+    EXPECT_EQ(w.start, 0.0);
+    EXPECT_DOUBLE_EQ(w.end, 19.99);
+    EXPECT_EQ(w.peakLUFS, gatedLoudness(c, 0, 1999, 100));
+}
+
+TEST(LoudnessMath, CurvePointsAndEdges) {
+    std::vector<double> p = profile(1000, 0.0);
+    for (size_t i = 500; i < 1000; ++i) p[i] = 0.1;
+    const auto c = sums(p);
+    // 3 s window at 100 Hz: 300 samples every 10 → (1000 - 300) / 10 + 1 points.
+    const LoudnessCurve curve = computeLoudnessCurve(c, 100, 1000, 3.0);
+    ASSERT_EQ(curve.times.size(), 71u);
+    ASSERT_EQ(curve.values.size(), 71u);
+    EXPECT_DOUBLE_EQ(curve.times.front(), 1.5);
+    EXPECT_DOUBLE_EQ(curve.times.back(), 8.5);
+    EXPECT_EQ(curve.values.front(), -70.0); // pure silence, never -inf
+    EXPECT_NEAR(curve.values.back(), lufs(0.1), 1e-9);
+
+    EXPECT_TRUE(computeLoudnessCurve(c, 100, 1000, 10.01).times.empty()); // longer than the file
+    EXPECT_EQ(computeLoudnessCurve(c, 100, 1000, 10.0).times.size(), 1u);
+    EXPECT_TRUE(computeLoudnessCurve(c, 9, 1000, 3.0).times.empty());
+    EXPECT_TRUE(computeLoudnessCurve({0.0}, 100, 0, 3.0).times.empty());
+    // A window under one sample is one sample long: one point per hop, centred half a sample in.
+    const LoudnessCurve tiny = computeLoudnessCurve(c, 100, 1000, 0.001);
+    ASSERT_EQ(tiny.times.size(), 100u);
+    EXPECT_DOUBLE_EQ(tiny.times[0], 0.005);
+    EXPECT_NEAR(tiny.values[60], lufs(0.1), 1e-9);
+}

@@ -1,0 +1,85 @@
+#include "analysis/AnalysisResult.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr double loud = -10.0;  // peakLUFS
+constexpr double quiet = -30.0; // more than 12 dB below it
+
+// A 3-second curve as the analyzer lays it out: a point every 0.1 s from
+// 1.5 s to duration − 1.5 s, each at level(t).
+AnalysisResult curve(double duration, const std::function<double(double)>& level) {
+    AnalysisResult r;
+    r.duration = duration;
+    r.peakLUFS = loud;
+    r.curveWindowSec = 3.0;
+    for (int i = 15; i / 10.0 <= duration - 1.5 + 1e-9; ++i) {
+        const double t = i / 10.0;
+        r.times.push_back(t);
+        r.loudnessCurve.push_back(level(t));
+    }
+    return r;
+}
+
+std::function<double(double)> quietBetween(double from, double to) {
+    return [=](double t) { return t >= from - 1e-9 && t <= to + 1e-9 ? quiet : loud; };
+}
+
+} // namespace
+
+TEST(SoftPassages, ShortFilesHaveNone) {
+    EXPECT_TRUE(curve(15.0, [](double) { return quiet; }).softPassageRanges().empty());
+    AnalysisResult single = curve(60.0, [](double) { return quiet; });
+    single.times.resize(1);
+    single.loudnessCurve.resize(1);
+    EXPECT_TRUE(single.softPassageRanges().empty());
+
+    // A 16-second file: only passages starting before 1.0 s, cut at 1.0 s.
+    const auto all = curve(16.0, [](double) { return quiet; }).softPassageRanges();
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0], (TimeRange{0.0, 1.0}));
+    EXPECT_TRUE(curve(16.0, quietBetween(2.6, 14.5)).softPassageRanges().empty());
+}
+
+TEST(SoftPassages, SevenSecondsOfPointsArePaddedToTen) {
+    const auto kept = curve(60.0, quietBetween(20.0, 27.0)).softPassageRanges();
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_EQ(kept[0], (TimeRange{18.5, 28.5}));
+    EXPECT_TRUE(curve(60.0, quietBetween(20.0, 26.9)).softPassageRanges().empty());
+}
+
+TEST(SoftPassages, APointExactlyAtTheThresholdEndsARun) {
+    auto r = curve(60.0, quietBetween(20.0, 30.0));
+    ASSERT_EQ(r.softPassageRanges().size(), 1u);
+    for (size_t i = 0; i < r.times.size(); ++i) {
+        if (r.times[i] == 25.0) {
+            r.loudnessCurve[i] = loud - 12.0;
+        }
+    }
+    EXPECT_TRUE(r.softPassageRanges().empty()); // two runs of 5 s each
+}
+
+TEST(SoftPassages, PassagesNearTheEndAreCutOrDropped) {
+    const auto cut = curve(60.0, quietBetween(40.0, 60.0)).softPassageRanges();
+    ASSERT_EQ(cut.size(), 1u);
+    EXPECT_EQ(cut[0], (TimeRange{38.5, 45.0}));
+    EXPECT_TRUE(curve(60.0, quietBetween(46.5, 60.0)).softPassageRanges().empty());
+}
+
+TEST(SoftPassages, RunsAreNotMerged) {
+    auto r = curve(90.0, quietBetween(10.0, 30.0));
+    for (size_t i = 0; i < r.times.size(); ++i) {
+        if (r.times[i] > 20.05 && r.times[i] < 20.15) {
+            r.loudnessCurve[i] = loud;
+        }
+    }
+    const auto ranges = r.softPassageRanges();
+    ASSERT_EQ(ranges.size(), 2u);
+    EXPECT_EQ(ranges[0].start, 8.5);
+    EXPECT_DOUBLE_EQ(ranges[0].end, 21.5);
+    EXPECT_DOUBLE_EQ(ranges[1].start, 18.7);
+    EXPECT_EQ(ranges[1].end, 31.5);
+    EXPECT_LT(ranges[1].start, ranges[0].end); // they overlap once widened
+}

@@ -1,0 +1,121 @@
+#include "AnalyzeCommand.h"
+#include "analysis/LoudnessAnalyzer.h"
+#include "support/AudioFixtures.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+using namespace fixtures;
+
+namespace {
+
+struct CommandRun {
+    int status;
+    QString out;
+    QString err;
+};
+
+CommandRun analyze(const QStringList& args) {
+    QString out, err;
+    QTextStream o(&out), e(&err);
+    const int status = AnalyzeCommand::run(args, o, e);
+    o.flush();
+    e.flush();
+    return {status, out, err};
+}
+
+class AnalyzeCommandTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    QString loud, quiet, soft, bad;
+    void SetUp() override {
+        loud = dir.filePath("loud.wav");
+        quiet = dir.filePath("quiet.wav");
+        soft = dir.filePath("soft.wav");
+        bad = dir.filePath("broken.flac");
+        writeMonoWav(loud, noise(1, 0.9, 48000 * 3), 48000);
+        writeMonoWav(quiet, noise(2, 0.05, 44100 * 25), 44100);
+        writeMonoWav(soft, concat({noise(3, 0.5, 48000 * 30), noise(4, 0.005, 48000 * 20),
+                                   noise(5, 0.5, 48000 * 20)}), 48000);
+        QFile f(bad);
+        f.open(QIODevice::WriteOnly);
+        f.write("fLaC but not really");
+    }
+};
+
+} // namespace
+
+TEST_F(AnalyzeCommandTest, RowsComeInTheOrderGivenWithErrorsInPlace) {
+    const CommandRun r = analyze({quiet, bad, loud, dir.filePath("missing.wav"), soft});
+    EXPECT_EQ(r.status, 1);
+    const QStringList lines = r.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 6) << r.out.toStdString();
+    EXPECT_TRUE(lines[0].startsWith("File"));
+    EXPECT_TRUE(lines[1].startsWith("quiet.wav"));
+    EXPECT_TRUE(lines[2].startsWith("broken.flac"));
+    EXPECT_TRUE(lines[2].endsWith("Cannot decode broken.flac"));
+    EXPECT_TRUE(lines[3].startsWith("loud.wav"));
+    EXPECT_TRUE(lines[4].endsWith("File not found"));
+    EXPECT_TRUE(lines[5].startsWith("soft.wav"));
+
+    const AnalysisResult q = LoudnessAnalyzer::analyze(quiet);
+    EXPECT_TRUE(lines[1].contains(QStringLiteral("%1 LUFS").arg(q.peakLUFS, 0, 'f', 1)));
+    EXPECT_TRUE(lines[1].contains(QStringLiteral("%1 dBFS").arg(q.peakDBFS, 0, 'f', 1)));
+    EXPECT_TRUE(lines[1].contains("0:25.0"));
+    EXPECT_TRUE(lines[5].trimmed().endsWith("  1")); // one soft passage
+    EXPECT_TRUE(lines[3].trimmed().endsWith("  0"));
+
+    EXPECT_EQ(analyze({loud, soft}).status, 0);
+}
+
+TEST_F(AnalyzeCommandTest, JsonHasOneObjectPerFile) {
+    const CommandRun r = analyze({"--json", soft, bad});
+    EXPECT_EQ(r.status, 1);
+    QJsonParseError parseError;
+    const QJsonDocument doc = QJsonDocument::fromJson(r.out.toUtf8(), &parseError);
+    ASSERT_EQ(parseError.error, QJsonParseError::NoError) << r.out.toStdString();
+    const QJsonArray array = doc.array();
+    ASSERT_EQ(array.size(), 2);
+
+    const AnalysisResult s = LoudnessAnalyzer::analyze(soft);
+    const QJsonObject o = array[0].toObject();
+    EXPECT_EQ(o["file"].toString(), soft);
+    EXPECT_EQ(o["sampleRate"].toInteger(), 48000);
+    EXPECT_EQ(o["duration"].toDouble(), 70.0);
+    EXPECT_EQ(o["peakLUFS"].toDouble(), s.peakLUFS);
+    EXPECT_EQ(o["peakDBFS"].toDouble(), s.peakDBFS);
+    EXPECT_EQ(o["windowStart"].toDouble(), s.windowStart);
+    EXPECT_EQ(o["windowEnd"].toDouble(), s.windowEnd);
+    const QJsonArray passages = o["softPassages"].toArray();
+    ASSERT_EQ(passages.size(), 1);
+    EXPECT_EQ(passages[0].toArray()[0].toDouble(), s.softPassageRanges()[0].start);
+    EXPECT_EQ(passages[0].toArray()[1].toDouble(), s.softPassageRanges()[0].end);
+
+    const QJsonObject failed = array[1].toObject();
+    EXPECT_EQ(failed.keys(), (QStringList{"error", "file"}));
+    EXPECT_EQ(failed["error"].toString(), "Cannot decode broken.flac");
+}
+
+TEST(AnalyzeCommand, UsageErrors) {
+    EXPECT_EQ(analyze({}).status, 2);
+    const CommandRun unknown = analyze({"--loud"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_TRUE(unknown.err.contains("unknown option '--loud'"));
+    const CommandRun help = analyze({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(help.out.startsWith("Usage: sonivel analyze"));
+    // After "--" a name that starts with a dash is a file.
+    EXPECT_TRUE(analyze({"--", "-odd.wav"}).out.contains("-odd.wav  File not found"));
+}
+
+TEST(AnalysisReport, TimesRoundToTenthsBeforeSplitting) {
+    EXPECT_EQ(formatTime(0.0), "0:00.0");
+    EXPECT_EQ(formatTime(59.96), "1:00.0");
+    EXPECT_EQ(formatTime(83.54), "1:23.5");
+    EXPECT_EQ(formatTime(3725.0), "1:02:05.0");
+    EXPECT_EQ(formatTime(-1.0), "0:00.0");
+}

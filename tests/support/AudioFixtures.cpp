@@ -1,0 +1,118 @@
+#include "support/AudioFixtures.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <cmath>
+#include <numbers>
+#include <random>
+#include <sndfile.h>
+#include <stdexcept>
+
+namespace fixtures {
+
+std::vector<float> sine(double frequency, double amplitude, int64_t sampleRate, int64_t samples) {
+    std::vector<float> out(static_cast<size_t>(samples));
+    for (int64_t i = 0; i < samples; ++i) {
+        out[static_cast<size_t>(i)] = static_cast<float>(
+            amplitude * std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(i) /
+                                 static_cast<double>(sampleRate)));
+    }
+    return out;
+}
+
+std::vector<float> noise(uint32_t seed, double amplitude, int64_t samples) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> dist(-amplitude, amplitude);
+    std::vector<float> out(static_cast<size_t>(samples));
+    for (float& s : out) {
+        s = static_cast<float>(dist(rng));
+    }
+    return out;
+}
+
+std::vector<float> silence(int64_t samples) { return std::vector<float>(static_cast<size_t>(samples)); }
+
+std::vector<float> concat(const std::vector<std::vector<float>>& parts) {
+    std::vector<float> out;
+    for (const auto& p : parts) {
+        out.insert(out.end(), p.begin(), p.end());
+    }
+    return out;
+}
+
+void writeAudio(const QString& path, const std::vector<std::vector<float>>& channels,
+                int64_t sampleRate, int format) {
+    SF_INFO info{};
+    info.samplerate = static_cast<int>(sampleRate);
+    info.channels = static_cast<int>(channels.size());
+    info.format = format;
+    SNDFILE* f = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    if (!f) {
+        throw std::runtime_error(std::string("cannot write fixture: ") + sf_strerror(nullptr));
+    }
+    const size_t frames = channels.empty() ? 0 : channels.front().size();
+    std::vector<float> interleaved(frames * channels.size());
+    for (size_t fr = 0; fr < frames; ++fr) {
+        for (size_t c = 0; c < channels.size(); ++c) {
+            interleaved[fr * channels.size() + c] = channels[c][fr];
+        }
+    }
+    sf_writef_float(f, interleaved.data(), static_cast<sf_count_t>(frames));
+    sf_close(f);
+}
+
+void writeWav(const QString& path, const std::vector<std::vector<float>>& channels,
+              int64_t sampleRate) {
+    writeAudio(path, channels, sampleRate, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+}
+
+void writeMonoWav(const QString& path, const std::vector<float>& samples, int64_t sampleRate) {
+    writeWav(path, {samples}, sampleRate);
+}
+
+std::vector<float> readFirstChannel(const QString& path) {
+    SF_INFO info{};
+    SNDFILE* f = sf_open(QFile::encodeName(path).constData(), SFM_READ, &info);
+    if (!f) {
+        throw std::runtime_error("cannot read fixture");
+    }
+    std::vector<float> interleaved(static_cast<size_t>(info.frames * info.channels));
+    const sf_count_t got = sf_readf_float(f, interleaved.data(), info.frames);
+    sf_close(f);
+    std::vector<float> out(static_cast<size_t>(got));
+    for (sf_count_t i = 0; i < got; ++i) {
+        out[static_cast<size_t>(i)] = interleaved[static_cast<size_t>(i * info.channels)];
+    }
+    return out;
+}
+
+QString writeScript(const QString& dir, const QString& name, const QString& body) {
+    const QString path = QDir(dir).filePath(name);
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        throw std::runtime_error("cannot write script");
+    }
+    f.write("#!/bin/sh\n");
+    f.write(body.toUtf8());
+    f.write("\n");
+    f.close();
+    f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
+                     QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
+    return path;
+}
+
+bool runFFmpeg(const QStringList& arguments) {
+    QProcess p;
+    p.setStandardInputFile(QProcess::nullDevice());
+    p.start(QStringLiteral("ffmpeg"),
+            QStringList{"-nostdin", "-v", "error", "-y"} + arguments);
+    return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit &&
+           p.exitCode() == 0;
+}
+
+QStringList filesIn(const QString& dir) {
+    return QDir(dir).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
+}
+
+} // namespace fixtures
