@@ -9,14 +9,14 @@
 class AudioLoaderError : public std::exception {
 public:
     enum class Kind {
-        ffmpegFailed,         // payload: the file name with its extension
+        ffmpegFailed, // payload: the file name with its extension
         emptyFile,
         bufferCreationFailed,
         noFloatData,
-        tooLong,              // payload: the frame count the reader reported
-        launchFailed,         // payload: why the decoder could not be started
-        writeFailed,          // payload: why the temporary file could not be written
-        readFailed,           // payload: the reader's own words
+        tooLong,      // payload: the frame count the reader reported
+        launchFailed, // payload: why the decoder could not be started
+        writeFailed,  // payload: why the temporary file could not be written
+        readFailed,   // payload: the reader's own words
     };
 
     AudioLoaderError(Kind kind, std::string payload = {});

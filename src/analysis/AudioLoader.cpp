@@ -59,7 +59,8 @@ DecodedAudio loadRaw(const QString& path) {
 
     int64_t remaining = file.frames();
     while (remaining > 0) {
-        const int64_t got = file.readInterleaved(chunk.data(), std::min(remaining, readChunkFrames));
+        const int64_t got =
+            file.readInterleaved(chunk.data(), std::min(remaining, readChunkFrames));
         if (got <= 0) {
             break;
         }

@@ -11,7 +11,9 @@
 
 namespace {
 
-std::string utf8(const QString& s) { return s.toUtf8().toStdString(); }
+std::string utf8(const QString& s) {
+    return s.toUtf8().toStdString();
+}
 
 QString newTemporaryPath() {
     const QString name = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
@@ -35,8 +37,8 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
 
     QProcess ffmpeg;
     ffmpeg.setProgram(encoder);
-    ffmpeg.setArguments({"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ac", "1", "-ar",
-                         "48000", "-"});
+    ffmpeg.setArguments(
+        {"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ac", "1", "-ar", "48000", "-"});
     // No input: ffmpeg would otherwise read the terminal for commands. Its
     // standard error is discarded, so a chatty child never blocks on a full pipe.
     ffmpeg.setStandardInputFile(QProcess::nullDevice());
@@ -86,4 +88,6 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     }
 }
 
-FFmpegDecodedFile::~FFmpegDecodedFile() { QFile::remove(path_); }
+FFmpegDecodedFile::~FFmpegDecodedFile() {
+    QFile::remove(path_);
+}

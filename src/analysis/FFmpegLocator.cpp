@@ -30,12 +30,13 @@ namespace FFmpegLocator {
 FFmpegSearchPlaces defaultPlaces() {
     FFmpegSearchPlaces places;
     places.programDir = runningProgramDir();
-    places.resourceDir =
-        QDir::cleanPath(places.programDir + QStringLiteral("/../share/sonivel"));
+    places.resourceDir = QDir::cleanPath(places.programDir + QStringLiteral("/../share/sonivel"));
     return places;
 }
 
-QString find() { return find(defaultPlaces()); }
+QString find() {
+    return find(defaultPlaces());
+}
 
 QString find(const FFmpegSearchPlaces& places) {
     if (!places.resourceDir.isEmpty()) {

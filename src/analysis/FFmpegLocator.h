@@ -8,10 +8,10 @@
 // directory, the directory of the running program, the search path (through
 // `which`), then fixed candidates. Tests build their own.
 struct FFmpegSearchPlaces {
-    QString resourceDir;                      // <prefix>/share/sonivel
-    QString programDir;                       // directory of the running executable
+    QString resourceDir; // <prefix>/share/sonivel
+    QString programDir;  // directory of the running executable
     QString whichProgram = "/usr/bin/which";
-    std::optional<QString> searchPath;        // PATH for `which`; none inherits ours
+    std::optional<QString> searchPath; // PATH for `which`; none inherits ours
     QStringList fixedCandidates{"/opt/homebrew/bin/ffmpeg", "/usr/local/bin/ffmpeg"};
 };
 

@@ -21,8 +21,7 @@ constexpr KWeightingFilter::Coeffs rate96000{
     {1.0, -2.0, 1.0, -1.9950144559570604, 0.9950249764557424}};
 
 constexpr KWeightingFilter::Coeffs rate48000{
-    {1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241,
-     0.73248077421585},
+    {1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241, 0.73248077421585},
     {1.0, -2.0, 1.0, -1.99004745483398, 0.99007225036621}};
 
 } // namespace
@@ -68,8 +67,7 @@ std::vector<float> KWeightingFilter::apply(const std::vector<float>& input) {
     return output;
 }
 
-double sectionResponseDB(const KWeightingFilter::Section& s, double frequency,
-                         double sampleRate) {
+double sectionResponseDB(const KWeightingFilter::Section& s, double frequency, double sampleRate) {
     const std::complex<double> z1 =
         std::polar(1.0, -2.0 * std::numbers::pi * frequency / sampleRate);
     const std::complex<double> z2 = z1 * z1;

@@ -87,10 +87,9 @@ LoudestWindow findLoudest20s(const std::vector<double>& cumsum, int64_t sampleRa
         candidates.push_back({s, (cumsum[s + window] - cumsum[s]) * invWindow});
     }
     // Of equal mean squares the earlier window stays ahead.
-    std::stable_sort(candidates.begin(), candidates.end(),
-                     [](const Candidate& a, const Candidate& b) {
-                         return a.meanSquare > b.meanSquare;
-                     });
+    std::stable_sort(
+        candidates.begin(), candidates.end(),
+        [](const Candidate& a, const Candidate& b) { return a.meanSquare > b.meanSquare; });
 
     double bestLoudness = -200.0;
     int64_t bestStart = 0;

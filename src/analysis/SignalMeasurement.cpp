@@ -39,7 +39,9 @@ void EnvelopeBuilder::add(const float* samples, int64_t count) {
     position_ += count - i;
 }
 
-WaveformEnvelope EnvelopeBuilder::take() { return std::move(envelope_); }
+WaveformEnvelope EnvelopeBuilder::take() {
+    return std::move(envelope_);
+}
 
 SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate)
     : expected_(std::max<int64_t>(expectedSamples, 0)), sampleRate_(sampleRate),

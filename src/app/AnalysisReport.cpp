@@ -47,7 +47,10 @@ QString formatTime(double seconds) {
     const double secs = static_cast<double>(tenths % 600) / 10.0;
     const QString secText = QStringLiteral("%1").arg(secs, 4, 'f', 1, QLatin1Char('0'));
     if (hours > 0) {
-        return QStringLiteral("%1:%2:%3").arg(hours).arg(minutes, 2, 10, QLatin1Char('0')).arg(secText);
+        return QStringLiteral("%1:%2:%3")
+            .arg(hours)
+            .arg(minutes, 2, 10, QLatin1Char('0'))
+            .arg(secText);
     }
     return QStringLiteral("%1:%2").arg(minutes).arg(secText);
 }
@@ -75,7 +78,8 @@ QString reportRow(const FileReport& r, int nameWidth) {
     if (r.error) {
         return name + QStringLiteral("  ") + *r.error;
     }
-    const QString window = formatTime(r.windowStart) + QStringLiteral(" – ") + formatTime(r.windowEnd);
+    const QString window =
+        formatTime(r.windowStart) + QStringLiteral(" – ") + formatTime(r.windowEnd);
     return QStringLiteral("%1  %2  %3  %4  %5  %6")
         .arg(name)
         .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)

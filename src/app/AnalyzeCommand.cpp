@@ -58,7 +58,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             optionsEnded = true;
         } else if (!optionsEnded && arg == QStringLiteral("--json")) {
             json = true;
-        } else if (!optionsEnded && (arg == QStringLiteral("-h") || arg == QStringLiteral("--help"))) {
+        } else if (!optionsEnded &&
+                   (arg == QStringLiteral("-h") || arg == QStringLiteral("--help"))) {
             out << usage();
             return 0;
         } else if (!optionsEnded && arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {

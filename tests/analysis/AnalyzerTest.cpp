@@ -79,16 +79,20 @@ TEST_F(AnalyzerTest, TwentySecondsTakesTheWindowPathAndShorterFilesTheWhole) {
     const AnalysisResult r20 = LoudnessAnalyzer::analyze(path("20.wav"));
     EXPECT_EQ(r20.windowStart, 0.0);
     EXPECT_EQ(r20.windowEnd, 20.0);
-    EXPECT_EQ(r20.peakLUFS, LoudnessAnalyzer::findLoudest20s(r20.cumsum, 48000, 48000 * 20).peakLUFS);
+    EXPECT_EQ(r20.peakLUFS,
+              LoudnessAnalyzer::findLoudest20s(r20.cumsum, 48000, 48000 * 20).peakLUFS);
 
-    writeMonoWav(path("19.9.wav"), std::vector<float>(s.begin(), s.begin() + 48000 * 199 / 10), 48000);
+    writeMonoWav(path("19.9.wav"), std::vector<float>(s.begin(), s.begin() + 48000 * 199 / 10),
+                 48000);
     const AnalysisResult r199 = LoudnessAnalyzer::analyze(path("19.9.wav"));
     EXPECT_EQ(r199.windowStart, 0.0);
     EXPECT_DOUBLE_EQ(r199.windowEnd, 19.9);
     EXPECT_EQ(r199.windowEnd, r199.duration);
-    EXPECT_EQ(r199.peakLUFS, LoudnessAnalyzer::gatedLoudness(r199.cumsum, 0, r199.totalSamples, 48000));
+    EXPECT_EQ(r199.peakLUFS,
+              LoudnessAnalyzer::gatedLoudness(r199.cumsum, 0, r199.totalSamples, 48000));
     // The gates drop the 15 s of silence: the figure is the noise's own level.
-    EXPECT_GT(r20.peakLUFS, LoudnessAnalyzer::loudnessOfMeanSquare(r20.cumsum.back() / (48000 * 20)) + 5.0);
+    EXPECT_GT(r20.peakLUFS,
+              LoudnessAnalyzer::loudnessOfMeanSquare(r20.cumsum.back() / (48000 * 20)) + 5.0);
 }
 
 TEST_F(AnalyzerTest, SilenceAndCancellingChannels) {
@@ -123,8 +127,8 @@ TEST_F(AnalyzerTest, EmptyFilesAreRejected) {
 }
 
 TEST_F(AnalyzerTest, QuietStretchIsASoftPassage) {
-    const auto s = concat({noise(1, 0.5, 48000 * 30), noise(2, 0.01, 48000 * 20),
-                           noise(3, 0.5, 48000 * 30)});
+    const auto s =
+        concat({noise(1, 0.5, 48000 * 30), noise(2, 0.01, 48000 * 20), noise(3, 0.5, 48000 * 30)});
     writeMonoWav(path("soft.wav"), s, 48000);
     const AnalysisResult r = LoudnessAnalyzer::analyze(path("soft.wav"));
     const auto passages = r.softPassageRanges();

@@ -1,5 +1,6 @@
-#include "analysis/AnalysisErrors.h"
 #include "analysis/AudioLoader.h"
+
+#include "analysis/AnalysisErrors.h"
 #include "analysis/FFmpegDecode.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "support/AudioFixtures.h"
@@ -21,7 +22,9 @@ namespace {
 // decoder's leftovers, if any, can be seen.
 class TempDirGuard {
 public:
-    explicit TempDirGuard(const QString& dir) : old_(qgetenv("TMPDIR")) { qputenv("TMPDIR", dir.toUtf8()); }
+    explicit TempDirGuard(const QString& dir) : old_(qgetenv("TMPDIR")) {
+        qputenv("TMPDIR", dir.toUtf8());
+    }
     ~TempDirGuard() { qputenv("TMPDIR", old_); }
 
 private:
@@ -36,8 +39,7 @@ protected:
     QString path(const QString& name) const { return dir.filePath(name); }
 };
 
-template <typename F>
-AudioLoaderError loaderError(F&& f) {
+template <typename F> AudioLoaderError loaderError(F&& f) {
     try {
         f();
     } catch (const AudioLoaderError& e) {
@@ -70,7 +72,8 @@ TEST_F(AudioLoaderTest, MonoIsUnchangedAndChannelsAreAveraged) {
     EXPECT_EQ(raw.channels[1], b);
 
     // Integer files come out scaled to [-1, 1).
-    writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000,
+               SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     EXPECT_EQ(AudioLoader::loadMono(path("int16.wav")).samples, std::vector<float>(100, 0.5f));
 }
 
@@ -93,7 +96,8 @@ TEST_F(AudioLoaderTest, FallbackDecodesToMono48k) {
     const AnalysisResult r = LoudnessAnalyzer::analyze(path("tone.m4a"));
     EXPECT_EQ(r.sampleRate, 48000);
     EXPECT_NEAR(r.peakLUFS, -21.07, 0.1); // ffmpeg's sine is 1/8 of full scale
-    EXPECT_TRUE(filesIn(scratch.path()).isEmpty()) << filesIn(scratch.path()).join(", ").toStdString();
+    EXPECT_TRUE(filesIn(scratch.path()).isEmpty())
+        << filesIn(scratch.path()).join(", ").toStdString();
 }
 
 TEST_F(AudioLoaderTest, UndecodableFileNamesTheFileAndLeavesNothingBehind) {
@@ -115,19 +119,19 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
     const QString argsFile = bin.filePath("args.txt");
     // Stands in for ffmpeg: records its arguments, floods standard error, then
     // lets the real ffmpeg do the work.
-    const QString recorder = writeScript(
-        bin.path(), "recording-ffmpeg",
-        QStringLiteral("printf '%s\\n' \"$@\" > '%1'\n"
-                       "head -c 3000000 /dev/zero | tr '\\0' x >&2\n"
-                       "exec ffmpeg -nostdin -v error \"$@\"")
-            .arg(argsFile));
+    const QString recorder =
+        writeScript(bin.path(), "recording-ffmpeg",
+                    QStringLiteral("printf '%s\\n' \"$@\" > '%1'\n"
+                                   "head -c 3000000 /dev/zero | tr '\\0' x >&2\n"
+                                   "exec ffmpeg -nostdin -v error \"$@\"")
+                        .arg(argsFile));
     {
         FFmpegDecodedFile decoded(path("src.wav"), recorder);
         const QString tmp = decoded.path();
         EXPECT_TRUE(QFile::exists(tmp));
         EXPECT_EQ(QFileInfo(tmp).absolutePath(), QFileInfo(scratch.path()).absoluteFilePath());
-        EXPECT_TRUE(QFileInfo(tmp).fileName().contains(
-            QRegularExpression("^[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.wav$")))
+        EXPECT_TRUE(QFileInfo(tmp).fileName().contains(QRegularExpression(
+            "^[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.wav$")))
             << tmp.toStdString();
         const auto decodedSamples = readFirstChannel(tmp);
         EXPECT_EQ(decodedSamples, readFirstChannel(path("src.wav")));
@@ -174,6 +178,8 @@ TEST_F(AudioLoaderTest, FilesOf2To32FramesAreRejected) {
 
     const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(big); });
     EXPECT_EQ(e.kind(), AudioLoaderError::Kind::tooLong);
-    EXPECT_EQ(e.description(), "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
-    EXPECT_EQ(loaderError([&] { AudioLoader::loadMono(big); }).kind(), AudioLoaderError::Kind::tooLong);
+    EXPECT_EQ(e.description(),
+              "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
+    EXPECT_EQ(loaderError([&] { AudioLoader::loadMono(big); }).kind(),
+              AudioLoaderError::Kind::tooLong);
 }

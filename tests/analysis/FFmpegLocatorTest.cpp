@@ -1,4 +1,5 @@
 #include "analysis/FFmpegLocator.h"
+
 #include "support/AudioFixtures.h"
 
 #include <QDir>
@@ -27,7 +28,9 @@ protected:
         places.fixedCandidates = {root.filePath("opt/ffmpeg"), root.filePath("local/ffmpeg")};
     }
     void setWhich(const QString& body) { writeScript(root.path(), "which", body); }
-    QString encoderIn(const char* dir) { return writeScript(root.filePath(dir), "ffmpeg", "exit 0"); }
+    QString encoderIn(const char* dir) {
+        return writeScript(root.filePath(dir), "ffmpeg", "exit 0");
+    }
 };
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "analysis/KWeightingFilter.h"
+
 #include "support/AudioFixtures.h"
 
 #include <cmath>
@@ -55,10 +56,13 @@ TEST(KWeightingFilter, RowsAreChosenByExactRate) {
 
 TEST(KWeightingFilter, NinetySixKilohertzPreFilterComesFromTheSamePrototype) {
     // The prototype reproduces the published rows, so it is the one behind them...
-    expectNear(preFilterFromPrototype(48000), KWeightingFilter::coefficients(48000).preFilter, 1e-12);
-    expectNear(preFilterFromPrototype(44100), KWeightingFilter::coefficients(44100).preFilter, 1e-11);
+    expectNear(preFilterFromPrototype(48000), KWeightingFilter::coefficients(48000).preFilter,
+               1e-12);
+    expectNear(preFilterFromPrototype(44100), KWeightingFilter::coefficients(44100).preFilter,
+               1e-11);
     // ...and the 96 kHz row is that prototype at 96 kHz.
-    expectNear(preFilterFromPrototype(96000), KWeightingFilter::coefficients(96000).preFilter, 1e-15);
+    expectNear(preFilterFromPrototype(96000), KWeightingFilter::coefficients(96000).preFilter,
+               1e-15);
 
     // Its magnitude response follows the 48 kHz row's across the band.
     const auto r48 = KWeightingFilter::coefficients(48000).preFilter;

@@ -16,9 +16,13 @@ std::vector<double> sums(const std::vector<double>& power) {
     return out;
 }
 
-std::vector<double> profile(size_t n, double value) { return std::vector<double>(n, value); }
+std::vector<double> profile(size_t n, double value) {
+    return std::vector<double>(n, value);
+}
 
-double lufs(double meanSquare) { return 10.0 * std::log10(meanSquare) - 0.691; }
+double lufs(double meanSquare) {
+    return 10.0 * std::log10(meanSquare) - 0.691;
+}
 
 } // namespace
 
@@ -82,8 +86,10 @@ TEST(LoudnessMath, LoudestWindowTiesKeepTheEarlierWindow) {
 TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
     // A later window with a lower mean square but a louder gated level wins.
     std::vector<double> p = profile(2100, 0.0);
-    for (size_t i = 0; i < 100; ++i) p[i] = 1.0;
-    for (size_t i = 100; i < 900; ++i) p[i] = 2.0;
+    for (size_t i = 0; i < 100; ++i)
+        p[i] = 1.0;
+    for (size_t i = 100; i < 900; ++i)
+        p[i] = 2.0;
     auto c = sums(p);
     LoudestWindow w = findLoudest20s(c, 100, 2100);
     EXPECT_EQ(w.start, 1.0);
@@ -93,8 +99,10 @@ TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
     // Seven candidates ranked by mean square from s = 0 down to s = 300; the
     // gated level rises along the same line, but only the first five are gated.
     p = profile(2300, 0.0);
-    for (size_t i = 0; i < 300; ++i) p[i] = 1.0;
-    for (size_t i = 300; i < 700; ++i) p[i] = 3.0;
+    for (size_t i = 0; i < 300; ++i)
+        p[i] = 1.0;
+    for (size_t i = 300; i < 700; ++i)
+        p[i] = 3.0;
     c = sums(p);
     w = findLoudest20s(c, 100, 2300);
     EXPECT_EQ(w.start, 2.0);
@@ -112,7 +120,8 @@ TEST(LoudnessMath, LoudestWindowOfAShortSignalIsTheWhole) {
 
 TEST(LoudnessMath, CurvePointsAndEdges) {
     std::vector<double> p = profile(1000, 0.0);
-    for (size_t i = 500; i < 1000; ++i) p[i] = 0.1;
+    for (size_t i = 500; i < 1000; ++i)
+        p[i] = 0.1;
     const auto c = sums(p);
     // 3 s window at 100 Hz: 300 samples every 10 → (1000 - 300) / 10 + 1 points.
     const LoudnessCurve curve = computeLoudnessCurve(c, 100, 1000, 3.0);

@@ -1,4 +1,5 @@
 #include "AnalyzeCommand.h"
+
 #include "analysis/LoudnessAnalyzer.h"
 #include "support/AudioFixtures.h"
 
@@ -39,8 +40,10 @@ protected:
         bad = dir.filePath("broken.flac");
         writeMonoWav(loud, noise(1, 0.9, 48000 * 3), 48000);
         writeMonoWav(quiet, noise(2, 0.05, 44100 * 25), 44100);
-        writeMonoWav(soft, concat({noise(3, 0.5, 48000 * 30), noise(4, 0.005, 48000 * 20),
-                                   noise(5, 0.5, 48000 * 20)}), 48000);
+        writeMonoWav(soft,
+                     concat({noise(3, 0.5, 48000 * 30), noise(4, 0.005, 48000 * 20),
+                             noise(5, 0.5, 48000 * 20)}),
+                     48000);
         QFile f(bad);
         f.open(QIODevice::WriteOnly);
         f.write("fLaC but not really");

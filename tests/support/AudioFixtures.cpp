@@ -31,7 +31,9 @@ std::vector<float> noise(uint32_t seed, double amplitude, int64_t samples) {
     return out;
 }
 
-std::vector<float> silence(int64_t samples) { return std::vector<float>(static_cast<size_t>(samples)); }
+std::vector<float> silence(int64_t samples) {
+    return std::vector<float>(static_cast<size_t>(samples));
+}
 
 std::vector<float> concat(const std::vector<std::vector<float>>& parts) {
     std::vector<float> out;
@@ -105,10 +107,8 @@ QString writeScript(const QString& dir, const QString& name, const QString& body
 bool runFFmpeg(const QStringList& arguments) {
     QProcess p;
     p.setStandardInputFile(QProcess::nullDevice());
-    p.start(QStringLiteral("ffmpeg"),
-            QStringList{"-nostdin", "-v", "error", "-y"} + arguments);
-    return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit &&
-           p.exitCode() == 0;
+    p.start(QStringLiteral("ffmpeg"), QStringList{"-nostdin", "-v", "error", "-y"} + arguments);
+    return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
 
 QStringList filesIn(const QString& dir) {
