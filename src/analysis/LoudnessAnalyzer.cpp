@@ -11,7 +11,7 @@ namespace LoudnessAnalyzer {
 
 namespace {
 
-// Reads at most `limit` frames of `opened` into `measurement`, down-mixed.
+// Reads the frames `measurement` still expects from `opened`, down-mixed.
 void measureStream(OpenedAudio& opened, SignalMeasurement& measurement, int64_t chunkFrames) {
     SoundFile& file = opened.file;
     const int channels = file.channels();

@@ -46,6 +46,8 @@ FileReport analyzeFile(const QString& file) {
         return makeErrorReport(file, QStringLiteral("Not enough memory to analyse this file"));
     } catch (const std::exception& e) {
         return makeErrorReport(file, QString::fromLocal8Bit(e.what()));
+    } catch (...) {
+        return makeErrorReport(file, QStringLiteral("Unexpected error while analysing this file"));
     }
 }
 

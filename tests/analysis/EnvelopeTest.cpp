@@ -1,5 +1,4 @@
 #include "analysis/AnalysisResult.h"
-#include "analysis/SignalMeasurement.h"
 #include "support/AudioFixtures.h"
 
 #include <gtest/gtest.h>
@@ -28,19 +27,4 @@ TEST(Envelope, LeftoverSamplesFallInNoBucket) {
         EXPECT_EQ(e.minValues[b], std::min(s[2 * b], s[2 * b + 1])) << b;
         EXPECT_EQ(e.maxValues[b], std::max(s[2 * b], s[2 * b + 1])) << b;
     }
-}
-
-TEST(Envelope, PiecesGiveTheSameEnvelopeAsTheWhole) {
-    const auto s = fixtures::noise(3, 0.7, 123457);
-    const WaveformEnvelope whole = AnalysisResult::makeEnvelope(s, 2000);
-    EnvelopeBuilder builder(static_cast<int64_t>(s.size()), 2000);
-    size_t pos = 0;
-    size_t piece = 1;
-    while (pos < s.size()) {
-        const size_t n = std::min(piece, s.size() - pos);
-        builder.add(s.data() + pos, static_cast<int64_t>(n));
-        pos += n;
-        piece = piece * 3 + 1; // pieces that start and end mid-bucket
-    }
-    EXPECT_EQ(builder.take(), whole);
 }

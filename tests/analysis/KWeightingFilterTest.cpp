@@ -104,19 +104,3 @@ TEST(KWeightingFilter, ConstantInputDecaysToZero) {
     EXPECT_GT(std::abs(out.front()), 0.5f); // the step passes at first
     EXPECT_LT(std::abs(out.back()), 1e-4f);
 }
-
-TEST(KWeightingFilter, StateCarriesAcrossPieces) {
-    const auto in = fixtures::noise(7, 0.9, 10007);
-    KWeightingFilter whole(44100);
-    const auto expected = whole.apply(in);
-    KWeightingFilter pieces(44100);
-    std::vector<float> out(in.size());
-    size_t pos = 0;
-    for (size_t piece : {1, 2, 511, 4096, 3000, 100000}) {
-        const size_t n = std::min(piece, in.size() - pos);
-        pieces.process(in.data() + pos, out.data() + pos, static_cast<int64_t>(n));
-        pos += n;
-    }
-    ASSERT_EQ(pos, in.size());
-    EXPECT_EQ(out, expected);
-}
