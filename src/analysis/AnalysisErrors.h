@@ -39,9 +39,10 @@ public:
     explicit AnalysisError(Kind kind) : kind_(kind) {}
 
     Kind kind() const noexcept { return kind_; }
-    std::string description() const { return "Audio file contains no samples"; }
-    const char* what() const noexcept override { return "Audio file contains no samples"; }
+    std::string description() const { return emptyFileText; }
+    const char* what() const noexcept override { return emptyFileText; }
 
 private:
+    static constexpr const char* emptyFileText = "Audio file contains no samples";
     Kind kind_;
 };

@@ -1,7 +1,9 @@
 #include "analysis/AudioLoader.h"
 
 #include "analysis/AnalysisErrors.h"
+#include "analysis/SignalMeasurement.h"
 
+#include <algorithm>
 #include <new>
 
 namespace AudioLoader {
@@ -38,64 +40,93 @@ OpenedAudio open(const QString& path) {
     return opened;
 }
 
-DecodedAudio loadRaw(const QString& path) {
-    OpenedAudio opened = open(path);
-    SoundFile& file = opened.file;
-    const int channels = file.channels();
-    const int kept = opened.firstChannelOnly ? 1 : channels;
-
-    DecodedAudio audio;
-    audio.sampleRate = file.sampleRate();
-    std::vector<float> chunk;
+std::vector<float> allocateSamples(size_t count) {
     try {
-        audio.channels.assign(static_cast<size_t>(kept), {});
-        for (auto& channel : audio.channels) {
-            channel.reserve(static_cast<size_t>(file.frames()));
-        }
-        chunk.resize(static_cast<size_t>(readChunkFrames * channels));
+        return std::vector<float>(count);
     } catch (const std::bad_alloc&) {
         throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
     }
+}
 
-    int64_t remaining = file.frames();
-    while (remaining > 0) {
+int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
+                   const ChunkConsumer& consume) {
+    chunkFrames = std::max<int64_t>(chunkFrames, 1);
+    std::vector<float> chunk =
+        allocateSamples(static_cast<size_t>(chunkFrames * opened.file.channels()));
+    int64_t read = 0;
+    while (read < limit) {
         const int64_t got =
-            file.readInterleaved(chunk.data(), std::min(remaining, readChunkFrames));
+            opened.file.readInterleaved(chunk.data(), std::min(chunkFrames, limit - read));
         if (got <= 0) {
             break;
         }
-        for (int c = 0; c < kept; ++c) {
-            auto& channel = audio.channels[static_cast<size_t>(c)];
-            for (int64_t f = 0; f < got; ++f) {
-                channel.push_back(chunk[static_cast<size_t>(f * channels + c)]);
-            }
-        }
-        remaining -= got;
+        consume(chunk.data(), got);
+        read += got;
     }
+    return read;
+}
+
+int64_t readMonoChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
+                       const ChunkConsumer& consume) {
+    const int channels = opened.file.channels();
+    if (channels == 1) {
+        return readChunks(opened, limit, chunkFrames, consume);
+    }
+    std::vector<float> mono =
+        allocateSamples(static_cast<size_t>(std::max<int64_t>(chunkFrames, 1)));
+    return readChunks(opened, limit, chunkFrames, [&](const float* samples, int64_t frames) {
+        if (opened.firstChannelOnly) {
+            for (int64_t f = 0; f < frames; ++f) {
+                mono[static_cast<size_t>(f)] = samples[f * channels];
+            }
+        } else {
+            downmixInterleaved(samples, frames, channels, mono.data());
+        }
+        consume(mono.data(), frames);
+    });
+}
+
+DecodedAudio loadRaw(const QString& path) {
+    OpenedAudio opened = open(path);
+    const int channels = opened.file.channels();
+    const int kept = opened.firstChannelOnly ? 1 : channels;
+    DecodedAudio audio;
+    audio.sampleRate = opened.file.sampleRate();
+    try {
+        audio.channels.assign(static_cast<size_t>(kept), {});
+        for (auto& channel : audio.channels) {
+            channel.reserve(static_cast<size_t>(opened.file.frames()));
+        }
+    } catch (const std::bad_alloc&) {
+        throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
+    }
+    readChunks(opened, opened.file.frames(), readChunkFrames,
+               [&](const float* samples, int64_t frames) {
+                   for (int c = 0; c < kept; ++c) {
+                       auto& channel = audio.channels[static_cast<size_t>(c)];
+                       for (int64_t f = 0; f < frames; ++f) {
+                           channel.push_back(samples[f * channels + c]);
+                       }
+                   }
+               });
     return audio;
 }
 
 MonoAudio loadMono(const QString& path) {
-    DecodedAudio raw = loadRaw(path);
-    if (raw.channels.empty() || raw.channels.front().empty()) {
+    OpenedAudio opened = open(path);
+    MonoAudio mono;
+    mono.sampleRate = opened.file.sampleRate();
+    try {
+        mono.samples.reserve(static_cast<size_t>(opened.file.frames()));
+    } catch (const std::bad_alloc&) {
+        throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
+    }
+    readMonoChunks(opened, opened.file.frames(), readChunkFrames,
+                   [&](const float* samples, int64_t frames) {
+                       mono.samples.insert(mono.samples.end(), samples, samples + frames);
+                   });
+    if (mono.samples.empty()) {
         throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
-    }
-    MonoAudio mono{std::move(raw.channels.front()), raw.sampleRate};
-    const size_t count = raw.channels.size();
-    if (count == 1) {
-        return mono;
-    }
-    // Running sum in channel order, then the float value of 1.0 / C.
-    std::vector<float>& sum = mono.samples;
-    for (size_t c = 1; c < count; ++c) {
-        const std::vector<float>& channel = raw.channels[c];
-        for (size_t i = 0; i < sum.size(); ++i) {
-            sum[i] = sum[i] + channel[i];
-        }
-    }
-    const float scale = static_cast<float>(1.0 / static_cast<double>(count));
-    for (float& s : sum) {
-        s = s * scale;
     }
     return mono;
 }

@@ -5,6 +5,7 @@
 
 #include <QString>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -34,6 +35,18 @@ inline constexpr int64_t maxFrames = (int64_t{1} << 32) - 1;
 
 // Opens with libsndfile, falling back to `ffmpeg`; checks the frame count.
 OpenedAudio open(const QString& path);
+
+// Reads up to `limit` frames in chunks of at most `chunkFrames`, handing each
+// interleaved chunk and its frame count to `consume`. Returns the frames read,
+// fewer than `limit` when the file ends early. Throws AudioLoaderError.
+using ChunkConsumer = std::function<void(const float* samples, int64_t frames)>;
+int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
+                   const ChunkConsumer& consume);
+
+// The same, each chunk reduced to one channel: the plain average of all
+// channels, or the first channel of the fallback's stream.
+int64_t readMonoChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
+                       const ChunkConsumer& consume);
 
 // The plain average of all channels, and the sample rate.
 MonoAudio loadMono(const QString& path);
