@@ -1,0 +1,5 @@
+#include "editing/SegmentEditRecords.h"
+
+SegmentEditSnapshot SegmentEditSnapshot::initial() {
+    return SegmentEditSnapshot{{}, {SegmentGain{QUuid::createUuid(), 0.0}}};
+}

@@ -1,0 +1,238 @@
+#include "EditFixtures.h"
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <set>
+
+using namespace SegmentEditModel;
+
+TEST(SegmentEditModelTest, InitialAndResetStateHaveOneSegmentAndNoEdits) {
+    SegmentEditSnapshot e = SegmentEditSnapshot::initial();
+    EXPECT_TRUE(e.separators.empty());
+    ASSERT_EQ(e.segmentGains.size(), 1u);
+    EXPECT_EQ(e.segmentGains[0].gainOffsetDB, 0.0);
+    EXPECT_FALSE(e.segmentGains[0].id.isNull());
+    EXPECT_NE(e.segmentGains[0].id, SegmentEditSnapshot::initial().segmentGains[0].id);
+    EXPECT_FALSE(hasEdits(e));
+
+    setSegmentGain(e, 0, 1.0);
+    EXPECT_TRUE(hasEdits(e));
+    setSegmentGain(e, 0, 0.0);
+    EXPECT_FALSE(hasEdits(e));
+    setSegmentGain(e, 0, -0.0); // -0.0 == 0.0
+    EXPECT_FALSE(hasEdits(e));
+    ASSERT_TRUE(addSeparator(e, 10.0));
+    EXPECT_TRUE(hasEdits(e)) << "a separator alone is an edit";
+}
+
+TEST(SegmentEditModelTest, AddRejectsNearStartAndNearOtherSeparators) {
+    SegmentEditSnapshot e = SegmentEditSnapshot::initial();
+    EXPECT_FALSE(addSeparator(e, 2.999));
+    EXPECT_FALSE(addSeparator(e, std::numeric_limits<double>::quiet_NaN()));
+    EXPECT_FALSE(addSeparator(e, std::numeric_limits<double>::infinity()));
+    EXPECT_EQ(e.separators.size(), 0u);
+    EXPECT_TRUE(addSeparator(e, 3.0));
+
+    SegmentEditSnapshot ten = editsWith({10.0}, {});
+    const SegmentEditSnapshot before = ten;
+    EXPECT_FALSE(addSeparator(ten, 12.9));
+    EXPECT_FALSE(addSeparator(ten, 7.1));
+    EXPECT_EQ(ten, before) << "a rejected add changes nothing";
+    SegmentEditSnapshot a = ten, b = ten;
+    EXPECT_TRUE(addSeparator(a, 13.0));
+    EXPECT_TRUE(addSeparator(b, 7.0));
+    EXPECT_EQ(timesOf(b), (std::vector<double>{7.0, 10.0}));
+    EXPECT_EQ(b.separators[0].fadeDurationMs, 500.0);
+    // No end limit when adding.
+    EXPECT_TRUE(addSeparator(a, 1e6));
+}
+
+TEST(SegmentEditModelTest, SplitKeepsLeftRecordAndMergeKeepsLeftGain) {
+    SegmentEditSnapshot e = editsWith({10.0, 30.0}, {-2.0, 4.0, 1.0});
+    const SegmentEditSnapshot original = e;
+    ASSERT_TRUE(addSeparator(e, 20.0));
+    EXPECT_EQ(timesOf(e), (std::vector<double>{10.0, 20.0, 30.0}));
+    EXPECT_EQ(offsetsOf(e), (std::vector<double>{-2.0, 4.0, 4.0, 1.0}));
+    EXPECT_EQ(e.segmentGains[1].id, original.segmentGains[1].id) << "left half keeps the record";
+    EXPECT_NE(e.segmentGains[2].id, original.segmentGains[1].id);
+    EXPECT_EQ(e.segmentGains[3].id, original.segmentGains[2].id);
+    EXPECT_EQ(e.separators[0], original.separators[0]);
+    EXPECT_EQ(e.separators[2], original.separators[1]);
+
+    removeSeparator(e, e.separators[1].id);
+    EXPECT_EQ(e, original) << "removing the new separator restores the records";
+
+    SegmentEditSnapshot left = original;
+    removeSeparator(left, original.separators[0].id);
+    EXPECT_EQ(timesOf(left), (std::vector<double>{30.0}));
+    EXPECT_EQ(offsetsOf(left), (std::vector<double>{-2.0, 1.0}));
+    EXPECT_EQ(left.segmentGains[0].id, original.segmentGains[0].id);
+
+    SegmentEditSnapshot right = original;
+    removeSeparator(right, original.separators[1].id);
+    EXPECT_EQ(timesOf(right), (std::vector<double>{10.0}));
+    EXPECT_EQ(offsetsOf(right), (std::vector<double>{-2.0, 4.0}));
+
+    SegmentEditSnapshot unknown = original;
+    removeSeparator(unknown, QUuid::createUuid());
+    removeSeparator(unknown, original.segmentGains[0].id); // a gain id is no separator id
+    EXPECT_EQ(unknown, original);
+}
+
+TEST(SegmentEditModelTest, MoveClampsBetweenNeighboursAndFileEnds) {
+    const auto movedOnly = [](double to, double duration) {
+        SegmentEditSnapshot e = editsWith({10.0}, {});
+        moveSeparator(e, e.separators[0].id, to, duration);
+        return e.separators[0].timeSeconds;
+    };
+    EXPECT_EQ(movedOnly(1.0, 60.0), 3.0);
+    EXPECT_EQ(movedOnly(59.0, 60.0), 57.0);
+    EXPECT_EQ(movedOnly(25.5, 60.0), 25.5);
+    EXPECT_EQ(movedOnly(25.0, 0.0), 3.0) << "unknown duration: the lower bound wins";
+    EXPECT_EQ(movedOnly(4.0, 5.0), 3.0) << "a file shorter than the margins";
+    EXPECT_EQ(movedOnly(std::numeric_limits<double>::quiet_NaN(), 60.0), 10.0);
+    EXPECT_EQ(movedOnly(-std::numeric_limits<double>::infinity(), 60.0), 3.0);
+
+    const auto movedMiddle = [](double to) {
+        SegmentEditSnapshot e = editsWith({10.0, 20.0, 30.0}, {1.0, 2.0, 3.0, 4.0});
+        const SegmentEditSnapshot before = e;
+        moveSeparator(e, e.separators[1].id, to, 60.0);
+        EXPECT_EQ(e.segmentGains, before.segmentGains);
+        EXPECT_EQ(e.separators[1].fadeDurationMs, before.separators[1].fadeDurationMs);
+        EXPECT_EQ(e.separators[1].id, before.separators[1].id);
+        return timesOf(e);
+    };
+    EXPECT_EQ(movedMiddle(11.0), (std::vector<double>{10.0, 13.0, 30.0}));
+    EXPECT_EQ(movedMiddle(29.0), (std::vector<double>{10.0, 27.0, 30.0}));
+    EXPECT_EQ(movedMiddle(-50.0), (std::vector<double>{10.0, 13.0, 30.0}));
+
+    // A separator added within 3 s of the end snaps back inside on its first move.
+    SegmentEditSnapshot nearEnd = editsWith({58.5}, {});
+    moveSeparator(nearEnd, nearEnd.separators[0].id, 58.5, 60.0);
+    EXPECT_EQ(nearEnd.separators[0].timeSeconds, 57.0);
+}
+
+TEST(SegmentEditModelTest, GainAndFadeSettersCheckIndexesAndClamp) {
+    SegmentEditSnapshot e = editsWith({10.0}, {});
+    const QUuid id = e.separators[0].id;
+    setFadeDuration(e, id, -10.0);
+    EXPECT_EQ(e.separators[0].fadeDurationMs, 0.0);
+    setFadeDuration(e, id, 9000.0);
+    EXPECT_EQ(e.separators[0].fadeDurationMs, 5000.0);
+    setFadeDuration(e, id, 1234.5);
+    EXPECT_EQ(e.separators[0].fadeDurationMs, 1234.5);
+    setFadeDuration(e, id, std::numeric_limits<double>::quiet_NaN());
+    setFadeDuration(e, QUuid::createUuid(), 100.0);
+    EXPECT_EQ(e.separators[0].fadeDurationMs, 1234.5);
+
+    setSegmentGain(e, 1, 40.0); // not limited by the model
+    setSegmentGain(e, 2, 5.0);
+    setSegmentGain(e, -1, 5.0);
+    setSegmentGain(e, 0, std::numeric_limits<double>::infinity());
+    EXPECT_EQ(offsetsOf(e), (std::vector<double>{0.0, 40.0}));
+}
+
+TEST(SegmentEditModelTest, SegmentIndexAndBounds) {
+    const SegmentEditSnapshot e = editsWith({10.0, 20.0}, {});
+    EXPECT_EQ(segmentIndex(e, 9.99), 0);
+    EXPECT_EQ(segmentIndex(e, 10.0), 1);
+    EXPECT_EQ(segmentIndex(e, 19.99), 1);
+    EXPECT_EQ(segmentIndex(e, 20.0), 2);
+    EXPECT_EQ(segmentIndex(e, 100.0), 2);
+    EXPECT_EQ(segmentIndex(e, -5.0), 0);
+
+    const auto bounds = [&](int64_t i) {
+        const SegmentBounds b = segmentBounds(e, i, 30.0);
+        return std::pair{b.start, b.end};
+    };
+    EXPECT_EQ(bounds(0), std::pair(0.0, 10.0));
+    EXPECT_EQ(bounds(1), std::pair(10.0, 20.0));
+    EXPECT_EQ(bounds(2), std::pair(20.0, 30.0));
+    EXPECT_EQ(bounds(7), std::pair(20.0, 30.0)) << "out-of-range indexes are clamped";
+    EXPECT_EQ(bounds(-3), std::pair(0.0, 10.0));
+}
+
+// Random sequences of every operation, with arguments that are often invalid,
+// must keep the invariants and do exactly what each operation promises.
+TEST(SegmentEditModelTest, RandomOperationSequencesKeepTheInvariants) {
+    std::mt19937_64 rng(20261122);
+    std::uniform_real_distribution<double> time(-5.0, 130.0);
+    std::uniform_real_distribution<double> gain(-30.0, 30.0);
+    std::uniform_real_distribution<double> fade(-2000.0, 9000.0);
+    std::uniform_int_distribution<int> op(0, 6);
+    const double duration = 120.0;
+
+    for (int run = 0; run < 200; ++run) {
+        SegmentEditSnapshot e = SegmentEditSnapshot::initial();
+        for (int step = 0; step < 150; ++step) {
+            const SegmentEditSnapshot before = e;
+            const auto n = static_cast<int64_t>(e.separators.size());
+            // A third of the ids and indexes are made invalid on purpose.
+            const bool valid = n > 0 && rng() % 3 != 0;
+            const size_t pick = n > 0 ? rng() % static_cast<size_t>(n) : 0;
+            const QUuid id = valid ? e.separators[pick].id : QUuid::createUuid();
+            switch (op(rng)) {
+            case 0: {
+                const double t = time(rng);
+                const bool added = addSeparator(e, t);
+                EXPECT_EQ(added, e.separators.size() == before.separators.size() + 1);
+                if (!added) {
+                    EXPECT_EQ(e, before);
+                }
+                break;
+            }
+            case 1:
+                removeSeparator(e, id);
+                EXPECT_EQ(e.separators.size() + (valid ? 1 : 0), before.separators.size());
+                break;
+            case 2:
+                moveSeparator(e, id, time(rng), duration);
+                EXPECT_EQ(e.segmentGains, before.segmentGains);
+                break;
+            case 3: {
+                const int64_t index = static_cast<int64_t>(rng() % static_cast<size_t>(n + 3)) - 1;
+                setSegmentGain(e, index, gain(rng));
+                EXPECT_EQ(e.separators, before.separators);
+                break;
+            }
+            case 4:
+                setFadeDuration(e, id, fade(rng));
+                break;
+            case 5:
+                if (rng() % 10 == 0)
+                    e = SegmentEditSnapshot::initial();
+                break;
+            default:
+                break;
+            }
+            ASSERT_TRUE(satisfiesInvariants(e)) << "run " << run << " step " << step;
+            // Ids stay unique and never change for a surviving separator.
+            std::set<QUuid> ids;
+            for (const Separator& s : e.separators)
+                ids.insert(s.id);
+            for (const SegmentGain& g : e.segmentGains)
+                ids.insert(g.id);
+            ASSERT_EQ(ids.size(), e.separators.size() + e.segmentGains.size());
+        }
+    }
+}
+
+TEST(SegmentEditModelTest, InvariantCheckCatchesEachBrokenRule) {
+    const SegmentEditSnapshot good = editsWith({10.0, 20.0}, {});
+    EXPECT_TRUE(satisfiesInvariants(good));
+    auto broken = [&](auto change) {
+        SegmentEditSnapshot e = good;
+        change(e);
+        return !satisfiesInvariants(e);
+    };
+    EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { e.segmentGains.pop_back(); }));
+    EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { std::swap(e.separators[0], e.separators[1]); }));
+    EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { e.separators[0].timeSeconds = 2.5; }));
+    EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { e.separators[1].timeSeconds = 12.9; }));
+    EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { e.separators[1].fadeDurationMs = 5000.1; }));
+    EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { e.separators[1].fadeDurationMs = -1.0; }));
+    EXPECT_TRUE(broken([](SegmentEditSnapshot& e) {
+        e.segmentGains[0].gainOffsetDB = std::numeric_limits<double>::quiet_NaN();
+    }));
+}
