@@ -5,12 +5,12 @@
 #include "analysis/KWeightingFilter.h"
 #include "analysis/LoudnessAnalyzer.h"
 
+#include "RatioMain.h"
+
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <ebur128.h>
-#include <map>
 #include <random>
-#include <string>
 
 namespace {
 
@@ -64,34 +64,15 @@ BENCHMARK(BM_SonivelAnalyzeSamples)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReferenceLibebur128)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_KWeightingFilter)->Unit(benchmark::kMillisecond);
 
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& r : runs) {
-            times_[r.benchmark_name()] = r.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        const auto ours = times_.find("BM_SonivelAnalyzeSamples");
-        const auto ref = times_.find("BM_ReferenceLibebur128");
-        if (ours != times_.end() && ref != times_.end() && ours->second > 0) {
-            std::printf("ratio libebur128 / sonivel (one minute, mono, 48 kHz, one core): %.2fx\n",
-                        ref->second / ours->second);
-        }
-    }
-
-private:
-    std::map<std::string, double> times_;
-};
-
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return runWithSummary(argc, argv, [](const BenchTimes& times) {
+        const auto ours = times.find("BM_SonivelAnalyzeSamples");
+        const auto ref = times.find("BM_ReferenceLibebur128");
+        if (ours != times.end() && ref != times.end() && ours->second > 0) {
+            std::printf("ratio libebur128 / sonivel (one minute, mono, 48 kHz, one core): %.2fx\n",
+                        ref->second / ours->second);
+        }
+    });
 }
