@@ -1,14 +1,11 @@
 #include "AnalyzeCommand.h"
 
-#include "analysis/AnalysisErrors.h"
-#include "analysis/LoudnessAnalyzer.h"
+#include "analysis/AnalysisOutcome.h"
 
-#include <QFileInfo>
 #include <QThread>
 #include <QThreadPool>
 #include <algorithm>
 #include <future>
-#include <new>
 
 namespace AnalyzeCommand {
 
@@ -29,26 +26,8 @@ QString usage() {
 }
 
 FileReport analyzeFile(const QString& file) {
-    const QFileInfo info(file);
-    if (!info.exists()) {
-        return makeErrorReport(file, QStringLiteral("File not found"));
-    }
-    if (info.isDir()) {
-        return makeErrorReport(file, QStringLiteral("Is a folder, not an audio file"));
-    }
-    try {
-        return makeReport(file, LoudnessAnalyzer::analyze(file));
-    } catch (const AudioLoaderError& e) {
-        return makeErrorReport(file, QString::fromStdString(e.description()));
-    } catch (const AnalysisError& e) {
-        return makeErrorReport(file, QString::fromStdString(e.description()));
-    } catch (const std::bad_alloc&) {
-        return makeErrorReport(file, QStringLiteral("Not enough memory to analyse this file"));
-    } catch (const std::exception& e) {
-        return makeErrorReport(file, QString::fromLocal8Bit(e.what()));
-    } catch (...) {
-        return makeErrorReport(file, QStringLiteral("Unexpected error while analysing this file"));
-    }
+    AnalysisOutcome outcome = analyzeFileOutcome(file);
+    return outcome.result ? makeReport(file, *outcome.result) : makeErrorReport(file, outcome.error);
 }
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {

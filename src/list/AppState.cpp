@@ -1,0 +1,251 @@
+#include "list/AppState.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QThread>
+#include <QThreadPool>
+#include <algorithm>
+#include <cmath>
+
+// What one call of analyzeFiles shares with its workers. `work` is fixed when
+// the group starts; workers take the next index in list order until none is
+// left. `completed` is counted on the main thread as results arrive.
+struct AppState::AnalysisGroup {
+    struct Work {
+        QUuid id;
+        QString path;
+    };
+    std::vector<Work> work;
+    std::atomic<size_t> next{0};
+    int64_t completed = 0;
+};
+
+AppState::AppState(QObject* parent) : AppState(AnalysisOptions{}, parent) {}
+
+AppState::AppState(AnalysisOptions options, QObject* parent)
+    : QObject(parent), options_(std::move(options)),
+      shuttingDown_(std::make_shared<std::atomic<bool>>(false)),
+      pool_(std::make_unique<QThreadPool>()) {
+    if (options_.activeProcessorCount < 1)
+        options_.activeProcessorCount = std::max(1, QThread::idealThreadCount());
+    if (!options_.analyze)
+        options_.analyze = analyzeFileOutcome;
+    // Each group limits itself; the pool must not make one drop wait for another.
+    pool_->setMaxThreadCount(std::max(64, 4 * options_.activeProcessorCount));
+}
+
+AppState::~AppState() {
+    shuttingDown_->store(true);
+    pool_->waitForDone();
+}
+
+const QSet<QString>& AppState::audioExtensions() {
+    static const QSet<QString> extensions = {
+        "wav", "wave", "aif", "aiff", "mp3", "m4a",  "aac", "flac", "ogg", "oga", "opus", "wma",
+        "wv",  "ape",  "caf", "alac", "mp4", "m4b", "m4p", "mka",  "ac3", "ec3", "dts"};
+    return extensions;
+}
+
+double AppState::correctionFor(double targetLUFS, double peakLUFS) {
+    return std::round((targetLUFS - peakLUFS) * 10.0) / 10.0; // std::round: halves away from zero
+}
+
+AudioFileItemPtr AppState::selectedFile() const {
+    return selectedFileID_ ? findFile(*selectedFileID_) : nullptr;
+}
+
+void AppState::setSelectedFileID(std::optional<QUuid> id) {
+    if (selectedFileID_ == id)
+        return;
+    selectedFileID_ = id;
+    emit selectedFileIDChanged();
+}
+
+void AppState::setTargetLUFS(double lufs) {
+    if (targetLUFS_ == lufs || !std::isfinite(lufs))
+        return;
+    targetLUFS_ = lufs;
+    emit targetLUFSChanged();
+}
+
+void AppState::setStatusMessage(const QString& message) {
+    statusMessage_ = message;
+    emit statusMessageChanged(statusMessage_);
+}
+
+void AppState::setShowOnboarding(bool show) {
+    if (showOnboarding_ == show)
+        return;
+    showOnboarding_ = show;
+    emit showOnboardingChanged();
+}
+
+void AppState::setCurveWindowSec(double seconds) {
+    if (curveWindowSec_ == seconds || !std::isfinite(seconds))
+        return;
+    curveWindowSec_ = seconds;
+    emit curveWindowSecChanged();
+}
+
+void AppState::addFiles(const QList<QUrl>& urls) {
+    const auto normalized = [](const QString& path) { return QDir::cleanPath(path); };
+    QSet<QString> listed;
+    for (const AudioFileItemPtr& item : files_)
+        listed.insert(normalized(item->path()));
+
+    std::vector<AudioFileItemPtr> added;
+    for (const QUrl& url : urls) {
+        if (!url.isLocalFile())
+            continue;
+        const QString path = url.toLocalFile();
+        if (!audioExtensions().contains(QFileInfo(path).suffix().toLower()))
+            continue;
+        // Checked against the list as it was before this call, so the same
+        // URL twice in one drop gives two items.
+        if (listed.contains(normalized(path)))
+            continue;
+        added.push_back(std::make_shared<AudioFileItem>(url));
+    }
+    if (added.empty())
+        return;
+
+    files_.insert(files_.end(), added.begin(), added.end());
+    emit filesChanged();
+    if (!selectedFileID_)
+        setSelectedFileID(added.front()->id());
+    analyzeFiles(added);
+}
+
+void AppState::loadFiles(std::vector<AudioFileItemPtr> items) {
+    files_ = std::move(items);
+    emit filesChanged();
+    setSelectedFileID(files_.empty() ? std::nullopt : std::optional(files_.front()->id()));
+    std::vector<AudioFileItemPtr> unanalysed;
+    std::copy_if(files_.begin(), files_.end(), std::back_inserter(unanalysed),
+                 [](const AudioFileItemPtr& item) { return !item->analysis(); });
+    if (!unanalysed.empty())
+        analyzeFiles(unanalysed);
+}
+
+void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
+    const auto group = std::make_shared<AnalysisGroup>();
+    for (const AudioFileItemPtr& item : items) {
+        group->work.push_back({item->id(), item->path()});
+        inFlight_.insert(item->id());
+    }
+    setStatusMessage(QStringLiteral("Analyzing %1 file(s)...").arg(items.size()));
+    for (const AudioFileItemPtr& item : items)
+        item->setIsAnalyzing(true);
+
+    const size_t limit =
+        std::min(items.size(), static_cast<size_t>(options_.activeProcessorCount));
+    for (size_t w = 0; w < limit; ++w) {
+        pool_->start([this, group, analyze = options_.analyze, stop = shuttingDown_] {
+            for (;;) {
+                if (stop->load())
+                    return;
+                const size_t i = group->next.fetch_add(1);
+                if (i >= group->work.size())
+                    return;
+                auto outcome = std::make_shared<AnalysisOutcome>();
+                try {
+                    *outcome = analyze(group->work[i].path);
+                } catch (...) {
+                    outcome->error = QStringLiteral("Unexpected error while analysing this file");
+                }
+                QMetaObject::invokeMethod(
+                    this, [this, group, i, outcome] { applyResult(*group, i, std::move(*outcome)); },
+                    Qt::QueuedConnection);
+            }
+        });
+    }
+}
+
+void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome) {
+    const int64_t k = ++group.completed;
+    const QUuid& id = group.work[index].id;
+    inFlight_.remove(id);
+    const AudioFileItemPtr item = findFile(id);
+    if (!item)
+        return; // removed meanwhile: nothing to show it on
+
+    item->setIsAnalyzing(false);
+    if (outcome.result) {
+        const double peakLUFS = outcome.result->peakLUFS;
+        item->setAnalysis(std::move(outcome.result));
+        if (!item->isManualOverride())
+            item->setCorrectionDB(correctionFor(targetLUFS_, peakLUFS));
+    } else {
+        item->setAnalysisError(outcome.error);
+    }
+    const auto total = static_cast<int64_t>(group.work.size());
+    setStatusMessage(QStringLiteral("Analyzing %1/%2...").arg(k).arg(total));
+    if (k == total)
+        setStatusMessage(analysisCompleteMessage);
+}
+
+void AppState::recalcCorrections() {
+    for (const AudioFileItemPtr& item : files_) {
+        if (item->analysis() && !item->isManualOverride())
+            item->setCorrectionDB(correctionFor(targetLUFS_, item->analysis()->peakLUFS));
+    }
+}
+
+void AppState::resetOverride(AudioFileItem& item) {
+    item.setIsManualOverride(false);
+    if (item.analysis())
+        item.setCorrectionDB(correctionFor(targetLUFS_, item.analysis()->peakLUFS));
+}
+
+std::optional<RemovedFile> AppState::removeSelected() {
+    const std::optional<size_t> found = selectedFileID_ ? indexOf(*selectedFileID_) : std::nullopt;
+    if (!found)
+        return std::nullopt;
+    const size_t i = *found;
+    AudioFileItemPtr removed = files_[i];
+    files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(i));
+    emit filesChanged();
+    setSelectedFileID(files_.empty() ? std::nullopt
+                                     : std::optional(files_[std::min(i, files_.size() - 1)]->id()));
+    return RemovedFile{std::move(removed), static_cast<int64_t>(i), selectedFileID_};
+}
+
+void AppState::restoreRemovedFile(const RemovedFile& removed) {
+    if (!removed.file)
+        return;
+    if (!indexOf(removed.file->id())) {
+        const auto count = static_cast<int64_t>(files_.size());
+        const int64_t at = std::min(std::max<int64_t>(removed.index, 0), count);
+        files_.insert(files_.begin() + static_cast<std::ptrdiff_t>(at), removed.file);
+        emit filesChanged();
+        // Its analysis result came back while it was out of the list and was
+        // dropped; without a new analysis it would show as analysing forever.
+        if (removed.file->isAnalyzing() && !inFlight_.contains(removed.file->id()))
+            analyzeFiles({removed.file});
+    }
+    setSelectedFileID(removed.file->id());
+}
+
+std::optional<RemovedFile> AppState::redoRemovedFile(const RemovedFile& removed) {
+    const std::optional<size_t> found = removed.file ? indexOf(removed.file->id()) : std::nullopt;
+    if (!found)
+        return std::nullopt;
+    AudioFileItemPtr item = files_[*found];
+    files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(*found));
+    emit filesChanged();
+    setSelectedFileID(removed.selectedFileIDAfterRemoval);
+    return RemovedFile{std::move(item), static_cast<int64_t>(*found), selectedFileID_};
+}
+
+AudioFileItemPtr AppState::findFile(const QUuid& id) const {
+    const std::optional<size_t> i = indexOf(id);
+    return i ? files_[*i] : nullptr;
+}
+
+std::optional<size_t> AppState::indexOf(const QUuid& id) const {
+    const auto it = std::find_if(files_.begin(), files_.end(),
+                                 [&](const AudioFileItemPtr& item) { return item->id() == id; });
+    if (it == files_.end())
+        return std::nullopt;
+    return static_cast<size_t>(it - files_.begin());
+}

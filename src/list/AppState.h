@@ -1,0 +1,120 @@
+#pragma once
+
+// The one observable state that every view shares: the working list, the
+// target loudness, the selection and the status line. It admits files, runs
+// their analyses on background threads (at most min(files, cores) at once per
+// drop), keeps automatic corrections aimed at the target, and offers the
+// remove / restore / redo steps that undo is built on. Main thread only;
+// workers hand values back by posting to it.
+
+#include "analysis/AnalysisOutcome.h"
+#include "list/AudioFileItem.h"
+
+#include <QList>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QUrl>
+#include <QUuid>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class QThreadPool;
+
+using AudioFileItemPtr = std::shared_ptr<AudioFileItem>;
+
+// The undo record of one removal; it keeps the removed item alive.
+struct RemovedFile {
+    AudioFileItemPtr file;
+    int64_t index = 0;
+    std::optional<QUuid> selectedFileIDAfterRemoval;
+};
+
+class AppState : public QObject {
+    Q_OBJECT
+
+public:
+    // Runs on a worker thread for each file; must be safe to call concurrently.
+    using AnalyzeFunction = std::function<AnalysisOutcome(const QString& path)>;
+
+    struct AnalysisOptions {
+        AnalyzeFunction analyze = analyzeFileOutcome;
+        // At most this many analyses of one drop run at once.
+        int activeProcessorCount = 0; // 0: the cores available to the process
+    };
+
+    static inline const QString readyMessage = QStringLiteral("Ready. Add audio files to begin.");
+    static inline const QString analysisCompleteMessage = QStringLiteral("Analysis complete.");
+    static constexpr double defaultTargetLUFS = -16.0;
+
+    explicit AppState(QObject* parent = nullptr);
+    explicit AppState(AnalysisOptions options, QObject* parent = nullptr);
+    // Waits for running analyses; their results are dropped.
+    ~AppState() override;
+
+    // The 23 admitted extensions, lower case.
+    static const QSet<QString>& audioExtensions();
+    // round((target − peak) · 10) / 10, halves away from zero.
+    static double correctionFor(double targetLUFS, double peakLUFS);
+
+    const std::vector<AudioFileItemPtr>& files() const { return files_; }
+    const std::optional<QUuid>& selectedFileID() const { return selectedFileID_; }
+    AudioFileItemPtr selectedFile() const;
+    double targetLUFS() const { return targetLUFS_; }
+    const QString& statusMessage() const { return statusMessage_; }
+    bool showOnboarding() const { return showOnboarding_; }
+    double curveWindowSec() const { return curveWindowSec_; }
+
+    void setSelectedFileID(std::optional<QUuid> id);
+    void setTargetLUFS(double lufs);
+    void setStatusMessage(const QString& message);
+    void setShowOnboarding(bool show);
+    void setCurveWindowSec(double seconds);
+
+    // Appends the files with an admitted extension whose paths are not listed
+    // yet, selects the first of them when nothing is selected, and analyses them.
+    void addFiles(const QList<QUrl>& urls);
+    // Replaces the list, selects its first item and analyses the items that
+    // have no analysis yet.
+    void loadFiles(std::vector<AudioFileItemPtr> items);
+    // Aims every analysed, automatic item at the current target.
+    void recalcCorrections();
+    void resetOverride(AudioFileItem& item);
+
+    std::optional<RemovedFile> removeSelected();
+    void restoreRemovedFile(const RemovedFile& removed);
+    std::optional<RemovedFile> redoRemovedFile(const RemovedFile& removed);
+
+signals:
+    void filesChanged();
+    void selectedFileIDChanged();
+    void targetLUFSChanged();
+    void statusMessageChanged(const QString& message); // on every assignment
+    void showOnboardingChanged();
+    void curveWindowSecChanged();
+
+private:
+    struct AnalysisGroup;
+
+    void analyzeFiles(const std::vector<AudioFileItemPtr>& items);
+    void applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome);
+    AudioFileItemPtr findFile(const QUuid& id) const;
+    std::optional<size_t> indexOf(const QUuid& id) const;
+
+    AnalysisOptions options_;
+    std::vector<AudioFileItemPtr> files_;
+    std::optional<QUuid> selectedFileID_;
+    double targetLUFS_ = defaultTargetLUFS;
+    QString statusMessage_ = readyMessage;
+    bool showOnboarding_ = false;
+    double curveWindowSec_ = 3.0;
+
+    // Ids whose analysis has started and whose result has not come back yet.
+    QSet<QUuid> inFlight_;
+    std::shared_ptr<std::atomic<bool>> shuttingDown_;
+    std::unique_ptr<QThreadPool> pool_;
+};

@@ -1,0 +1,65 @@
+#include "list/AudioFileItem.h"
+
+#include <algorithm>
+
+AudioFileItem::AudioFileItem(QUrl url, QObject* parent)
+    : QObject(parent), id_(QUuid::createUuid()), url_(std::move(url)),
+      segmentEdits_(new SegmentEditState(this)) {
+    connect(segmentEdits_, &SegmentEditState::separatorsChanged, this, &AudioFileItem::changed);
+    connect(segmentEdits_, &SegmentEditState::segmentGainsChanged, this, &AudioFileItem::changed);
+}
+
+// Stores a published field and tells observers when it changed.
+template <typename T, typename Signal> void AudioFileItem::publish(T& field, T value, Signal signal) {
+    if (field == value)
+        return;
+    field = std::move(value);
+    emit(this->*signal)();
+    emit changed();
+}
+
+void AudioFileItem::setAnalysis(std::optional<AnalysisResult> analysis) {
+    // Always published: comparing two analyses would walk their prefix sums.
+    analysis_ = std::move(analysis);
+    emit analysisChanged();
+    emit changed();
+}
+
+void AudioFileItem::setIsAnalyzing(bool analyzing) {
+    publish(isAnalyzing_, analyzing, &AudioFileItem::isAnalyzingChanged);
+}
+
+void AudioFileItem::setAnalysisError(std::optional<QString> error) {
+    publish(analysisError_, std::move(error), &AudioFileItem::analysisErrorChanged);
+}
+
+void AudioFileItem::setCorrectionDB(double db) {
+    publish(correctionDB_, db, &AudioFileItem::correctionChanged);
+}
+
+void AudioFileItem::setIsManualOverride(bool manual) {
+    publish(isManualOverride_, manual, &AudioFileItem::correctionChanged);
+}
+
+void AudioFileItem::setIsEditMode(bool editMode) {
+    publish(isEditMode_, editMode, &AudioFileItem::isEditModeChanged);
+}
+
+std::optional<double> AudioFileItem::finalLUFS() const {
+    if (!analysis_)
+        return std::nullopt;
+    return analysis_->peakLUFS + correctionDB_;
+}
+
+std::optional<double> AudioFileItem::headroomDB() const {
+    if (!analysis_)
+        return std::nullopt;
+    const auto& gains = segmentEdits_->segmentGains();
+    double largest = 0.0;
+    if (!gains.empty()) {
+        largest = std::max_element(gains.begin(), gains.end(), [](const auto& a, const auto& b) {
+                      return a.gainOffsetDB < b.gainOffsetDB;
+                  })->gainOffsetDB;
+    }
+    return -analysis_->peakDBFS - correctionDB_ - largest;
+}

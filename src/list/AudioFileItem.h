@@ -1,0 +1,79 @@
+#pragma once
+
+// One file of the working list: where it lives, what analysis found, the gain
+// correction applied on playback and export, whether the user set it by hand,
+// and its segment edits. Lives on the main thread; shared (by
+// std::shared_ptr) between the list and undo records, so a removed item comes
+// back with the same id, analysis, correction and edits. Two items are the
+// same item exactly when their ids are equal.
+
+#include "analysis/AnalysisResult.h"
+#include "editing/SegmentEditState.h"
+
+#include <QObject>
+#include <QString>
+#include <QUrl>
+#include <QUuid>
+#include <optional>
+
+class AudioFileItem : public QObject {
+    Q_OBJECT
+
+public:
+    explicit AudioFileItem(QUrl url, QObject* parent = nullptr);
+
+    const QUuid& id() const { return id_; }
+    const QUrl& url() const { return url_; }
+    // The local path of `url`.
+    QString path() const { return url_.toLocalFile(); }
+
+    const std::optional<AnalysisResult>& analysis() const { return analysis_; }
+    bool isAnalyzing() const { return isAnalyzing_; }
+    const std::optional<QString>& analysisError() const { return analysisError_; }
+    double correctionDB() const { return correctionDB_; }
+    bool isManualOverride() const { return isManualOverride_; }
+    bool isEditMode() const { return isEditMode_; }
+    SegmentEditState& segmentEdits() { return *segmentEdits_; }
+    const SegmentEditState& segmentEdits() const { return *segmentEdits_; }
+
+    void setAnalysis(std::optional<AnalysisResult> analysis);
+    void setIsAnalyzing(bool analyzing);
+    void setAnalysisError(std::optional<QString> error);
+    void setCorrectionDB(double db);
+    void setIsManualOverride(bool manual);
+    void setIsEditMode(bool editMode);
+
+    // The loudest-20-seconds loudness after correction (segment offsets not
+    // included); none without analysis.
+    std::optional<double> finalLUFS() const;
+    // Distance from the corrected sample peak, with the largest segment offset
+    // applied too, to full scale; negative means it would clip. None without
+    // analysis.
+    std::optional<double> headroomDB() const;
+
+    friend bool operator==(const AudioFileItem& a, const AudioFileItem& b) { return a.id_ == b.id_; }
+
+signals:
+    void analysisChanged();
+    void isAnalyzingChanged();
+    void analysisErrorChanged();
+    void correctionChanged(); // correctionDB or isManualOverride
+    void isEditModeChanged();
+    // Any of the above, or the segment edits: the row and the waveform redraw.
+    void changed();
+
+private:
+    template <typename T, typename Signal> void publish(T& field, T value, Signal signal);
+
+    const QUuid id_;
+    const QUrl url_;
+    std::optional<AnalysisResult> analysis_;
+    bool isAnalyzing_ = false;
+    std::optional<QString> analysisError_;
+    double correctionDB_ = 0.0;
+    bool isManualOverride_ = false;
+    bool isEditMode_ = false;
+    SegmentEditState* segmentEdits_; // a child of this item
+};
+
+inline size_t qHash(const AudioFileItem& item, size_t seed = 0) { return qHash(item.id(), seed); }

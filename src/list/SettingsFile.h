@@ -1,0 +1,63 @@
+#pragma once
+
+// The settings file: the target loudness and the working list with each
+// file's correction and manual flag, as compact JSON. It holds no analysis;
+// loading replaces the list and analyses every file again.
+//
+//   {"target_lufs":-16,"files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
+//
+// Reading accepts any key order and escaped slashes, requires all five keys
+// with their JSON types (numbers must be finite) and ignores unknown keys.
+
+#include <QByteArray>
+#include <QString>
+#include <variant>
+#include <vector>
+
+class AppState;
+
+struct SettingsData {
+    struct FileEntry {
+        QString path; // a plain absolute path, not a URL
+        double correctionDB = 0.0;
+        bool manual = false;
+
+        friend bool operator==(const FileEntry&, const FileEntry&) = default;
+    };
+
+    double targetLUFS = -16.0;
+    std::vector<FileEntry> files;
+
+    friend bool operator==(const SettingsData&, const SettingsData&) = default;
+};
+
+// Why a settings file could not be read or written, as the status line shows it.
+struct SettingsError {
+    QString description;
+};
+
+namespace SettingsFile {
+
+inline constexpr double minimumTargetLUFS = -40.0;
+inline constexpr double maximumTargetLUFS = -3.0;
+inline const QString suggestedFileName = QStringLiteral("loudness_settings.json");
+// Larger files are refused before they are read.
+inline constexpr qint64 maximumFileBytes = 64ll * 1024 * 1024;
+
+QByteArray encode(const SettingsData& data);
+std::variant<SettingsData, SettingsError> decode(const QByteArray& json);
+
+// The target and the list as they are now.
+SettingsData settingsFrom(const AppState& state);
+
+// Writes the settings to `path` (replacing the file there, all at once) and
+// reports "Settings saved." or "Error saving settings: ..." in the status line.
+// Refuses to replace one of the listed audio files.
+void saveSettings(AppState& state, const QString& path);
+
+// Reads `path` and, when it decodes, applies the target (clamped to
+// -40 ... -3) and replaces the list with the entries whose files exist;
+// otherwise reports "Error loading settings: ..." and changes nothing else.
+void loadSettings(AppState& state, const QString& path);
+
+} // namespace SettingsFile

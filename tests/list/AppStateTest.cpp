@@ -1,0 +1,262 @@
+#include "GatedAnalyzer.h"
+#include "ListFixtures.h"
+
+#include <QFile>
+
+namespace {
+
+QStringList names(const AppState& state) {
+    QStringList out;
+    for (const AudioFileItemPtr& item : state.files())
+        out << QFileInfo(item->path()).fileName();
+    return out;
+}
+
+QString selectedName(const AppState& state) {
+    const AudioFileItemPtr item = state.selectedFile();
+    return item ? QFileInfo(item->path()).fileName() : QString();
+}
+
+} // namespace
+
+TEST(AppStateTest, CorrectionRoundsToTenthsWithHalvesAwayFromZero) {
+    EXPECT_DOUBLE_EQ(AppState::correctionFor(-16.0, -23.46), 7.5);
+    EXPECT_DOUBLE_EQ(AppState::correctionFor(-16.0, -16.25), 0.3);
+    EXPECT_DOUBLE_EQ(AppState::correctionFor(-16.0, -15.75), -0.3);
+    EXPECT_DOUBLE_EQ(AppState::correctionFor(-16.0, -70.0), 54.0);
+    EXPECT_EQ(AppState::audioExtensions().size(), 23);
+}
+
+// A drop of five paths: three audio files (one upper-case WAV, one that is
+// text with an audio extension), a text file and a folder.
+TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
+    QTemporaryDir dir;
+    const QString loud = writeTone(dir, "loud.wav", 4.0, 0.5);
+    const QString quiet = writeTone(dir, "QUIET.WAV", 4.0, 0.05);
+    const QString notAudio = dir.filePath("notes.mp3");
+    QFile f(notAudio);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("this is not audio\n");
+    f.close();
+    QFile(dir.filePath("readme.txt")).open(QIODevice::WriteOnly);
+    QDir(dir.path()).mkdir("folder");
+
+    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    StatusRecorder status(state);
+    EXPECT_EQ(state.statusMessage(), "Ready. Add audio files to begin.");
+    state.addFiles(urlsOf({loud, dir.filePath("readme.txt"), quiet, dir.filePath("folder"), notAudio}));
+    EXPECT_EQ(names(state), (QStringList{"loud.wav", "QUIET.WAV", "notes.mp3"}));
+    EXPECT_EQ(selectedName(state), "loud.wav");
+    for (const AudioFileItemPtr& item : state.files())
+        EXPECT_TRUE(item->isAnalyzing());
+    ASSERT_TRUE(waitForAnalyses(state));
+
+    EXPECT_EQ(status.texts, (QStringList{"Analyzing 3 file(s)...", "Analyzing 1/3...",
+                                         "Analyzing 2/3...", "Analyzing 3/3...",
+                                         "Analysis complete."}));
+    const AudioFileItem& l = *state.files()[0];
+    const AudioFileItem& q = *state.files()[1];
+    const AudioFileItem& bad = *state.files()[2];
+    ASSERT_TRUE(l.analysis() && q.analysis());
+    EXPECT_EQ(l.correctionDB(), AppState::correctionFor(-16.0, l.analysis()->peakLUFS));
+    EXPECT_GT(q.correctionDB(), l.correctionDB() + 19.0) << "20 dB quieter";
+    EXPECT_EQ(std::round(l.correctionDB() * 10.0), l.correctionDB() * 10.0);
+    EXPECT_FALSE(bad.analysis());
+    ASSERT_TRUE(bad.analysisError());
+    EXPECT_TRUE(bad.analysisError()->contains("notes.mp3")) << bad.analysisError()->toStdString();
+    EXPECT_FALSE(bad.finalLUFS());
+    EXPECT_FALSE(bad.headroomDB());
+    EXPECT_EQ(bad.correctionDB(), 0.0);
+
+    // The same file again adds nothing and leaves the status line alone; the
+    // same new URL twice in one drop gives two items, and the selection stays.
+    const QString third = writeTone(dir, "third.flac.wav", 1.0);
+    status.texts.clear();
+    state.addFiles(urlsOf({loud, QDir(dir.path()).filePath("./loud.wav")}));
+    EXPECT_EQ(state.files().size(), 3u);
+    EXPECT_TRUE(status.texts.isEmpty());
+    state.addFiles(urlsOf({third, third}));
+    EXPECT_EQ(names(state).mid(3), (QStringList{"third.flac.wav", "third.flac.wav"}));
+    EXPECT_NE(state.files()[3]->id(), state.files()[4]->id());
+    EXPECT_EQ(selectedName(state), "loud.wav");
+    ASSERT_TRUE(waitForAnalyses(state));
+    EXPECT_EQ(status.texts.last(), "Analysis complete.");
+}
+
+TEST(AppStateTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilReset) {
+    QTemporaryDir dir;
+    const QString a = writeTone(dir, "a.wav", 3.0);
+    const QString b = writeTone(dir, "b.wav", 3.0);
+    GatedAnalyzer gate(true);
+    AppState state(gate.options(2));
+    state.addFiles(urlsOf({a, b}));
+    AudioFileItem& manual = *state.files()[0];
+    AudioFileItem& automatic = *state.files()[1];
+    manual.setCorrectionDB(4.2);
+    manual.setIsManualOverride(true);
+    state.resetOverride(automatic); // no analysis yet: correction kept
+    EXPECT_EQ(automatic.correctionDB(), 0.0);
+
+    // A target change while analyses run reaches results applied later.
+    state.setTargetLUFS(-20.0);
+    state.recalcCorrections();
+    gate.releaseAll();
+    ASSERT_TRUE(waitForAnalyses(state));
+    const double peak = automatic.analysis()->peakLUFS;
+    EXPECT_EQ(manual.correctionDB(), 4.2);
+    EXPECT_EQ(automatic.correctionDB(), AppState::correctionFor(-20.0, peak));
+    EXPECT_DOUBLE_EQ(*automatic.finalLUFS(), peak + automatic.correctionDB());
+
+    state.setTargetLUFS(-10.0);
+    state.recalcCorrections();
+    EXPECT_EQ(manual.correctionDB(), 4.2);
+    EXPECT_EQ(automatic.correctionDB(), AppState::correctionFor(-10.0, peak));
+    state.resetOverride(manual);
+    EXPECT_FALSE(manual.isManualOverride());
+    EXPECT_EQ(manual.correctionDB(), AppState::correctionFor(-10.0, manual.analysis()->peakLUFS));
+}
+
+TEST(AppStateTest, RemovalSelectsTheNeighbourAndUndoRedoRestoreIt) {
+    QTemporaryDir dir;
+    QStringList paths;
+    for (const char* name : {"a.wav", "b.wav", "c.wav"})
+        paths << writeTone(dir, name, 1.0);
+    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    state.addFiles(urlsOf(paths));
+    ASSERT_TRUE(waitForAnalyses(state));
+    EXPECT_FALSE(state.redoRemovedFile(RemovedFile{}));
+
+    // Remove the middle item: the next one moves into its place.
+    state.setSelectedFileID(state.files()[1]->id());
+    const AudioFileItemPtr b = state.files()[1];
+    const std::optional<RemovedFile> removedB = state.removeSelected();
+    ASSERT_TRUE(removedB);
+    EXPECT_EQ(removedB->index, 1);
+    EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav"}));
+    EXPECT_EQ(selectedName(state), "c.wav");
+
+    // Remove the last item: the new last one is selected.
+    const std::optional<RemovedFile> removedC = state.removeSelected();
+    EXPECT_EQ(selectedName(state), "a.wav");
+
+    // Undo B while the list is shorter: it goes to the end, same object.
+    state.restoreRemovedFile(*removedB);
+    EXPECT_EQ(names(state), (QStringList{"a.wav", "b.wav"}));
+    EXPECT_EQ(state.files()[1], b);
+    EXPECT_EQ(selectedName(state), "b.wav");
+    EXPECT_TRUE(b->analysis()) << "restored with its analysis, not analysed again";
+    state.restoreRemovedFile(*removedC); // back at its old index 1, before B
+    EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav", "b.wav"}));
+    state.restoreRemovedFile(*removedC); // already there: only selects it
+    EXPECT_EQ(state.files().size(), 3u);
+    EXPECT_EQ(selectedName(state), "c.wav");
+
+    // Redo B's removal: it goes again, and the selection its removal left returns.
+    state.setSelectedFileID(state.files()[0]->id());
+    const std::optional<RemovedFile> again = state.redoRemovedFile(*removedB);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->index, 2);
+    EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav"}));
+    EXPECT_EQ(selectedName(state), "c.wav");
+    EXPECT_EQ(again->selectedFileIDAfterRemoval, removedB->selectedFileIDAfterRemoval);
+    EXPECT_FALSE(state.redoRemovedFile(*removedB)) << "nothing left to remove";
+    state.restoreRemovedFile(*again);
+    EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav", "b.wav"}));
+
+    // Removing the only item clears the selection; nothing selected removes nothing.
+    AppState single(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    single.addFiles(urlsOf({paths[0]}));
+    ASSERT_TRUE(single.removeSelected());
+    EXPECT_FALSE(single.selectedFileID());
+    EXPECT_FALSE(single.removeSelected());
+    ASSERT_TRUE(waitForAnalyses(single));
+}
+
+TEST(AppStateTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
+    QTemporaryDir dir;
+    const QString a = writeTone(dir, "a.wav", 1.0), b = writeTone(dir, "b.wav", 1.0);
+    const QString c = writeTone(dir, "c.wav", 1.0);
+    GatedAnalyzer gate(true);
+    AppState state(gate.options(4));
+    StatusRecorder status(state);
+    state.addFiles(urlsOf({a, b}));
+    state.addFiles(urlsOf({c})); // a second, independent group
+    const AudioFileItemPtr itemB = state.files()[1];
+
+    gate.release(c);
+    ASSERT_TRUE(fixtures::waitUntil([&] { return !state.files()[2]->isAnalyzing(); }));
+    gate.release(a);
+    ASSERT_TRUE(fixtures::waitUntil([&] { return !state.files()[0]->isAnalyzing(); }));
+    EXPECT_EQ(status.texts, (QStringList{"Analyzing 2 file(s)...", "Analyzing 1 file(s)...",
+                                         "Analyzing 1/1...", "Analysis complete.",
+                                         "Analyzing 1/2..."}));
+
+    // B is removed before its result arrives: the result is dropped quietly,
+    // so this group never says it is complete.
+    state.setSelectedFileID(itemB->id());
+    const std::optional<RemovedFile> removed = state.removeSelected();
+    gate.release(b);
+    ASSERT_TRUE(fixtures::waitUntil([&] { return gate.inFlight() == 0; }));
+    fixtures::waitUntil([] { return false; }, 100); // let a wrongly applied result arrive
+    EXPECT_EQ(status.texts.size(), 5);
+    EXPECT_TRUE(itemB->isAnalyzing());
+    EXPECT_FALSE(itemB->analysis());
+
+    // Brought back, it is analysed again rather than left spinning.
+    state.restoreRemovedFile(*removed);
+    ASSERT_TRUE(waitForAnalyses(state));
+    EXPECT_TRUE(itemB->analysis());
+    EXPECT_EQ(status.texts.mid(5),
+              (QStringList{"Analyzing 1 file(s)...", "Analyzing 1/1...", "Analysis complete."}));
+}
+
+// 40 files on two cores: never more than two analyses at once, and exactly
+// 40 progress texts before "Analysis complete.". Each analysis is held until
+// the test releases it, in list order, so the schedule is the same every run.
+TEST(AppStateTest, AnalysesInFlightNeverExceedTheCoreCount) {
+    QTemporaryDir dir;
+    const QString tone = writeTone(dir, "tone.wav", 0.5);
+    QStringList paths;
+    for (int i = 0; i < 40; ++i) {
+        paths << dir.filePath(QStringLiteral("copy%1.wav").arg(i));
+        ASSERT_TRUE(QFile::link(tone, paths.last()));
+    }
+    GatedAnalyzer gate(true);
+    AppState state(gate.options(2));
+    StatusRecorder status(state);
+    state.addFiles(urlsOf(paths));
+    ASSERT_TRUE(fixtures::waitUntil([&] { return gate.started() == 2; }));
+    for (int i = 0; i < 40; ++i) {
+        gate.release(paths[i]);
+        // The freed worker takes the next file; the other one stays held.
+        ASSERT_TRUE(fixtures::waitUntil([&] {
+            return gate.started() == std::min(i + 3, 40) && !state.files()[i]->isAnalyzing();
+        })) << i;
+        ASSERT_LE(gate.inFlight(), 2);
+    }
+    ASSERT_TRUE(waitForAnalyses(state));
+
+    EXPECT_EQ(gate.started(), 40);
+    EXPECT_EQ(gate.maxInFlight(), 2);
+    ASSERT_EQ(status.texts.size(), 42);
+    EXPECT_EQ(status.texts.first(), "Analyzing 40 file(s)...");
+    for (int k = 1; k <= 40; ++k)
+        EXPECT_EQ(status.texts[k], QStringLiteral("Analyzing %1/40...").arg(k));
+    EXPECT_EQ(status.texts.last(), "Analysis complete.");
+    for (const AudioFileItemPtr& item : state.files())
+        EXPECT_TRUE(item->analysis());
+}
+
+TEST(AppStateTest, DestroyingTheStateWhileAnalysingDropsResultsSafely) {
+    QTemporaryDir dir;
+    const QString a = writeTone(dir, "a.wav", 1.0), b = writeTone(dir, "b.wav", 1.0);
+    GatedAnalyzer gate(true);
+    {
+        AppState state(gate.options(2));
+        state.addFiles(urlsOf({a, b}));
+        ASSERT_TRUE(fixtures::waitUntil([&] { return gate.started() == 2; }));
+        gate.releaseAll();
+    }
+    QCoreApplication::processEvents(); // queued results for a dead state are discarded
+    EXPECT_EQ(gate.inFlight(), 0);
+}

@@ -1,0 +1,74 @@
+#pragma once
+
+// An analysis hook for AppState that counts analyses in flight and can hold
+// each one until the test lets it go, then runs the real analysis.
+
+#include "analysis/AnalysisOutcome.h"
+#include "list/AppState.h"
+
+#include <QSet>
+#include <QString>
+#include <algorithm>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+class GatedAnalyzer {
+public:
+    explicit GatedAnalyzer(bool holdEach) : shared_(std::make_shared<Shared>()) {
+        shared_->hold = holdEach;
+    }
+    ~GatedAnalyzer() { releaseAll(); }
+
+    AppState::AnalysisOptions options(int cores) const {
+        return {[s = shared_](const QString& path) { return s->run(path); }, cores};
+    }
+
+    void release(const QString& path) {
+        std::lock_guard lock(shared_->mutex);
+        shared_->released.insert(path);
+        shared_->changed.notify_all();
+    }
+    void releaseAll() {
+        std::lock_guard lock(shared_->mutex);
+        shared_->hold = false;
+        shared_->changed.notify_all();
+    }
+    int inFlight() const {
+        std::lock_guard lock(shared_->mutex);
+        return shared_->inFlight;
+    }
+    int maxInFlight() const {
+        std::lock_guard lock(shared_->mutex);
+        return shared_->maxInFlight;
+    }
+    int started() const {
+        std::lock_guard lock(shared_->mutex);
+        return shared_->started;
+    }
+
+private:
+    struct Shared {
+        mutable std::mutex mutex;
+        std::condition_variable changed;
+        QSet<QString> released;
+        bool hold = false;
+        int inFlight = 0;
+        int maxInFlight = 0;
+        int started = 0;
+
+        AnalysisOutcome run(const QString& path) {
+            {
+                std::unique_lock lock(mutex);
+                ++started;
+                maxInFlight = std::max(maxInFlight, ++inFlight);
+                changed.wait(lock, [&] { return !hold || released.contains(path); });
+            }
+            AnalysisOutcome outcome = analyzeFileOutcome(path);
+            std::lock_guard lock(mutex);
+            --inFlight;
+            return outcome;
+        }
+    };
+    std::shared_ptr<Shared> shared_;
+};

@@ -1,0 +1,171 @@
+#include "ListFixtures.h"
+
+#include "list/SettingsFile.h"
+
+#include <QFile>
+
+namespace {
+
+void writeText(const QString& path, const QByteArray& text) {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(text);
+}
+
+const SettingsData* decoded(const std::variant<SettingsData, SettingsError>& result) {
+    return std::get_if<SettingsData>(&result);
+}
+
+QString errorOf(const QByteArray& json) {
+    const auto result = SettingsFile::decode(json);
+    const auto* error = std::get_if<SettingsError>(&result);
+    return error ? error->description : QString();
+}
+
+} // namespace
+
+TEST(SettingsFileTest, EncodesCompactlyAndDecodesAnyKeyOrderAndEscapedSlashes) {
+    const SettingsData data{-14.5, {{"/music/a b/Song.wav", 2.5, false}, {"/x/é.flac", -0.1, true}}};
+    const QByteArray json = SettingsFile::encode(data);
+    EXPECT_FALSE(json.contains('\n'));
+    EXPECT_FALSE(json.contains(' ') && !json.contains("a b"));
+    const auto back = SettingsFile::decode(json);
+    ASSERT_TRUE(decoded(back));
+    EXPECT_EQ(*decoded(back), data);
+
+    const auto reordered = SettingsFile::decode(
+        R"({"files":[{"manual":true,"correction_db":-16,"path":"\/a\/b.wav","extra":[1]}],)"
+        R"("unknown":{"x":1},"target_lufs":-23})");
+    ASSERT_TRUE(decoded(reordered));
+    EXPECT_EQ(*decoded(reordered), (SettingsData{-23.0, {{"/a/b.wav", -16.0, true}}}));
+}
+
+TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
+    const QByteArray good = R"({"target_lufs":-16,"files":[{"path":"/a.wav","correction_db":1,"manual":false}]})";
+    EXPECT_TRUE(errorOf(good).isEmpty());
+    EXPECT_TRUE(errorOf("").startsWith("The file is not valid JSON"));
+    EXPECT_TRUE(errorOf(good.left(good.size() - 5)).startsWith("The file is not valid JSON"));
+    EXPECT_EQ(errorOf("[1,2]"), "The file does not hold a settings object.");
+    EXPECT_EQ(errorOf(R"({"files":[]})"), R"(The key "target_lufs" is missing.)");
+    EXPECT_EQ(errorOf(R"({"target_lufs":"-16","files":[]})"), R"("target_lufs" must be a number.)");
+    EXPECT_FALSE(errorOf(R"({"target_lufs":1e999,"files":[]})").isEmpty());
+    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":{}})"), R"("files" must be a list.)");
+    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":false},)"
+                      R"({"path":"/b","correction_db":0}]})"),
+              R"(The key "manual" is missing in file entry 2.)");
+    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":1}]})"),
+              R"("manual" in file entry 1 must be true or false.)");
+    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[{"path":7,"correction_db":0,"manual":true}]})"),
+              R"("path" in file entry 1 must be text.)");
+    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[3]})"), "The file entry 1 is not an object.");
+
+    // Deep nesting, a huge array and bytes that are not UTF-8.
+    const QByteArray deep = R"({"target_lufs":-16,"files":[],"x":)" + QByteArray(100000, '[') +
+                            QByteArray(100000, ']') + "}";
+    EXPECT_FALSE(errorOf(deep).isEmpty());
+    QByteArray huge = R"({"target_lufs":-16,"files":[)";
+    for (int i = 0; i < 200000; ++i)
+        huge += R"({"path":"/nowhere/x.wav","correction_db":0,"manual":false},)";
+    huge += R"(true]})";
+    EXPECT_EQ(errorOf(huge), "The file entry 200001 is not an object.");
+    EXPECT_FALSE(errorOf("{\"target_lufs\":-16,\"files\":[{\"path\":\"/a\xff\xfe.wav\","
+                         "\"correction_db\":0,\"manual\":false}]}")
+                     .isEmpty());
+}
+
+TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
+    QTemporaryDir dir;
+    const QString a = writeTone(dir, "a.wav", 2.0), b = writeTone(dir, "b.wav", 2.0, 0.1);
+    const QString settings = dir.filePath(SettingsFile::suggestedFileName);
+    {
+        AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+        state.addFiles(urlsOf({a, b, a + ".missing.wav"}));
+        ASSERT_TRUE(waitForAnalyses(state));
+        state.files()[0]->setCorrectionDB(1.23);
+        state.files()[0]->setIsManualOverride(true);
+        state.setTargetLUFS(-18.0);
+        state.recalcCorrections();
+        SettingsFile::saveSettings(state, settings);
+        EXPECT_EQ(state.statusMessage(), "Settings saved.");
+    }
+
+    AppState loaded(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    loaded.addFiles(urlsOf({b})); // replaced by the load
+    ASSERT_TRUE(waitForAnalyses(loaded));
+    SettingsFile::loadSettings(loaded, settings);
+    EXPECT_EQ(loaded.targetLUFS(), -18.0);
+    ASSERT_EQ(loaded.files().size(), 2u) << "the missing file is skipped";
+    EXPECT_EQ(loaded.files()[0]->path(), a);
+    EXPECT_EQ(loaded.files()[1]->path(), b);
+    EXPECT_EQ(loaded.selectedFileID(), loaded.files()[0]->id());
+    ASSERT_TRUE(waitForAnalyses(loaded));
+    EXPECT_EQ(loaded.statusMessage(), "Analysis complete.");
+    EXPECT_EQ(loaded.files()[0]->correctionDB(), 1.23);
+    EXPECT_TRUE(loaded.files()[0]->isManualOverride());
+    EXPECT_EQ(loaded.files()[1]->correctionDB(),
+              AppState::correctionFor(-18.0, loaded.files()[1]->analysis()->peakLUFS));
+}
+
+TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
+    QTemporaryDir dir;
+    const QString a = writeTone(dir, "a.wav", 1.0);
+    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    state.addFiles(urlsOf({a}));
+    ASSERT_TRUE(waitForAnalyses(state));
+    const AudioFileItemPtr original = state.files()[0];
+
+    const QString path = dir.filePath("s.json");
+    const auto load = [&](const QByteArray& text) {
+        writeText(path, text);
+        SettingsFile::loadSettings(state, path);
+    };
+    load(R"({"target_lufs":-16,"files":[{"path":")" + a.toUtf8() +
+         R"(","correction_db":0,"manual":false},{"path":")" + a.toUtf8() +
+         R"(","correction_db":0}]})");
+    EXPECT_EQ(state.statusMessage(),
+              R"(Error loading settings: The key "manual" is missing in file entry 2.)");
+    ASSERT_EQ(state.files().size(), 1u);
+    EXPECT_EQ(state.files()[0], original);
+
+    SettingsFile::loadSettings(state, dir.filePath("absent.json"));
+    EXPECT_TRUE(state.statusMessage().startsWith("Error loading settings: "));
+    EXPECT_EQ(state.files()[0], original);
+
+    load(R"({"target_lufs":-50,"files":[]})");
+    EXPECT_EQ(state.targetLUFS(), -40.0);
+    EXPECT_TRUE(state.files().empty());
+    EXPECT_FALSE(state.selectedFileID());
+
+    const QByteArray twice = R"({"target_lufs":-1,"files":[{"path":")" + a.toUtf8() +
+                             R"(","correction_db":0,"manual":false},{"path":")" + a.toUtf8() +
+                             R"(","correction_db":0,"manual":false}]})";
+    load(twice);
+    EXPECT_EQ(state.targetLUFS(), -3.0);
+    ASSERT_EQ(state.files().size(), 2u) << "a path listed twice gives two items";
+    EXPECT_NE(state.files()[0]->id(), state.files()[1]->id());
+    ASSERT_TRUE(waitForAnalyses(state));
+}
+
+TEST(SettingsFileTest, SavingNeverReplacesAnAudioFileAndReportsWriteErrors) {
+    QTemporaryDir dir;
+    const QString a = writeTone(dir, "a.wav", 1.0);
+    const QByteArray audio = [&] {
+        QFile f(a);
+        f.open(QIODevice::ReadOnly);
+        return f.readAll();
+    }();
+    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    state.addFiles(urlsOf({a}));
+    ASSERT_TRUE(waitForAnalyses(state));
+
+    SettingsFile::saveSettings(state, a);
+    EXPECT_EQ(state.statusMessage(),
+              R"(Error saving settings: "a.wav" is one of the audio files in the list and is not replaced.)");
+    QFile f(a);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_EQ(f.readAll(), audio);
+
+    SettingsFile::saveSettings(state, dir.filePath("no/such/folder/s.json"));
+    EXPECT_TRUE(state.statusMessage().startsWith("Error saving settings: "));
+    EXPECT_GT(state.statusMessage().size(), 25);
+}
