@@ -6,6 +6,7 @@
 #include <QThreadPool>
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 
 // What one call of analyzeFiles shares with its workers. `work` is fixed when
 // the group starts; workers take the next index in list order until none is
@@ -20,11 +21,24 @@ struct AppState::AnalysisGroup {
     int64_t completed = 0;
 };
 
+// Finished analyses wait here, in completion order, until the main thread
+// applies them. The mutex is what hands each result over to the main thread.
+struct AppState::Inbox {
+    struct Finished {
+        std::shared_ptr<AnalysisGroup> group;
+        size_t index;
+        AnalysisOutcome outcome;
+    };
+    std::mutex mutex;
+    std::vector<Finished> finished;
+    std::atomic<bool> shuttingDown{false};
+};
+
 AppState::AppState(QObject* parent) : AppState(AnalysisOptions{}, parent) {}
 
 AppState::AppState(AnalysisOptions options, QObject* parent)
     : QObject(parent), options_(std::move(options)),
-      shuttingDown_(std::make_shared<std::atomic<bool>>(false)),
+      inbox_(std::make_shared<Inbox>()),
       pool_(std::make_unique<QThreadPool>()) {
     if (options_.activeProcessorCount < 1)
         options_.activeProcessorCount = std::max(1, QThread::idealThreadCount());
@@ -35,7 +49,7 @@ AppState::AppState(AnalysisOptions options, QObject* parent)
 }
 
 AppState::~AppState() {
-    shuttingDown_->store(true);
+    inbox_->shuttingDown.store(true);
     pool_->waitForDone();
 }
 
@@ -140,25 +154,37 @@ void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
     const size_t limit =
         std::min(items.size(), static_cast<size_t>(options_.activeProcessorCount));
     for (size_t w = 0; w < limit; ++w) {
-        pool_->start([this, group, analyze = options_.analyze, stop = shuttingDown_] {
+        pool_->start([this, group, analyze = options_.analyze, inbox = inbox_] {
             for (;;) {
-                if (stop->load())
+                if (inbox->shuttingDown.load())
                     return;
                 const size_t i = group->next.fetch_add(1);
                 if (i >= group->work.size())
                     return;
-                auto outcome = std::make_shared<AnalysisOutcome>();
+                AnalysisOutcome outcome;
                 try {
-                    *outcome = analyze(group->work[i].path);
+                    outcome = analyze(group->work[i].path);
                 } catch (...) {
-                    outcome->error = QStringLiteral("Unexpected error while analysing this file");
+                    outcome.error = QStringLiteral("Unexpected error while analysing this file");
                 }
-                QMetaObject::invokeMethod(
-                    this, [this, group, i, outcome] { applyResult(*group, i, std::move(*outcome)); },
-                    Qt::QueuedConnection);
+                {
+                    std::lock_guard lock(inbox->mutex);
+                    inbox->finished.push_back({group, i, std::move(outcome)});
+                }
+                QMetaObject::invokeMethod(this, &AppState::applyFinished, Qt::QueuedConnection);
             }
         });
     }
+}
+
+void AppState::applyFinished() {
+    std::vector<Inbox::Finished> finished;
+    {
+        std::lock_guard lock(inbox_->mutex);
+        finished.swap(inbox_->finished);
+    }
+    for (Inbox::Finished& f : finished)
+        applyResult(*f.group, f.index, std::move(f.outcome));
 }
 
 void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome) {

@@ -99,8 +99,10 @@ signals:
 
 private:
     struct AnalysisGroup;
+    struct Inbox;
 
     void analyzeFiles(const std::vector<AudioFileItemPtr>& items);
+    void applyFinished();
     void applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome);
     AudioFileItemPtr findFile(const QUuid& id) const;
     std::optional<size_t> indexOf(const QUuid& id) const;
@@ -115,6 +117,6 @@ private:
 
     // Ids whose analysis has started and whose result has not come back yet.
     QSet<QUuid> inFlight_;
-    std::shared_ptr<std::atomic<bool>> shuttingDown_;
+    std::shared_ptr<Inbox> inbox_;
     std::unique_ptr<QThreadPool> pool_;
 };

@@ -1,0 +1,108 @@
+// Resident memory per analysed file after a batch of 50 four-minute files
+// went through the working list, against the bytes of one analysis result
+// (the prefix sums, envelope and curve it must keep). A ratio near 1.0 means
+// the list holds nothing per file beyond the result itself.
+// Usage: build/bench/list_memory [files=50] [minutes=4]
+
+#include "list/AppState.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QThread>
+#include <cmath>
+#include <cstdio>
+#include <malloc.h>
+#include <sndfile.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+double residentMiB() {
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0.0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? fields[1].toDouble() * static_cast<double>(sysconf(_SC_PAGESIZE)) /
+                                   (1024.0 * 1024.0)
+                             : 0.0;
+}
+
+template <typename T> double bytesOf(const std::vector<T>& v) {
+    return static_cast<double>(v.capacity() * sizeof(T));
+}
+
+double resultMiB(const AnalysisResult& r) {
+    const double bytes = bytesOf(r.cumsum) + bytesOf(r.envelope.minValues) +
+                         bytesOf(r.envelope.maxValues) + bytesOf(r.times) +
+                         bytesOf(r.loudnessCurve) + sizeof(AnalysisResult);
+    return bytes / (1024.0 * 1024.0);
+}
+
+bool writeTone(const QString& path, int minutes) {
+    SF_INFO info{};
+    info.samplerate = 48000;
+    info.channels = 1;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+    SNDFILE* f = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    if (!f)
+        return false;
+    std::vector<float> second(48000);
+    for (int s = 0; s < minutes * 60; ++s) {
+        for (size_t i = 0; i < second.size(); ++i)
+            second[i] = static_cast<float>(0.3 * std::sin(2 * M_PI * 440.0 * static_cast<double>(i) / 48000.0) *
+                                           (0.5 + 0.5 * std::sin(s * 0.1)));
+        sf_writef_float(f, second.data(), static_cast<sf_count_t>(second.size()));
+    }
+    sf_close(f);
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const int files = argc > 1 ? std::max(1, std::atoi(argv[1])) : 50;
+    const int minutes = argc > 2 ? std::max(1, std::atoi(argv[2])) : 4;
+
+    QTemporaryDir dir;
+    const QString tone = dir.filePath(QStringLiteral("tone.wav"));
+    if (!writeTone(tone, minutes)) {
+        std::fprintf(stderr, "cannot write %s\n", qPrintable(tone));
+        return 1;
+    }
+    QList<QUrl> urls;
+    for (int i = 0; i < files; ++i) {
+        const QString link = dir.filePath(QStringLiteral("file%1.wav").arg(i));
+        QFile::link(tone, link);
+        urls << QUrl::fromLocalFile(link);
+    }
+
+    AppState state;
+    const double before = residentMiB();
+    state.addFiles(urls);
+    while (state.statusMessage() != AppState::analysisCompleteMessage) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        QThread::msleep(5);
+    }
+    const double after = residentMiB();
+    malloc_trim(0);
+    const double trimmed = residentMiB();
+
+    double resultTotal = 0.0;
+    for (const AudioFileItemPtr& item : state.files())
+        resultTotal += item->analysis() ? resultMiB(*item->analysis()) : 0.0;
+    const double perResult = resultTotal / files;
+    const double perFile = (after - before) / files;
+    const double perFileTrimmed = (trimmed - before) / files;
+    std::printf("%d files of %d min, 48 kHz mono: one analysis result holds %.1f MiB\n", files,
+                minutes, perResult);
+    std::printf("resident memory per analysed file: %.1f MiB (%.1f MiB after malloc_trim)\n",
+                perFile, perFileTrimmed);
+    std::printf("ratio resident per file / result: %.3f (%.3f after malloc_trim)\n",
+                perFile / perResult, perFileTrimmed / perResult);
+    return 0;
+}
