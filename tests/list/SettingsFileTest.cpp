@@ -131,7 +131,8 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     EXPECT_TRUE(state.statusMessage().startsWith("Error loading settings: "));
     EXPECT_EQ(state.files()[0], original);
 
-    load(R"({"target_lufs":-50,"files":[]})");
+    // A path that is no valid text (a lone surrogate) names no file: skipped.
+    load(R"({"target_lufs":-50,"files":[{"path":"/tmp/\ud800.wav","correction_db":0,"manual":false}]})");
     EXPECT_EQ(state.targetLUFS(), -40.0);
     EXPECT_TRUE(state.files().empty());
     EXPECT_FALSE(state.selectedFileID());
