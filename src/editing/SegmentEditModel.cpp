@@ -98,6 +98,14 @@ SegmentBounds segmentBounds(const SegmentEditSnapshot& edits, int64_t index, dou
     return SegmentBounds{i < 1 ? 0.0 : at(i - 1), i < count ? at(i) : fileDuration};
 }
 
+double largestGainOffsetDB(const std::vector<SegmentGain>& gains) {
+    if (gains.empty())
+        return 0.0;
+    return std::max_element(gains.begin(), gains.end(), [](const SegmentGain& a, const SegmentGain& b) {
+               return a.gainOffsetDB < b.gainOffsetDB;
+           })->gainOffsetDB;
+}
+
 bool satisfiesInvariants(const SegmentEditSnapshot& edits) {
     constexpr double tolerance = 1e-9;
     const auto& seps = edits.separators;

@@ -59,6 +59,9 @@ int64_t segmentIndex(const SegmentEditSnapshot& edits, double time);
 // indexes are clamped into that range).
 SegmentBounds segmentBounds(const SegmentEditSnapshot& edits, int64_t index, double fileDuration);
 
+// The largest offset among the gains (it may be negative), or 0 without any.
+double largestGainOffsetDB(const std::vector<SegmentGain>& gains);
+
 // Whether the lists have the shape every operation keeps. Spacing is checked
 // to within a nanosecond, since a clamped move stores neighbour + 3.0 s.
 bool satisfiesInvariants(const SegmentEditSnapshot& edits);

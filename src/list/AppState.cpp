@@ -1,5 +1,7 @@
 #include "list/AppState.h"
 
+#include "export/ExportRun.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QThread>
@@ -99,6 +101,38 @@ void AppState::setCurveWindowSec(double seconds) {
         return;
     curveWindowSec_ = seconds;
     emit curveWindowSecChanged();
+}
+
+// Stores a field and emits `signal` when it changed.
+template <typename T, typename Signal>
+static void publish(AppState* state, T& field, T value, Signal signal) {
+    if (field == value)
+        return;
+    field = std::move(value);
+    emit(state->*signal)();
+}
+
+void AppState::setExportFormat(ExportFormat format) {
+    publish(this, exportFormat_, format, &AppState::exportSettingsChanged);
+}
+void AppState::setExportSampleRate(SampleRate rate) {
+    publish(this, exportSampleRate_, rate, &AppState::exportSettingsChanged);
+}
+void AppState::setIsExporting(bool exporting) {
+    publish(this, isExporting_, exporting, &AppState::isExportingChanged);
+}
+void AppState::setExportProgress(ExportProgress progress) {
+    publish(this, exportProgress_, progress, &AppState::exportProgressChanged);
+}
+void AppState::setShowClippingWarning(bool show) {
+    publish(this, showClippingWarning_, show, &AppState::clippingWarningChanged);
+}
+void AppState::setClippingFiles(std::vector<ClippingFile> files) {
+    publish(this, clippingFiles_, std::move(files), &AppState::clippingWarningChanged);
+}
+
+void AppState::performExport(bool useLimiter, const QString& chosenFolder) {
+    ExportRun::start(*this, useLimiter, chosenFolder);
 }
 
 void AppState::addFiles(const QList<QUrl>& urls) {

@@ -1,6 +1,5 @@
 #include "list/AudioFileItem.h"
 
-#include <algorithm>
 
 AudioFileItem::AudioFileItem(QUrl url, QObject* parent)
     : QObject(parent), id_(QUuid::createUuid()), url_(std::move(url)),
@@ -54,12 +53,6 @@ std::optional<double> AudioFileItem::finalLUFS() const {
 std::optional<double> AudioFileItem::headroomDB() const {
     if (!analysis_)
         return std::nullopt;
-    const auto& gains = segmentEdits_->segmentGains();
-    double largest = 0.0;
-    if (!gains.empty()) {
-        largest = std::max_element(gains.begin(), gains.end(), [](const auto& a, const auto& b) {
-                      return a.gainOffsetDB < b.gainOffsetDB;
-                  })->gainOffsetDB;
-    }
+    const double largest = SegmentEditModel::largestGainOffsetDB(segmentEdits_->segmentGains());
     return -analysis_->peakDBFS - correctionDB_ - largest;
 }

@@ -1,6 +1,7 @@
 #include "list/SettingsFile.h"
 
 #include "list/AppState.h"
+#include "list/PathIdentity.h"
 
 #include <QDir>
 #include <QFile>
@@ -137,19 +138,10 @@ SettingsData settingsFrom(const AppState& state) {
 
 namespace {
 
-// Whether two paths name one file: through links when both exist, else by
-// their cleaned absolute form.
-bool sameFile(const QFileInfo& a, const QFileInfo& b) {
-    const QString ca = a.canonicalFilePath(), cb = b.canonicalFilePath();
-    if (!ca.isEmpty() && !cb.isEmpty())
-        return ca == cb;
-    return QDir::cleanPath(a.absoluteFilePath()) == QDir::cleanPath(b.absoluteFilePath());
-}
-
 std::optional<SettingsError> write(const AppState& state, const QString& path) {
     const QFileInfo target(path);
     for (const AudioFileItemPtr& item : state.files()) {
-        if (sameFile(QFileInfo(item->path()), target)) {
+        if (isSameFile(item->path(), path)) {
             return SettingsError{
                 QStringLiteral("\"%1\" is one of the audio files in the list and is not replaced.")
                     .arg(target.fileName())};

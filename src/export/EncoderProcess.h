@@ -1,0 +1,33 @@
+#pragma once
+
+// One run of the external encoder, waited for on the calling (worker) thread.
+
+#include <QString>
+#include <QStringList>
+
+struct EncoderRun {
+    int exitCode = 0;
+    QString errorOutput; // what it wrote to standard error, read while it ran
+};
+
+namespace EncoderProcess {
+
+// Starts `program` with `arguments` (never through a shell) and waits for it.
+// Standard error is read as it arrives, so a chatty encoder never stalls on a
+// full pipe; standard output is discarded. A crash comes back as exit code
+// -1. Throws SystemError when the program cannot be started.
+EncoderRun run(const QString& program, const QStringList& arguments);
+
+} // namespace EncoderProcess
+
+// Helpers for files the export writes, throwing SystemError with the system's words.
+namespace ExportFiles {
+
+void makeFolder(const QString& path);
+void remove(const QString& path);
+void removeQuietly(const QString& path);
+void move(const QString& from, const QString& to);
+// Throws SystemError when `output` would replace `source`.
+void refuseToReplace(const QString& source, const QString& output);
+
+} // namespace ExportFiles

@@ -1,0 +1,20 @@
+#include "export/ExportErrors.h"
+
+namespace {
+
+QString prefixFor(RenderError::Kind kind) {
+    switch (kind) {
+    case RenderError::Kind::cannotReadSource:
+        return QStringLiteral("Cannot read source: ");
+    case RenderError::Kind::cannotCreateOutput:
+        return QStringLiteral("Cannot create output: ");
+    case RenderError::Kind::ffmpegEncodeFailed:
+        break;
+    }
+    return QStringLiteral("FFmpeg encode failed: ");
+}
+
+} // namespace
+
+RenderError::RenderError(Kind kind, const QString& message)
+    : ExportFailure(prefixFor(kind) + message), kind_(kind) {}

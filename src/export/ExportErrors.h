@@ -1,0 +1,46 @@
+#pragma once
+
+// Why an export stopped. Every error has the description the status line
+// shows after "Export error: ".
+
+#include <QString>
+#include <exception>
+#include <string>
+
+class ExportFailure : public std::exception {
+public:
+    explicit ExportFailure(QString description)
+        : description_(std::move(description)), what_(description_.toStdString()) {}
+    const QString& description() const noexcept { return description_; }
+    const char* what() const noexcept override { return what_.c_str(); }
+
+private:
+    QString description_;
+    std::string what_;
+};
+
+// The in-app renderer's own failures.
+class RenderError : public ExportFailure {
+public:
+    enum class Kind { cannotReadSource, cannotCreateOutput, ffmpegEncodeFailed };
+    RenderError(Kind kind, const QString& message);
+    Kind kind() const noexcept { return kind_; }
+
+private:
+    Kind kind_;
+};
+
+// The encoder-only exporter's failure: "Error exporting Song.aiff: <encoder message>".
+class ExportError : public ExportFailure {
+public:
+    ExportError(const QString& fileName, const QString& message)
+        : ExportFailure(QStringLiteral("Error exporting %1: %2").arg(fileName, message)) {}
+};
+
+// What the system itself reports: a folder that cannot be made, a failed
+// write, delete or move, an encoder that cannot be started, an output that
+// would replace a source file.
+class SystemError : public ExportFailure {
+public:
+    using ExportFailure::ExportFailure;
+};

@@ -1,0 +1,229 @@
+#include "export/InAppRenderer.h"
+
+#include "analysis/AnalysisErrors.h"
+#include "analysis/FFmpegLocator.h"
+#include "analysis/SoundFile.h"
+#include "editing/SegmentEditModel.h"
+#include "editing/SegmentGainEvaluation.h"
+#include "export/EncoderProcess.h"
+#include "export/ExportErrors.h"
+#include "export/WavWriter.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QUuid>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <soxr.h>
+#include <vector>
+
+namespace {
+
+constexpr int64_t bufferFrames = 4096;
+
+// Removes a file the renderer made for itself on every way out, unless kept.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(QString path) : path_(std::move(path)) {}
+    ~TemporaryFile() {
+        if (!path_.isEmpty())
+            ExportFiles::removeQuietly(path_);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    const QString& path() const { return path_; }
+    // Deletes it now; a failure is the caller's error.
+    void remove() {
+        ExportFiles::remove(path_);
+        path_.clear();
+    }
+    void release() { path_.clear(); }
+
+private:
+    QString path_;
+};
+
+void log(const QString& line) {
+    std::fputs(qPrintable(QStringLiteral("[Renderer] ") + line + QLatin1Char('\n')), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+InAppRenderer::InAppRenderer(QString ffmpegPath) : ffmpegPath_(std::move(ffmpegPath)) {}
+
+bool InAppRenderer::needsLimiter(const RenderJob& job) {
+    return job.useLimiter && job.baseCorrectionDB + SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains) > 0;
+}
+
+QStringList InAppRenderer::encodeArguments(const QString& input, const QString& output,
+                                           ExportFormat format, SampleRate rate, bool limiter,
+                                           int64_t limiterInputRate) {
+    QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), input};
+    if (limiter)
+        args << QStringLiteral("-af") << limiterChain(limiterTrimSamples(limiterInputRate));
+    args << QStringLiteral("-ar") << QString::number(rawValue(rate));
+    args << encoderArguments(format) << output;
+    return args;
+}
+
+void InAppRenderer::runFFmpeg(const QStringList& args) const {
+    const QString ffmpeg = ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_;
+    const EncoderRun run = EncoderProcess::run(ffmpeg, args);
+    if (run.exitCode != 0) {
+        throw RenderError(RenderError::Kind::ffmpegEncodeFailed,
+                          QStringLiteral("ffmpeg exited with code %1").arg(run.exitCode));
+    }
+}
+
+QString InAppRenderer::render(const RenderJob& job) const {
+    SoundFile source(job.sourcePath);
+    if (!source.isOpen())
+        throw RenderError(RenderError::Kind::cannotReadSource, source.openError());
+    const int64_t rate = source.sampleRate();
+    const int64_t length = source.frames();
+    const int channels = source.channels();
+
+    const std::vector<float> envelope = SegmentGainEvaluation::computeGainEnvelope(
+        job.segmentEdits, job.baseCorrectionDB, rate, length, SegmentGainEvaluation::blockSize);
+
+    ExportFiles::makeFolder(job.destinationFolder);
+    const QDir folder(job.destinationFolder);
+    const QString output =
+        folder.filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
+    const bool limiter = needsLimiter(job);
+    const bool direct = isWAV(job.format) && !limiter;
+    TemporaryFile temporary(
+        direct ? QString()
+               : folder.filePath(QStringLiteral("%1_temp_%2.wav")
+                                     .arg(QFileInfo(job.sourcePath).completeBaseName(),
+                                          QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper())));
+    const QString written = direct ? output : temporary.path();
+    ExportFiles::refuseToReplace(job.sourcePath, output);
+
+    {
+        WavWriter writer(written, rate, channels, limiter ? 32 : pcmBitDepth(job.format),
+                         limiter || pcmIsFloat(job.format));
+        std::vector<float> buffer;
+        try {
+            buffer.resize(static_cast<size_t>(bufferFrames * channels));
+        } catch (const std::bad_alloc&) {
+            throw RenderError(RenderError::Kind::cannotReadSource, QStringLiteral("Cannot create read buffer"));
+        }
+        int64_t position = 0;
+        const auto lastBlock = static_cast<int64_t>(envelope.size()) - 1;
+        while (position < length) {
+            int64_t frames = 0;
+            try {
+                frames = source.readInterleaved(buffer.data(), std::min(length - position, bufferFrames));
+            } catch (const AudioLoaderError& e) {
+                // What was written so far stays and is finished as usual.
+                log(QStringLiteral("Read error at sample %1: %2")
+                        .arg(position)
+                        .arg(QString::fromStdString(e.description())));
+                break;
+            }
+            if (frames == 0)
+                break;
+            // The gain table has one factor per 512 frames: look it up per
+            // frame, constant within a block.
+            for (int64_t i = 0; i < frames; ++i) {
+                const float gain = envelope[static_cast<size_t>(
+                    std::min((position + i) / SegmentGainEvaluation::blockSize, lastBlock))];
+                float* frame = buffer.data() + i * channels;
+                for (int c = 0; c < channels; ++c)
+                    frame[c] *= gain;
+            }
+            writer.write(buffer.data(), frames);
+            position += frames;
+        }
+        log(QStringLiteral("Wrote %1/%2 samples to %3")
+                .arg(position)
+                .arg(length)
+                .arg(QFileInfo(written).fileName()));
+    }
+
+    const double target = static_cast<double>(rawValue(job.sampleRate));
+    const bool rateDiffers = std::abs(static_cast<double>(rate) - target) > 1.0;
+    if (isWAV(job.format) && limiter) {
+        QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), temporary.path(),
+                         QStringLiteral("-af"), limiterChain(limiterTrimSamples(rate))};
+        if (rateDiffers)
+            args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
+        args << codecArguments(job.format) << output;
+        runFFmpeg(args);
+        temporary.remove();
+    } else if (!isWAV(job.format)) {
+        runFFmpeg(encodeArguments(temporary.path(), output, job.format, job.sampleRate, limiter, rate));
+        if (limiter)
+            temporary.remove();
+        // Without the limiter a failed delete is ignored; the guard tries once more.
+    } else if (rateDiffers) {
+        TemporaryFile resampled(resampleWAV(output, rawValue(job.sampleRate),
+                                            pcmBitDepth(job.format), pcmIsFloat(job.format), channels));
+        ExportFiles::remove(output);
+        ExportFiles::move(resampled.path(), output);
+        resampled.release();
+    }
+    return output;
+}
+
+QString InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
+                                   bool isFloat, int channels) {
+    SoundFile source(input);
+    if (!source.isOpen()) {
+        throw SystemError(QStringLiteral("Cannot open \"%1\" for resampling: %2")
+                              .arg(QFileInfo(input).fileName(), source.openError()));
+    }
+    const int sourceChannels = source.channels();
+    soxr_error_t error = nullptr;
+    const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
+    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
+    soxr_t converter = soxr_create(static_cast<double>(source.sampleRate()),
+                                   static_cast<double>(targetRate),
+                                   static_cast<unsigned>(sourceChannels), &error, &io, &quality, nullptr);
+    if (!converter || error)
+        throw RenderError(RenderError::Kind::cannotCreateOutput, QStringLiteral("Cannot create audio converter"));
+    const std::unique_ptr<soxr, decltype(&soxr_delete)> guard(converter, &soxr_delete);
+
+    const QFileInfo info(input);
+    const QString output = info.dir().filePath(info.completeBaseName() + QStringLiteral("_resampled.wav"));
+    TemporaryFile partial(output);
+    WavWriter writer(output, targetRate, channels, bitDepth, isFloat);
+
+    const double ratio = static_cast<double>(targetRate) / static_cast<double>(source.sampleRate());
+    std::vector<float> in(static_cast<size_t>(bufferFrames * sourceChannels));
+    const auto outFrames = static_cast<size_t>(std::ceil(bufferFrames * ratio)) + 1024;
+    std::vector<float> out(outFrames * static_cast<size_t>(sourceChannels));
+    bool ended = false;
+    while (true) {
+        int64_t frames = 0;
+        if (!ended) {
+            try {
+                frames = source.readInterleaved(in.data(), bufferFrames);
+            } catch (const AudioLoaderError&) {
+                frames = 0; // a read failure ends the stream; what was converted stays
+            }
+            ended = frames == 0;
+        }
+        // At the end, null input flushes what the converter still holds.
+        size_t consumed = 0;
+        do {
+            size_t done = 0, produced = 0;
+            const float* from = ended ? nullptr : in.data() + consumed * static_cast<size_t>(sourceChannels);
+            const size_t available = ended ? 0 : static_cast<size_t>(frames) - consumed;
+            // A converter error ends the output where it is, like the end of the stream.
+            const bool failed =
+                soxr_process(converter, from, available, &done, out.data(), outFrames, &produced) != nullptr;
+            if (!failed)
+                writer.write(out.data(), static_cast<int64_t>(produced));
+            consumed += done;
+            if (failed || (ended && produced == 0)) {
+                writer.close();
+                partial.release();
+                return output;
+            }
+        } while (ended || consumed < static_cast<size_t>(frames));
+    }
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+// Exports one file with segment edits: reads the source, multiplies each
+// 512-frame block by the file's gain (correction plus segment offsets with
+// their fades), writes linear PCM, and leaves to the encoder only what it
+// does not do itself: the limiter, MP3 and FLAC, and the rate of limited
+// output. WAV without limiter is written and resampled entirely here.
+
+#include "editing/SegmentEditRecords.h"
+#include "export/ExportFormat.h"
+
+#include <QString>
+#include <QStringList>
+
+struct RenderJob {
+    QString sourcePath;
+    // A copy of the file's edits taken when the job was built: the user may
+    // go on editing while the export runs.
+    SegmentEditSnapshot segmentEdits;
+    double baseCorrectionDB = 0.0;
+    double finalLUFS = 0.0;
+    QString destinationFolder;
+    ExportFormat format = ExportFormat::wav24;
+    SampleRate sampleRate = SampleRate::rate48000;
+    bool useLimiter = false;
+};
+
+class InAppRenderer {
+public:
+    // An empty path: look for the encoder when it is needed.
+    explicit InAppRenderer(QString ffmpegPath = QString());
+
+    // Renders one job on the calling thread and returns the output path.
+    // Throws RenderError or SystemError; temporary files never outlive it.
+    QString render(const RenderJob& job) const;
+
+    // Whether the job needs the limiter: asked for, and the correction plus
+    // the largest segment offset raises the level above the source.
+    static bool needsLimiter(const RenderJob& job);
+    // The encoder arguments from the renderer's WAV to the final output.
+    static QStringList encodeArguments(const QString& input, const QString& output,
+                                       ExportFormat format, SampleRate rate, bool limiter,
+                                       int64_t limiterInputRate);
+    // Converts a WAV file to `targetRate` beside it ("<name>_resampled.wav").
+    static QString resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
+                               bool isFloat, int channels);
+
+private:
+    void runFFmpeg(const QStringList& args) const;
+
+    QString ffmpegPath_;
+};
