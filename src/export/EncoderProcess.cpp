@@ -1,7 +1,6 @@
 #include "export/EncoderProcess.h"
 
 #include "export/ExportErrors.h"
-#include "list/PathIdentity.h"
 
 #include <QDir>
 #include <QFile>
@@ -58,14 +57,6 @@ void move(const QString& from, const QString& to) {
         throw SystemError(QStringLiteral("Cannot move \"%1\" to \"%2\": %3")
                               .arg(QFileInfo(from).fileName(), QFileInfo(to).fileName(),
                                    file.errorString()));
-    }
-}
-
-void refuseToReplace(const QString& source, const QString& output) {
-    if (isSameFile(source, output)) {
-        throw SystemError(QStringLiteral("\"%1\" in %2 is a source file and would be replaced; "
-                                         "choose another folder")
-                              .arg(QFileInfo(output).fileName(), QFileInfo(output).absolutePath()));
     }
 }
 

@@ -27,7 +27,6 @@ void makeFolder(const QString& path);
 void remove(const QString& path);
 void removeQuietly(const QString& path);
 void move(const QString& from, const QString& to);
-// Throws SystemError when `output` would replace `source`.
-void refuseToReplace(const QString& source, const QString& output);
+
 
 } // namespace ExportFiles

@@ -34,7 +34,6 @@ QStringList FFmpegExporter::arguments(const ExportJob& job) {
 }
 
 QString FFmpegExporter::runExport(const ExportJob& job, const QString& ffmpegPath) {
-    ExportFiles::refuseToReplace(job.sourcePath, outputPath(job));
     ExportFiles::makeFolder(job.destinationFolder);
     const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job));
     if (run.exitCode != 0) {

@@ -100,7 +100,6 @@ QString InAppRenderer::render(const RenderJob& job) const {
                                      .arg(QFileInfo(job.sourcePath).completeBaseName(),
                                           QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper())));
     const QString written = direct ? output : temporary.path();
-    ExportFiles::refuseToReplace(job.sourcePath, output);
 
     {
         WavWriter writer(written, rate, channels, limiter ? 32 : pcmBitDepth(job.format),

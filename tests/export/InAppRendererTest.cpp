@@ -1,0 +1,149 @@
+#include "FakeFFmpeg.h"
+
+#include "analysis/SoundFile.h"
+#include "editing/SegmentEditModel.h"
+#include "export/ExportErrors.h"
+#include "editing/SegmentGainEvaluation.h"
+#include "export/InAppRenderer.h"
+#include "support/QtPrinters.h"
+
+#include <QTemporaryDir>
+#include <cmath>
+#include <gtest/gtest.h>
+
+namespace {
+
+QString writeSource(const QTemporaryDir& dir, const QString& name, int64_t rate, double seconds,
+                    int channels = 2) {
+    const QString path = dir.filePath(name);
+    std::vector<std::vector<float>> chans;
+    for (int c = 0; c < channels; ++c)
+        chans.push_back(fixtures::sine(440.0 * (c + 1), 0.25, rate, static_cast<int64_t>(seconds * rate)));
+    fixtures::writeWav(path, chans, rate);
+    return path;
+}
+
+RenderJob jobFor(const QString& source, const QString& dest, double correction, ExportFormat format,
+                 SampleRate rate, bool limiter, std::vector<double> offsets = {}) {
+    SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
+    for (size_t i = 1; i < offsets.size(); ++i)
+        SegmentEditModel::addSeparator(edits, 3.0 * static_cast<double>(i));
+    for (size_t i = 0; i < offsets.size(); ++i)
+        SegmentEditModel::setSegmentGain(edits, static_cast<int64_t>(i), offsets[i]);
+    return RenderJob{source, edits, correction, -16.0, dest, format, rate, limiter};
+}
+
+QStringList leftovers(const QString& dest) {
+    QStringList names;
+    for (const QString& n : fixtures::filesIn(dest))
+        if (n.contains("_temp_") || n.contains("_resampled"))
+            names << n;
+    return names;
+}
+
+} // namespace
+
+TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
+    QTemporaryDir dir;
+    const QString dest = dir.filePath("normalized");
+    const QString src44 = writeSource(dir, "Song.wav", 44100, 0.5);
+    FakeFFmpeg fake(dir.path());
+    const InAppRenderer renderer(fake.path);
+
+    // A: WAV with the limiter, trim from the rate the encoder reads (44100).
+    const QString out = renderer.render(jobFor(src44, dest, 2.0, ExportFormat::wav24, SampleRate::rate48000, true));
+    EXPECT_EQ(out, dest + "/Song (-16LUFS).wav");
+    // B: MP3 with the limiter; a segment at +2 dB over a -1 dB correction needs it.
+    renderer.render(jobFor(src44, dest, -1.0, ExportFormat::mp3_320, SampleRate::rate48000, true, {0, 2}));
+    // D: FLAC without limiter ("Export anyway").
+    renderer.render(jobFor(src44, dest, 2.0, ExportFormat::flac, SampleRate::rate44100, false));
+    // A at the source rate: no "-ar".
+    const QString src48 = writeSource(dir, "Other.wav", 48000, 0.5);
+    renderer.render(jobFor(src48, dest, 2.0, ExportFormat::wav16, SampleRate::rate48000, true));
+
+    const QList<QStringList> runs = fake.runs();
+    ASSERT_EQ(runs.size(), 4);
+    for (const QStringList& run : runs) {
+        ASSERT_GE(run.size(), 4);
+        EXPECT_TRUE(QFileInfo(run[2]).fileName().contains("_temp_")) << run[2].toStdString();
+    }
+    const QString chain219 = limiterChain(219);
+    EXPECT_EQ(runs[0].mid(3), (QStringList{"-af", chain219, "-ar", "48000", "-c:a", "pcm_s24le", out}));
+    EXPECT_EQ(runs[1].mid(3), (QStringList{"-af", chain219, "-ar", "48000", "-codec:a", "libmp3lame",
+                                           "-b:a", "320k", dest + "/Song (-16LUFS).mp3"}));
+    EXPECT_EQ(runs[2].mid(3), (QStringList{"-ar", "44100", "-codec:a", "flac", dest + "/Song (-16LUFS).flac"}));
+    EXPECT_EQ(runs[3].mid(3), (QStringList{"-af", limiterChain(239), "-c:a", "pcm_s16le",
+                                           dest + "/Other (-16LUFS).wav"}));
+    EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();
+
+    // Limiter asked for, but nothing raises the level: WAV written here, no encoder run.
+    renderer.render(jobFor(src48, dest, -3.0, ExportFormat::wav24, SampleRate::rate48000, true, {-1, -2}));
+    EXPECT_EQ(fake.runs().size(), 4);
+}
+
+TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
+    QTemporaryDir dir;
+    const QString dest = dir.filePath("normalized");
+    const QString src = writeSource(dir, "Song.wav", 48000, 0.5);
+    FakeFFmpeg failing(dir.path(), 1);
+    try {
+        InAppRenderer(failing.path).render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true));
+        ADD_FAILURE() << "no error";
+    } catch (const RenderError& e) {
+        EXPECT_EQ(e.description(), "FFmpeg encode failed: ffmpeg exited with code 1");
+    }
+    EXPECT_TRUE(leftovers(dest).isEmpty());
+
+    try {
+        InAppRenderer(failing.path).render(jobFor(dir.filePath("absent.wav"), dest, 1.0, ExportFormat::wav24,
+                                                  SampleRate::rate48000, false));
+        ADD_FAILURE() << "no error";
+    } catch (const RenderError& e) {
+        EXPECT_TRUE(e.description().startsWith("Cannot read source: ")) << e.what();
+    }
+
+    // A destination that cannot be a folder (a file is in the way).
+    QFile blocker(dir.filePath("blocked"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    EXPECT_THROW(InAppRenderer(failing.path).render(jobFor(src, dir.filePath("blocked/normalized"), 1.0,
+                                                           ExportFormat::wav24, SampleRate::rate48000, false)),
+                 SystemError);
+
+}
+
+TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
+    QTemporaryDir dir;
+    const QString dest = dir.filePath("normalized");
+    const QString src = writeSource(dir, "Song.wav", 48000, 7.0);
+    const InAppRenderer renderer(dir.filePath("no-encoder-needed"));
+
+    // Same rate: every sample is the source times its block's gain.
+    testing::internal::CaptureStdout();
+    const QString out = renderer.render(jobFor(src, dest, -6.0, ExportFormat::wav32, SampleRate::rate48000, false, {0, 3}));
+    const std::string log = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(log, "[Renderer] Wrote 336000/336000 samples to Song (-16LUFS).wav\n");
+    const std::vector<float> in = fixtures::readFirstChannel(src);
+    const std::vector<float> got = fixtures::readFirstChannel(out);
+    ASSERT_EQ(got.size(), in.size());
+    const std::vector<float> env = SegmentGainEvaluation::computeGainEnvelope(
+        jobFor(src, dest, -6.0, ExportFormat::wav32, SampleRate::rate48000, false, {0, 3}).segmentEdits,
+        -6.0, 48000, 336000);
+    for (size_t i = 0; i < in.size(); i += 997)
+        ASSERT_EQ(got[i], in[i] * env[i / 512]) << i;
+
+    // WAV 16-bit at 44100 from 48000: resampled in-app, the name kept.
+    const QString out16 = renderer.render(jobFor(src, dest, 0.0, ExportFormat::wav16, SampleRate::rate44100, false, {0, 1}));
+    SoundFile written(out16);
+    ASSERT_TRUE(written.isOpen());
+    EXPECT_EQ(written.sampleRate(), 44100);
+    EXPECT_EQ(written.channels(), 2);
+    EXPECT_NEAR(static_cast<double>(written.frames()), 7.0 * 44100, 2.0);
+    EXPECT_TRUE(leftovers(dest).isEmpty());
+
+    // A file without frames still goes through: 0/0 is logged.
+    const QString empty = writeSource(dir, "Empty.wav", 48000, 0.0);
+    testing::internal::CaptureStdout();
+    renderer.render(jobFor(empty, dest, 1.0, ExportFormat::wav24, SampleRate::rate48000, false, {0, 1}));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[Renderer] Wrote 0/0 samples to Empty (-16LUFS).wav\n");
+}
