@@ -1,0 +1,136 @@
+// What the user is promised, measured by analysing what was written, with
+// the real encoder.
+
+#include "../list/ListFixtures.h"
+#include "analysis/LoudnessAnalyzer.h"
+#include "analysis/SoundFile.h"
+#include "export/ExportRun.h"
+
+#include <cmath>
+
+namespace {
+
+// 30 s of three tones whose level drifts by a few dB, nothing near Nyquist,
+// so resampling keeps all of its energy.
+QString writeMusic(const QTemporaryDir& dir, const QString& name, double seconds, double amplitude) {
+    const int64_t rate = 48000;
+    const auto n = static_cast<int64_t>(seconds * rate);
+    std::vector<float> left(static_cast<size_t>(n)), right(static_cast<size_t>(n));
+    for (int64_t i = 0; i < n; ++i) {
+        const double t = static_cast<double>(i) / rate;
+        const double level = amplitude * (0.7 + 0.3 * std::sin(2 * M_PI * t / 7.0));
+        const double x = std::sin(2 * M_PI * 220 * t) + 0.5 * std::sin(2 * M_PI * 1000 * t) +
+                         0.25 * std::sin(2 * M_PI * 5000 * t);
+        left[static_cast<size_t>(i)] = static_cast<float>(level * x / 1.75);
+        right[static_cast<size_t>(i)] = static_cast<float>(level * x / 1.75 * 0.9);
+    }
+    const QString path = dir.filePath(name);
+    fixtures::writeWav(path, {left, right}, rate);
+    return path;
+}
+
+// Exports everything the state holds and returns the outputs by source name.
+QString exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat format, SampleRate rate,
+                  bool limiter, const QString& folder) {
+    state.setExportFormat(format);
+    state.setExportSampleRate(rate);
+    ExportRun::start(state, limiter, dir.filePath(folder));
+    EXPECT_TRUE(fixtures::waitUntil([&] { return !state.isExporting(); }));
+    EXPECT_EQ(state.statusMessage(), "Export complete!");
+    const AudioFileItemPtr& item = state.files().front();
+    return QDir(dir.filePath(folder + "/normalized"))
+        .filePath(exportFileName(item->path(), *item->finalLUFS(), format));
+}
+
+} // namespace
+
+TEST(ExportPromiseTest, EveryWavFormatLandsAtItsFinalLoudnessOnBothPaths) {
+    QTemporaryDir dir;
+    const QString source = writeMusic(dir, "Song.wav", 30.0, 0.1);
+    for (bool edited : {false, true}) {
+        AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+        state.addFiles(urlsOf({source}));
+        ASSERT_TRUE(waitForAnalyses(state));
+        const AudioFileItem& item = *state.files().front();
+        if (edited)
+            state.files().front()->segmentEdits().addSeparator(10.0); // offsets stay 0
+        const double finalLUFS = *item.finalLUFS();
+        int run = 0;
+        for (ExportFormat format : {ExportFormat::wav16, ExportFormat::wav24, ExportFormat::wav32}) {
+            for (SampleRate rate : {SampleRate::rate48000, SampleRate::rate44100, SampleRate::rate96000}) {
+                const QString out = exportOne(state, dir, format, rate, false,
+                                              QStringLiteral("out%1-%2").arg(edited).arg(run++));
+                SoundFile written(out);
+                ASSERT_TRUE(written.isOpen()) << out.toStdString();
+                EXPECT_EQ(written.sampleRate(), rawValue(rate));
+                EXPECT_EQ(written.channels(), 2);
+                EXPECT_NEAR(static_cast<double>(written.frames()) / written.sampleRate(), 30.0, 0.01);
+                const double tolerance = rate == SampleRate::rate48000 ? 0.05 : 0.1;
+                EXPECT_NEAR(LoudnessAnalyzer::analyze(out).peakLUFS, finalLUFS, tolerance)
+                    << rawValue(format).toStdString() << " at " << rawValue(rate) << (edited ? " rendered" : " encoded");
+            }
+        }
+    }
+}
+
+TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
+    QTemporaryDir dir;
+    const QString source = writeMusic(dir, "Song.wav", 40.0, 0.1);
+    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    state.addFiles(urlsOf({source}));
+    ASSERT_TRUE(waitForAnalyses(state));
+    AudioFileItem& item = *state.files().front();
+    const double finalLUFS = *item.finalLUFS();
+
+    const QString mp3 = exportOne(state, dir, ExportFormat::mp3_320, SampleRate::rate48000, false, "mp3");
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3).peakLUFS, finalLUFS, 0.3);
+    const QString flac = exportOne(state, dir, ExportFormat::flac, SampleRate::rate44100, false, "flac");
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(flac).peakLUFS, finalLUFS, 0.1);
+
+    // Three segments at -6, 0 and +4 dB: the middle of each sits at its offset.
+    item.segmentEdits().addSeparator(13.0);
+    item.segmentEdits().addSeparator(26.0);
+    item.segmentEdits().setSegmentGain(0, -6.0);
+    item.segmentEdits().setSegmentGain(2, 4.0);
+    const QString segmented = exportOne(state, dir, ExportFormat::wav24, SampleRate::rate48000, false, "seg");
+    const AnalysisResult in = LoudnessAnalyzer::analyze(source);
+    const AnalysisResult out = LoudnessAnalyzer::analyze(segmented);
+    const std::pair<double, double> middles[] = {{3.0, 10.0}, {16.0, 23.0}, {29.0, 37.0}};
+    const double offsets[] = {-6.0, 0.0, 4.0};
+    for (int s = 0; s < 3; ++s) {
+        const auto from = static_cast<int64_t>(middles[s].first * 48000);
+        const auto to = static_cast<int64_t>(middles[s].second * 48000);
+        const double expected = LoudnessAnalyzer::gatedLoudness(in.cumsum, from, to, 48000) +
+                                item.correctionDB() + offsets[s];
+        EXPECT_NEAR(LoudnessAnalyzer::gatedLoudness(out.cumsum, from, to, 48000), expected, 0.05) << "segment " << s;
+    }
+
+    // Pushed 12 dB over full scale: with the limiter no sample passes -0.3 dBFS
+    // by more than 0.1 dB, on both paths.
+    const QString loud = writeMusic(dir, "Loud.wav", 30.0, 0.9);
+    AppState hot(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    hot.addFiles(urlsOf({loud}));
+    ASSERT_TRUE(waitForAnalyses(hot));
+    hot.files().front()->setCorrectionDB(12.0);
+    hot.files().front()->setIsManualOverride(true);
+    ASSERT_FALSE(ExportRun::findClippingFiles(hot.files()).empty());
+    const double ceiling = std::pow(10.0, (-0.3 + 0.1) / 20.0);
+    for (bool edited : {false, true}) {
+        if (edited)
+            hot.files().front()->segmentEdits().addSeparator(10.0);
+        for (SampleRate rate : {SampleRate::rate48000, SampleRate::rate44100}) {
+            const QString limited = exportOne(hot, dir, ExportFormat::wav24, rate, true,
+                                              QStringLiteral("lim%1-%2").arg(edited).arg(rawValue(rate)));
+            SoundFile file(limited);
+            ASSERT_TRUE(file.isOpen());
+            std::vector<float> buffer(static_cast<size_t>(file.frames() * file.channels()));
+            file.readInterleaved(buffer.data(), file.frames());
+            float peak = 0;
+            for (float x : buffer)
+                peak = std::max(peak, std::abs(x));
+            EXPECT_LE(peak, ceiling) << "peak " << 20 * std::log10(peak) << " dBFS at " << rawValue(rate)
+                                     << (edited ? " rendered" : " encoded");
+            EXPECT_GT(peak, 0.5);
+        }
+    }
+}
