@@ -1,4 +1,5 @@
 #include "AnalyzeCommand.h"
+#include "ExportCommand.h"
 #include "Version.h"
 
 #include <QCoreApplication>
@@ -13,7 +14,8 @@ QString usage() {
                           "Evens out the loudness of a batch of audio files.\n"
                           "\n"
                           "Commands:\n"
-                          "  analyze [--json] FILE...  measure loudness, peak and soft passages\n"
+                          "  analyze [--json] FILE...      measure loudness, peak and soft passages\n"
+                          "  export --out DIR [...] FILE...  normalize the files into DIR/normalized\n"
                           "\n"
                           "Options:\n"
                           "  -h, --help     show this help\n"
@@ -48,6 +50,9 @@ int main(int argc, char* argv[]) {
     }
     if (command == QStringLiteral("analyze")) {
         return AnalyzeCommand::run(args, out, err);
+    }
+    if (command == QStringLiteral("export")) {
+        return ExportCommand::run(args, out, err);
     }
     err << "sonivel: unknown command '" << command << "'\n"
         << "Try 'sonivel --help'.\n";

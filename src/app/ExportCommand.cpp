@@ -1,0 +1,196 @@
+#include "ExportCommand.h"
+
+#include "export/ExportRun.h"
+#include "list/AppState.h"
+#include "list/SettingsFile.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <cmath>
+#include <optional>
+
+namespace ExportCommand {
+
+QString usage() {
+    return QStringLiteral(
+        "Usage: sonivel export --out DIR [OPTIONS] FILE...\n"
+        "\n"
+        "Analyses the files, corrects each towards the target loudness (its loudest\n"
+        "20 seconds) and writes them into DIR/normalized, named like\n"
+        "\"Song (-16LUFS).wav\". Source files are never replaced.\n"
+        "\n"
+        "Options:\n"
+        "  --out DIR        folder that receives the \"normalized\" subfolder (required)\n"
+        "  --target LUFS    target loudness (default -16, or the settings file's)\n"
+        "  --format NAME    WAV 16-bit, WAV 24-bit (default), WAV 32-bit float, MP3 320k,\n"
+        "                   MP3 192k, MP3 128k, FLAC; or wav16, wav24, wav32, mp3_320,\n"
+        "                   mp3_192, mp3_128, flac\n"
+        "  --rate HZ        44100, 48000 (default) or 96000\n"
+        "  --limiter        limit files that would exceed 0 dBFS (the default when any would)\n"
+        "  --no-limiter     export them anyway; their peaks will be clipped\n"
+        "  --settings FILE  the list, corrections and target of a saved settings file;\n"
+        "                   FILE arguments are added after its files\n"
+        "  -h, --help       show this help\n");
+}
+
+namespace {
+
+struct Options {
+    QString out;
+    std::optional<double> target;
+    ExportFormat format = ExportFormat::wav24;
+    SampleRate rate = SampleRate::rate48000;
+    std::optional<bool> limiter;
+    QString settings;
+    QStringList files;
+};
+
+// Parses the arguments; on a usage error returns none after writing why.
+std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTextStream& err,
+                             bool& helpShown) {
+    Options o;
+    const auto fail = [&](const QString& why) {
+        err << "sonivel export: " << why << "\nTry 'sonivel export --help'.\n";
+        return std::nullopt;
+    };
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        QString arg = arguments[i];
+        QString value;
+        const bool takesValue = arg.startsWith(QLatin1String("--")) &&
+                                QStringList{"--out", "--target", "--format", "--rate", "--settings"}.contains(
+                                    arg.section(QLatin1Char('='), 0, 0));
+        if (takesValue) {
+            if (arg.contains(QLatin1Char('='))) {
+                value = arg.section(QLatin1Char('='), 1);
+                arg = arg.section(QLatin1Char('='), 0, 0);
+            } else if (i + 1 < arguments.size()) {
+                value = arguments[++i];
+            } else {
+                return fail(QStringLiteral("%1 needs a value").arg(arg));
+            }
+        }
+        if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
+            out << usage();
+            helpShown = true;
+            return std::nullopt;
+        } else if (arg == QLatin1String("--out")) {
+            o.out = value;
+        } else if (arg == QLatin1String("--target")) {
+            bool ok = false;
+            const double t = value.toDouble(&ok);
+            if (!ok || !std::isfinite(t))
+                return fail(QStringLiteral("'%1' is not a loudness in LUFS").arg(value));
+            o.target = t;
+        } else if (arg == QLatin1String("--format")) {
+            const auto f = exportFormatNamed(value);
+            if (!f)
+                return fail(QStringLiteral("unknown format '%1'").arg(value));
+            o.format = *f;
+        } else if (arg == QLatin1String("--rate")) {
+            bool ok = false;
+            const auto r = sampleRateFromRawValue(value.toLongLong(&ok));
+            if (!ok || !r)
+                return fail(QStringLiteral("the rate must be 44100, 48000 or 96000, not '%1'").arg(value));
+            o.rate = *r;
+        } else if (arg == QLatin1String("--limiter")) {
+            o.limiter = true;
+        } else if (arg == QLatin1String("--no-limiter")) {
+            o.limiter = false;
+        } else if (arg == QLatin1String("--settings")) {
+            o.settings = value;
+        } else if (arg == QLatin1String("--")) {
+            o.files << arguments.mid(i + 1);
+            break;
+        } else if (arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {
+            return fail(QStringLiteral("unknown option '%1'").arg(arg));
+        } else {
+            o.files << arg;
+        }
+    }
+    if (o.out.isEmpty())
+        return fail(QStringLiteral("--out DIR is required"));
+    if (o.files.isEmpty() && o.settings.isEmpty())
+        return fail(QStringLiteral("no files given"));
+    return o;
+}
+
+template <typename Done> void runEventsUntil(Done done) {
+    while (!done())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+} // namespace
+
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const QString& ffmpegPath) {
+    bool helpShown = false;
+    const std::optional<Options> options = parse(arguments, out, err, helpShown);
+    if (!options)
+        return helpShown ? 0 : 2;
+
+    AppState state;
+    QObject::connect(&state, &AppState::statusMessageChanged, [&](const QString& message) {
+        err << message << '\n';
+        err.flush();
+    });
+    if (!options->settings.isEmpty()) {
+        SettingsFile::loadSettings(state, options->settings);
+        if (state.statusMessage().startsWith(QLatin1String("Error loading settings: ")))
+            return 1;
+    }
+    if (options->target) {
+        state.setTargetLUFS(*options->target);
+        state.recalcCorrections();
+    }
+    QList<QUrl> urls;
+    for (const QString& file : options->files)
+        urls << QUrl::fromLocalFile(QFileInfo(file).absoluteFilePath());
+    const size_t before = state.files().size();
+    state.addFiles(urls);
+    if (state.files().size() - before != static_cast<size_t>(urls.size()))
+        err << "sonivel export: skipped files that are not audio or are listed twice\n";
+    if (state.files().empty()) {
+        err << "sonivel export: nothing to export\n";
+        return 1;
+    }
+    runEventsUntil([&] {
+        return std::none_of(state.files().begin(), state.files().end(),
+                            [](const AudioFileItemPtr& f) { return f->isAnalyzing(); });
+    });
+    bool analysisFailed = false;
+    for (const AudioFileItemPtr& file : state.files()) {
+        if (file->analysisError()) {
+            err << "sonivel export: " << QFileInfo(file->path()).fileName() << ": " << *file->analysisError() << '\n';
+            analysisFailed = true;
+        }
+    }
+    if (analysisFailed)
+        return 1;
+
+    const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles(state.files());
+    bool limiter = options->limiter.value_or(false);
+    if (!clipping.empty()) {
+        err << clipping.size() << " file(s) will exceed 0 dBFS after correction:\n";
+        for (const ClippingFile& c : clipping)
+            err << "  " << c.fileName << "  " << QString::asprintf("%.1f", c.overshootDB) << " dB over\n";
+        limiter = options->limiter.value_or(true);
+        err << (limiter ? "Applying the limiter.\n" : "Exporting anyway; peaks will be clipped.\n");
+        if (const auto safe = ExportRun::computeSafeTarget(state.files()))
+            err << "Tip: Set target to " << QString::asprintf("%.1f", *safe)
+                << " LUFS or lower to avoid clipping entirely.\n";
+    }
+
+    state.setExportFormat(options->format);
+    state.setExportSampleRate(options->rate);
+    const QString folder = QFileInfo(options->out).absoluteFilePath();
+    ExportRun::start(state, limiter, folder, ffmpegPath);
+    runEventsUntil([&] { return !state.isExporting(); });
+    if (state.statusMessage() != QLatin1String("Export complete!"))
+        return 1;
+    const QDir destination(QDir(folder).filePath(QStringLiteral("normalized")));
+    for (const AudioFileItemPtr& file : state.files())
+        out << destination.filePath(exportFileName(file->path(), *file->finalLUFS(), options->format)) << '\n';
+    return 0;
+}
+
+} // namespace ExportCommand

@@ -1,0 +1,120 @@
+#include "ExportCommand.h"
+
+#include "analysis/LoudnessAnalyzer.h"
+#include "analysis/SoundFile.h"
+#include "list/SettingsFile.h"
+#include "support/AudioFixtures.h"
+#include "support/QtPrinters.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace {
+
+struct CommandRun {
+    int status;
+    QString out;
+    QString err;
+};
+
+CommandRun exportCommand(const QStringList& args) {
+    QString out, err;
+    QTextStream o(&out), e(&err);
+    const int status = ExportCommand::run(args, o, e);
+    o.flush();
+    e.flush();
+    return {status, out, err};
+}
+
+// Four seconds of a 1 kHz tone; `spike` puts one sample of 0.5 in the middle.
+QString tone(const QTemporaryDir& dir, const QString& name, double amplitude, bool spike = false) {
+    const QString path = dir.filePath(name);
+    std::vector<float> samples = fixtures::sine(1000.0, amplitude, 48000, 48000 * 4);
+    if (spike)
+        samples[samples.size() / 2] = 0.5f;
+    fixtures::writeMonoWav(path, samples, 48000);
+    return path;
+}
+
+} // namespace
+
+TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
+    QTemporaryDir dir;
+    const QString quiet = tone(dir, "quiet.wav", 0.05), loud = tone(dir, "loud.wav", 0.8);
+    const QString out = dir.filePath("out");
+
+    const CommandRun plain = exportCommand({"--out", out, "--format", "FLAC", "--rate", "44100", quiet, loud});
+    ASSERT_EQ(plain.status, 0) << plain.err.toStdString();
+    const QStringList written = plain.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(written, (QStringList{out + "/normalized/quiet (-16LUFS).flac", out + "/normalized/loud (-16LUFS).flac"}));
+    for (const QString& path : written) {
+        SoundFile f(path);
+        ASSERT_TRUE(f.isOpen()) << path.toStdString();
+        EXPECT_EQ(f.sampleRate(), 44100);
+        EXPECT_NEAR(LoudnessAnalyzer::analyze(path).peakLUFS, -16.0, 0.1);
+    }
+    EXPECT_TRUE(plain.err.contains("Export complete!"));
+    EXPECT_FALSE(plain.err.contains("exceed"));
+
+    // At -3 LUFS a quiet tone with one loud click is raised 20 dB past full
+    // scale: it is listed and limited.
+    const QString clicky = tone(dir, "clicky.wav", 0.05, true);
+    const CommandRun hot = exportCommand({"--out", out, "--target=-3", clicky});
+    ASSERT_EQ(hot.status, 0) << hot.err.toStdString();
+    EXPECT_TRUE(hot.err.contains("1 file(s) will exceed 0 dBFS after correction:\n  clicky.wav  ")) << hot.err.toStdString();
+    EXPECT_TRUE(hot.err.contains("Applying the limiter."));
+    const std::vector<float> limited = fixtures::readFirstChannel(out + "/normalized/clicky (-3LUFS).wav");
+    float peak = 0;
+    for (float x : limited)
+        peak = std::max(peak, std::abs(x));
+    EXPECT_LT(peak, 0.98f);
+    EXPECT_TRUE(exportCommand({"--out", out, "--target", "-3", "--no-limiter", clicky})
+                    .err.contains("Exporting anyway; peaks will be clipped."));
+}
+
+TEST(ExportCommandTest, SettingsUsageAndFailures) {
+    QTemporaryDir dir;
+    const QString a = tone(dir, "a.wav", 0.1);
+    const QString settings = dir.filePath("s.json");
+    QFile f(settings);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(SettingsFile::encode(SettingsData{-20.0, {{a, 1.5, true}}}));
+    f.close();
+    const CommandRun fromSettings = exportCommand({"--out", dir.filePath("o"), "--settings", settings});
+    ASSERT_EQ(fromSettings.status, 0) << fromSettings.err.toStdString();
+    // The manual correction of the settings file is kept: the name carries its loudness.
+    const double peak = LoudnessAnalyzer::analyze(a).peakLUFS;
+    EXPECT_TRUE(fromSettings.out.contains(QString::asprintf("a (%.0fLUFS).wav", peak + 1.5)))
+        << fromSettings.out.toStdString();
+
+    EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--settings", dir.filePath("none.json")}).status, 1);
+    EXPECT_EQ(exportCommand({a}).status, 2);
+    EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--format", "ogg", a}).status, 2);
+    EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--rate", "22050", a}).status, 2);
+    EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--target", "loud", a}).status, 2);
+    EXPECT_EQ(exportCommand({"--help"}).status, 0);
+
+    QFile bad(dir.filePath("bad.wav"));
+    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
+    bad.write("not audio at all");
+    bad.close();
+    const CommandRun failed = exportCommand({"--out", dir.filePath("p"), a, dir.filePath("bad.wav")});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.err.contains("bad.wav: ")) << failed.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("p"))) << "nothing is written when a file cannot be analysed";
+
+    // Exporting into the folder that holds an earlier export of the same list
+    // would replace a source: refused, the source untouched.
+    const CommandRun first = exportCommand({"--out", dir.filePath("q"), a});
+    ASSERT_EQ(first.status, 0);
+    const QString earlier = first.out.trimmed();
+    const QByteArray bytes = [&] { QFile e(earlier); e.open(QIODevice::ReadOnly); return e.readAll(); }();
+    const CommandRun again = exportCommand({"--out", dir.filePath("q"), a, earlier});
+    EXPECT_EQ(again.status, 1);
+    EXPECT_TRUE(again.err.contains("is a source file and would be replaced")) << again.err.toStdString();
+    QFile check(earlier);
+    ASSERT_TRUE(check.open(QIODevice::ReadOnly));
+    EXPECT_EQ(check.readAll(), bytes);
+}
