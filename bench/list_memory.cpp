@@ -4,6 +4,7 @@
 // the list holds nothing per file beyond the result itself.
 // Usage: build/bench/list_memory [files=50] [minutes=4]
 
+#include "BenchAudio.h"
 #include "list/AppState.h"
 
 #include <QCoreApplication>
@@ -15,7 +16,6 @@
 #include <cmath>
 #include <cstdio>
 #include <malloc.h>
-#include <sndfile.h>
 #include <unistd.h>
 #include <vector>
 
@@ -42,25 +42,6 @@ double resultMiB(const AnalysisResult& r) {
     return bytes / (1024.0 * 1024.0);
 }
 
-bool writeTone(const QString& path, int minutes) {
-    SF_INFO info{};
-    info.samplerate = 48000;
-    info.channels = 1;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-    SNDFILE* f = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
-    if (!f)
-        return false;
-    std::vector<float> second(48000);
-    for (int s = 0; s < minutes * 60; ++s) {
-        for (size_t i = 0; i < second.size(); ++i)
-            second[i] = static_cast<float>(0.3 * std::sin(2 * M_PI * 440.0 * static_cast<double>(i) / 48000.0) *
-                                           (0.5 + 0.5 * std::sin(s * 0.1)));
-        sf_writef_float(f, second.data(), static_cast<sf_count_t>(second.size()));
-    }
-    sf_close(f);
-    return true;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -70,7 +51,10 @@ int main(int argc, char** argv) {
 
     QTemporaryDir dir;
     const QString tone = dir.filePath(QStringLiteral("tone.wav"));
-    if (!writeTone(tone, minutes)) {
+    const bool written = writeBenchWav(tone, 1, minutes * 60, SF_FORMAT_PCM_16, [](double t, int) {
+        return 0.3 * std::sin(2 * M_PI * 440.0 * t) * (0.5 + 0.5 * std::sin(std::floor(t) * 0.1));
+    });
+    if (!written) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(tone));
         return 1;
     }

@@ -1,0 +1,33 @@
+#pragma once
+
+// Writes the long test files the benchmarks measure, one second at a time.
+
+#include <QFile>
+#include <QString>
+#include <sndfile.h>
+#include <vector>
+
+// `sample(t, channel)` gives the value at time t seconds; `format` is an
+// SF_FORMAT_* subtype of WAV. Returns false when the file cannot be written.
+template <typename Sample>
+bool writeBenchWav(const QString& path, int channels, int seconds, int subtype, Sample sample) {
+    constexpr int rate = 48000;
+    SF_INFO info{};
+    info.samplerate = rate;
+    info.channels = channels;
+    info.format = SF_FORMAT_WAV | subtype;
+    SNDFILE* f = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    if (!f)
+        return false;
+    std::vector<float> second(static_cast<size_t>(rate * channels));
+    for (int s = 0; s < seconds; ++s) {
+        for (size_t i = 0; i < rate; ++i) {
+            const double t = s + static_cast<double>(i) / rate;
+            for (int c = 0; c < channels; ++c)
+                second[i * static_cast<size_t>(channels) + static_cast<size_t>(c)] = static_cast<float>(sample(t, c));
+        }
+        sf_writef_float(f, second.data(), rate);
+    }
+    sf_close(f);
+    return true;
+}
