@@ -48,7 +48,10 @@ void remove(const QString& path) {
     }
 }
 
-void removeQuietly(const QString& path) { QFile::remove(path); }
+void TemporaryFile::remove() {
+    ExportFiles::remove(path_);
+    path_.clear();
+}
 
 void move(const QString& from, const QString& to) {
     remove(to);

@@ -2,6 +2,7 @@
 
 // One run of the external encoder, waited for on the calling (worker) thread.
 
+#include <QFile>
 #include <QString>
 #include <QStringList>
 
@@ -23,9 +24,28 @@ EncoderRun run(const QString& program, const QStringList& arguments);
 // Helpers for files the export writes, throwing SystemError with the system's words.
 namespace ExportFiles {
 
+// Removes a file the export made for itself on every way out, unless kept.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(QString path) : path_(std::move(path)) {}
+    ~TemporaryFile() {
+        if (!path_.isEmpty())
+            QFile::remove(path_);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    const QString& path() const { return path_; }
+    // Deletes it now; throws SystemError when that fails.
+    void remove();
+    // Keeps it: it has become a result.
+    void release() { path_.clear(); }
+
+private:
+    QString path_;
+};
+
 void makeFolder(const QString& path);
 void remove(const QString& path);
-void removeQuietly(const QString& path);
 void move(const QString& from, const QString& to);
 
 

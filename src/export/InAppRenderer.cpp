@@ -22,28 +22,6 @@ namespace {
 
 constexpr int64_t bufferFrames = 4096;
 
-// Removes a file the renderer made for itself on every way out, unless kept.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(QString path) : path_(std::move(path)) {}
-    ~TemporaryFile() {
-        if (!path_.isEmpty())
-            ExportFiles::removeQuietly(path_);
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const QString& path() const { return path_; }
-    // Deletes it now; a failure is the caller's error.
-    void remove() {
-        ExportFiles::remove(path_);
-        path_.clear();
-    }
-    void release() { path_.clear(); }
-
-private:
-    QString path_;
-};
-
 void log(const QString& line) {
     std::fputs(qPrintable(QStringLiteral("[Renderer] ") + line + QLatin1Char('\n')), stdout);
     std::fflush(stdout);
@@ -77,10 +55,36 @@ void InAppRenderer::runFFmpeg(const QStringList& args) const {
     }
 }
 
+// libsndfile reads WAV, AIFF, FLAC, Ogg, Opus and MP3; for the other admitted
+// formats (AAC, ALAC, WMA ...) the encoder decodes the source first, keeping
+// its channels and rate, into a WAV in the temporary folder.
+SoundFile InAppRenderer::openSource(const QString& path, TemporaryFileSlot& decoded) const {
+    SoundFile source(path);
+    if (source.isOpen())
+        return source;
+    const QString reason = source.openError();
+    const QString wav = QDir(QDir::tempPath()).filePath(
+        QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".wav"));
+    decoded = std::make_unique<ExportFiles::TemporaryFile>(wav);
+    try {
+        const EncoderRun run = EncoderProcess::run(
+            ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_,
+            {QStringLiteral("-y"), QStringLiteral("-i"), path, QStringLiteral("-c:a"),
+             QStringLiteral("pcm_f32le"), wav});
+        if (run.exitCode == 0) {
+            SoundFile fallback(wav);
+            if (fallback.isOpen())
+                return fallback;
+        }
+    } catch (const SystemError&) {
+        // No encoder: the reader's own reason is the better one.
+    }
+    throw RenderError(RenderError::Kind::cannotReadSource, reason);
+}
+
 QString InAppRenderer::render(const RenderJob& job) const {
-    SoundFile source(job.sourcePath);
-    if (!source.isOpen())
-        throw RenderError(RenderError::Kind::cannotReadSource, source.openError());
+    TemporaryFileSlot decoded;
+    SoundFile source = openSource(job.sourcePath, decoded);
     const int64_t rate = source.sampleRate();
     const int64_t length = source.frames();
     const int channels = source.channels();
@@ -94,7 +98,7 @@ QString InAppRenderer::render(const RenderJob& job) const {
         folder.filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
     const bool limiter = needsLimiter(job);
     const bool direct = isWAV(job.format) && !limiter;
-    TemporaryFile temporary(
+    ExportFiles::TemporaryFile temporary(
         direct ? QString()
                : folder.filePath(QStringLiteral("%1_temp_%2.wav")
                                      .arg(QFileInfo(job.sourcePath).completeBaseName(),
@@ -159,7 +163,7 @@ QString InAppRenderer::render(const RenderJob& job) const {
             temporary.remove();
         // Without the limiter a failed delete is ignored; the guard tries once more.
     } else if (rateDiffers) {
-        TemporaryFile resampled(resampleWAV(output, rawValue(job.sampleRate),
+        ExportFiles::TemporaryFile resampled(resampleWAV(output, rawValue(job.sampleRate),
                                             pcmBitDepth(job.format), pcmIsFloat(job.format), channels));
         ExportFiles::remove(output);
         ExportFiles::move(resampled.path(), output);
@@ -188,7 +192,7 @@ QString InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int
 
     const QFileInfo info(input);
     const QString output = info.dir().filePath(info.completeBaseName() + QStringLiteral("_resampled.wav"));
-    TemporaryFile partial(output);
+    ExportFiles::TemporaryFile partial(output);
     WavWriter writer(output, targetRate, channels, bitDepth, isFloat);
 
     const double ratio = static_cast<double>(targetRate) / static_cast<double>(source.sampleRate());

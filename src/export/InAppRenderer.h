@@ -6,11 +6,14 @@
 // does not do itself: the limiter, MP3 and FLAC, and the rate of limited
 // output. WAV without limiter is written and resampled entirely here.
 
+#include "analysis/SoundFile.h"
 #include "editing/SegmentEditRecords.h"
+#include "export/EncoderProcess.h"
 #include "export/ExportFormat.h"
 
 #include <QString>
 #include <QStringList>
+#include <memory>
 
 struct RenderJob {
     QString sourcePath;
@@ -46,6 +49,8 @@ public:
                                bool isFloat, int channels);
 
 private:
+    using TemporaryFileSlot = std::unique_ptr<ExportFiles::TemporaryFile>;
+    SoundFile openSource(const QString& path, TemporaryFileSlot& decoded) const;
     void runFFmpeg(const QStringList& args) const;
 
     QString ffmpegPath_;

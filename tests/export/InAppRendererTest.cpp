@@ -1,12 +1,15 @@
 #include "FakeFFmpeg.h"
 
+#include "analysis/FFmpegLocator.h"
 #include "analysis/SoundFile.h"
 #include "editing/SegmentEditModel.h"
 #include "export/ExportErrors.h"
 #include "editing/SegmentGainEvaluation.h"
+#include "export/FFmpegExporter.h"
 #include "export/InAppRenderer.h"
 #include "support/QtPrinters.h"
 
+#include <QProcess>
 #include <QTemporaryDir>
 #include <cmath>
 #include <gtest/gtest.h>
@@ -141,9 +144,58 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
     EXPECT_NEAR(static_cast<double>(written.frames()), 7.0 * 44100, 2.0);
     EXPECT_TRUE(leftovers(dest).isEmpty());
 
+    // A format the reader cannot open (AAC) is decoded by the encoder first,
+    // keeping its channels and rate.
+    const QString m4a = dir.filePath("Song.m4a");
+    ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-i", src, "-c:a", "aac", m4a}));
+    const QString fromAac = InAppRenderer(FFmpegLocator::find())
+                                .render(jobFor(m4a, dir.filePath("aac"), 0.0, ExportFormat::wav24,
+                                               SampleRate::rate48000, false, {0, 1}));
+    SoundFile aac(fromAac);
+    ASSERT_TRUE(aac.isOpen());
+    EXPECT_EQ(aac.channels(), 2);
+    EXPECT_NEAR(static_cast<double>(aac.frames()) / 48000.0, 7.0, 0.05);
+
     // A file without frames still goes through: 0/0 is logged.
     const QString empty = writeSource(dir, "Empty.wav", 48000, 0.0);
     testing::internal::CaptureStdout();
     renderer.render(jobFor(empty, dest, 1.0, ExportFormat::wav24, SampleRate::rate48000, false, {0, 1}));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "[Renderer] Wrote 0/0 samples to Empty (-16LUFS).wav\n");
+}
+
+// A full disk: a small tmpfs, mounted when the tests may (as root); skipped
+// where mounting is not allowed.
+TEST(InAppRendererTest, FullDiskFailsWithItsReasonAndLeavesNoTemporaryFile) {
+    QTemporaryDir dir;
+    const QString small = dir.filePath("small");
+    QDir().mkpath(small);
+    if (QProcess::execute("mount", {"-t", "tmpfs", "-o", "size=256k", "tmpfs", small}) != 0)
+        GTEST_SKIP() << "cannot mount a small file system here";
+    struct Unmount {
+        QString path;
+        ~Unmount() { QProcess::execute("umount", {path}); }
+    } unmount{small};
+
+    const QString src = writeSource(dir, "Song.wav", 48000, 3.0); // 1.1 MB of float samples
+    const QString dest = QDir(small).filePath("normalized");
+    for (ExportFormat format : {ExportFormat::wav32, ExportFormat::mp3_320}) {
+        try {
+            InAppRenderer(FFmpegLocator::find())
+                .render(jobFor(src, dest, 1.0, format, SampleRate::rate48000, false, {0, 1}));
+            ADD_FAILURE() << "a full disk went unnoticed";
+        } catch (const ExportFailure& e) {
+            EXPECT_TRUE(e.description().startsWith("Cannot write \"")) << e.what();
+        }
+        EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();
+        // A failed job leaves what it wrote of its output; make room for the next.
+        QFile::remove(QDir(dest).filePath("Song (-16LUFS).wav"));
+    }
+    // The encoder path reports the encoder's own words.
+    try {
+        FFmpegExporter::runExport({src, 1.0, -16.0, dest, ExportFormat::wav32, SampleRate::rate96000, false},
+                                  FFmpegLocator::find());
+        ADD_FAILURE() << "a full disk went unnoticed";
+    } catch (const ExportError& e) {
+        EXPECT_TRUE(e.description().startsWith("Error exporting Song.wav: ")) << e.what();
+    }
 }
