@@ -49,3 +49,7 @@ int64_t SoundFile::readInterleaved(float* interleaved, int64_t frames) {
     }
     return got;
 }
+
+bool SoundFile::seek(int64_t frame) {
+    return file_ && sf_seek(file_, frame, SEEK_SET) == frame;
+}

@@ -27,6 +27,8 @@ public:
     // floats). Returns the frames read; 0 at the end. Throws
     // AudioLoaderError(readFailed) when the reader reports an error.
     int64_t readInterleaved(float* interleaved, int64_t frames);
+    // Moves the read position to `frame`; false when the reader can't.
+    bool seek(int64_t frame);
 
 private:
     sf_private_tag* file_ = nullptr;

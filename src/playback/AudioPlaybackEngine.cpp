@@ -1,0 +1,337 @@
+#include "playback/AudioPlaybackEngine.h"
+
+#include "playback/DefaultOutput.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+// Frame counts handed to the output are 32-bit; longer files are refused.
+constexpr int64_t maximumFrames = std::numeric_limits<uint32_t>::max();
+
+} // namespace
+
+AudioPlaybackEngine::AudioPlaybackEngine(QObject* parent)
+    : AudioPlaybackEngine(makeDefaultAudioOutput(), parent) {}
+
+AudioPlaybackEngine::AudioPlaybackEngine(std::unique_ptr<AudioOutput> output, QObject* parent)
+    : QObject(parent), output_(std::move(output)) {
+    timer_.setInterval(1000 / 30);
+    connect(&timer_, &QTimer::timeout, this, &AudioPlaybackEngine::updateTime);
+}
+
+AudioPlaybackEngine::~AudioPlaybackEngine() {
+    output_->close(); // no callback runs after this
+    reader_.stop();
+    delete envelope_;
+    for (auto& [block, sequence] : retired_)
+        delete block;
+}
+
+double AudioPlaybackEngine::uptime() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - clockZero_).count();
+}
+
+void AudioPlaybackEngine::setCurrentTime(double seconds) {
+    if (currentTime_ == seconds)
+        return;
+    currentTime_ = seconds;
+    emit currentTimeChanged();
+}
+
+void AudioPlaybackEngine::setPlaying(bool playing, bool paused) {
+    const bool playingChanged = isPlaying_ != playing, pausedChanged = isPaused_ != paused;
+    isPlaying_ = playing;
+    isPaused_ = paused;
+    if (playingChanged)
+        emit isPlayingChanged();
+    if (pausedChanged)
+        emit isPausedChanged();
+}
+
+void AudioPlaybackEngine::setMixerGain(double gainDB) {
+    mixerVolume_.store(std::min(static_cast<float>(std::pow(10.0, gainDB / 20.0)), maximumMixerVolume));
+}
+
+int64_t AudioPlaybackEngine::bufferedFrames() const {
+    return static_cast<int64_t>(ring_.filledChunks()) * ChunkRing::chunkFrames;
+}
+
+int64_t AudioPlaybackEngine::sourceReadPosition() const {
+    return outputPosition_.load() * sourceRate_.load() / std::max<int64_t>(1, outputRate_.load());
+}
+
+void AudioPlaybackEngine::ensureOutput() {
+    if (output_->openRate() && *output_->openRate() == fileRate_)
+        return;
+    output_->close();
+    output_->open(fileRate_, this);
+}
+
+// Starts a new epoch reading from `sourceFrame`; the callback drops what was
+// read for earlier ones.
+void AudioPlaybackEngine::startStream(int64_t sourceFrame) {
+    const uint64_t epoch = ++epochCounter_;
+    const int64_t outRate = output_->openRate().value_or(fileRate_);
+    sourceRate_.store(fileRate_);
+    outputRate_.store(outRate);
+    outputPosition_.store(sourceFrame * outRate / std::max<int64_t>(1, fileRate_));
+    epoch_.store(epoch);
+    reader_.start(file_, epoch, sourceFrame, outRate);
+}
+
+void AudioPlaybackEngine::play(const QString& path, double fromTime, double gainDB,
+                               const SegmentEditState* edits) {
+    ++playbackGeneration_;
+    teardownSourceNode();
+    active_.store(false);
+    stopTimer();
+
+    auto file = std::make_shared<SoundFile>(path);
+    if (!file->isOpen() || file->sampleRate() < 1 || file->frames() > maximumFrames)
+        return; // not reported: the state stays as it was
+    file_ = std::move(file);
+    currentFile_ = path;
+    fileFrames_ = file_->frames();
+    fileRate_ = file_->sampleRate();
+    fileDuration_ = static_cast<double>(fileFrames_) / static_cast<double>(fileRate_);
+
+    const double start = std::max(0.0, std::min(fromTime, fileDuration_ - 0.01));
+    const auto startFrame = static_cast<int64_t>(start * static_cast<double>(fileRate_));
+    if (fileFrames_ - startFrame < 1) {
+        setCurrentTime(0.0);
+        return;
+    }
+    setCurrentTime(start);
+    playbackStartUptime_ = uptime();
+    playbackStartFileTime_ = start;
+
+    ensureOutput();
+    if (edits && edits->hasEdits()) {
+        setEnvelope(edits->computeGainEnvelope(gainDB, fileRate_, fileFrames_, envelopeBlockSize));
+        mixerVolume_.store(1.0f);
+        sourceMode_.store(true);
+    } else {
+        setMixerGain(gainDB);
+        sourceMode_.store(false);
+    }
+    paused_.store(false);
+    startStream(startFrame);
+    active_.store(true);
+    setPlaying(true, false);
+    startTimer();
+}
+
+void AudioPlaybackEngine::pause() {
+    updateTime();
+    paused_.store(true);
+    setPlaying(false, true);
+    stopTimer();
+}
+
+void AudioPlaybackEngine::resume(const SegmentEditState* edits, std::optional<double> gainDB) {
+    if (!isPaused_ || currentFile_.isEmpty())
+        return;
+    const double gain = gainDB.value_or(0.0);
+    const double t = currentTime_;
+    const bool sourceMode = sourceMode_.load();
+    if ((edits && edits->hasEdits() != sourceMode) || (!edits && sourceMode)) {
+        play(currentFile_, t, gain, edits && edits->hasEdits() ? edits : nullptr);
+        return;
+    }
+    const auto startFrame = static_cast<int64_t>(t * static_cast<double>(fileRate_));
+    if (sourceMode) {
+        setEnvelope(edits->computeGainEnvelope(gain, fileRate_, fileFrames_, envelopeBlockSize));
+    } else {
+        ++playbackGeneration_;
+        setMixerGain(gain);
+        if (fileFrames_ - startFrame < 1) {
+            onPlaybackFinished();
+            return;
+        }
+    }
+    ensureOutput();
+    playbackStartUptime_ = uptime();
+    playbackStartFileTime_ = t;
+    startStream(startFrame);
+    paused_.store(false);
+    setPlaying(true, false);
+    startTimer();
+}
+
+void AudioPlaybackEngine::stop() {
+    ++playbackGeneration_;
+    teardownSourceNode();
+    active_.store(false);
+    reader_.stop();
+    setPlaying(false, false);
+    setCurrentTime(0.0);
+    file_.reset();
+    currentFile_.clear();
+    fileFrames_ = 0;
+    fileDuration_ = 0.0;
+    stopTimer();
+}
+
+void AudioPlaybackEngine::seek(double seconds) {
+    setCurrentTime(seconds);
+    if (!isPlaying_ || !file_)
+        return;
+    const auto startFrame = static_cast<int64_t>(static_cast<double>(fileRate_) * seconds);
+    if (!sourceMode_.load()) {
+        ++playbackGeneration_;
+        if (fileFrames_ - startFrame < 1) {
+            onPlaybackFinished();
+            return;
+        }
+    }
+    startStream(std::max<int64_t>(0, startFrame));
+    playbackStartUptime_ = uptime();
+    playbackStartFileTime_ = seconds;
+}
+
+void AudioPlaybackEngine::updateGainEnvelope(const SegmentEditState& edits, double baseCorrectionDB) {
+    if (!file_)
+        return;
+    setEnvelope(edits.computeGainEnvelope(baseCorrectionDB, fileRate_, fileFrames_, envelopeBlockSize));
+}
+
+void AudioPlaybackEngine::setOutputDevice(int deviceIndex) {
+    output_->setDevice(deviceIndex);
+    if (!output_->openRate())
+        return;
+    const int64_t before = outputRate_.load();
+    const int64_t sourceFrame = sourceReadPosition();
+    output_->close();
+    output_->open(fileRate_ > 0 ? fileRate_ : before, this);
+    // A device that takes another rate needs the stream converted anew.
+    if (file_ && output_->openRate() && *output_->openRate() != before)
+        startStream(sourceFrame);
+}
+
+void AudioPlaybackEngine::setEnvelope(std::vector<float> gains) {
+    auto* block = new EnvelopeBlock{std::move(gains)};
+    EnvelopeBlock* old = nullptr;
+    envelopeLock_.lock();
+    old = envelope_;
+    envelope_ = block;
+    envelopeLock_.unlock();
+    retire(old);
+}
+
+// Frees a block no callback can read any more: at once when none is running,
+// else once the running one has returned (its sequence number moved on).
+void AudioPlaybackEngine::retire(EnvelopeBlock* block) {
+    if (block) {
+        const uint64_t sequence = callbackSequence_.load();
+        if (sequence % 2 == 0)
+            delete block;
+        else
+            retired_.emplace_back(block, sequence);
+    }
+    reclaimRetired();
+}
+
+void AudioPlaybackEngine::reclaimRetired() {
+    const uint64_t now = callbackSequence_.load();
+    std::erase_if(retired_, [now](const std::pair<EnvelopeBlock*, uint64_t>& r) {
+        if (r.second == now)
+            return false;
+        delete r.first;
+        return true;
+    });
+}
+
+void AudioPlaybackEngine::teardownSourceNode() {
+    sourceMode_.store(false);
+    envelopeLock_.lock();
+    EnvelopeBlock* old = std::exchange(envelope_, nullptr);
+    envelopeLock_.unlock();
+    retire(old);
+}
+
+void AudioPlaybackEngine::startTimer() { timer_.start(); }
+void AudioPlaybackEngine::stopTimer() { timer_.stop(); }
+
+void AudioPlaybackEngine::updateTime() {
+    reclaimRetired();
+    if (!isPlaying_)
+        return;
+    if (finishedEpoch_.load() == epoch_.load()) {
+        onPlaybackFinished();
+        return;
+    }
+    const double t = (uptime() - playbackStartUptime_) + playbackStartFileTime_;
+    setCurrentTime(std::max(0.0, std::min(t, fileDuration_)));
+}
+
+void AudioPlaybackEngine::onPlaybackFinished() {
+    setPlaying(false, false);
+    setCurrentTime(0.0);
+    stopTimer();
+}
+
+void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
+    callbackSequence_.fetch_add(1);
+    int64_t written = 0;
+    if (active_.load() && !paused_.load()) {
+        const uint64_t epoch = epoch_.load();
+        if (epoch != seenEpoch_) {
+            seenEpoch_ = epoch;
+            chunkOffset_ = 0;
+        }
+        envelopeLock_.lock();
+        const EnvelopeBlock* envelope = envelope_;
+        envelopeLock_.unlock();
+        const bool useEnvelope = sourceMode_.load() && envelope && !envelope->gains.empty();
+        const float volume = mixerVolume_.load();
+        const int64_t sourceRate = sourceRate_.load(), outputRate = outputRate_.load();
+        const auto lastBlock = useEnvelope ? static_cast<int64_t>(envelope->gains.size()) - 1 : 0;
+        bool atEnd = false;
+
+        while (written < frames) {
+            ChunkRing::Chunk* chunk = ring_.front();
+            if (!chunk)
+                break; // not read yet: silence now, the frames come later
+            if (chunk->epoch != epoch) {
+                ring_.pop();
+                chunkOffset_ = 0;
+                continue;
+            }
+            if (chunkOffset_ >= chunk->frames) {
+                if (chunk->last) {
+                    atEnd = true;
+                    break;
+                }
+                ring_.pop();
+                chunkOffset_ = 0;
+                continue;
+            }
+            const int64_t n = std::min(frames - written, chunk->frames - chunkOffset_);
+            const float* in = chunk->samples.data() + chunkOffset_ * 2;
+            float* to = out + written * 2;
+            const int64_t first = chunk->firstFrame + chunkOffset_;
+            for (int64_t i = 0; i < n; ++i) {
+                float gain = volume;
+                if (useEnvelope) {
+                    const int64_t sourceFrame = sourceRate == outputRate ? first + i : (first + i) * sourceRate / outputRate;
+                    gain = envelope->gains[static_cast<size_t>(std::min(sourceFrame / envelopeBlockSize, lastBlock))] * volume;
+                }
+                to[2 * i] = in[2 * i] * gain;
+                to[2 * i + 1] = in[2 * i + 1] * gain;
+            }
+            chunkOffset_ += n;
+            written += n;
+            outputPosition_.store(first + n);
+            if (chunkOffset_ == chunk->frames && chunk->last)
+                atEnd = true;
+        }
+        if (atEnd)
+            finishedEpoch_.store(epoch);
+    }
+    std::memset(out + written * 2, 0, static_cast<size_t>((frames - written) * 2) * sizeof(float));
+    callbackSequence_.fetch_add(1);
+}

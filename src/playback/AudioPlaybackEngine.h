@@ -1,0 +1,133 @@
+#pragma once
+
+// Plays one file at a time for auditioning, with its correction and segment
+// edits, and publishes a playhead clock. Lives on the main thread.
+//
+// Two modes, chosen at each start: a file without segment edits plays with its
+// correction as a gain capped at 4.0 (+12.04 dB); a file with edits has every
+// frame multiplied by the gain envelope block of its frame index (512-frame
+// blocks, correction included, no cap). Both stream from disk through a
+// reader thread and a lock-free ring, so play, seek and resume return at once
+// whatever the file's length. The audio callback shares only atomics, the
+// ring and the envelope (swapped under a spin lock, freed once no callback
+// can still read it) with the main thread.
+
+#include "editing/SegmentEditState.h"
+#include "playback/AudioOutput.h"
+#include "playback/ChunkRing.h"
+#include "playback/SpinLock.h"
+#include "playback/StreamReader.h"
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class AudioPlaybackEngine : public QObject, private AudioCallback {
+    Q_OBJECT
+
+public:
+    static constexpr int64_t envelopeBlockSize = 512;
+    static constexpr float maximumMixerVolume = 4.0f;
+
+    // Uses the default output: PortAudio, or a silent clock without sound hardware.
+    explicit AudioPlaybackEngine(QObject* parent = nullptr);
+    explicit AudioPlaybackEngine(std::unique_ptr<AudioOutput> output, QObject* parent = nullptr);
+    ~AudioPlaybackEngine() override;
+
+    bool isPlaying() const { return isPlaying_; }
+    bool isPaused() const { return isPaused_; }
+    double currentTime() const { return currentTime_; }
+    void setCurrentTime(double seconds);
+    bool isSourceNodeMode() const { return sourceMode_.load(); }
+    double fileDuration() const { return fileDuration_; }
+    const QString& currentFilePath() const { return currentFile_; }
+    float mixerVolume() const { return mixerVolume_.load(); }
+
+    void play(const QString& path, double fromTime, double gainDB, const SegmentEditState* edits);
+    void pause();
+    void resume(const SegmentEditState* edits, std::optional<double> gainDB);
+    void stop();
+    void seek(double seconds);
+    void updateGainEnvelope(const SegmentEditState& edits, double baseCorrectionDB);
+    // The correction as the mixer's volume: min(10^(dB/20), 4.0).
+    void setMixerGain(double gainDB);
+
+    // Reopens the output on another device (a backend device index), keeping
+    // the position and the state.
+    void setOutputDevice(int deviceIndex);
+    AudioOutput& output() { return *output_; }
+
+    // Frames read ahead and waiting for the output (approximate).
+    int64_t bufferedFrames() const;
+    // Source frame the output plays next.
+    int64_t sourceReadPosition() const;
+
+signals:
+    void isPlayingChanged();
+    void isPausedChanged();
+    void currentTimeChanged();
+
+private:
+    struct EnvelopeBlock {
+        std::vector<float> gains;
+    };
+
+    void render(float* out, int64_t frames) noexcept override;
+
+    void setPlaying(bool playing, bool paused);
+    void startStream(int64_t sourceFrame);
+    void ensureOutput();
+    void setEnvelope(std::vector<float> gains);
+    void retire(EnvelopeBlock* block);
+    void reclaimRetired();
+    void teardownSourceNode();
+    void startTimer();
+    void stopTimer();
+    void updateTime();
+    void onPlaybackFinished();
+    double uptime() const;
+
+    std::unique_ptr<AudioOutput> output_;
+    ChunkRing ring_;
+    StreamReader reader_{ring_};
+
+    // Main thread.
+    bool isPlaying_ = false;
+    bool isPaused_ = false;
+    double currentTime_ = 0.0;
+    QString currentFile_;
+    std::shared_ptr<SoundFile> file_; // handed to the reader; not read here
+    int64_t fileFrames_ = 0;
+    int64_t fileRate_ = 0;
+    double fileDuration_ = 0.0;
+    double playbackStartUptime_ = 0.0;
+    double playbackStartFileTime_ = 0.0;
+    int64_t playbackGeneration_ = 0;
+    uint64_t epochCounter_ = 0;
+    QTimer timer_;
+    std::chrono::steady_clock::time_point clockZero_ = std::chrono::steady_clock::now();
+    std::vector<std::pair<EnvelopeBlock*, uint64_t>> retired_;
+
+    // Shared with the audio callback.
+    std::atomic<uint64_t> epoch_{0};          // chunks of other epochs are dropped
+    std::atomic<bool> active_{false};         // a stream is set up
+    std::atomic<bool> paused_{false};
+    std::atomic<bool> sourceMode_{false};
+    std::atomic<float> mixerVolume_{1.0f};
+    std::atomic<int64_t> sourceRate_{1};
+    std::atomic<int64_t> outputRate_{1};
+    std::atomic<int64_t> outputPosition_{0};  // next output frame
+    std::atomic<uint64_t> finishedEpoch_{0};  // the epoch whose end the callback reached
+    std::atomic<uint64_t> callbackSequence_{0}; // odd while a callback runs
+    SpinLock envelopeLock_;
+    EnvelopeBlock* envelope_ = nullptr;       // guarded by envelopeLock_
+
+    // Audio callback only.
+    uint64_t seenEpoch_ = 0;
+    int64_t chunkOffset_ = 0;
+};

@@ -1,0 +1,93 @@
+#include "playback/PlaybackController.h"
+
+#include <cmath>
+
+PlaybackController::PlaybackController(AppState& state, AudioPlaybackEngine& engine,
+                                       std::function<void(double)> recomputeCurve)
+    : state_(state), engine_(engine), recomputeCurve_(std::move(recomputeCurve)) {}
+
+namespace {
+
+// The file's edits when it has any: the engine then multiplies by the envelope.
+const SegmentEditState* editsToPlay(const AudioFileItem& file) {
+    return file.segmentEdits().hasEdits() ? &file.segmentEdits() : nullptr;
+}
+
+} // namespace
+
+bool PlaybackController::canPlay() const {
+    const AudioFileItemPtr file = state_.selectedFile();
+    return file && file->analysis();
+}
+
+void PlaybackController::togglePlay() {
+    if (engine_.isPlaying()) {
+        engine_.pause();
+        return;
+    }
+    const AudioFileItemPtr file = state_.selectedFile();
+    if (engine_.isPaused()) {
+        if (!file)
+            engine_.resume(nullptr, std::nullopt);
+        else
+            engine_.resume(editsToPlay(*file), file->correctionDB());
+        return;
+    }
+    if (!file || !file->analysis())
+        return;
+    // A seek while stopped chooses where play starts.
+    const double start = engine_.currentTime() > 0 ? engine_.currentTime() : 0.0;
+    engine_.play(file->path(), start, file->correctionDB(), editsToPlay(*file));
+}
+
+void PlaybackController::onSelectionChanged() {
+    const AudioFileItemPtr file = state_.selectedFile();
+    if (!file || !file->analysis()) {
+        if (engine_.isPlaying() || engine_.isPaused())
+            engine_.stop();
+        return;
+    }
+    if (recomputeCurve_)
+        recomputeCurve_(state_.curveWindowSec());
+    if (!engine_.isPlaying()) {
+        if (engine_.isPaused())
+            engine_.stop();
+        engine_.setCurrentTime(0.0);
+        return;
+    }
+    engine_.play(file->path(), file->analysis()->windowStart, file->correctionDB(), editsToPlay(*file));
+}
+
+void PlaybackController::updateLiveGain() {
+    if (!engine_.isPlaying() && !engine_.isPaused())
+        return;
+    const AudioFileItemPtr file = state_.selectedFile();
+    if (!file)
+        return;
+    // A playback with edits carries its correction in the envelope: rebuild it
+    // and leave the mixer at 1.0, so the correction is never applied twice.
+    if (engine_.isSourceNodeMode())
+        engine_.updateGainEnvelope(file->segmentEdits(), file->correctionDB());
+    else
+        engine_.setMixerGain(file->correctionDB());
+}
+
+double PlaybackController::displayPlayheadTime() const {
+    if (engine_.isPlaying() || engine_.isPaused())
+        return engine_.currentTime();
+    return engine_.currentTime() > 0 ? engine_.currentTime() : -1.0;
+}
+
+QString PlaybackController::timeString() const {
+    const AudioFileItemPtr file = state_.selectedFile();
+    if (!file || !file->analysis())
+        return QStringLiteral("0:00.0 / 0:00.0");
+    return formatTime(engine_.currentTime()) + QStringLiteral(" / ") + formatTime(file->analysis()->duration);
+}
+
+QString PlaybackController::formatTime(double seconds) {
+    const double x = std::max(0.0, seconds);
+    const auto minutes = static_cast<int64_t>(x) / 60;
+    const double rest = std::fmod(x, 60.0);
+    return QString::asprintf("%lld:%04.1f", static_cast<long long>(minutes), rest);
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+// What the transport bar and the main window do with the engine: play/pause,
+// jumping to each newly selected file's loudest 20 seconds while playing,
+// carrying a changed correction into the running playback, and the playhead
+// and time texts the views show.
+
+#include "list/AppState.h"
+#include "playback/AudioPlaybackEngine.h"
+
+#include <functional>
+
+class PlaybackController {
+public:
+    // `recomputeCurve` is the window's: called with the curve window length
+    // before a newly selected file is started.
+    PlaybackController(AppState& state, AudioPlaybackEngine& engine,
+                       std::function<void(double windowSec)> recomputeCurve = {});
+
+    // A selected file with an analysis.
+    bool canPlay() const;
+    void togglePlay();
+    void onSelectionChanged();
+    void updateLiveGain();
+    // The engine's time while playing or paused; otherwise it, when above 0,
+    // else -1 (no playhead).
+    double displayPlayheadTime() const;
+    // "0:05.0 / 3:20.4"
+    QString timeString() const;
+
+    // "%d:%04.1f" of whole minutes and the rest: 59.97 s gives 0:60.0.
+    static QString formatTime(double seconds);
+
+private:
+    AppState& state_;
+    AudioPlaybackEngine& engine_;
+    std::function<void(double)> recomputeCurve_;
+};

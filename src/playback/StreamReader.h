@@ -1,0 +1,52 @@
+#pragma once
+
+// The engine's reader thread: reads the open file from a start frame, as
+// stereo (a mono file on both channels, only the first two of more), converts
+// it to the output's rate when that differs, and fills the chunk ring ahead
+// of the audio thread. Commands come from the main thread and take effect at
+// once; the chunks they produce carry the command's epoch.
+
+#include "analysis/SoundFile.h"
+#include "playback/ChunkRing.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+class StreamReader {
+public:
+    explicit StreamReader(ChunkRing& ring);
+    ~StreamReader();
+    StreamReader(const StreamReader&) = delete;
+    StreamReader& operator=(const StreamReader&) = delete;
+
+    // Reads `file` from source frame `startFrame` for `epoch`, converted to `outputRate`.
+    void start(std::shared_ptr<SoundFile> file, uint64_t epoch, int64_t startFrame, int64_t outputRate);
+    // Goes on from another source frame of the same file, for a new epoch.
+    void seek(uint64_t epoch, int64_t startFrame);
+    // Stops reading and lets the file go.
+    void stop();
+
+private:
+    struct Command {
+        std::shared_ptr<SoundFile> file; // set for start
+        bool stop = false;
+        uint64_t epoch = 0;
+        int64_t startFrame = 0;
+        int64_t outputRate = 0;
+    };
+    struct Stream;
+
+    void post(Command command);
+    void run();
+
+    ChunkRing& ring_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::optional<Command> pending_;
+    bool quit_ = false;
+    std::thread thread_;
+};
