@@ -64,6 +64,8 @@ public:
 
     // Frames read ahead and waiting for the output (approximate).
     int64_t bufferedFrames() const;
+    // The reader has queued the end of the file for the current stream.
+    bool isReadToEnd() const { return reader_.readToEndEpoch() == epoch_.load(); }
     // Source frame the output plays next.
     int64_t sourceReadPosition() const;
 

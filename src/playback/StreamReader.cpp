@@ -162,7 +162,10 @@ void StreamReader::run() {
         if (stream && !stream->ended) {
             if (ChunkRing::Chunk* chunk = ring_.beginWrite()) {
                 stream->fill(*chunk);
+                const bool last = chunk->last;
                 ring_.commitWrite();
+                if (last)
+                    readToEndEpoch_.store(stream->epoch);
                 wrote = true;
             }
         } else if (stream && stream->ended) {

@@ -9,6 +9,7 @@
 #include "analysis/SoundFile.h"
 #include "playback/ChunkRing.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -29,6 +30,8 @@ public:
     void seek(uint64_t epoch, int64_t startFrame);
     // Stops reading and lets the file go.
     void stop();
+    // The epoch whose last chunk is in the ring: nothing more will be read for it.
+    uint64_t readToEndEpoch() const { return readToEndEpoch_.load(); }
 
 private:
     struct Command {
@@ -48,5 +51,6 @@ private:
     std::condition_variable wake_;
     std::optional<Command> pending_;
     bool quit_ = false;
+    std::atomic<uint64_t> readToEndEpoch_{0};
     std::thread thread_;
 };

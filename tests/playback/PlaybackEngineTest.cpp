@@ -1,0 +1,172 @@
+#include "PlaybackFixtures.h"
+
+#include "editing/SegmentGainEvaluation.h"
+
+#include <cmath>
+
+namespace {
+
+// Checks out[i] == source[i] × gain(frame) for every sample.
+template <typename Gain>
+void expectScaled(const std::vector<float>& out, const std::vector<float>& source, int64_t firstFrame, Gain gain) {
+    ASSERT_GE(out.size(), source.size());
+    for (size_t i = 0; i < source.size(); ++i) {
+        const int64_t frame = firstFrame + static_cast<int64_t>(i / 2);
+        ASSERT_EQ(out[i], source[i] * gain(frame)) << "sample " << i << " (frame " << frame << ")";
+    }
+}
+
+} // namespace
+
+TEST(PlaybackEngineTest, PlayerModeAppliesTheCorrectionCappedAtFour) {
+    QTemporaryDir dir;
+    const QString path = writeStereo(dir, "a.wav", 2.0);
+    EngineUnderTest t;
+    t.engine.play(path, 0.0, 20.0, nullptr);
+    EXPECT_TRUE(t.engine.isPlaying());
+    EXPECT_FALSE(t.engine.isSourceNodeMode());
+    EXPECT_EQ(t.engine.mixerVolume(), 4.0f);
+    expectScaled(t.pull(6000), sourceFrames(path, 0, 6000), 0, [](int64_t) { return 4.0f; });
+
+    t.engine.play(path, 1.0, -6.0, nullptr);
+    const float minus6 = static_cast<float>(std::pow(10.0, -6.0 / 20.0));
+    EXPECT_NEAR(minus6, 0.501187, 1e-6);
+    EXPECT_EQ(t.engine.mixerVolume(), minus6);
+    EXPECT_EQ(t.engine.currentTime(), 1.0);
+    expectScaled(t.pull(3000), sourceFrames(path, 48000, 3000), 48000, [&](int64_t) { return minus6; });
+
+    // Start times are clamped: past the end starts 10 ms before it, negative at 0.
+    t.engine.play(path, 99.0, 0.0, nullptr);
+    EXPECT_DOUBLE_EQ(t.engine.currentTime(), 1.99);
+    t.engine.play(path, -4.0, 0.0, nullptr);
+    EXPECT_EQ(t.engine.currentTime(), 0.0);
+    // A file that cannot be opened changes nothing.
+    t.engine.play(dir.filePath("missing.wav"), 0.0, 0.0, nullptr);
+    EXPECT_TRUE(t.engine.isPlaying());
+    EXPECT_EQ(t.engine.currentFilePath(), path);
+}
+
+TEST(PlaybackEngineTest, EditedFileIsTheSourceTimesItsEnvelopeBlockByBlock) {
+    QTemporaryDir dir;
+    const QString path = writeStereo(dir, "a.wav", 12.0);
+    SegmentEditState edits;
+    edits.addSeparator(4.0);
+    edits.addSeparator(8.0);
+    edits.setSegmentGain(1, 6.0);
+    edits.setSegmentGain(2, -9.0);
+    edits.setFadeDuration(edits.separators()[0].id, 2000.0);
+    EngineUnderTest t;
+    t.engine.play(path, 2.5, 15.0, &edits); // above the player's cap: no cap here
+    EXPECT_TRUE(t.engine.isSourceNodeMode());
+    EXPECT_EQ(t.engine.mixerVolume(), 1.0f);
+    const int64_t first = 120000;
+    std::vector<float> env = edits.computeGainEnvelope(15.0, 48000, 12 * 48000, 512);
+    expectScaled(t.pull(4 * 48000), sourceFrames(path, first, 4 * 48000), first,
+                 [&](int64_t f) { return env[static_cast<size_t>(f / 512)]; });
+
+    // A new correction during playback: the envelope is rebuilt, the mixer stays at 1.0.
+    t.engine.updateGainEnvelope(edits, -3.0);
+    EXPECT_EQ(t.engine.mixerVolume(), 1.0f);
+    env = edits.computeGainEnvelope(-3.0, 48000, 12 * 48000, 512);
+    const int64_t next = t.engine.sourceReadPosition();
+    expectScaled(t.pull(48000), sourceFrames(path, next, 48000), next,
+                 [&](int64_t f) { return env[static_cast<size_t>(f / 512)]; });
+}
+
+TEST(PlaybackEngineTest, SeekPauseAndResumeContinueWhereTheyShouldInBothModes) {
+    QTemporaryDir dir;
+    const QString path = writeStereo(dir, "long.wav", 34.0);
+    SegmentEditState edits;
+    for (bool withEdits : {false, true}) {
+        if (withEdits)
+            edits.setSegmentGain(0, 2.0);
+        const SegmentEditState* given = withEdits ? &edits : nullptr;
+        const float gain = withEdits ? static_cast<float>(std::pow(10.0, 3.0 / 20.0)) : 1.0f;
+        EngineUnderTest t;
+        t.engine.play(path, 0.0, withEdits ? 1.0 : 0.0, given);
+        t.pull(4096);
+        t.engine.pause();
+        EXPECT_TRUE(t.engine.isPaused());
+        EXPECT_FALSE(t.engine.isPlaying());
+        EXPECT_EQ(t.pull(1024), std::vector<float>(2048, 0.0f)) << "paused: silence";
+        t.engine.seek(30.0);
+        EXPECT_EQ(t.engine.currentTime(), 30.0);
+        t.engine.resume(given, withEdits ? 1.0 : 0.0);
+        EXPECT_EQ(t.engine.isSourceNodeMode(), withEdits);
+        expectScaled(t.pull(2048), sourceFrames(path, 30 * 48000, 2048), 30 * 48000,
+                     [&](int64_t) { return gain; });
+        // Seeking while playing goes on from there at once.
+        t.engine.seek(10.0);
+        expectScaled(t.pull(2048), sourceFrames(path, 10 * 48000, 2048), 10 * 48000,
+                     [&](int64_t) { return gain; });
+        EXPECT_NEAR(t.engine.currentTime(), 10.0, 0.1);
+    }
+}
+
+TEST(PlaybackEngineTest, ResumeChoosesTheModeAfreshWhenEditsAppearOrVanish) {
+    QTemporaryDir dir;
+    const QString path = writeStereo(dir, "a.wav", 8.0);
+    SegmentEditState edits;
+    EngineUnderTest t;
+    t.engine.play(path, 0.0, 0.0, nullptr);
+    t.engine.pause();
+    edits.setSegmentGain(0, -6.0);
+    t.engine.seek(2.0);
+    t.engine.resume(&edits, 0.0);
+    EXPECT_TRUE(t.engine.isSourceNodeMode());
+    EXPECT_TRUE(t.engine.isPlaying());
+    const float minus6 = static_cast<float>(std::pow(10.0, -6.0 / 20.0));
+    expectScaled(t.pull(1024), sourceFrames(path, 96000, 1024), 96000, [&](int64_t) { return minus6; });
+
+    t.engine.pause();
+    edits.resetAll();
+    t.engine.resume(nullptr, -6.0);
+    EXPECT_FALSE(t.engine.isSourceNodeMode());
+    EXPECT_EQ(t.engine.mixerVolume(), minus6);
+}
+
+TEST(PlaybackEngineTest, EndOfFileResetsTheStateAndStaleEndsChangeNothing) {
+    QTemporaryDir dir;
+    const QString shortFile = writeStereo(dir, "short.wav", 0.5);
+    const QString other = writeStereo(dir, "other.wav", 5.0);
+    SegmentEditState edits;
+    edits.setSegmentGain(0, 1.0);
+    for (const SegmentEditState* given : std::vector<const SegmentEditState*>{nullptr, &edits}) {
+        EngineUnderTest t;
+        t.engine.play(shortFile, 0.0, 0.0, given);
+        t.pull(30000); // past the end
+        ASSERT_TRUE(fixtures::waitUntil([&] { return !t.engine.isPlaying(); }, 2000));
+        EXPECT_FALSE(t.engine.isPaused());
+        EXPECT_EQ(t.engine.currentTime(), 0.0);
+        const std::vector<float> after = t.pull(2048);
+        EXPECT_TRUE(std::all_of(after.begin(), after.end(), [](float x) { return x == 0.0f; }));
+
+        // The end of an earlier play, noticed only after a new play, is ignored.
+        t.engine.play(shortFile, 0.0, 0.0, given);
+        t.pull(30000);
+        t.engine.play(other, 0.0, 0.0, given);
+        QCoreApplication::processEvents();
+        fixtures::waitUntil([] { return false; }, 100); // the clock ticks a few times
+        EXPECT_TRUE(t.engine.isPlaying());
+        EXPECT_EQ(t.engine.currentFilePath(), other);
+    }
+}
+
+TEST(PlaybackEngineTest, OtherRatesAreConvertedAndMonoIsHeardOnBothChannels) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath("mono.wav");
+    fixtures::writeMonoWav(path, fixtures::sine(997.0, 0.5, 44100, 44100), 44100);
+    EngineUnderTest t({48000});
+    t.engine.play(path, 0.0, 0.0, nullptr);
+    EXPECT_EQ(t.output->openRate(), 48000);
+    const std::vector<float> out = t.pull(60000);
+    double energy = 0;
+    int64_t sounding = 0;
+    for (size_t i = 0; i + 1 < out.size(); i += 2) {
+        ASSERT_EQ(out[i], out[i + 1]) << "mono on both channels";
+        energy += out[i] * out[i];
+        sounding += std::abs(out[i]) > 1e-4 ? 1 : 0;
+    }
+    EXPECT_NEAR(static_cast<double>(sounding), 48000.0, 600.0) << "one second at 48 kHz";
+    EXPECT_NEAR(energy / static_cast<double>(sounding), 0.125, 0.005) << "a 0.5 sine keeps its power";
+}
