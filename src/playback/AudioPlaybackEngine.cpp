@@ -57,7 +57,8 @@ void AudioPlaybackEngine::setMixerGain(double gainDB) {
 }
 
 int64_t AudioPlaybackEngine::bufferedFrames() const {
-    return static_cast<int64_t>(ring_.filledChunks()) * ChunkRing::chunkFrames;
+    const std::optional<int64_t> end = reader_.queuedEnd(epoch_.load());
+    return end ? std::max<int64_t>(0, *end - outputPosition_.load()) : 0;
 }
 
 int64_t AudioPlaybackEngine::sourceReadPosition() const {
@@ -283,6 +284,10 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
             seenEpoch_ = epoch;
             chunkOffset_ = 0;
         }
+        // Chunks read before a seek are dropped at once, so the reader has
+        // room for the new position even when this call has no frames to fill.
+        for (ChunkRing::Chunk* chunk = ring_.front(); chunk && chunk->epoch != epoch; chunk = ring_.front())
+            ring_.pop();
         envelopeLock_.lock();
         const EnvelopeBlock* envelope = envelope_;
         envelopeLock_.unlock();

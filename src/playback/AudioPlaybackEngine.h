@@ -62,7 +62,7 @@ public:
     void setOutputDevice(int deviceIndex);
     AudioOutput& output() { return *output_; }
 
-    // Frames read ahead and waiting for the output (approximate).
+    // Frames of the current stream read ahead and waiting for the output.
     int64_t bufferedFrames() const;
     // The reader has queued the end of the file for the current stream.
     bool isReadToEnd() const { return reader_.readToEndEpoch() == epoch_.load(); }

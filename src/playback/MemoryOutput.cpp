@@ -30,6 +30,8 @@ bool MemoryOutput::pull(int64_t frames, int64_t blockFrames) {
     if (!callback_)
         return false;
     block_.resize(static_cast<size_t>(blockFrames * channels));
+    if (frames == 0)
+        callback_->render(block_.data(), 0); // a call without frames, as some outputs make
     recorded_.reserve(recorded_.size() + static_cast<size_t>(frames * channels));
     while (frames > 0) {
         const int64_t n = std::min(frames, blockFrames);

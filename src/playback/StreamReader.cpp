@@ -163,7 +163,10 @@ void StreamReader::run() {
             if (ChunkRing::Chunk* chunk = ring_.beginWrite()) {
                 stream->fill(*chunk);
                 const bool last = chunk->last;
+                const int64_t end = chunk->firstFrame + chunk->frames;
                 ring_.commitWrite();
+                queuedEnd_.store(end, std::memory_order_relaxed);
+                queuedEpoch_.store(stream->epoch, std::memory_order_release);
                 if (last)
                     readToEndEpoch_.store(stream->epoch);
                 wrote = true;

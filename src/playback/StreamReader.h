@@ -32,6 +32,13 @@ public:
     void stop();
     // The epoch whose last chunk is in the ring: nothing more will be read for it.
     uint64_t readToEndEpoch() const { return readToEndEpoch_.load(); }
+    // The output frame after the last one queued for `epoch`, or none when the
+    // ring holds nothing of that epoch yet.
+    std::optional<int64_t> queuedEnd(uint64_t epoch) const {
+        if (queuedEpoch_.load(std::memory_order_acquire) != epoch)
+            return std::nullopt;
+        return queuedEnd_.load(std::memory_order_relaxed);
+    }
 
 private:
     struct Command {
@@ -52,5 +59,7 @@ private:
     std::optional<Command> pending_;
     bool quit_ = false;
     std::atomic<uint64_t> readToEndEpoch_{0};
+    std::atomic<int64_t> queuedEnd_{0};    // written before queuedEpoch_
+    std::atomic<uint64_t> queuedEpoch_{0};
     std::thread thread_;
 };
