@@ -44,15 +44,33 @@ private:
 
 } // namespace
 
-void* operator new(std::size_t size) {
+// Every plain form is replaced together, so that each delete meets its own new.
+namespace {
+void* counted(std::size_t size) noexcept {
     if (inCallback)
         callbackAllocations.fetch_add(1);
-    if (void* p = std::malloc(size ? size : 1))
+    return std::malloc(size ? size : 1);
+}
+} // namespace
+
+void* operator new(std::size_t size) {
+    if (void* p = counted(size))
         return p;
     throw std::bad_alloc();
 }
+void* operator new[](std::size_t size) {
+    if (void* p = counted(size))
+        return p;
+    throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return counted(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return counted(size); }
 void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
 
 TEST(CallbackAllocationTest, TheAudioCallbackNeverAllocates) {
     QTemporaryDir dir;
