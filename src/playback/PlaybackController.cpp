@@ -72,6 +72,12 @@ void PlaybackController::updateLiveGain() {
         engine_.setMixerGain(file->correctionDB());
 }
 
+void PlaybackController::chooseOutputDevice(uint32_t deviceID) {
+    selectedDeviceID_ = deviceID;
+    if (deviceID != AudioDeviceManager::systemDefaultID)
+        engine_.setOutputDevice(AudioDevice{deviceID, {}, 0, 0.0}.deviceIndex());
+}
+
 double PlaybackController::displayPlayheadTime() const {
     if (engine_.isPlaying() || engine_.isPaused())
         return engine_.currentTime();

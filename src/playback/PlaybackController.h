@@ -6,6 +6,7 @@
 // and time texts the views show.
 
 #include "list/AppState.h"
+#include "playback/AudioDeviceManager.h"
 #include "playback/AudioPlaybackEngine.h"
 
 #include <functional>
@@ -28,6 +29,12 @@ public:
     // "0:05.0 / 3:20.4"
     QString timeString() const;
 
+    // The output picker's choice: a device id of AudioDeviceManager, or 0,
+    // "System Default", which applies nothing (the engine stays on the
+    // device last chosen).
+    void chooseOutputDevice(uint32_t deviceID);
+    uint32_t selectedDeviceID() const { return selectedDeviceID_; }
+
     // "%d:%04.1f" of whole minutes and the rest: 59.97 s gives 0:60.0.
     static QString formatTime(double seconds);
 
@@ -35,4 +42,5 @@ private:
     AppState& state_;
     AudioPlaybackEngine& engine_;
     std::function<void(double)> recomputeCurve_;
+    uint32_t selectedDeviceID_ = 0;
 };

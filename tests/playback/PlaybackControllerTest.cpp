@@ -106,9 +106,13 @@ TEST(PlaybackControllerTest, LiveGainInPlayerModeAndDeviceChoice) {
     t.pull(4096);
     const int64_t before = t.engine.sourceReadPosition();
     const int opens = t.output->opens();
-    t.engine.setOutputDevice(3);
+    controller.chooseOutputDevice(4); // the picker's id: device index 3
     EXPECT_EQ(t.output->device(), 3);
     EXPECT_EQ(t.output->opens(), opens + 1);
+    controller.chooseOutputDevice(AudioDeviceManager::systemDefaultID); // applies nothing
+    EXPECT_EQ(t.output->device(), 3);
+    EXPECT_EQ(t.output->opens(), opens + 1);
+    EXPECT_EQ(controller.selectedDeviceID(), 0u);
     EXPECT_TRUE(t.engine.isPlaying());
     EXPECT_EQ(t.engine.sourceReadPosition(), before);
 
