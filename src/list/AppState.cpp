@@ -70,18 +70,22 @@ AudioFileItemPtr AppState::selectedFile() const {
     return selectedFileID_ ? findFile(*selectedFileID_) : nullptr;
 }
 
-void AppState::setSelectedFileID(std::optional<QUuid> id) {
-    if (selectedFileID_ == id)
+// Stores a field and emits `signal` when it changed.
+template <typename T, typename Signal>
+static void publish(AppState* state, T& field, T value, Signal signal) {
+    if (field == value)
         return;
-    selectedFileID_ = id;
-    emit selectedFileIDChanged();
+    field = std::move(value);
+    emit(state->*signal)();
+}
+
+void AppState::setSelectedFileID(std::optional<QUuid> id) {
+    publish(this, selectedFileID_, id, &AppState::selectedFileIDChanged);
 }
 
 void AppState::setTargetLUFS(double lufs) {
-    if (targetLUFS_ == lufs || !std::isfinite(lufs))
-        return;
-    targetLUFS_ = lufs;
-    emit targetLUFSChanged();
+    if (std::isfinite(lufs))
+        publish(this, targetLUFS_, lufs, &AppState::targetLUFSChanged);
 }
 
 void AppState::setStatusMessage(const QString& message) {
@@ -90,26 +94,12 @@ void AppState::setStatusMessage(const QString& message) {
 }
 
 void AppState::setShowOnboarding(bool show) {
-    if (showOnboarding_ == show)
-        return;
-    showOnboarding_ = show;
-    emit showOnboardingChanged();
+    publish(this, showOnboarding_, show, &AppState::showOnboardingChanged);
 }
 
 void AppState::setCurveWindowSec(double seconds) {
-    if (curveWindowSec_ == seconds || !std::isfinite(seconds))
-        return;
-    curveWindowSec_ = seconds;
-    emit curveWindowSecChanged();
-}
-
-// Stores a field and emits `signal` when it changed.
-template <typename T, typename Signal>
-static void publish(AppState* state, T& field, T value, Signal signal) {
-    if (field == value)
-        return;
-    field = std::move(value);
-    emit(state->*signal)();
+    if (std::isfinite(seconds))
+        publish(this, curveWindowSec_, seconds, &AppState::curveWindowSecChanged);
 }
 
 void AppState::setExportFormat(ExportFormat format) {

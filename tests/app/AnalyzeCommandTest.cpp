@@ -1,6 +1,7 @@
 #include "AnalyzeCommand.h"
 
 #include "analysis/LoudnessAnalyzer.h"
+#include "CommandRun.h"
 #include "support/AudioFixtures.h"
 
 #include <QFile>
@@ -14,19 +15,8 @@ using namespace fixtures;
 
 namespace {
 
-struct CommandRun {
-    int status;
-    QString out;
-    QString err;
-};
-
 CommandRun analyze(const QStringList& args) {
-    QString out, err;
-    QTextStream o(&out), e(&err);
-    const int status = AnalyzeCommand::run(args, o, e);
-    o.flush();
-    e.flush();
-    return {status, out, err};
+    return runCommand([](const QStringList& a, QTextStream& o, QTextStream& e) { return AnalyzeCommand::run(a, o, e); }, args);
 }
 
 class AnalyzeCommandTest : public ::testing::Test {

@@ -3,6 +3,7 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "analysis/SoundFile.h"
 #include "list/SettingsFile.h"
+#include "CommandRun.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
@@ -13,19 +14,8 @@
 
 namespace {
 
-struct CommandRun {
-    int status;
-    QString out;
-    QString err;
-};
-
 CommandRun exportCommand(const QStringList& args) {
-    QString out, err;
-    QTextStream o(&out), e(&err);
-    const int status = ExportCommand::run(args, o, e);
-    o.flush();
-    e.flush();
-    return {status, out, err};
+    return runCommand([](const QStringList& a, QTextStream& o, QTextStream& e) { return ExportCommand::run(a, o, e); }, args);
 }
 
 // Four seconds of a 1 kHz tone; `spike` puts one sample of 0.5 in the middle.
