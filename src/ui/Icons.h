@@ -1,0 +1,19 @@
+#pragma once
+
+// The symbols the views use, named as in the design: freedesktop theme icons
+// where the theme has a fitting one, bundled SVGs otherwise, so every symbol
+// exists whatever theme is installed.
+
+#include <QColor>
+#include <QIcon>
+#include <QPixmap>
+#include <QString>
+
+namespace Icons {
+
+// "scissors", "arrow.counterclockwise", "xmark", "plus.circle" ...
+QIcon icon(const QString& symbol);
+// The symbol drawn in one colour at `size` pixels square.
+QPixmap tinted(const QString& symbol, const QColor& color, int size);
+
+} // namespace Icons

@@ -1,0 +1,277 @@
+#include "ui/WaveformView.h"
+
+#include "ui/Icons.h"
+#include "ui/WaveformPainter.h"
+
+#include <QAbstractButton>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+// The "Edit" button: a symbol and the word on a rounded plate, cyan while
+// edit mode is on.
+class EditButton : public QAbstractButton {
+public:
+    explicit EditButton(QWidget* parent) : QAbstractButton(parent) {
+        setCursor(Qt::PointingHandCursor);
+        setEditMode(false);
+    }
+    void setEditMode(bool on) {
+        on_ = on;
+        setToolTip(on ? QStringLiteral("Exit segment edit mode") : QStringLiteral("Enter segment edit mode"));
+        update();
+    }
+    QSize sizeHint() const override {
+        QFont f = font();
+        f.setPixelSize(15);
+        f.setWeight(QFont::Medium);
+        return {6 + 15 + 3 + QFontMetrics(f).horizontalAdvance(QStringLiteral("Edit")) + 6, 3 + 18 + 3};
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter p(this);
+        p.setRenderHint(QPainter::Antialiasing);
+        QColor content = on_ ? QColor(Qt::cyan) : QColor(255, 255, 255, 204);
+        QColor plate = on_ ? QColor(0, 255, 255, 38) : QColor(255, 255, 255, 46);
+        QPainterPath path;
+        path.addRoundedRect(QRectF(rect()), 4, 4);
+        p.fillPath(path, plate);
+        p.drawPixmap(QRect(6, (height() - 15) / 2, 15, 15),
+                     Icons::tinted(on_ ? QStringLiteral("scissors.circle.fill") : QStringLiteral("scissors"), content, 30));
+        QFont f = font();
+        f.setPixelSize(15);
+        f.setWeight(QFont::Medium);
+        p.setFont(f);
+        p.setPen(content);
+        p.drawText(QRect(6 + 15 + 3, 0, width() - 24, height()), Qt::AlignVCenter | Qt::AlignLeft, QStringLiteral("Edit"));
+    }
+
+private:
+    bool on_ = false;
+};
+
+struct WaveformView::StaticKey {
+    int64_t bucketCount;
+    double curveWindowSec, windowStart, peakLUFS, duration;
+    QSize size;
+    qreal pixelRatio;
+    bool editMode;
+    std::vector<Separator> separators;
+    std::vector<SegmentGain> gains;
+    bool operator==(const StaticKey&) const = default;
+};
+
+QStringList WaveformView::helpLines() {
+    return {QStringLiteral("Ctrl+Click to add a separator"),
+            QStringLiteral("Drag up/down to adjust segment gain"),
+            QStringLiteral("Drag separator to move it"),
+            QStringLiteral("Alt+Click separator to remove it"),
+            QStringLiteral("Shift+Click segment to reset gain"),
+            QStringLiteral("Drag ◣ triangle to adjust fade"),
+            QStringLiteral("Hold Ctrl to magnify")};
+}
+
+WaveformView::WaveformView(QWidget* parent)
+    : QWidget(parent), spinner_(new QTimer(this)), edit_(new EditButton(this)), reset_(new QToolButton(this)),
+      help_(new QFrame(this)) {
+    setMouseTracking(true);
+    setMinimumHeight(150);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    spinner_->setInterval(40);
+    connect(spinner_, &QTimer::timeout, this, [this] {
+        spinnerAngle_ = (spinnerAngle_ + 30) % 360;
+        update();
+    });
+    connect(edit_, &QAbstractButton::clicked, this, &WaveformView::toggleEditMode);
+
+    auto* reset = static_cast<QToolButton*>(reset_);
+    reset->setAutoRaise(true);
+    reset->setFixedSize(20, 20);
+    reset->setIconSize(QSize(11, 11));
+    reset->setIcon(QIcon(Icons::tinted(QStringLiteral("arrow.counterclockwise"), QColor(255, 165, 0), 22)));
+    reset->setToolTip(QStringLiteral("Reset all segment edits"));
+    connect(reset_, &QAbstractButton::clicked, this, [this] {
+        if (file_)
+            file_->segmentEdits().resetAll(); // no undo step on this path
+    });
+
+    // The help shown the first time edit mode is entered.
+    help_->setObjectName(QStringLiteral("editModeHelp"));
+    help_->setFixedWidth(280);
+    help_->setAutoFillBackground(true);
+    help_->setFrameShape(QFrame::StyledPanel);
+    auto* column = new QVBoxLayout(help_);
+    column->setContentsMargins(12, 12, 12, 12);
+    column->setSpacing(8);
+    auto* header = new QHBoxLayout;
+    auto* title = new QLabel(QStringLiteral("Segment Edit Mode"));
+    QFont headline = title->font();
+    headline.setBold(true);
+    title->setFont(headline);
+    auto* close = new QToolButton;
+    close->setAutoRaise(true);
+    close->setIcon(QIcon(Icons::tinted(QStringLiteral("xmark"), palette().color(QPalette::PlaceholderText), 24)));
+    close->setObjectName(QStringLiteral("closeHelp"));
+    connect(close, &QToolButton::clicked, help_, &QWidget::hide);
+    header->addWidget(title);
+    header->addStretch();
+    header->addWidget(close);
+    column->addLayout(header);
+    const QStringList icons = {"plus.circle", "arrow.up.arrow.down", "arrow.left.arrow.right", "minus.circle",
+                               "arrow.counterclockwise", "triangle.bottomhalf.filled", "magnifyingglass"};
+    const QStringList lines = helpLines();
+    const QColor secondary = palette().color(QPalette::PlaceholderText);
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        auto* row = new QHBoxLayout;
+        row->setSpacing(6);
+        auto* glyph = new QLabel;
+        glyph->setPixmap(Icons::tinted(icons[i], secondary, 12));
+        auto* text = new QLabel(lines[i]);
+        QFont f = text->font();
+        f.setPixelSize(12);
+        text->setFont(f);
+        text->setStyleSheet(QStringLiteral("color: %1").arg(secondary.name()));
+        row->addWidget(glyph);
+        row->addWidget(text, 1);
+        column->addLayout(row);
+    }
+    help_->adjustSize();
+    help_->hide();
+    refresh();
+}
+
+WaveformView::~WaveformView() = default;
+
+void WaveformView::setFile(std::shared_ptr<AudioFileItem> file) {
+    disconnect(fileConnection_);
+    file_ = std::move(file);
+    if (file_)
+        fileConnection_ = connect(file_.get(), &AudioFileItem::changed, this, &WaveformView::refresh);
+    refresh();
+}
+
+void WaveformView::setPlayheadTime(double seconds) {
+    if (playheadTime_ == seconds)
+        return;
+    playheadTime_ = seconds;
+    update();
+}
+
+PlotGeometry WaveformView::plotGeometry() const {
+    return PlotGeometry{static_cast<double>(width()), static_cast<double>(height())};
+}
+
+QAbstractButton* WaveformView::editButton() const { return edit_; }
+QAbstractButton* WaveformView::resetButton() const { return reset_; }
+
+bool WaveformView::isEditMode() const { return file_ && file_->isEditMode(); }
+
+const AnalysisResult* WaveformView::analysis() const {
+    return file_ && file_->analysis() ? &*file_->analysis() : nullptr;
+}
+
+void WaveformView::refresh() {
+    const bool loading = file_ && file_->isAnalyzing() && !analysis();
+    if (loading && !spinner_->isActive())
+        spinner_->start();
+    else if (!loading)
+        spinner_->stop();
+    edit_->setVisible(analysis() != nullptr);
+    edit_->setEditMode(isEditMode());
+    reset_->setVisible(analysis() && isEditMode() && file_->segmentEdits().hasEdits());
+    if (!analysis())
+        help_->hide();
+    layoutButtons();
+    update();
+}
+
+void WaveformView::layoutButtons() {
+    const QSize size = edit_->sizeHint();
+    const int x = static_cast<int>(PlotGeometry::marginLeft) + 6;
+    const int bottom = height() - static_cast<int>(PlotGeometry::marginBottom) - 6;
+    edit_->setGeometry(x, bottom - size.height(), size.width(), size.height());
+    reset_->move(x + size.width() + 6, bottom - size.height() + (size.height() - 20) / 2);
+    help_->move(std::max(0, x), std::max(0, bottom - size.height() - help_->height() - 4));
+}
+
+void WaveformView::toggleEditMode() {
+    const bool entering = !isEditMode();
+    if (onToggleEditMode_)
+        onToggleEditMode_();
+    if (entering && !editModeHelpShown_) {
+        editModeHelpShown_ = true;
+        help_->show();
+        help_->raise();
+    }
+    refresh();
+}
+
+void WaveformView::resizeEvent(QResizeEvent*) { layoutButtons(); }
+
+void WaveformView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.fillRect(rect(), WaveformPainter::background);
+    const AnalysisResult* data = analysis();
+    if (!data) {
+        if (file_ && file_->isAnalyzing()) {
+            painter.setRenderHint(QPainter::Antialiasing);
+            const QPointF centre = rect().center();
+            painter.setPen(QPen(Qt::gray, 3, Qt::SolidLine, Qt::RoundCap));
+            painter.drawArc(QRectF(centre.x() - 10, centre.y() - 22, 20, 20), -spinnerAngle_ * 16, 270 * 16);
+            painter.drawText(QRectF(0, centre.y() + 2, width(), 20), Qt::AlignHCenter | Qt::AlignTop,
+                             QStringLiteral("Analyzing..."));
+        }
+        return;
+    }
+    const PlotGeometry g = plotGeometry();
+    const bool editMode = isEditMode();
+    const SegmentEditSnapshot edits = editMode ? file_->segmentEdits().snapshot() : SegmentEditSnapshot{};
+    StaticKey key{data->envelope.bucketCount, data->curveWindowSec, data->windowStart, data->peakLUFS,
+                  data->duration, size(), devicePixelRatioF(), editMode, edits.separators, edits.segmentGains};
+    if (!staticKey_ || !(*staticKey_ == key)) {
+        staticLayer_ = QPixmap(size() * devicePixelRatioF());
+        staticLayer_.setDevicePixelRatio(devicePixelRatioF());
+        staticLayer_.fill(Qt::transparent);
+        QPainter layer(&staticLayer_);
+        WaveformPainter::paintStaticLayer(layer, *data, editMode ? &edits : nullptr, g);
+        staticKey_ = std::make_unique<StaticKey>(std::move(key));
+        ++staticLayerPaints_;
+    }
+    painter.drawPixmap(0, 0, staticLayer_);
+    if (playheadTime_ >= 0 && data->duration > 0)
+        WaveformPainter::paintPlayhead(painter, playheadTime_, data->duration, g);
+    if (hover_ && data->duration > 0)
+        WaveformPainter::paintHover(painter, *data, *hover_, editMode ? &edits : nullptr, g);
+}
+
+void WaveformView::seekTo(double x) {
+    const AnalysisResult* data = analysis();
+    if (isEditMode() || !data || data->duration <= 0 || !onSeek_)
+        return;
+    const PlotGeometry g = plotGeometry();
+    onSeek_(std::clamp(g.timeAtX(x, data->duration), 0.0, data->duration));
+}
+
+void WaveformView::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton)
+        seekTo(event->position().x());
+}
+
+void WaveformView::mouseMoveEvent(QMouseEvent* event) {
+    hover_ = event->position();
+    if (event->buttons() & Qt::LeftButton)
+        seekTo(event->position().x());
+    update();
+}
+
+void WaveformView::leaveEvent(QEvent*) {
+    hover_.reset();
+    update();
+}

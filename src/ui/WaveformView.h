@@ -1,0 +1,81 @@
+#pragma once
+
+// The selected file's waveform: envelope, loudness curve, loudest window,
+// soft passages, playhead and hover read-out, with click-and-drag seeking and
+// the button that switches segment edit mode. The static layer is painted
+// into a cached pixmap and repainted only when what it shows changes; the
+// playhead and the hover read-out are painted over it on every update.
+
+#include "list/AudioFileItem.h"
+#include "ui/PlotGeometry.h"
+
+#include <QPixmap>
+#include <QPointF>
+#include <QWidget>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class QAbstractButton;
+class QFrame;
+class QTimer;
+
+class WaveformView : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit WaveformView(QWidget* parent = nullptr);
+    ~WaveformView() override;
+
+    // The file shown; the view follows its analysis, edit mode and edits.
+    void setFile(std::shared_ptr<AudioFileItem> file);
+    // Negative: no playhead.
+    void setPlayheadTime(double seconds);
+    void setOnToggleEditMode(std::function<void()> callback) { onToggleEditMode_ = std::move(callback); }
+    void setOnSeek(std::function<void(double)> callback) { onSeek_ = std::move(callback); }
+
+    PlotGeometry plotGeometry() const;
+    // How often the static layer has been painted (it is cached between).
+    int staticLayerPaints() const { return staticLayerPaints_; }
+    QAbstractButton* editButton() const;
+    QAbstractButton* resetButton() const;
+    QFrame* helpPopover() const { return help_; }
+    // The edit-mode help, in order, with the keys of this platform.
+    static QStringList helpLines();
+
+    QSize minimumSizeHint() const override { return {300, 150}; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    struct StaticKey;
+
+    void refresh();
+    void layoutButtons();
+    void seekTo(double x);
+    bool isEditMode() const;
+    const AnalysisResult* analysis() const;
+    void toggleEditMode();
+
+    std::shared_ptr<AudioFileItem> file_;
+    QMetaObject::Connection fileConnection_;
+    double playheadTime_ = -1.0;
+    std::optional<QPointF> hover_;
+    std::function<void()> onToggleEditMode_;
+    std::function<void(double)> onSeek_;
+    bool editModeHelpShown_ = false;
+
+    QPixmap staticLayer_;
+    std::unique_ptr<StaticKey> staticKey_;
+    int staticLayerPaints_ = 0;
+    QTimer* spinner_;
+    int spinnerAngle_ = 0;
+    class EditButton* edit_;
+    QAbstractButton* reset_;
+    QFrame* help_;
+};
