@@ -43,8 +43,16 @@ protected:
         QPainterPath path;
         path.addRoundedRect(QRectF(rect()), 4, 4);
         p.fillPath(path, plate);
-        p.drawPixmap(QRect(6, (height() - 15) / 2, 15, 15),
-                     Icons::tinted(on_ ? QStringLiteral("scissors.circle.fill") : QStringLiteral("scissors"), content, 30));
+        const QRect glyph(6, (height() - 15) / 2, 15, 15);
+        if (on_) {
+            // A filled disc with the scissors cut out in the view's background colour.
+            p.setPen(Qt::NoPen);
+            p.setBrush(content);
+            p.drawEllipse(glyph);
+            p.drawPixmap(glyph.adjusted(3, 3, -3, -3), Icons::tinted(QStringLiteral("scissors"), QColor(30, 31, 36), 18));
+        } else {
+            p.drawPixmap(glyph, Icons::tinted(QStringLiteral("scissors"), content, 30));
+        }
         QFont f = font();
         f.setPixelSize(15);
         f.setWeight(QFont::Medium);
