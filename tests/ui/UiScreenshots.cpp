@@ -2,7 +2,10 @@
 // look at: ui_screenshots [OUTPUT_DIR]
 
 #include "UiFixtures.h"
+#include "ui/FileTableView.h"
 #include "ui/WaveformView.h"
+
+#include "list/AppState.h"
 
 #include <QApplication>
 #include <QDir>
@@ -27,6 +30,31 @@ int main(int argc, char** argv) {
     item->setIsEditMode(true);
     view.setOnToggleEditMode([&] { item->setIsEditMode(!item->isEditMode()); });
     view.grab().save(QDir(out).filePath("waveform-edit-mode.png"));
+
+    // The table with a file in every state.
+    AppState state(AppState::AnalysisOptions{[](const QString&) {
+        return AnalysisOutcome{std::nullopt, QStringLiteral("Audio file contains no samples")};
+    }, 1});
+    const auto quiet = analysedItem("Quiet Intro.flac", musicLike(40.0));
+    const auto loud = analysedItem("Loud Master.wav", musicLike(30.0));
+    for (const auto& f : {item, quiet, loud})
+        f->setCorrectionDB(AppState::correctionFor(-16.0, f->analysis()->peakLUFS));
+    loud->setCorrectionDB(6.0);
+    loud->setIsManualOverride(true);
+    const auto pending = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/music/Still Measuring.mp3"));
+    const auto broken = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/music/Broken.m4a"));
+    state.loadFiles({item, quiet, loud, pending, broken});
+    while (pending->isAnalyzing() || broken->isAnalyzing())
+        QCoreApplication::processEvents();
+    pending->setAnalysisError(std::nullopt);
+    pending->setIsAnalyzing(true);
+    FileTableView table(state);
+    table.resize(1100, 200);
+    table.grab().save(QDir(out).filePath("file-table.png"));
+    AppState empty;
+    FileTableView emptyTable(empty);
+    emptyTable.resize(1100, 200);
+    emptyTable.grab().save(QDir(out).filePath("file-table-empty.png"));
 
     std::printf("wrote %s\n", qPrintable(QDir(out).absolutePath()));
     return 0;

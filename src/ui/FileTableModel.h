@@ -1,0 +1,40 @@
+#pragma once
+
+// The working list as table rows: one row per file of AppState, five
+// columns (name, Peak 20s, correction, final loudness, headroom), following
+// the list and each file's changes.
+
+#include "list/AppState.h"
+
+#include <QAbstractTableModel>
+#include <QColor>
+
+class FileTableModel : public QAbstractTableModel {
+    Q_OBJECT
+
+public:
+    enum Column { name, peak, correction, final, headroom, columnCount_ };
+    enum Role { isAnalyzingRole = Qt::UserRole + 1, hasEditsRole, hasSoftPassagesRole };
+
+    static inline const QColor manualColor = QColor(255, 165, 0);
+    static inline const QColor errorColor = QColor(255, 59, 48);
+    static inline const QColor warningColor = QColor(255, 214, 10);
+    static inline const QColor goodColor = QColor(52, 199, 89);
+
+    explicit FileTableModel(AppState& state, QObject* parent = nullptr);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+
+    AudioFileItemPtr file(int row) const;
+    int rowOf(const QUuid& id) const;
+    AppState& state() const { return state_; }
+
+private:
+    void watchFiles();
+
+    AppState& state_;
+    std::vector<QMetaObject::Connection> fileConnections_;
+};

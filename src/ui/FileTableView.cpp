@@ -1,0 +1,213 @@
+#include "ui/FileTableView.h"
+
+#include "ui/CorrectionControl.h"
+#include "ui/FileTableModel.h"
+#include "ui/Icons.h"
+
+#include <QHeaderView>
+#include <QHelpEvent>
+#include <QMenu>
+#include <QPainter>
+#include <QStyledItemDelegate>
+#include <QTimer>
+#include <QToolTip>
+
+namespace {
+
+constexpr int markerSize = 9;
+
+// The name cell: a spinner while analysing, the name (orange when manual),
+// then the scissors and soft-passage markers with their tooltips.
+class FileNameDelegate : public QStyledItemDelegate {
+public:
+    explicit FileNameDelegate(const int& spinnerAngle, QObject* parent)
+        : QStyledItemDelegate(parent), angle_(spinnerAngle) {}
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        QStyleOptionViewItem opt = option;
+        initStyleOption(&opt, index);
+        opt.text.clear();
+        opt.widget->style()->drawControl(QStyle::CE_ItemViewItem, &opt, painter, opt.widget);
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        int x = option.rect.left() + 4;
+        const int midY = option.rect.center().y();
+        if (index.data(FileTableModel::isAnalyzingRole).toBool()) {
+            painter->setPen(QPen(option.palette.color(QPalette::PlaceholderText), 2, Qt::SolidLine, Qt::RoundCap));
+            painter->drawArc(QRectF(x + 1, midY - 6, 12, 12), -angle_ * 16, 270 * 16);
+            x += 14 + 6;
+        }
+        const QString name = index.data(Qt::DisplayRole).toString();
+        const QVariant colour = index.data(Qt::ForegroundRole);
+        painter->setPen(colour.isValid() ? colour.value<QColor>()
+                                         : option.palette.color(option.state & QStyle::State_Selected
+                                                                    ? QPalette::HighlightedText
+                                                                    : QPalette::Text));
+        const QRect textRect(x, option.rect.top(), option.rect.right() - x, option.rect.height());
+        const QString shown = option.fontMetrics.elidedText(name, Qt::ElideMiddle, textRect.width() - 40);
+        painter->drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter, shown);
+        x += option.fontMetrics.horizontalAdvance(shown) + 6;
+        for (const auto& [symbol, colourOf] : markers(index)) {
+            painter->drawPixmap(QRect(x, midY - markerSize / 2, markerSize, markerSize),
+                                Icons::tinted(symbol, colourOf, markerSize * 2));
+            x += markerSize + 6;
+        }
+        painter->restore();
+    }
+
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override {
+        int x = option.rect.left() + 4 + (index.data(FileTableModel::isAnalyzingRole).toBool() ? 20 : 0);
+        const QString shown = option.fontMetrics.elidedText(index.data().toString(), Qt::ElideMiddle,
+                                                            option.rect.right() - x - 40);
+        x += option.fontMetrics.horizontalAdvance(shown) + 6;
+        for (const auto& [symbol, colour] : markers(index)) {
+            (void)colour;
+            if (event->pos().x() >= x - 2 && event->pos().x() < x + markerSize + 2) {
+                QToolTip::showText(event->globalPos(), tooltipOf(symbol), view);
+                return true;
+            }
+            x += markerSize + 6;
+        }
+        return QStyledItemDelegate::helpEvent(event, view, option, index);
+    }
+
+    static QString tooltipOf(const QString& symbol) {
+        return symbol == QLatin1String("scissors") ? QStringLiteral("Has segment edits")
+                                                   : QStringLiteral("Has soft passage (>12 dB below peak)");
+    }
+
+private:
+    static std::vector<std::pair<QString, QColor>> markers(const QModelIndex& index) {
+        std::vector<std::pair<QString, QColor>> out;
+        if (index.data(FileTableModel::hasEditsRole).toBool())
+            out.emplace_back(QStringLiteral("scissors"), QColor(Qt::cyan));
+        if (index.data(FileTableModel::hasSoftPassagesRole).toBool())
+            out.emplace_back(QStringLiteral("speaker.wave.1"), FileTableModel::manualColor);
+        return out;
+    }
+
+    const int& angle_;
+};
+
+int spinnerAngle = 0;
+
+} // namespace
+
+FileTableView::FileTableView(AppState& state, QWidget* parent)
+    : QTableView(parent), state_(state), model_(new FileTableModel(state, this)), spinner_(new QTimer(this)) {
+    setModel(model_);
+    setSelectionMode(SingleSelection);
+    setSelectionBehavior(SelectRows);
+    setEditTriggers(NoEditTriggers);
+    setShowGrid(false);
+    setAlternatingRowColors(true);
+    verticalHeader()->hide();
+    verticalHeader()->setDefaultSectionSize(24);
+    setItemDelegateForColumn(FileTableModel::name, new FileNameDelegate(spinnerAngle, this));
+    QHeaderView* header = horizontalHeader();
+    header->setSectionResizeMode(FileTableModel::name, QHeaderView::Stretch);
+    header->setMinimumSectionSize(80);
+    // The given widths, widened where this font needs more room for the title.
+    const std::pair<int, int> widths[] = {{FileTableModel::peak, 100}, {FileTableModel::correction, 120},
+                                          {FileTableModel::final, 100}, {FileTableModel::headroom, 100}};
+    for (const auto& [column, width] : widths) {
+        const QString title = model_->headerData(column, Qt::Horizontal).toString();
+        setColumnWidth(column, std::max(width, header->fontMetrics().horizontalAdvance(title) + 16));
+    }
+    setMinimumWidth(600 + 100 + 120 + 100 + 100);
+    setContextMenuPolicy(Qt::CustomContextMenu);
+
+    connect(this, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
+        if (QMenu* menu = contextMenuFor(indexAt(pos).row())) {
+            menu->exec(viewport()->mapToGlobal(pos));
+            menu->deleteLater();
+        }
+    });
+    connect(selectionModel(), &QItemSelectionModel::currentRowChanged, this, [this](const QModelIndex& current) {
+        if (syncing_)
+            return;
+        const AudioFileItemPtr file = model_->file(current.row());
+        state_.setSelectedFileID(file ? std::optional(file->id()) : std::nullopt);
+    });
+    connect(&state_, &AppState::selectedFileIDChanged, this, &FileTableView::selectFromState);
+    connect(model_, &QAbstractItemModel::modelReset, this, [this] {
+        rebuildControls();
+        selectFromState();
+    });
+    // The spinners turn while anything is being analysed.
+    spinner_->setInterval(50);
+    connect(spinner_, &QTimer::timeout, this, [this] {
+        spinnerAngle = (spinnerAngle + 30) % 360;
+        bool any = false;
+        for (const AudioFileItemPtr& f : state_.files())
+            any = any || f->isAnalyzing();
+        if (any)
+            viewport()->update();
+        else
+            spinner_->stop();
+    });
+    connect(model_, &QAbstractItemModel::dataChanged, this, [this] {
+        if (!spinner_->isActive())
+            spinner_->start();
+    });
+    rebuildControls();
+    selectFromState();
+}
+
+void FileTableView::rebuildControls() {
+    for (int row = 0; row < model_->rowCount(); ++row) {
+        setIndexWidget(model_->index(row, FileTableModel::correction),
+                       new CorrectionControl(model_->file(row), [this] {
+                           if (onCorrectionChanged_)
+                               onCorrectionChanged_();
+                       }));
+    }
+    if (!spinner_->isActive())
+        spinner_->start();
+}
+
+void FileTableView::selectFromState() {
+    const int row = state_.selectedFileID() ? model_->rowOf(*state_.selectedFileID()) : -1;
+    syncing_ = true;
+    if (row < 0)
+        selectionModel()->clearSelection();
+    else
+        selectionModel()->setCurrentIndex(model_->index(row, 0),
+                                          QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    syncing_ = false;
+}
+
+CorrectionControl* FileTableView::correctionControl(int row) const {
+    return qobject_cast<CorrectionControl*>(indexWidget(model_->index(row, FileTableModel::correction)));
+}
+
+QMenu* FileTableView::contextMenuFor(int row) {
+    const AudioFileItemPtr file = model_->file(row);
+    if (!file || !file->isManualOverride())
+        return nullptr;
+    auto* menu = new QMenu(this);
+    menu->addAction(QStringLiteral("Reset to Auto Correction"), this, [this, file] { state_.resetOverride(*file); });
+    return menu;
+}
+
+void FileTableView::paintEvent(QPaintEvent* event) {
+    QTableView::paintEvent(event);
+    if (model_->rowCount() > 0)
+        return;
+    // The drop hint, centred on the empty table.
+    QPainter painter(viewport());
+    const QColor tertiary = palette().color(QPalette::PlaceholderText).darker(130);
+    const QColor secondary = palette().color(QPalette::PlaceholderText);
+    QFont font = painter.font();
+    font.setPixelSize(13);
+    painter.setFont(font);
+    const QString text = QStringLiteral("Drop audio files here");
+    const int textHeight = painter.fontMetrics().height();
+    const int total = 28 + 8 + textHeight;
+    const QRect area = viewport()->rect();
+    const int top = area.center().y() - total / 2;
+    painter.drawPixmap(QRect(area.center().x() - 14, top, 28, 28), Icons::tinted(QStringLiteral("arrow.down.doc"), tertiary, 56));
+    painter.setPen(secondary);
+    painter.drawText(QRect(area.left(), top + 36, area.width(), textHeight), Qt::AlignHCenter, text);
+}

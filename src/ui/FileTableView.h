@@ -1,0 +1,42 @@
+#pragma once
+
+// The table of files: name with state markers, Peak 20s, the correction
+// control, final loudness and headroom. One file is selected at a time, in
+// step with AppState's selection; the context menu of a manual row resets it
+// to the automatic correction; an empty table invites a drop.
+
+#include "list/AppState.h"
+
+#include <QTableView>
+#include <functional>
+
+class CorrectionControl;
+class FileTableModel;
+class QMenu;
+
+class FileTableView : public QTableView {
+    Q_OBJECT
+
+public:
+    explicit FileTableView(AppState& state, QWidget* parent = nullptr);
+
+    // Called after every correction change made in the table.
+    void setOnCorrectionChanged(std::function<void()> callback) { onCorrectionChanged_ = std::move(callback); }
+    FileTableModel* fileModel() const { return model_; }
+    CorrectionControl* correctionControl(int row) const;
+    // The menu for a right-click on `row`, or null when there is none.
+    QMenu* contextMenuFor(int row);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    void rebuildControls();
+    void selectFromState();
+
+    AppState& state_;
+    FileTableModel* model_;
+    std::function<void()> onCorrectionChanged_;
+    class QTimer* spinner_;
+    bool syncing_ = false;
+};
