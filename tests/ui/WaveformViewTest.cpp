@@ -1,0 +1,190 @@
+#include "UiFixtures.h"
+#include "support/QtPrinters.h"
+#include "ui/WaveformPainter.h"
+#include "ui/WaveformView.h"
+#include "editing/SegmentEditModel.h"
+
+#include <QAbstractButton>
+#include <QFrame>
+#include <QImage>
+#include <QPainter>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+// 100 s, a flat envelope at ±0.2, the loudest window from 20 to 40 s at
+// -14 LUFS, a curve at -20 LUFS with -26 from 50 to 60 s and -26.5 from 72
+// to 78 s (too short to be a soft passage).
+AnalysisResult synthetic() {
+    AnalysisResult r;
+    r.duration = 100.0;
+    r.envelope.bucketCount = 500;
+    r.envelope.minValues.assign(500, 0.2f);
+    r.envelope.maxValues.assign(500, 0.2f);
+    r.windowStart = 20.0;
+    r.windowEnd = 40.0;
+    r.peakLUFS = -14.0;
+    r.curveWindowSec = 3.0;
+    for (int i = 0; i <= 100; ++i) {
+        r.times.push_back(i);
+        r.loudnessCurve.push_back(i >= 50 && i <= 60 ? -26.0 : (i >= 72 && i <= 78 ? -26.5 : -20.0));
+    }
+    return r;
+}
+
+QImage paintStatic(const AnalysisResult& r, QSize size, const SegmentEditSnapshot* edits = nullptr) {
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(WaveformPainter::background);
+    QPainter painter(&image);
+    WaveformPainter::paintStaticLayer(painter, r, edits, PlotGeometry{double(size.width()), double(size.height())});
+    return image;
+}
+
+bool near(QColor a, QColor b, int tolerance = 12) {
+    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance &&
+           std::abs(a.blue() - b.blue()) <= tolerance;
+}
+
+} // namespace
+
+TEST(WaveformPainterTest, StaticLayerPixelsThatMatter) {
+    const AnalysisResult r = synthetic();
+    const QImage image = paintStatic(r, QSize(600, 300));
+    const PlotGeometry g{600, 300};
+    const QColor bg = WaveformPainter::background;
+    // The loudest window is tinted yellow between its edges, not outside them.
+    const int yClear = static_cast<int>(g.yTop() + 40);
+    const QColor inside = image.pixelColor(static_cast<int>(g.xOfTime(30, 100)), yClear);
+    const QColor outside = image.pixelColor(static_cast<int>(g.xOfTime(45, 100)), yClear);
+    EXPECT_TRUE(near(outside, bg, 2)) << outside.name().toStdString();
+    EXPECT_GT(inside.red(), bg.red() + 10);
+    EXPECT_GT(inside.green(), bg.green() + 10);
+    EXPECT_LE(inside.blue(), bg.blue() + 1);
+
+    // The curve: exactly peakLUFS - 12 (-26) is normal, below it soft.
+    const QColor normal = image.pixelColor(static_cast<int>(g.xOfTime(55, 100)), static_cast<int>(g.yOfLUFS(-26.0)));
+    const QColor soft = image.pixelColor(static_cast<int>(g.xOfTime(75, 100)), static_cast<int>(g.yOfLUFS(-26.5)));
+    EXPECT_TRUE(near(normal, WaveformPainter::curveColor, 30)) << normal.name().toStdString();
+    EXPECT_TRUE(near(soft, WaveformPainter::softCurveColor, 30)) << soft.name().toStdString();
+
+    // A flat envelope still shows a half-point stroke in every column.
+    const int envelopeY = static_cast<int>(std::floor(g.yOfSample(0.2)));
+    int tinted = 0;
+    for (int x = 61; x < 61 + 40; ++x)
+        tinted += image.pixelColor(x, envelopeY).blue() > bg.blue() + 8 ? 1 : 0;
+    EXPECT_EQ(tinted, 40);
+
+    // No plot area, nothing drawn.
+    QImage tiny(QSize(60, 40), QImage::Format_ARGB32_Premultiplied);
+    tiny.fill(Qt::transparent);
+    QPainter painter(&tiny);
+    WaveformPainter::paintStaticLayer(painter, r, nullptr, PlotGeometry{60, 40});
+    painter.end();
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 60; ++x)
+            ASSERT_EQ(tiny.pixelColor(x, y).alpha(), 0);
+
+    // The playhead is drawn in its colour at its x.
+    QImage withPlayhead = image;
+    QPainter over(&withPlayhead);
+    WaveformPainter::paintPlayhead(over, 62.5, 100, g);
+    over.end();
+    const QColor head = withPlayhead.pixelColor(static_cast<int>(g.xOfTime(62.5, 100)), static_cast<int>(g.midY() + 30));
+    EXPECT_GT(head.green(), 200);
+    EXPECT_LT(head.red(), 100);
+}
+
+TEST(WaveformPainterTest, TicksHoverTextAndEditModeOffsets) {
+    const std::vector<int> ticks95 = WaveformPainter::timeTicks(95.0);
+    EXPECT_EQ(ticks95, (std::vector<int>{0, 9, 18, 27, 36, 45, 54, 63, 72, 81, 90}));
+    EXPECT_EQ(WaveformPainter::timeTicks(5.0), (std::vector<int>{0, 1, 2, 3, 4, 5}));
+
+    const AnalysisResult r = synthetic();
+    const PlotGeometry g{600, 300};
+    EXPECT_EQ(WaveformPainter::hoverText(r, PlotGeometry::marginLeft, nullptr, g), "0:00.0  -20.0 LUFS");
+    EXPECT_TRUE(WaveformPainter::hoverText(r, PlotGeometry::marginLeft - 1, nullptr, g).isEmpty());
+    EXPECT_TRUE(WaveformPainter::hoverText(r, 600 - 9, nullptr, g).isEmpty());
+    EXPECT_EQ(WaveformPainter::hoverText(r, g.xOfTime(55, 100), nullptr, g), "0:55.0  -26.0 LUFS");
+    SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
+    SegmentEditModel::setSegmentGain(edits, 0, 4.0);
+    EXPECT_EQ(WaveformPainter::hoverText(r, g.xOfTime(55, 100), &edits, g), "0:55.0  -22.0 LUFS");
+}
+
+TEST(WaveformViewTest, SeeksByClickAndDragOutsideEditModeOnly) {
+    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
+    item->setAnalysis(synthetic());
+    WaveformView view;
+    view.resize(600, 300);
+    view.setFile(item);
+    std::vector<double> seeks;
+    view.setOnSeek([&](double t) { seeks.push_back(t); });
+    const PlotGeometry g = view.plotGeometry();
+    QTest::mousePress(&view, Qt::LeftButton, {}, QPoint(static_cast<int>(g.xOfTime(25, 100)), 100));
+    QTest::mouseMove(&view, QPoint(static_cast<int>(g.xOfTime(50, 100)), 120));
+    QTest::mouseMove(&view, QPoint(5, 120)); // left of the plot: clamped to 0
+    QTest::mouseRelease(&view, Qt::LeftButton, {}, QPoint(5, 120));
+    ASSERT_EQ(seeks.size(), 3u);
+    EXPECT_NEAR(seeks[0], 25.0, 0.2);
+    EXPECT_NEAR(seeks[1], 50.0, 0.2);
+    EXPECT_EQ(seeks[2], 0.0);
+
+    item->setIsEditMode(true);
+    QTest::mouseClick(&view, Qt::LeftButton, {}, QPoint(300, 100));
+    EXPECT_EQ(seeks.size(), 3u) << "edit mode: the overlay owns the clicks";
+}
+
+TEST(WaveformViewTest, StaticLayerIsCachedAcrossPlayheadAndHover) {
+    auto item = analysedItem("Song.wav", musicLike(30.0));
+    WaveformView view;
+    view.resize(800, 300);
+    view.setFile(item);
+    view.grab();
+    const int painted = view.staticLayerPaints();
+    EXPECT_EQ(painted, 1);
+    for (int i = 0; i < 20; ++i) {
+        view.setPlayheadTime(i * 0.5);
+        QTest::mouseMove(&view, QPoint(100 + i * 10, 120));
+        view.grab();
+    }
+    EXPECT_EQ(view.staticLayerPaints(), painted);
+    item->setIsEditMode(true);
+    view.grab();
+    item->segmentEdits().addSeparator(10.0);
+    view.grab();
+    EXPECT_EQ(view.staticLayerPaints(), painted + 2) << "edit mode and a new separator repaint it";
+}
+
+TEST(WaveformViewTest, EditButtonResetAndHelpAppearOnce) {
+    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
+    WaveformView view;
+    view.resize(600, 300);
+    view.setFile(item);
+    view.setOnToggleEditMode([&] { item->setIsEditMode(!item->isEditMode()); });
+    view.show();
+    EXPECT_FALSE(view.editButton()->isVisible()) << "no analysis, no buttons";
+    item->setAnalysis(synthetic());
+    EXPECT_TRUE(view.editButton()->isVisible());
+    EXPECT_EQ(view.editButton()->toolTip(), "Enter segment edit mode");
+    EXPECT_FALSE(view.resetButton()->isVisible());
+
+    QTest::mouseClick(view.editButton(), Qt::LeftButton);
+    EXPECT_TRUE(item->isEditMode());
+    EXPECT_EQ(view.editButton()->toolTip(), "Exit segment edit mode");
+    EXPECT_TRUE(view.helpPopover()->isVisible()) << "shown the first time";
+    EXPECT_EQ(WaveformView::helpLines().size(), 7);
+    EXPECT_EQ(WaveformView::helpLines().front(), "Ctrl+Click to add a separator");
+    QTest::mouseClick(view.helpPopover()->findChild<QAbstractButton*>("closeHelp"), Qt::LeftButton);
+    EXPECT_FALSE(view.helpPopover()->isVisible());
+    QTest::mouseClick(view.editButton(), Qt::LeftButton);
+    QTest::mouseClick(view.editButton(), Qt::LeftButton);
+    EXPECT_TRUE(item->isEditMode());
+    EXPECT_FALSE(view.helpPopover()->isVisible()) << "only once";
+
+    item->segmentEdits().addSeparator(30.0);
+    EXPECT_TRUE(view.resetButton()->isVisible());
+    EXPECT_EQ(view.resetButton()->toolTip(), "Reset all segment edits");
+    QTest::mouseClick(view.resetButton(), Qt::LeftButton);
+    EXPECT_FALSE(item->segmentEdits().hasEdits());
+    EXPECT_FALSE(view.resetButton()->isVisible());
+}
