@@ -16,7 +16,7 @@ namespace {
 // 100 s, a flat envelope at ±0.2, the loudest window from 20 to 40 s at
 // -14 LUFS, a curve at -20 LUFS with -26 from 50 to 60 s and -26.5 from 72
 // to 78 s (too short to be a soft passage).
-AnalysisResult synthetic() {
+AnalysisResult synthetic(int pointsPerSecond = 1) {
     AnalysisResult r;
     r.duration = 100.0;
     r.envelope.bucketCount = 500;
@@ -26,7 +26,8 @@ AnalysisResult synthetic() {
     r.windowEnd = 40.0;
     r.peakLUFS = -14.0;
     r.curveWindowSec = 3.0;
-    for (int i = 0; i <= 100; ++i) {
+    for (int k = 0; k <= 100 * pointsPerSecond; ++k) {
+        const double i = static_cast<double>(k) / pointsPerSecond;
         r.times.push_back(i);
         r.loudnessCurve.push_back(i >= 50 && i <= 60 ? -26.0 : (i >= 72 && i <= 78 ? -26.5 : -20.0));
     }
@@ -62,11 +63,14 @@ TEST(WaveformPainterTest, StaticLayerPixelsThatMatter) {
     EXPECT_GT(inside.green(), bg.green() + 10);
     EXPECT_LE(inside.blue(), bg.blue() + 1);
 
-    // The curve: exactly peakLUFS - 12 (-26) is normal, below it soft.
-    const QColor normal = image.pixelColor(static_cast<int>(g.xOfTime(55, 100)), static_cast<int>(g.yOfLUFS(-26.0)));
-    const QColor soft = image.pixelColor(static_cast<int>(g.xOfTime(75, 100)), static_cast<int>(g.yOfLUFS(-26.5)));
-    EXPECT_TRUE(near(normal, WaveformPainter::curveColor, 30)) << normal.name().toStdString();
-    EXPECT_TRUE(near(soft, WaveformPainter::softCurveColor, 30)) << soft.name().toStdString();
+    // The curve: exactly peakLUFS - 12 (-26) is normal, below it soft; the
+    // same whether it is stroked (sparse) or written as pixel runs (dense).
+    for (const QImage& picture : {image, paintStatic(synthetic(10), QSize(600, 300))}) {
+        const QColor normal = picture.pixelColor(static_cast<int>(g.xOfTime(55, 100)), static_cast<int>(g.yOfLUFS(-26.0)));
+        const QColor soft = picture.pixelColor(static_cast<int>(g.xOfTime(75, 100)), static_cast<int>(g.yOfLUFS(-26.5)));
+        EXPECT_TRUE(near(normal, WaveformPainter::curveColor, 30)) << normal.name().toStdString();
+        EXPECT_TRUE(near(soft, WaveformPainter::softCurveColor, 30)) << soft.name().toStdString();
+    }
 
     // A flat envelope still shows a half-point stroke in every column.
     const int envelopeY = static_cast<int>(std::floor(g.yOfSample(0.2)));

@@ -1,0 +1,148 @@
+#include "UiFixtures.h"
+#include "support/QtPrinters.h"
+#include "ui/CorrectionControl.h"
+#include "ui/FileTableModel.h"
+#include "ui/FileTableView.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QTest>
+#include <QToolButton>
+#include <gtest/gtest.h>
+
+namespace {
+
+AudioFileItemPtr measured(const QString& name, double peakLUFS, double peakDBFS, double correction) {
+    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/" + name));
+    AnalysisResult r;
+    r.peakLUFS = peakLUFS;
+    r.peakDBFS = peakDBFS;
+    r.duration = 30;
+    item->setAnalysis(r);
+    item->setCorrectionDB(correction);
+    return item;
+}
+
+// A state whose analyses never finish on their own, so rows keep the states set here.
+struct Table {
+    AppState state{AppState::AnalysisOptions{[](const QString&) { return AnalysisOutcome{std::nullopt, "no"}; }, 1}};
+    FileTableView view{state};
+    FileTableModel& model() { return *view.fileModel(); }
+    QString text(int row, int column) { return model().data(model().index(row, column)).toString(); }
+    QColor colour(int row, int column) {
+        return model().data(model().index(row, column), Qt::ForegroundRole).value<QColor>();
+    }
+};
+
+} // namespace
+
+TEST(FileTableViewTest, CellsShowTheFiguresInTheirColours) {
+    Table t;
+    const auto slight = measured("slight.wav", -17.0, -1.0, 1.05); // headroom -0.05
+    const auto clipping = measured("clip.wav", -17.0, -1.0, 1.2);  // -0.2
+    const auto exact = measured("exact.wav", -17.0, -2.0, 1.0);    // 1.0
+    const auto pending = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/pending.wav"));
+    const auto broken = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/broken.m4a"));
+    t.state.loadFiles({slight, clipping, exact, pending, broken});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !broken->isAnalyzing(); }));
+    pending->setAnalysisError(std::nullopt);
+    pending->setIsAnalyzing(true);
+    broken->setAnalysisError(QStringLiteral("Audio file contains no samples"));
+
+    EXPECT_EQ(t.model().columnCount(), 5);
+    EXPECT_EQ(t.model().headerData(1, Qt::Horizontal).toString(), "Peak 20s (LUFS)");
+    EXPECT_EQ(t.text(0, FileTableModel::name), "slight.wav");
+    EXPECT_EQ(t.text(0, FileTableModel::peak), "-17.0");
+    EXPECT_EQ(t.text(0, FileTableModel::final), "-15.9"); // -17 + 1.05
+    EXPECT_EQ(t.text(0, FileTableModel::headroom), QString::asprintf("%.1f dB", -0.05));
+    EXPECT_EQ(t.colour(0, FileTableModel::headroom), FileTableModel::warningColor);
+    EXPECT_EQ(t.text(1, FileTableModel::headroom), "CLIP +0.2 dB");
+    EXPECT_EQ(t.colour(1, FileTableModel::headroom), FileTableModel::errorColor);
+    EXPECT_EQ(t.text(2, FileTableModel::headroom), "1.0 dB");
+    EXPECT_EQ(t.colour(2, FileTableModel::headroom), FileTableModel::goodColor);
+    EXPECT_EQ(t.text(3, FileTableModel::peak), "...");
+    EXPECT_TRUE(t.model().data(t.model().index(3, 0), FileTableModel::isAnalyzingRole).toBool());
+    EXPECT_TRUE(t.text(3, FileTableModel::final).isEmpty());
+    EXPECT_TRUE(t.text(3, FileTableModel::headroom).isEmpty());
+    EXPECT_EQ(t.text(4, FileTableModel::peak), "ERR");
+    EXPECT_EQ(t.colour(4, FileTableModel::peak), FileTableModel::errorColor);
+    EXPECT_NE(t.view.correctionControl(4), nullptr) << "a failed file stays editable";
+
+    // Markers and the manual colour follow the file.
+    EXPECT_FALSE(t.model().data(t.model().index(0, 0), FileTableModel::hasEditsRole).toBool());
+    slight->segmentEdits().setSegmentGain(0, -1.0);
+    EXPECT_TRUE(t.model().data(t.model().index(0, 0), FileTableModel::hasEditsRole).toBool());
+    EXPECT_FALSE(t.model().data(t.model().index(0, 0), Qt::ForegroundRole).isValid());
+    slight->setIsManualOverride(true);
+    EXPECT_EQ(t.colour(0, FileTableModel::name), FileTableModel::manualColor);
+}
+
+TEST(FileTableViewTest, CorrectionDragStepperAndResetMenu) {
+    EXPECT_DOUBLE_EQ(CorrectionControl::afterDrag(1.0, -25.0), 3.5);
+    EXPECT_DOUBLE_EQ(CorrectionControl::afterDrag(0.0, 400.0), -30.0);
+    EXPECT_DOUBLE_EQ(CorrectionControl::afterDrag(0.0, 0.5), -0.1) << "-0.05 rounds away from zero";
+
+    Table t;
+    const auto file = measured("a.wav", -20.0, -6.0, 1.0);
+    t.state.loadFiles({file});
+    int changes = 0;
+    t.view.setOnCorrectionChanged([&] { ++changes; });
+    t.view.resize(1100, 200);
+    t.view.show();
+    EXPECT_EQ(t.view.contextMenuFor(0), nullptr) << "automatic: no menu";
+
+    CorrectionControl* control = t.view.correctionControl(0);
+    ASSERT_NE(control, nullptr);
+    QWidget* value = control->valueLabel();
+    EXPECT_EQ(value->toolTip(), "Drag up/down to adjust");
+    EXPECT_EQ(value->cursor().shape(), Qt::SizeVerCursor);
+    QTest::mousePress(value, Qt::LeftButton, {}, QPoint(20, 10));
+    QTest::mouseMove(value, QPoint(20, 9)); // under the 2-point threshold
+    EXPECT_EQ(file->correctionDB(), 1.0);
+    QTest::mouseMove(value, QPoint(20, -15)); // 25 points up
+    EXPECT_TRUE(control->isDragging());
+    EXPECT_DOUBLE_EQ(file->correctionDB(), 3.5);
+    EXPECT_TRUE(file->isManualOverride());
+    QTest::mouseRelease(value, Qt::LeftButton, {}, QPoint(20, -15));
+    EXPECT_FALSE(control->isDragging());
+    EXPECT_GE(changes, 1);
+
+    file->setCorrectionDB(29.8);
+    QTest::mouseClick(control->stepUp(), Qt::LeftButton);
+    EXPECT_DOUBLE_EQ(file->correctionDB(), 30.0) << "the stepper stops at +30";
+    QTest::mouseClick(control->stepDown(), Qt::LeftButton);
+    EXPECT_DOUBLE_EQ(file->correctionDB(), 29.5);
+
+    QMenu* menu = t.view.contextMenuFor(0);
+    ASSERT_NE(menu, nullptr);
+    ASSERT_EQ(menu->actions().size(), 1);
+    EXPECT_EQ(menu->actions()[0]->text(), "Reset to Auto Correction");
+    menu->actions()[0]->trigger();
+    EXPECT_FALSE(file->isManualOverride());
+    EXPECT_DOUBLE_EQ(file->correctionDB(), 4.0); // -16 - (-20)
+    EXPECT_FALSE(t.model().data(t.model().index(0, 0), Qt::ForegroundRole).isValid());
+    EXPECT_EQ(t.view.contextMenuFor(-1), nullptr) << "empty space: no menu";
+}
+
+TEST(FileTableViewTest, SelectionFollowsTheStateBothWaysAndTheDropHintGoes) {
+    Table t;
+    t.view.resize(1100, 300);
+    const QImage empty = t.view.viewport()->grab().toImage();
+    const QPoint centre = t.view.viewport()->rect().center();
+    int hint = 0;
+    for (int y = centre.y() - 30; y < centre.y() + 30; ++y)
+        for (int x = centre.x() - 80; x < centre.x() + 80; ++x)
+            hint += empty.pixelColor(x, y) != empty.pixelColor(5, 5) ? 1 : 0;
+    EXPECT_GT(hint, 50) << "the drop hint is drawn in the middle";
+
+    const auto a = measured("a.wav", -20, -6, 0), b = measured("b.wav", -20, -6, 0);
+    t.state.loadFiles({a, b});
+    EXPECT_EQ(t.view.currentIndex().row(), 0);
+    const QImage filled = t.view.viewport()->grab().toImage();
+    EXPECT_EQ(filled.pixelColor(centre), filled.pixelColor(centre.x(), centre.y() + 60)) << "no hint any more";
+
+    t.state.setSelectedFileID(b->id());
+    EXPECT_EQ(t.view.currentIndex().row(), 1);
+    t.view.selectRow(0);
+    EXPECT_EQ(t.state.selectedFileID(), a->id());
+}
