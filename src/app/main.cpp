@@ -1,15 +1,22 @@
 #include "AnalyzeCommand.h"
 #include "ExportCommand.h"
 #include "Version.h"
+#include "list/AppState.h"
+#include "ui/Icons.h"
+#include "ui/MainWindow.h"
 
+#include <QApplication>
 #include <QCoreApplication>
+#include <QFileInfo>
+#include <QUrl>
 #include <QTextStream>
 #include <cstdio>
 
 namespace {
 
 QString usage() {
-    return QStringLiteral("Usage: sonivel COMMAND [OPTIONS] [FILE...]\n"
+    return QStringLiteral("Usage: sonivel [FILE...]            open the window (with these files)\n"
+                          "       sonivel COMMAND [OPTIONS] [FILE...]\n"
                           "\n"
                           "Evens out the loudness of a batch of audio files.\n"
                           "\n"
@@ -22,9 +29,44 @@ QString usage() {
                           "  -v, --version  show the version\n");
 }
 
+bool isCommand(const QString& arg) {
+    return arg == QLatin1String("analyze") || arg == QLatin1String("export") || arg == QLatin1String("help") ||
+           arg.startsWith(QLatin1Char('-'));
+}
+
+// The window, with any files given on the command line added.
+int runWindow(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Sonivel"));
+    QApplication::setOrganizationName(QStringLiteral("Sonivel"));
+    QApplication::setApplicationVersion(QStringLiteral(SONIVEL_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("sonivel"));
+    app.setProperty("buildNumber", QStringLiteral(SONIVEL_BUILD_NUMBER));
+    QApplication::setWindowIcon(Icons::icon(QStringLiteral("sonivel")));
+    AppState state;
+    MainWindow window(state);
+    window.show();
+    MainWindow::markFirstLaunch(state);
+    QList<QUrl> files;
+    for (const QString& arg : QApplication::arguments().mid(1))
+        files << QUrl::fromLocalFile(QFileInfo(arg).absoluteFilePath());
+    if (!files.isEmpty())
+        state.addFiles(files);
+    return app.exec();
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
+    // Files (or nothing) open the window; commands and options run here.
+    bool window = true;
+    for (int i = 1; i < argc; ++i) {
+        const QString arg = QString::fromLocal8Bit(argv[i]);
+        if (isCommand(arg) || !QFileInfo::exists(arg))
+            window = false;
+    }
+    if (window)
+        return runWindow(argc, argv);
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Sonivel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(SONIVEL_VERSION));

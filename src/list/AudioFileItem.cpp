@@ -24,6 +24,16 @@ void AudioFileItem::setAnalysis(std::optional<AnalysisResult> analysis) {
     emit changed();
 }
 
+void AudioFileItem::replaceCurve(std::vector<double> times, std::vector<double> values, double windowSec) {
+    if (!analysis_)
+        return;
+    analysis_->times = std::move(times);
+    analysis_->loudnessCurve = std::move(values);
+    analysis_->curveWindowSec = windowSec;
+    emit analysisChanged();
+    emit changed();
+}
+
 void AudioFileItem::setIsAnalyzing(bool analyzing) {
     publish(isAnalyzing_, analyzing, &AudioFileItem::isAnalyzingChanged);
 }

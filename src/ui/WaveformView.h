@@ -6,6 +6,7 @@
 // into a cached pixmap and repainted only when what it shows changes; the
 // playhead and the hover read-out are painted over it on every update.
 
+#include "editing/SegmentEditAction.h"
 #include "list/AudioFileItem.h"
 #include "ui/PlotGeometry.h"
 
@@ -33,6 +34,11 @@ public:
     void setPlayheadTime(double seconds);
     void setOnToggleEditMode(std::function<void()> callback) { onToggleEditMode_ = std::move(callback); }
     void setOnSeek(std::function<void(double)> callback) { onSeek_ = std::move(callback); }
+    // For the segment edit overlay laid over the plot in edit mode.
+    void setOnSegmentEditAction(std::function<void(const SegmentEditAction&)> callback) {
+        onSegmentEditAction_ = std::move(callback);
+    }
+    const std::function<void(const SegmentEditAction&)>& onSegmentEditAction() const { return onSegmentEditAction_; }
 
     PlotGeometry plotGeometry() const;
     // How often the static layer has been painted (it is cached between).
@@ -68,6 +74,7 @@ private:
     std::optional<QPointF> hover_;
     std::function<void()> onToggleEditMode_;
     std::function<void(double)> onSeek_;
+    std::function<void(const SegmentEditAction&)> onSegmentEditAction_;
     bool editModeHelpShown_ = false;
 
     QPixmap staticLayer_;

@@ -1,0 +1,245 @@
+#include "ui/ContentView.h"
+
+#include "analysis/LoudnessAnalyzer.h"
+#include "playback/DefaultOutput.h"
+#include "ui/ExportControlsView.h"
+#include "ui/FileTableView.h"
+#include "ui/PlaybackControlsView.h"
+#include "ui/WaveformPainter.h"
+#include "ui/WaveformView.h"
+
+#include <QDoubleSpinBox>
+#include <QDragEnterEvent>
+#include <QFontDatabase>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QShortcut>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QStyle>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace {
+
+QFrame* divider() {
+    auto* line = new QFrame;
+    line->setFrameShape(QFrame::HLine);
+    line->setFrameShadow(QFrame::Sunken);
+    return line;
+}
+
+} // namespace
+
+QString ContentView::editModeHelpLine() {
+    return QStringLiteral("Ctrl+Click: add separator  ·  Drag ↕: adjust gain  ·  Drag separator ↔: move  ·  "
+                          "Alt+Click: remove separator  ·  Shift+Click: reset gain  ·  Drag ◣: adjust fade ·  "
+                          "Hold Ctrl : magnifier");
+}
+
+ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std::unique_ptr<AudioOutput> output,
+                         QWidget* parent)
+    : QWidget(parent), state_(state), dialogs_(std::move(dialogs)),
+      engine_(std::make_unique<AudioPlaybackEngine>(output ? std::move(output) : makeDefaultAudioOutput())) {
+    controller_ = std::make_unique<PlaybackController>(state_, *engine_,
+                                                       [this](double w) { recomputeSelectedCurve(w); });
+    history_ = std::make_unique<EditHistory>(state_, *engine_, undo);
+    setAcceptDrops(true);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+
+    // Toolbar.
+    auto* toolbar = new QHBoxLayout;
+    toolbar->setContentsMargins(12, 8, 12, 8);
+    toolbar->setSpacing(12);
+    add_ = new QPushButton(QStringLiteral("Add Files"));
+    add_->setIcon(QIcon::fromTheme(QStringLiteral("list-add")));
+    remove_ = new QPushButton(QStringLiteral("Remove"));
+    remove_->setIcon(QIcon::fromTheme(QStringLiteral("list-remove")));
+    target_ = new QDoubleSpinBox;
+    target_->setDecimals(1);
+    target_->setRange(-40.0, -3.0); // typed values are clamped into range
+    target_->setSingleStep(0.5);
+    target_->setCorrectionMode(QAbstractSpinBox::CorrectToNearestValue);
+    target_->setKeyboardTracking(false);
+    target_->setFixedWidth(80);
+    target_->setValue(state_.targetLUFS());
+    toolbar->addWidget(add_);
+    toolbar->addWidget(remove_);
+    toolbar->addStretch();
+    toolbar->addWidget(new QLabel(QStringLiteral("Target LUFS:")));
+    toolbar->addWidget(target_);
+    column->addLayout(toolbar);
+    column->addWidget(divider());
+
+    // Table over waveform.
+    auto* split = new QSplitter(Qt::Vertical);
+    table_ = new FileTableView(state_);
+    table_->setMinimumHeight(150);
+    table_->setOnCorrectionChanged([this] { controller_->updateLiveGain(); });
+    waveformArea_ = new QStackedWidget;
+    waveformArea_->setMinimumHeight(120);
+    noSelection_ = new QLabel(QStringLiteral("Select a file to view waveform"));
+    noSelection_->setAlignment(Qt::AlignCenter);
+    noSelection_->setAutoFillBackground(true);
+    QPalette dark = noSelection_->palette();
+    dark.setColor(QPalette::Window, WaveformPainter::background);
+    dark.setColor(QPalette::WindowText, QColor(150, 150, 155));
+    noSelection_->setPalette(dark);
+    waveform_ = new WaveformView;
+    waveform_->setOnSeek([this](double t) { engine_->seek(t); });
+    waveform_->setOnSegmentEditAction([this](const SegmentEditAction& action) {
+        history_->handleSegmentEditAction(action, state_.selectedFile());
+    });
+    waveform_->setOnToggleEditMode([this] {
+        if (const AudioFileItemPtr file = state_.selectedFile()) {
+            file->setIsEditMode(!file->isEditMode());
+            refreshStatus();
+        }
+    });
+    waveformArea_->addWidget(noSelection_);
+    waveformArea_->addWidget(waveform_);
+    split->addWidget(table_);
+    split->addWidget(waveformArea_);
+    split->setStretchFactor(0, 1);
+    split->setStretchFactor(1, 2);
+    split->setChildrenCollapsible(false);
+    column->addWidget(split, 1);
+    column->addWidget(divider());
+
+    transport_ = new PlaybackControlsView(state_, *engine_, *controller_);
+    column->addWidget(transport_);
+    column->addWidget(divider());
+    exportControls_ = new ExportControlsView(state_, dialogs_);
+    column->addWidget(exportControls_);
+
+    // Progress strip, only while exporting.
+    progress_ = new QFrame;
+    progress_->setAutoFillBackground(true);
+    progress_->setStyleSheet(QStringLiteral("QFrame { background: rgba(52, 199, 89, 20); }"));
+    auto* strip = new QVBoxLayout(progress_);
+    strip->setContentsMargins(12, 8, 12, 8);
+    strip->setSpacing(4);
+    auto* stripRow = new QHBoxLayout;
+    progressText_ = new QLabel;
+    progressPercent_ = new QLabel;
+    progressPercent_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    stripRow->addWidget(progressText_);
+    stripRow->addStretch();
+    stripRow->addWidget(progressPercent_);
+    strip->addLayout(stripRow);
+    progressBar_ = new QProgressBar;
+    progressBar_->setRange(0, 1000);
+    progressBar_->setTextVisible(false);
+    progressBar_->setStyleSheet(QStringLiteral("QProgressBar::chunk { background: #34c759; }"));
+    strip->addWidget(progressBar_);
+    column->addWidget(progress_);
+
+    // Status line.
+    status_ = new QLabel;
+    QFont caption = status_->font();
+    caption.setPixelSize(11);
+    status_->setFont(caption);
+    status_->setContentsMargins(12, 4, 12, 4);
+    column->addWidget(status_);
+
+    connect(add_, &QPushButton::clicked, this, &ContentView::addFiles);
+    connect(remove_, &QPushButton::clicked, this, [this] { history_->removeSelected(); });
+    for (const QKeySequence& keys : {QKeySequence(Qt::CTRL | Qt::Key_Backspace), QKeySequence(Qt::CTRL | Qt::Key_Delete)}) {
+        auto* shortcut = new QShortcut(keys, this);
+        shortcut->setContext(Qt::WindowShortcut);
+        connect(shortcut, &QShortcut::activated, this, [this] { history_->removeSelected(); });
+    }
+    connect(target_, &QDoubleSpinBox::valueChanged, this, [this](double v) {
+        state_.setTargetLUFS(std::clamp(v, -40.0, -3.0));
+    });
+    connect(&state_, &AppState::targetLUFSChanged, this, [this] {
+        target_->setValue(state_.targetLUFS());
+        state_.recalcCorrections();
+        controller_->updateLiveGain();
+    });
+    connect(&state_, &AppState::selectedFileIDChanged, this, &ContentView::onSelectionChanged);
+    connect(&state_, &AppState::curveWindowSecChanged, this, [this] { recomputeSelectedCurve(state_.curveWindowSec()); });
+    connect(&state_, &AppState::statusMessageChanged, this, &ContentView::refreshStatus);
+    connect(&state_, &AppState::isExportingChanged, this, &ContentView::refreshProgress);
+    connect(&state_, &AppState::exportProgressChanged, this, &ContentView::refreshProgress);
+    connect(&state_, &AppState::filesChanged, this, &ContentView::refreshToolbar);
+    connect(engine_.get(), &AudioPlaybackEngine::currentTimeChanged, this,
+            [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
+    connect(engine_.get(), &AudioPlaybackEngine::isPlayingChanged, this,
+            [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
+    onSelectionChanged();
+    refreshProgress();
+}
+
+void ContentView::addFiles() {
+    const QList<QUrl> urls = dialogs_.chooseAudioFiles(this);
+    if (!urls.isEmpty())
+        state_.addFiles(urls);
+}
+
+void ContentView::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls())
+        event->acceptProposedAction();
+}
+
+void ContentView::dropEvent(QDropEvent* event) {
+    QList<QUrl> urls;
+    for (const QUrl& url : event->mimeData()->urls()) {
+        if (url.isLocalFile())
+            urls << url;
+    }
+    state_.addFiles(urls);
+    event->acceptProposedAction();
+}
+
+void ContentView::onSelectionChanged() {
+    const AudioFileItemPtr file = state_.selectedFile();
+    waveform_->setFile(file);
+    waveformArea_->setCurrentWidget(file ? static_cast<QWidget*>(waveform_) : noSelection_);
+    if (file) {
+        connect(file.get(), &AudioFileItem::isEditModeChanged, this, &ContentView::refreshStatus, Qt::UniqueConnection);
+    }
+    controller_->onSelectionChanged();
+    waveform_->setPlayheadTime(controller_->displayPlayheadTime());
+    refreshToolbar();
+    refreshStatus();
+}
+
+void ContentView::refreshToolbar() { remove_->setEnabled(state_.selectedFileID().has_value()); }
+
+void ContentView::refreshStatus() {
+    const AudioFileItemPtr file = state_.selectedFile();
+    if (file && file->isEditMode()) {
+        status_->setText(editModeHelpLine());
+        status_->setStyleSheet(QStringLiteral("color: rgba(0, 0, 0, 178)"));
+    } else {
+        status_->setText(state_.statusMessage());
+        status_->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
+    }
+}
+
+void ContentView::refreshProgress() {
+    progress_->setVisible(state_.isExporting());
+    const ExportProgress p = state_.exportProgress();
+    const double fraction = p.total < 1 ? 0.0 : static_cast<double>(p.current) / static_cast<double>(p.total);
+    progressText_->setText(QString::asprintf("Exporting %lld / %lld files...", static_cast<long long>(p.current),
+                                             static_cast<long long>(p.total)));
+    progressPercent_->setText(QStringLiteral("%1%").arg(static_cast<int>(fraction * 100)));
+    progressBar_->setValue(static_cast<int>(fraction * 1000));
+}
+
+void ContentView::recomputeSelectedCurve(double windowSec) {
+    const AudioFileItemPtr file = state_.selectedFile();
+    if (!file || !file->analysis() || file->analysis()->curveWindowSec == windowSec)
+        return;
+    const AnalysisResult& a = *file->analysis();
+    LoudnessAnalyzer::LoudnessCurve curve =
+        LoudnessAnalyzer::computeLoudnessCurve(a.cumsum, a.sampleRate, a.totalSamples, windowSec);
+    file->replaceCurve(std::move(curve.times), std::move(curve.values), windowSec);
+}

@@ -1,0 +1,88 @@
+#pragma once
+
+// The main window's content, top to bottom: toolbar (Add Files, Remove,
+// Target LUFS), file table over waveform, transport bar, export controls,
+// the progress strip while exporting, and the status line. It takes dropped
+// files, removes the selected one with Ctrl+Backspace or Ctrl+Delete, and
+// keeps selection, target and curve window in step with playback.
+
+#include "list/AppState.h"
+#include "playback/AudioPlaybackEngine.h"
+#include "playback/PlaybackController.h"
+#include "ui/Dialogs.h"
+#include "ui/EditHistory.h"
+
+#include <QWidget>
+#include <memory>
+
+class QDoubleSpinBox;
+class QFrame;
+class QLabel;
+class QProgressBar;
+class QPushButton;
+class QStackedWidget;
+class QUndoStack;
+class ExportControlsView;
+class FileTableView;
+class PlaybackControlsView;
+class WaveformView;
+
+class ContentView : public QWidget {
+    Q_OBJECT
+
+public:
+    // `output`: where playback sounds (null: the default output).
+    ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs,
+                std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
+
+    static QString editModeHelpLine();
+
+    AudioPlaybackEngine& engine() { return *engine_; }
+    PlaybackController& playback() { return *controller_; }
+    EditHistory& history() { return *history_; }
+    FileTableView* table() const { return table_; }
+    WaveformView* waveform() const { return waveform_; }
+    PlaybackControlsView* transport() const { return transport_; }
+    ExportControlsView* exportControls() const { return exportControls_; }
+    QDoubleSpinBox* targetField() const { return target_; }
+    QPushButton* addButton() const { return add_; }
+    QPushButton* removeButton() const { return remove_; }
+    QLabel* statusLine() const { return status_; }
+    QFrame* progressStrip() const { return progress_; }
+    QLabel* progressText() const { return progressText_; }
+    QLabel* progressPercent() const { return progressPercent_; }
+    QLabel* emptyWaveformText() const { return noSelection_; }
+
+    void addFiles();
+    void recomputeSelectedCurve(double windowSec);
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    void onSelectionChanged();
+    void refreshStatus();
+    void refreshProgress();
+    void refreshToolbar();
+
+    AppState& state_;
+    Dialogs dialogs_;
+    std::unique_ptr<AudioPlaybackEngine> engine_;
+    std::unique_ptr<PlaybackController> controller_;
+    std::unique_ptr<EditHistory> history_;
+    QPushButton* add_;
+    QPushButton* remove_;
+    QDoubleSpinBox* target_;
+    FileTableView* table_;
+    QStackedWidget* waveformArea_;
+    QLabel* noSelection_;
+    WaveformView* waveform_;
+    PlaybackControlsView* transport_;
+    ExportControlsView* exportControls_;
+    QFrame* progress_;
+    QLabel* progressText_;
+    QLabel* progressPercent_;
+    QProgressBar* progressBar_;
+    QLabel* status_;
+};

@@ -1,0 +1,28 @@
+#pragma once
+
+// The questions the window asks the user through dialogs, as replaceable
+// functions, so tests can answer them. The defaults show the real dialogs.
+
+#include "list/AppState.h"
+
+#include <QList>
+#include <QString>
+#include <QUrl>
+#include <functional>
+#include <optional>
+
+class QWidget;
+
+struct Dialogs {
+    // Audio files to add; empty when cancelled.
+    std::function<QList<QUrl>(QWidget* parent)> chooseAudioFiles;
+    // The folder that receives "normalized"; empty when cancelled.
+    std::function<QString(QWidget* parent)> chooseExportFolder;
+    std::function<QString(QWidget* parent)> chooseSettingsToSave;
+    std::function<QString(QWidget* parent)> chooseSettingsToLoad;
+    // The clipping dialog over the state's clipping files: use the limiter
+    // (true), export anyway (false), or cancel (none).
+    std::function<std::optional<bool>(QWidget* parent, const AppState& state)> askAboutClipping;
+
+    static Dialogs standard();
+};

@@ -1,0 +1,134 @@
+#include "ui/EditHistory.h"
+
+namespace {
+
+// The change is made before the step is pushed; the stack's first redo()
+// (made by push) therefore does nothing.
+class AppliedCommand : public QUndoCommand {
+public:
+    using QUndoCommand::QUndoCommand;
+
+protected:
+    bool firstRedo() { return std::exchange(first_, false); }
+
+private:
+    bool first_ = true;
+};
+
+class RemoveFileCommand : public AppliedCommand {
+public:
+    RemoveFileCommand(AppState& state, RemovedFile removed)
+        : state_(state), removed_(std::move(removed)) {
+        setText(QStringLiteral("Remove Song"));
+    }
+    void undo() override { state_.restoreRemovedFile(removed_); }
+    void redo() override {
+        if (firstRedo())
+            return;
+        if (auto again = state_.redoRemovedFile(removed_))
+            removed_ = std::move(*again);
+    }
+
+private:
+    AppState& state_;
+    RemovedFile removed_;
+};
+
+class SegmentEditCommand : public AppliedCommand {
+public:
+    SegmentEditCommand(const QString& name, AppState& state, AudioFileItemPtr file, SegmentEditSnapshot restore,
+                       SegmentEditSnapshot redo)
+        : state_(state), file_(std::move(file)), restore_(std::move(restore)), redo_(std::move(redo)) {
+        setText(name);
+    }
+    void undo() override { apply(restore_); }
+    void redo() override {
+        if (!firstRedo())
+            apply(redo_);
+    }
+
+private:
+    void apply(const SegmentEditSnapshot& snapshot) {
+        state_.setSelectedFileID(file_->id()); // show the waveform being changed
+        file_->segmentEdits().restore(snapshot);
+    }
+
+    AppState& state_;
+    AudioFileItemPtr file_; // kept alive as long as the step
+    SegmentEditSnapshot restore_;
+    SegmentEditSnapshot redo_;
+};
+
+} // namespace
+
+EditHistory::EditHistory(AppState& state, AudioPlaybackEngine& engine, QUndoStack* undo)
+    : state_(state), engine_(engine), undo_(undo) {}
+
+bool EditHistory::removeSelected() {
+    std::optional<RemovedFile> removed = state_.removeSelected();
+    if (removed)
+        registerUndoForFileRemoval(*removed);
+    return removed.has_value();
+}
+
+void EditHistory::registerUndoForFileRemoval(const RemovedFile& removed) {
+    if (undo_)
+        undo_->push(new RemoveFileCommand(state_, removed));
+}
+
+void EditHistory::registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file,
+                                          const SegmentEditSnapshot& restore, const SegmentEditSnapshot& redo) {
+    if (undo_)
+        undo_->push(new SegmentEditCommand(name, state_, file, restore, redo));
+}
+
+void EditHistory::performSegmentEdit(const QString& name, const AudioFileItemPtr& file,
+                                     const std::function<void(SegmentEditState&)>& block) {
+    const SegmentEditSnapshot before = file->segmentEdits().snapshot();
+    block(file->segmentEdits());
+    // Registered even when nothing changed, as the user did ask for it.
+    registerSegmentEditUndo(name, file, before, file->segmentEdits().snapshot());
+}
+
+void EditHistory::refreshPlayback(const AudioFileItem& file) {
+    if (engine_.isPlaying())
+        engine_.updateGainEnvelope(file.segmentEdits(), file.correctionDB());
+}
+
+void EditHistory::handleSegmentEditAction(const SegmentEditAction& action, const AudioFileItemPtr& file) {
+    if (!file)
+        return;
+    namespace A = SegmentEditActions;
+    SegmentEditState& edits = file->segmentEdits();
+    std::visit(
+        [&](const auto& a) {
+            using T = std::decay_t<decltype(a)>;
+            if constexpr (std::is_same_v<T, A::AddSeparator>) {
+                performSegmentEdit(QStringLiteral("Add Separator"), file,
+                                   [&](SegmentEditState& s) { s.addSeparator(a.time); });
+            } else if constexpr (std::is_same_v<T, A::RemoveSeparator>) {
+                performSegmentEdit(QStringLiteral("Remove Separator"), file,
+                                   [&](SegmentEditState& s) { s.removeSeparator(a.id); });
+            } else if constexpr (std::is_same_v<T, A::MoveSeparator>) {
+                edits.moveSeparator(a.id, a.time, file->analysis() ? file->analysis()->duration : 0.0);
+            } else if constexpr (std::is_same_v<T, A::SetSegmentGain>) {
+                edits.setSegmentGain(a.index, a.gainOffsetDB);
+                refreshPlayback(*file);
+            } else if constexpr (std::is_same_v<T, A::ResetSegmentGain>) {
+                performSegmentEdit(QStringLiteral("Reset Segment Gain"), file,
+                                   [&](SegmentEditState& s) { s.setSegmentGain(a.index, 0.0); });
+                refreshPlayback(*file);
+            } else if constexpr (std::is_same_v<T, A::SetFadeDuration>) {
+                edits.setFadeDuration(a.separatorID, a.durationMs);
+                refreshPlayback(*file);
+            } else if constexpr (std::is_same_v<T, A::DragBegan>) {
+                editUndoSnapshot_ = edits.snapshot();
+            } else if constexpr (std::is_same_v<T, A::DragEnded>) {
+                if (editUndoSnapshot_) {
+                    registerSegmentEditUndo(QStringLiteral("Adjust Segment"), file, *editUndoSnapshot_, edits.snapshot());
+                    editUndoSnapshot_.reset();
+                }
+            }
+        },
+        action);
+}

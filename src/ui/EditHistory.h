@@ -1,0 +1,40 @@
+#pragma once
+
+// The window's undo history for the working list and the segment edits:
+// removing a file ("Remove Song"), and the segment edit actions of the
+// waveform's overlay, where a whole drag becomes one "Adjust Segment" step.
+// Undoing an edit selects the file it changes, so the user sees it.
+
+#include "editing/SegmentEditAction.h"
+#include "list/AppState.h"
+#include "playback/AudioPlaybackEngine.h"
+
+#include <QString>
+#include <QUndoStack>
+#include <functional>
+#include <optional>
+
+class EditHistory {
+public:
+    // `undo` may be null: edits and removals then happen without undo steps.
+    EditHistory(AppState& state, AudioPlaybackEngine& engine, QUndoStack* undo);
+
+    // Removes the selected file with an undo step; false when nothing was selected.
+    bool removeSelected();
+    void registerUndoForFileRemoval(const RemovedFile& removed);
+
+    void handleSegmentEditAction(const SegmentEditAction& action, const AudioFileItemPtr& file);
+    void performSegmentEdit(const QString& name, const AudioFileItemPtr& file,
+                            const std::function<void(SegmentEditState&)>& block);
+    void registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file,
+                                 const SegmentEditSnapshot& restore, const SegmentEditSnapshot& redo);
+    bool isDragging() const { return editUndoSnapshot_.has_value(); }
+
+private:
+    void refreshPlayback(const AudioFileItem& file);
+
+    AppState& state_;
+    AudioPlaybackEngine& engine_;
+    QUndoStack* undo_;
+    std::optional<SegmentEditSnapshot> editUndoSnapshot_;
+};

@@ -1,0 +1,47 @@
+#include "ui/MainWindow.h"
+
+#include "ui/AboutDialog.h"
+#include "ui/ContentView.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMenuBar>
+#include <QSettings>
+
+MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOutput> output, QWidget* parent)
+    : QMainWindow(parent), state_(state),
+      content_(new ContentView(state, &undo_, std::move(dialogs), std::move(output))) {
+    setWindowTitle(QStringLiteral("Sonivel"));
+    setCentralWidget(content_);
+    setMinimumSize(900, 600);
+    resize(1200, 700);
+
+    QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
+    file->addAction(QStringLiteral("Add Files..."), QKeySequence::Open, content_, &ContentView::addFiles);
+    file->addSeparator();
+    file->addAction(QStringLiteral("Quit"), QKeySequence::Quit, qApp, &QApplication::quit);
+    QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
+    QAction* undo = undo_.createUndoAction(this, QStringLiteral("Undo"));
+    undo->setShortcut(QKeySequence::Undo);
+    QAction* redo = undo_.createRedoAction(this, QStringLiteral("Redo"));
+    redo->setShortcut(QKeySequence::Redo);
+    edit->addAction(undo);
+    edit->addAction(redo);
+    QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
+    help->addAction(QStringLiteral("About Sonivel"), this, &MainWindow::showAbout);
+}
+
+void MainWindow::showAbout() {
+    AboutDialog about(QCoreApplication::applicationVersion(),
+                      qApp->property("buildNumber").toString(), this);
+    about.exec();
+}
+
+void MainWindow::markFirstLaunch(AppState& state) {
+    QSettings settings;
+    if (settings.value(QStringLiteral("hasSeenOnboarding"), false).toBool())
+        return;
+    settings.setValue(QStringLiteral("hasSeenOnboarding"), true); // at once, before the wizard shows
+    settings.sync();
+    state.setShowOnboarding(true);
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+// The application's one window: the content view with File, Edit (undo and
+// redo with their action names) and Help menus, 1200 x 700 by default and
+// never smaller than 900 x 600.
+
+#include "list/AppState.h"
+#include "playback/AudioOutput.h"
+#include "ui/Dialogs.h"
+
+#include <QMainWindow>
+#include <QUndoStack>
+#include <memory>
+
+class ContentView;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    MainWindow(AppState& state, Dialogs dialogs = Dialogs::standard(),
+               std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
+
+    ContentView* content() const { return content_; }
+    QUndoStack& undoStack() { return undo_; }
+    void showAbout();
+
+    // On the first launch only: remembers it was seen and asks for the wizard.
+    static void markFirstLaunch(AppState& state);
+
+private:
+    AppState& state_;
+    QUndoStack undo_;
+    ContentView* content_;
+};

@@ -1,0 +1,91 @@
+#include "ui/PlaybackControlsView.h"
+
+#include "playback/AudioDeviceManager.h"
+#include "ui/Icons.h"
+
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QShortcut>
+#include <QStyle>
+#include <QToolButton>
+
+PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine& engine,
+                                           PlaybackController& controller, QWidget* parent)
+    : QWidget(parent), state_(state), engine_(engine), controller_(controller), play_(new QPushButton),
+      stop_(new QPushButton(QStringLiteral("Stop"))), time_(new QLabel), devices_(new QComboBox) {
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(12, 6, 12, 6);
+    row->setSpacing(12);
+    play_->setStyleSheet(QStringLiteral("color: #34c759"));
+    stop_->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
+    stop_->setStyleSheet(QStringLiteral("color: #ff3b30"));
+    QFont small = time_->font();
+    small.setPixelSize(11);
+    time_->setFont(small);
+    time_->setFixedWidth(130);
+    time_->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
+    auto* output = new QLabel(QStringLiteral("Output:"));
+    output->setStyleSheet(time_->styleSheet());
+    devices_->setMaximumWidth(300);
+    auto* refreshButton = new QToolButton;
+    refreshButton->setAutoRaise(true);
+    refreshButton->setIcon(Icons::icon(QStringLiteral("arrow.counterclockwise")));
+    refreshButton->setToolTip(QStringLiteral("Refresh audio devices"));
+    row->addWidget(play_);
+    row->addWidget(stop_);
+    row->addWidget(time_);
+    row->addStretch();
+    row->addWidget(output);
+    row->addWidget(devices_);
+    row->addWidget(refreshButton);
+
+    connect(play_, &QPushButton::clicked, this, [this] { controller_.togglePlay(); });
+    connect(stop_, &QPushButton::clicked, this, [this] { engine_.stop(); });
+    // Space and Escape without modifiers, anywhere in the window.
+    auto* space = new QShortcut(QKeySequence(Qt::Key_Space), this);
+    space->setContext(Qt::WindowShortcut);
+    connect(space, &QShortcut::activated, this, [this] {
+        if (play_->isEnabled())
+            controller_.togglePlay();
+    });
+    auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    escape->setContext(Qt::WindowShortcut);
+    connect(escape, &QShortcut::activated, this, [this] {
+        if (stop_->isEnabled())
+            engine_.stop();
+    });
+    connect(refreshButton, &QToolButton::clicked, this, &PlaybackControlsView::refreshDevices);
+    connect(devices_, &QComboBox::activated, this, [this](int index) {
+        controller_.chooseOutputDevice(devices_->itemData(index).toUInt());
+    });
+    for (auto signal : {&AudioPlaybackEngine::isPlayingChanged, &AudioPlaybackEngine::isPausedChanged,
+                        &AudioPlaybackEngine::currentTimeChanged})
+        connect(&engine_, signal, this, &PlaybackControlsView::refresh);
+    connect(&state_, &AppState::selectedFileIDChanged, this, &PlaybackControlsView::refresh);
+    connect(&state_, &AppState::filesChanged, this, &PlaybackControlsView::refresh);
+    refreshDevices();
+    refresh();
+}
+
+void PlaybackControlsView::refreshDevices() {
+    devices_->clear();
+    devices_->addItem(QStringLiteral("System Default"), AudioDeviceManager::systemDefaultID);
+    for (const AudioDevice& device : AudioDeviceManager::outputDevices())
+        devices_->addItem(device.label(), device.id);
+    const int current = devices_->findData(controller_.selectedDeviceID());
+    devices_->setCurrentIndex(std::max(0, current));
+}
+
+void PlaybackControlsView::refresh() {
+    const bool playing = engine_.isPlaying();
+    play_->setText(playing ? QStringLiteral("Pause") : QStringLiteral("Play"));
+    play_->setIcon(style()->standardIcon(playing ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
+    // A file analysed later enables Play through its change signal.
+    if (const AudioFileItemPtr file = state_.selectedFile())
+        connect(file.get(), &AudioFileItem::analysisChanged, this, &PlaybackControlsView::refresh, Qt::UniqueConnection);
+    play_->setEnabled(controller_.canPlay() || engine_.isPaused());
+    stop_->setEnabled(playing || engine_.isPaused());
+    time_->setText(controller_.timeString());
+}
