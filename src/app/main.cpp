@@ -3,11 +3,13 @@
 #include "Version.h"
 #include "list/AppState.h"
 #include "ui/Icons.h"
+#include "ui/ContentView.h"
 #include "ui/MainWindow.h"
 
 #include <QApplication>
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QTimer>
 #include <QUrl>
 #include <QTextStream>
 #include <cstdio>
@@ -34,8 +36,26 @@ bool isCommand(const QString& arg) {
            arg.startsWith(QLatin1Char('-'));
 }
 
+// With --screenshot PATH: once the files are analysed, select the second,
+// play it for a moment, save a picture of the window and quit.
+void takeScreenshotWhenReady(MainWindow& window, AppState& state, const QString& path) {
+    auto* poll = new QTimer(&window);
+    QObject::connect(poll, &QTimer::timeout, &window, [&window, &state, path, poll] {
+        if (state.files().empty() || state.statusMessage() != AppState::analysisCompleteMessage)
+            return;
+        poll->stop();
+        state.setSelectedFileID(state.files()[std::min<size_t>(1, state.files().size() - 1)]->id());
+        window.content()->playback().togglePlay();
+        QTimer::singleShot(1500, &window, [&window, path] {
+            window.grab().save(path);
+            QApplication::quit();
+        });
+    });
+    poll->start(100);
+}
+
 // The window, with any files given on the command line added.
-int runWindow(int argc, char* argv[]) {
+int runWindow(int argc, char* argv[], const QString& screenshot) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Sonivel"));
     QApplication::setOrganizationName(QStringLiteral("Sonivel"));
@@ -48,8 +68,10 @@ int runWindow(int argc, char* argv[]) {
     window.show();
     MainWindow::markFirstLaunch(state);
     QList<QUrl> files;
-    for (const QString& arg : QApplication::arguments().mid(1))
+    for (const QString& arg : QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3))
         files << QUrl::fromLocalFile(QFileInfo(arg).absoluteFilePath());
+    if (!screenshot.isEmpty())
+        takeScreenshotWhenReady(window, state, screenshot);
     if (!files.isEmpty())
         state.addFiles(files);
     return app.exec();
@@ -59,6 +81,8 @@ int runWindow(int argc, char* argv[]) {
 
 int main(int argc, char* argv[]) {
     // Files (or nothing) open the window; commands and options run here.
+    if (argc > 2 && QString::fromLocal8Bit(argv[1]) == QLatin1String("--screenshot"))
+        return runWindow(argc, argv, QString::fromLocal8Bit(argv[2]));
     bool window = true;
     for (int i = 1; i < argc; ++i) {
         const QString arg = QString::fromLocal8Bit(argv[i]);
@@ -66,7 +90,7 @@ int main(int argc, char* argv[]) {
             window = false;
     }
     if (window)
-        return runWindow(argc, argv);
+        return runWindow(argc, argv, QString());
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Sonivel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(SONIVEL_VERSION));

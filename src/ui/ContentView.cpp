@@ -106,8 +106,9 @@ ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std
     waveformArea_->addWidget(waveform_);
     split->addWidget(table_);
     split->addWidget(waveformArea_);
-    split->setStretchFactor(0, 1);
-    split->setStretchFactor(1, 2);
+    split->setStretchFactor(0, 2);
+    split->setStretchFactor(1, 3);
+    split->setSizes({220, 330});
     split->setChildrenCollapsible(false);
     column->addWidget(split, 1);
     column->addWidget(divider());
