@@ -33,6 +33,31 @@ QFrame* divider() {
     return line;
 }
 
+// The target field: any number may be typed; out of range it is clamped
+// into -40 ... -3 when entered.
+class TargetField : public QDoubleSpinBox {
+public:
+    QValidator::State validate(QString& text, int& pos) const override {
+        const QValidator::State state = QDoubleSpinBox::validate(text, pos);
+        if (state != QValidator::Invalid)
+            return state;
+        bool number = false;
+        locale().toDouble(text, &number);
+        return number || text == QLatin1String("-") ? QValidator::Intermediate : QValidator::Invalid;
+    }
+    void fixup(QString& input) const override {
+        bool number = false;
+        const double typed = locale().toDouble(input, &number);
+        if (number)
+            input = textFromValue(std::clamp(typed, minimum(), maximum()));
+    }
+    double valueFromText(const QString& text) const override {
+        bool number = false;
+        const double typed = locale().toDouble(text, &number);
+        return number ? std::clamp(typed, minimum(), maximum()) : value();
+    }
+};
+
 } // namespace
 
 QString ContentView::editModeHelpLine() {
@@ -61,7 +86,7 @@ ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std
     add_->setIcon(QIcon::fromTheme(QStringLiteral("list-add")));
     remove_ = new QPushButton(QStringLiteral("Remove"));
     remove_->setIcon(QIcon::fromTheme(QStringLiteral("list-remove")));
-    target_ = new QDoubleSpinBox;
+    target_ = new TargetField;
     target_->setDecimals(1);
     target_->setRange(-40.0, -3.0); // typed values are clamped into range
     target_->setSingleStep(0.5);
@@ -190,13 +215,17 @@ void ContentView::dragEnterEvent(QDragEnterEvent* event) {
 }
 
 void ContentView::dropEvent(QDropEvent* event) {
+    handleDrop(*event->mimeData());
+    event->acceptProposedAction();
+}
+
+void ContentView::handleDrop(const QMimeData& mime) {
     QList<QUrl> urls;
-    for (const QUrl& url : event->mimeData()->urls()) {
+    for (const QUrl& url : mime.urls()) {
         if (url.isLocalFile())
-            urls << url;
+            urls << url; // anything else carries no file and is skipped quietly
     }
     state_.addFiles(urls);
-    event->acceptProposedAction();
 }
 
 void ContentView::onSelectionChanged() {

@@ -18,6 +18,7 @@
 class QDoubleSpinBox;
 class QFrame;
 class QLabel;
+class QMimeData;
 class QProgressBar;
 class QPushButton;
 class QStackedWidget;
@@ -54,6 +55,8 @@ public:
     QLabel* emptyWaveformText() const { return noSelection_; }
 
     void addFiles();
+    // What a drop of `mime` does: its local file URLs, in order, to addFiles.
+    void handleDrop(const QMimeData& mime);
     void recomputeSelectedCurve(double windowSec);
 
 protected:

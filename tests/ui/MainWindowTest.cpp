@@ -1,0 +1,222 @@
+#include "UiFixtures.h"
+#include "support/AudioFixtures.h"
+#include "support/QtPrinters.h"
+#include "ui/ContentView.h"
+#include "ui/ExportControlsView.h"
+#include "ui/FileTableView.h"
+#include "ui/MainWindow.h"
+#include "ui/PlaybackControlsView.h"
+#include "playback/MemoryOutput.h"
+
+#include <QDoubleSpinBox>
+#include <QElapsedTimer>
+#include <QFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Window {
+    QTemporaryDir dir;
+    AppState state{AppState::AnalysisOptions{analyzeFileOutcome, 2}};
+    QString exportFolder;
+    std::optional<bool> clippingAnswer = true;
+    int clippingAsked = 0;
+    std::unique_ptr<MainWindow> window;
+
+    Window() {
+        Dialogs d;
+        d.chooseAudioFiles = [](QWidget*) { return QList<QUrl>(); };
+        d.chooseExportFolder = [this](QWidget*) { return exportFolder; };
+        d.chooseSettingsToSave = [](QWidget*) { return QString(); };
+        d.chooseSettingsToLoad = [](QWidget*) { return QString(); };
+        d.askAboutClipping = [this](QWidget*, const AppState&) {
+            ++clippingAsked;
+            return clippingAnswer;
+        };
+        window = std::make_unique<MainWindow>(state, d, std::make_unique<MemoryOutput>());
+        window->show();
+    }
+    ContentView& content() { return *window->content(); }
+    QString tone(const QString& name, double amplitude, double seconds = 2.0) {
+        const QString path = dir.filePath(name);
+        fixtures::writeMonoWav(path, fixtures::sine(440, amplitude, 48000, static_cast<int64_t>(seconds * 48000)), 48000);
+        return path;
+    }
+    void drop(const QStringList& paths) {
+        QMimeData mime;
+        QList<QUrl> urls;
+        for (const QString& p : paths)
+            urls << QUrl::fromLocalFile(p);
+        urls << QUrl(QStringLiteral("https://example.com/not-a-file.wav"));
+        mime.setUrls(urls);
+        content().handleDrop(mime);
+    }
+    bool analysed() {
+        return QTest::qWaitFor([&] { return state.statusMessage() == AppState::analysisCompleteMessage; }, 20000);
+    }
+};
+
+} // namespace
+
+TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
+    Window w;
+    EXPECT_EQ(w.window->size(), QSize(1200, 700));
+    EXPECT_EQ(w.window->minimumSize(), QSize(900, 600));
+    EXPECT_TRUE(w.content().emptyWaveformText()->isVisible());
+    EXPECT_EQ(w.content().emptyWaveformText()->text(), "Select a file to view waveform");
+    EXPECT_FALSE(w.content().removeButton()->isEnabled());
+
+    w.drop({w.tone("a.wav", 0.1), w.tone("b.wav", 0.2), w.tone("c.wav", 0.3)});
+    ASSERT_TRUE(w.analysed());
+    ASSERT_EQ(w.state.files().size(), 3u);
+    EXPECT_EQ(w.content().statusLine()->text(), "Analysis complete.");
+    EXPECT_TRUE(w.content().removeButton()->isEnabled());
+
+    // Ctrl+Backspace removes the selected (first) file; Undo puts it back at
+    // its index, Redo removes it again, as often as wanted.
+    const QUuid first = w.state.files()[0]->id();
+    QTest::keyClick(w.window.get(), Qt::Key_Backspace, Qt::ControlModifier);
+    ASSERT_EQ(w.state.files().size(), 2u);
+    EXPECT_EQ(w.window->undoStack().undoText(), "Remove Song");
+    for (int round = 0; round < 2; ++round) {
+        w.window->undoStack().undo();
+        ASSERT_EQ(w.state.files().size(), 3u);
+        EXPECT_EQ(w.state.files()[0]->id(), first);
+        EXPECT_EQ(w.state.selectedFileID(), first);
+        w.window->undoStack().redo();
+        EXPECT_EQ(w.state.files().size(), 2u);
+    }
+    QTest::keyClick(w.window.get(), Qt::Key_Backspace); // without Ctrl: nothing
+    EXPECT_EQ(w.state.files().size(), 2u);
+
+    // Typed targets are clamped; the stepper moves by 0.5.
+    QDoubleSpinBox* target = w.content().targetField();
+    QLineEdit* typed = target->findChild<QLineEdit*>();
+    ASSERT_NE(typed, nullptr);
+    typed->selectAll();
+    QTest::keyClicks(typed, "-50");
+    QTest::keyClick(typed, Qt::Key_Return);
+    EXPECT_EQ(w.state.targetLUFS(), -40.0);
+    target->stepUp();
+    EXPECT_EQ(w.state.targetLUFS(), -39.5);
+    typed->selectAll();
+    QTest::keyClicks(typed, "-1");
+    QTest::keyClick(typed, Qt::Key_Return);
+    EXPECT_EQ(w.state.targetLUFS(), -3.0);
+    const AudioFileItemPtr file = w.state.files()[0];
+    EXPECT_DOUBLE_EQ(file->correctionDB(), AppState::correctionFor(-3.0, file->analysis()->peakLUFS));
+}
+
+TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
+    Window w;
+    w.drop({w.tone("a.wav", 0.2, 5.0)});
+    ASSERT_TRUE(w.analysed());
+    ContentView& c = w.content();
+    QTest::keyClick(w.window.get(), Qt::Key_Space);
+    EXPECT_TRUE(c.engine().isPlaying());
+    EXPECT_EQ(c.transport()->playButton()->text(), "Pause");
+    QTest::keyClick(w.window.get(), Qt::Key_Space);
+    EXPECT_TRUE(c.engine().isPaused());
+    QTest::keyClick(w.window.get(), Qt::Key_Escape);
+    EXPECT_FALSE(c.engine().isPaused());
+    EXPECT_FALSE(c.engine().isPlaying());
+
+    w.state.files()[0]->setIsEditMode(true);
+    EXPECT_EQ(c.statusLine()->text(), ContentView::editModeHelpLine());
+    EXPECT_TRUE(c.statusLine()->text().startsWith("Ctrl+Click: add separator  ·  Drag ↕"));
+    w.state.files()[0]->setIsEditMode(false);
+    EXPECT_EQ(c.statusLine()->text(), "Analysis complete.");
+}
+
+TEST(MainWindowTest, SegmentActionsBecomeUndoSteps) {
+    Window w;
+    w.drop({w.tone("a.wav", 0.2, 60.0), w.tone("b.wav", 0.2, 3.0)});
+    ASSERT_TRUE(w.analysed());
+    const AudioFileItemPtr file = w.state.files()[0];
+    EditHistory& h = w.content().history();
+    QUndoStack& undo = w.window->undoStack();
+    namespace A = SegmentEditActions;
+
+    // A drag in 40 steps from 10 s to 25 s is one "Adjust Segment".
+    h.handleSegmentEditAction(A::AddSeparator{10.0}, file);
+    EXPECT_EQ(undo.undoText(), "Add Separator");
+    const QUuid id = file->segmentEdits().separators()[0].id;
+    h.handleSegmentEditAction(A::DragBegan{}, file);
+    for (int i = 1; i <= 40; ++i)
+        h.handleSegmentEditAction(A::MoveSeparator{id, 10.0 + 15.0 * i / 40}, file);
+    h.handleSegmentEditAction(A::DragEnded{}, file);
+    EXPECT_EQ(undo.undoText(), "Adjust Segment");
+    EXPECT_EQ(undo.count(), 2);
+    w.state.setSelectedFileID(w.state.files()[1]->id());
+    undo.undo();
+    EXPECT_EQ(file->segmentEdits().separators()[0].timeSeconds, 10.0);
+    EXPECT_EQ(w.state.selectedFileID(), file->id()) << "undo selects the file it changes";
+    undo.redo();
+    EXPECT_EQ(file->segmentEdits().separators()[0].timeSeconds, 25.0);
+    undo.undo();
+    EXPECT_EQ(file->segmentEdits().separators()[0].timeSeconds, 10.0);
+
+    // Undo of the add restores one segment; redo brings back the same id.
+    undo.undo();
+    EXPECT_TRUE(file->segmentEdits().separators().empty());
+    undo.redo();
+    ASSERT_EQ(file->segmentEdits().separators().size(), 1u);
+    EXPECT_EQ(file->segmentEdits().separators()[0].id, id);
+
+    // A rejected add still leaves a step; a drag end without a beginning leaves none.
+    const int steps = undo.index();
+    h.handleSegmentEditAction(A::AddSeparator{11.0}, file);
+    EXPECT_EQ(undo.index(), steps + 1);
+    EXPECT_EQ(undo.undoText(), "Add Separator");
+    EXPECT_EQ(file->segmentEdits().separators().size(), 1u);
+    h.handleSegmentEditAction(A::DragEnded{}, file);
+    EXPECT_EQ(undo.index(), steps + 1);
+    h.handleSegmentEditAction(A::SetSegmentGain{1, 4.0}, file);
+    h.handleSegmentEditAction(A::ResetSegmentGain{1}, file);
+    EXPECT_EQ(undo.undoText(), "Reset Segment Gain");
+    EXPECT_EQ(file->segmentEdits().segmentGains()[1].gainOffsetDB, 0.0);
+}
+
+TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
+    Window w;
+    w.drop({w.tone("quiet.wav", 0.01), w.tone("click.wav", 0.01)});
+    ASSERT_TRUE(w.analysed());
+    w.state.files()[1]->setCorrectionDB(45.0); // far past full scale
+    w.state.files()[1]->setIsManualOverride(true);
+    ExportControlsView* controls = w.content().exportControls();
+    EXPECT_TRUE(controls->exportButton()->isEnabled());
+
+    // Cancelling the clipping dialog exports nothing.
+    w.clippingAnswer = std::nullopt;
+    w.exportFolder = w.dir.filePath("out");
+    QTest::mouseClick(controls->exportButton(), Qt::LeftButton);
+    EXPECT_EQ(w.clippingAsked, 1);
+    EXPECT_FALSE(w.state.isExporting());
+    EXPECT_FALSE(QFileInfo::exists(w.exportFolder));
+
+    // The limiter; the folder chooser answered; the run and its strip.
+    w.clippingAnswer = true;
+    QTest::mouseClick(controls->exportButton(), Qt::LeftButton);
+    EXPECT_TRUE(w.state.isExporting());
+    EXPECT_TRUE(w.content().progressStrip()->isVisible());
+    EXPECT_FALSE(controls->exportButton()->isEnabled());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !w.state.isExporting(); }, 20000));
+    EXPECT_EQ(w.state.statusMessage(), "Export complete!");
+    EXPECT_FALSE(w.content().progressStrip()->isVisible());
+    EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
+
+    // The strip's texts for 3 of 8.
+    w.state.setIsExporting(true);
+    w.state.setExportProgress({3, 8});
+    EXPECT_EQ(w.content().progressText()->text(), "Exporting 3 / 8 files...");
+    EXPECT_EQ(w.content().progressPercent()->text(), "37%");
+    w.state.setExportProgress({0, 0});
+    EXPECT_EQ(w.content().progressPercent()->text(), "0%");
+    w.state.setIsExporting(false);
+}
