@@ -1,6 +1,7 @@
 #include "UiFixtures.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
+#include "ui/AboutDialog.h"
 #include "ui/ContentView.h"
 #include "ui/ExportControlsView.h"
 #include "ui/FileTableView.h"
@@ -15,6 +16,7 @@
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPushButton>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -219,4 +221,23 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     w.state.setExportProgress({0, 0});
     EXPECT_EQ(w.content().progressPercent()->text(), "0%");
     w.state.setIsExporting(false);
+}
+
+TEST(MainWindowTest, AboutAndFirstLaunch) {
+    EXPECT_EQ(AboutDialog::versionText("1.4", "37"), "Version 1.4 (37)");
+    EXPECT_EQ(AboutDialog::versionText("1.4", ""), "Version 1.4 (?)");
+    AboutDialog about("0.1.0", "", nullptr);
+    EXPECT_EQ(about.findChild<QLabel*>("version")->text(), "Version 0.1.0 (?)");
+    about.show();
+    QTest::keyClick(&about, Qt::Key_Escape);
+    EXPECT_FALSE(about.isVisible()) << "Escape closes it";
+
+    QTemporaryDir config;
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
+    QCoreApplication::setOrganizationName("SonivelTest");
+    AppState first, second;
+    MainWindow::markFirstLaunch(first);
+    EXPECT_TRUE(first.showOnboarding());
+    MainWindow::markFirstLaunch(second);
+    EXPECT_FALSE(second.showOnboarding()) << "only the first launch";
 }
