@@ -1,7 +1,9 @@
 #include "UiFixtures.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
+#include "export/ExportRun.h"
 #include "ui/AboutDialog.h"
+#include "ui/ClippingWarningDialog.h"
 #include "ui/ContentView.h"
 #include "ui/ExportControlsView.h"
 #include "ui/FileTableView.h"
@@ -16,6 +18,7 @@
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -240,4 +243,40 @@ TEST(MainWindowTest, AboutAndFirstLaunch) {
     EXPECT_TRUE(first.showOnboarding());
     MainWindow::markFirstLaunch(second);
     EXPECT_FALSE(second.showOnboarding()) << "only the first launch";
+}
+
+TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
+    Window w;
+    w.drop({w.tone("a.wav", 0.2, 30.0), w.tone("b.wav", 0.2, 3.0)});
+    ASSERT_TRUE(w.analysed());
+    const AudioFileItemPtr a = w.state.files()[0];
+    a->setCorrectionDB(20.0);
+    a->setIsManualOverride(true);
+    w.state.setClippingFiles(ExportRun::findClippingFiles(w.state.files()));
+    ClippingWarningDialog dialog(w.state);
+    const QList<QLabel*> labels = dialog.findChildren<QLabel*>();
+    const auto hasText = [&](const QString& text) {
+        return std::any_of(labels.begin(), labels.end(), [&](QLabel* l) { return l->text() == text; });
+    };
+    EXPECT_TRUE(hasText("1 file(s) will exceed 0 dBFS after correction:"));
+    EXPECT_TRUE(hasText("a.wav"));
+    EXPECT_TRUE(hasText(QString::asprintf("%.1f dB over", w.state.clippingFiles()[0].overshootDB)));
+    EXPECT_TRUE(hasText("How would you like to handle this?"));
+    EXPECT_TRUE(dialog.useLimiter()) << "the limiter is preselected";
+    dialog.anywayChoice()->setChecked(true);
+    EXPECT_FALSE(dialog.useLimiter());
+    const double safe = *ExportRun::computeSafeTarget(w.state.files());
+    EXPECT_EQ(dialog.findChild<QLabel*>("safeTargetTip")->text(),
+              QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", safe));
+
+    // A new curve window recomputes the selected file's curve, once.
+    const size_t points = a->analysis()->times.size();
+    w.state.setCurveWindowSec(10.0);
+    EXPECT_EQ(a->analysis()->curveWindowSec, 10.0);
+    EXPECT_LT(a->analysis()->times.size(), points);
+
+    // Ctrl+Delete removes like Ctrl+Backspace.
+    QTest::keyClick(w.window.get(), Qt::Key_Delete, Qt::ControlModifier);
+    EXPECT_EQ(w.state.files().size(), 1u);
+    EXPECT_EQ(w.window->undoStack().undoText(), "Remove Song");
 }
