@@ -5,7 +5,8 @@
 #include <QDialogButtonBox>
 #include <QFontDatabase>
 #include <QLabel>
-#include <QListWidget>
+#include <QHeaderView>
+#include <QTreeWidget>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QVBoxLayout>
@@ -25,22 +26,19 @@ ClippingWarningDialog::ClippingWarningDialog(const AppState& state, QWidget* par
     bold.setBold(true);
     headline->setFont(bold);
     column->addWidget(headline);
-    auto* list = new QListWidget;
+    auto* list = new QTreeWidget;
+    list->setColumnCount(2);
+    list->setHeaderHidden(true);
+    list->setRootIsDecorated(false);
     list->setMaximumHeight(120);
+    list->header()->setStretchLastSection(false);
+    list->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    list->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     for (const ClippingFile& f : files) {
-        auto* item = new QListWidgetItem;
-        auto* row = new QWidget;
-        auto* layout = new QHBoxLayout(row);
-        layout->setContentsMargins(4, 0, 4, 0);
-        layout->addWidget(new QLabel(f.fileName));
-        layout->addStretch();
-        auto* over = new QLabel(QString::asprintf("%.1f dB over", f.overshootDB));
-        over->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-        over->setStyleSheet(QStringLiteral("color: #ff3b30"));
-        layout->addWidget(over);
-        item->setSizeHint(row->sizeHint());
-        list->addItem(item);
-        list->setItemWidget(item, row);
+        auto* item = new QTreeWidgetItem(list, {f.fileName, QString::asprintf("%.1f dB over", f.overshootDB)});
+        item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
+        item->setForeground(1, QColor(255, 59, 48));
+        item->setFont(1, QFontDatabase::systemFont(QFontDatabase::FixedFont));
     }
     column->addWidget(list);
     column->addWidget(new QLabel(QStringLiteral("How would you like to handle this?")));

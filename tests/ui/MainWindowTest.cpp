@@ -19,6 +19,7 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTreeWidget>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -259,8 +260,11 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
         return std::any_of(labels.begin(), labels.end(), [&](QLabel* l) { return l->text() == text; });
     };
     EXPECT_TRUE(hasText("1 file(s) will exceed 0 dBFS after correction:"));
-    EXPECT_TRUE(hasText("a.wav"));
-    EXPECT_TRUE(hasText(QString::asprintf("%.1f dB over", w.state.clippingFiles()[0].overshootDB)));
+    const auto* rows = dialog.findChild<QTreeWidget*>();
+    ASSERT_NE(rows, nullptr);
+    ASSERT_EQ(rows->topLevelItemCount(), 1);
+    EXPECT_EQ(rows->topLevelItem(0)->text(0), "a.wav");
+    EXPECT_EQ(rows->topLevelItem(0)->text(1), QString::asprintf("%.1f dB over", w.state.clippingFiles()[0].overshootDB));
     EXPECT_TRUE(hasText("How would you like to handle this?"));
     EXPECT_TRUE(dialog.useLimiter()) << "the limiter is preselected";
     dialog.anywayChoice()->setChecked(true);

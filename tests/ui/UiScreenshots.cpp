@@ -2,7 +2,11 @@
 // look at: ui_screenshots [OUTPUT_DIR]
 
 #include "UiFixtures.h"
+#include "export/ExportRun.h"
+#include "ui/AboutDialog.h"
+#include "ui/ClippingWarningDialog.h"
 #include "ui/FileTableView.h"
+#include "ui/Icons.h"
 #include "ui/WaveformView.h"
 
 #include "list/AppState.h"
@@ -55,6 +59,14 @@ int main(int argc, char** argv) {
     FileTableView emptyTable(empty);
     emptyTable.resize(1100, 200);
     emptyTable.grab().save(QDir(out).filePath("file-table-empty.png"));
+
+    state.setClippingFiles(ExportRun::findClippingFiles(state.files()));
+    ClippingWarningDialog clipping(state);
+    clipping.adjustSize();
+    clipping.grab().save(QDir(out).filePath("clipping-dialog.png"));
+    QApplication::setWindowIcon(Icons::icon(QStringLiteral("sonivel")));
+    AboutDialog about(QStringLiteral("0.1.0"), QStringLiteral("1"));
+    about.grab().save(QDir(out).filePath("about.png"));
 
     std::printf("wrote %s\n", qPrintable(QDir(out).absolutePath()));
     return 0;
