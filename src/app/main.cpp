@@ -89,6 +89,14 @@ int main(int argc, char* argv[]) {
         if (isCommand(arg) || !QFileInfo::exists(arg))
             window = false;
     }
+    if (window && qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        std::fputs("sonivel: no display to open the window on.\n"
+                   "Use 'sonivel analyze FILE...' or 'sonivel export --out DIR FILE...' here,\n"
+                   "or 'sonivel --help' for more.\n",
+                   stderr);
+        return 2;
+    }
     if (window)
         return runWindow(argc, argv, QString());
     QCoreApplication app(argc, argv);
