@@ -1,6 +1,16 @@
 #include "playback/AudioPlaybackEngine.h"
 
+#include "analysis/FFmpegLocator.h"
 #include "playback/DefaultOutput.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QPointer>
+#include <QProcess>
+#include <QThreadPool>
+#include <QUuid>
 
 #include <algorithm>
 #include <cmath>
@@ -26,6 +36,9 @@ AudioPlaybackEngine::AudioPlaybackEngine(std::unique_ptr<AudioOutput> output, QO
 AudioPlaybackEngine::~AudioPlaybackEngine() {
     output_->close(); // no callback runs after this
     reader_.stop();
+    file_.reset();
+    for (const auto& [source, copy] : decodedCopies_)
+        QFile::remove(copy);
     delete envelope_;
     for (auto& [block, sequence] : retired_)
         delete block;
@@ -91,7 +104,12 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
     active_.store(false);
     stopTimer();
 
-    auto file = std::make_shared<SoundFile>(path);
+    const auto decoded = decodedCopies_.find(path);
+    auto file = std::make_shared<SoundFile>(decoded != decodedCopies_.end() ? decoded->second : path);
+    if (!file->isOpen() && decoded == decodedCopies_.end() && QFileInfo(path).isFile()) {
+        decodeThenPlay(path, fromTime, gainDB, edits);
+        return;
+    }
     if (!file->isOpen() || file->sampleRate() < 1 || file->frames() > maximumFrames)
         return; // not reported: the state stays as it was
     file_ = std::move(file);
@@ -124,6 +142,37 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
     active_.store(true);
     setPlaying(true, false);
     startTimer();
+}
+
+// A format the reader cannot open (AAC, ALAC, WMA ...) is decoded by ffmpeg
+// on a worker into a temporary WAV with the file's channels and rate, kept
+// until the engine goes; the play then starts from it, unless another play,
+// stop or seek came first.
+void AudioPlaybackEngine::decodeThenPlay(const QString& path, double fromTime, double gainDB,
+                                         const SegmentEditState* edits) {
+    const int64_t generation = playbackGeneration_;
+    const QPointer<AudioPlaybackEngine> self(this);
+    const QPointer<const SegmentEditState> editsLater(edits);
+    const QString target = QDir(QDir::tempPath()).filePath(
+        QStringLiteral("sonivel-play-%1.wav").arg(QUuid::createUuid().toString(QUuid::WithoutBraces)));
+    QThreadPool::globalInstance()->start([=] {
+        QProcess ffmpeg;
+        ffmpeg.setStandardInputFile(QProcess::nullDevice());
+        ffmpeg.setStandardOutputFile(QProcess::nullDevice());
+        ffmpeg.setStandardErrorFile(QProcess::nullDevice());
+        ffmpeg.start(FFmpegLocator::find(), {"-y", "-i", path, "-c:a", "pcm_s16le", target});
+        const bool ok = ffmpeg.waitForFinished(-1) && ffmpeg.exitStatus() == QProcess::NormalExit &&
+                        ffmpeg.exitCode() == 0;
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [=] {
+            if (!ok || !self) {
+                QFile::remove(target);
+                return;
+            }
+            self->decodedCopies_[path] = target;
+            if (self->playbackGeneration_ == generation)
+                self->play(path, fromTime, gainDB, editsLater.data());
+        }, Qt::QueuedConnection);
+    });
 }
 
 void AudioPlaybackEngine::pause() {

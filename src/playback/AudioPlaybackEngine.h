@@ -22,6 +22,7 @@
 #include <QString>
 #include <QTimer>
 #include <atomic>
+#include <map>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -82,6 +83,7 @@ private:
     void render(float* out, int64_t frames) noexcept override;
 
     void setPlaying(bool playing, bool paused);
+    void decodeThenPlay(const QString& path, double fromTime, double gainDB, const SegmentEditState* edits);
     void startStream(int64_t sourceFrame);
     void ensureOutput();
     void setEnvelope(std::vector<float> gains);
@@ -114,6 +116,7 @@ private:
     QTimer timer_;
     std::chrono::steady_clock::time_point clockZero_ = std::chrono::steady_clock::now();
     std::vector<std::pair<EnvelopeBlock*, uint64_t>> retired_;
+    std::map<QString, QString> decodedCopies_; // source → temporary WAV the reader can open
 
     // Shared with the audio callback.
     std::atomic<uint64_t> epoch_{0};          // chunks of other epochs are dropped

@@ -170,3 +170,32 @@ TEST(PlaybackEngineTest, OtherRatesAreConvertedAndMonoIsHeardOnBothChannels) {
     EXPECT_NEAR(static_cast<double>(sounding), 48000.0, 600.0) << "one second at 48 kHz";
     EXPECT_NEAR(energy / static_cast<double>(sounding), 0.125, 0.005) << "a 0.5 sine keeps its power";
 }
+
+TEST(PlaybackEngineTest, FormatsTheReaderCannotOpenAreDecodedFirst) {
+    QTemporaryDir dir;
+    const QString wav = writeStereo(dir, "a.wav", 3.0);
+    const QString m4a = dir.filePath("a.m4a");
+    ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-i", wav, "-c:a", "aac", m4a}));
+    EngineUnderTest t;
+    t.engine.play(m4a, 1.0, 0.0, nullptr);
+    ASSERT_TRUE(fixtures::waitUntil([&] { return t.engine.isPlaying(); }, 20000)) << "plays once decoded";
+    EXPECT_EQ(t.engine.currentFilePath(), m4a);
+    EXPECT_NEAR(t.engine.fileDuration(), 3.0, 0.1);
+    const std::vector<float> heard = t.pull(4800);
+    double left = 0, right = 0;
+    for (size_t i = 0; i + 1 < heard.size(); i += 2) {
+        left += heard[i] * heard[i];
+        right += heard[i + 1] * heard[i + 1];
+    }
+    EXPECT_GT(left, 100.0) << "the sine, on the left";
+    EXPECT_GT(right, 10.0) << "the noise, on the right: both channels kept";
+
+    // A stop while decoding wins: nothing starts afterwards.
+    EngineUnderTest u;
+    const QString other = dir.filePath("b.m4a");
+    ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-i", wav, "-c:a", "aac", other}));
+    u.engine.play(other, 0.0, 0.0, nullptr);
+    u.engine.stop();
+    fixtures::waitUntil([] { return false; }, 1500);
+    EXPECT_FALSE(u.engine.isPlaying());
+}
