@@ -91,3 +91,12 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
 FFmpegDecodedFile::~FFmpegDecodedFile() {
     QFile::remove(path_);
 }
+
+bool decodeKeepingFormat(const QString& sourcePath, const QString& targetPath, const QString& encoder) {
+    QProcess ffmpeg;
+    ffmpeg.setStandardInputFile(QProcess::nullDevice());
+    ffmpeg.setStandardOutputFile(QProcess::nullDevice());
+    ffmpeg.setStandardErrorFile(QProcess::nullDevice());
+    ffmpeg.start(encoder, {"-y", "-i", sourcePath, "-c:a", "pcm_f32le", targetPath});
+    return ffmpeg.waitForFinished(-1) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
+}

@@ -22,3 +22,8 @@ public:
 private:
     QString path_;
 };
+
+// Decodes `sourcePath` with `encoder` into a 32-bit float WAV at `targetPath`,
+// keeping the source's channels and rate (for playing and exporting what the
+// reader cannot open). Blocks until the encoder exits; true when it succeeded.
+bool decodeKeepingFormat(const QString& sourcePath, const QString& targetPath, const QString& encoder);

@@ -1,6 +1,7 @@
 #include "export/InAppRenderer.h"
 
 #include "analysis/AnalysisErrors.h"
+#include "analysis/FFmpegDecode.h"
 #include "analysis/FFmpegLocator.h"
 #include "analysis/SoundFile.h"
 #include "editing/SegmentEditModel.h"
@@ -66,19 +67,12 @@ SoundFile InAppRenderer::openSource(const QString& path, TemporaryFileSlot& deco
     const QString wav = QDir(QDir::tempPath()).filePath(
         QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".wav"));
     decoded = std::make_unique<ExportFiles::TemporaryFile>(wav);
-    try {
-        const EncoderRun run = EncoderProcess::run(
-            ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_,
-            {QStringLiteral("-y"), QStringLiteral("-i"), path, QStringLiteral("-c:a"),
-             QStringLiteral("pcm_f32le"), wav});
-        if (run.exitCode == 0) {
-            SoundFile fallback(wav);
-            if (fallback.isOpen())
-                return fallback;
-        }
-    } catch (const SystemError&) {
-        // No encoder: the reader's own reason is the better one.
+    if (decodeKeepingFormat(path, wav, ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_)) {
+        SoundFile fallback(wav);
+        if (fallback.isOpen())
+            return fallback;
     }
+    // Otherwise the reader's own reason is the better one.
     throw RenderError(RenderError::Kind::cannotReadSource, reason);
 }
 

@@ -1,5 +1,6 @@
 #include "playback/AudioPlaybackEngine.h"
 
+#include "analysis/FFmpegDecode.h"
 #include "analysis/FFmpegLocator.h"
 #include "playback/DefaultOutput.h"
 
@@ -8,7 +9,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
-#include <QProcess>
 #include <QThreadPool>
 #include <QUuid>
 
@@ -145,7 +145,7 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
 }
 
 // A format the reader cannot open (AAC, ALAC, WMA ...) is decoded by ffmpeg
-// on a worker into a temporary WAV with the file's channels and rate, kept
+// on a worker into a temporary float WAV with the file's channels and rate, kept
 // until the engine goes; the play then starts from it, unless another play,
 // stop or seek came first.
 void AudioPlaybackEngine::decodeThenPlay(const QString& path, double fromTime, double gainDB,
@@ -156,13 +156,7 @@ void AudioPlaybackEngine::decodeThenPlay(const QString& path, double fromTime, d
     const QString target = QDir(QDir::tempPath()).filePath(
         QStringLiteral("sonivel-play-%1.wav").arg(QUuid::createUuid().toString(QUuid::WithoutBraces)));
     QThreadPool::globalInstance()->start([=] {
-        QProcess ffmpeg;
-        ffmpeg.setStandardInputFile(QProcess::nullDevice());
-        ffmpeg.setStandardOutputFile(QProcess::nullDevice());
-        ffmpeg.setStandardErrorFile(QProcess::nullDevice());
-        ffmpeg.start(FFmpegLocator::find(), {"-y", "-i", path, "-c:a", "pcm_s16le", target});
-        const bool ok = ffmpeg.waitForFinished(-1) && ffmpeg.exitStatus() == QProcess::NormalExit &&
-                        ffmpeg.exitCode() == 0;
+        const bool ok = decodeKeepingFormat(path, target, FFmpegLocator::find());
         QMetaObject::invokeMethod(QCoreApplication::instance(), [=] {
             if (!ok || !self) {
                 QFile::remove(target);

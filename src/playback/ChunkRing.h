@@ -44,11 +44,6 @@ public:
     }
     void pop() { read_.fetch_add(1, std::memory_order_release); }
 
-    // Frames waiting, as the consumer would see them (any thread; approximate).
-    size_t filledChunks() const {
-        return write_.load(std::memory_order_acquire) - read_.load(std::memory_order_acquire);
-    }
-
 private:
     std::unique_ptr<Chunk[]> slots_;
     std::atomic<size_t> write_{0};

@@ -118,10 +118,6 @@ void StreamReader::start(std::shared_ptr<SoundFile> file, uint64_t epoch, int64_
     post(Command{std::move(file), false, epoch, startFrame, outputRate});
 }
 
-void StreamReader::seek(uint64_t epoch, int64_t startFrame) {
-    post(Command{nullptr, false, epoch, startFrame, 0});
-}
-
 void StreamReader::stop() { post(Command{nullptr, true, 0, 0, 0}); }
 
 void StreamReader::run() {
@@ -154,8 +150,6 @@ void StreamReader::run() {
                 }
                 if (stream)
                     stream->reposition(command->epoch, command->startFrame);
-            } else if (stream) {
-                stream->reposition(command->epoch, command->startFrame);
             }
         }
         bool wrote = false;

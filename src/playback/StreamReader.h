@@ -26,8 +26,6 @@ public:
 
     // Reads `file` from source frame `startFrame` for `epoch`, converted to `outputRate`.
     void start(std::shared_ptr<SoundFile> file, uint64_t epoch, int64_t startFrame, int64_t outputRate);
-    // Goes on from another source frame of the same file, for a new epoch.
-    void seek(uint64_t epoch, int64_t startFrame);
     // Stops reading and lets the file go.
     void stop();
     // The epoch whose last chunk is in the ring: nothing more will be read for it.

@@ -38,7 +38,6 @@ public:
     void setOnSegmentEditAction(std::function<void(const SegmentEditAction&)> callback) {
         onSegmentEditAction_ = std::move(callback);
     }
-    const std::function<void(const SegmentEditAction&)>& onSegmentEditAction() const { return onSegmentEditAction_; }
 
     PlotGeometry plotGeometry() const;
     // How often the static layer has been painted (it is cached between).
