@@ -2,12 +2,13 @@
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/FFmpegLocator.h"
+#include "io/FileError.h"
+#include "io/Interruption.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
-#include <QUuid>
 
 namespace {
 
@@ -15,9 +16,12 @@ std::string utf8(const QString& s) {
     return s.toUtf8().toStdString();
 }
 
-QString newTemporaryPath() {
-    const QString name = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-    return QDir(QDir::tempPath()).filePath(name + QStringLiteral(".wav"));
+TemporaryFile newTemporaryWav() {
+    try {
+        return TemporaryFile(QDir::tempPath(), QStringLiteral("wav"));
+    } catch (const FileError& e) {
+        throw AudioLoaderError(AudioLoaderError::Kind::writeFailed, utf8(e.description()));
+    }
 }
 
 } // namespace
@@ -26,14 +30,13 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath)
     : FFmpegDecodedFile(sourcePath, FFmpegLocator::find()) {}
 
 FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& encoder)
-    : path_(newTemporaryPath()) {
+    : file_(newTemporaryWav()) {
     using Kind = AudioLoaderError::Kind;
     const QString fileName = QFileInfo(sourcePath).fileName();
 
-    QFile out(path_);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
+    QFile out;
+    if (!out.open(file_.descriptor(), QIODevice::WriteOnly, QFileDevice::DontCloseHandle))
         throw AudioLoaderError(Kind::writeFailed, utf8(out.errorString()));
-    }
 
     QProcess ffmpeg;
     ffmpeg.setProgram(encoder);
@@ -43,12 +46,11 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     // standard error is discarded, so a chatty child never blocks on a full pipe.
     ffmpeg.setStandardInputFile(QProcess::nullDevice());
     ffmpeg.setStandardErrorFile(QProcess::nullDevice());
+    Interruption::prepareChild(ffmpeg);
     ffmpeg.start();
-    if (!ffmpeg.waitForStarted(-1)) {
-        out.close();
-        QFile::remove(path_);
+    if (!ffmpeg.waitForStarted(-1))
         throw AudioLoaderError(Kind::launchFailed, utf8(ffmpeg.errorString()));
-    }
+    const Interruption::TrackedChild tracked(static_cast<pid_t>(ffmpeg.processId()));
 
     // The stream goes to the temporary file as it arrives instead of being
     // held in memory whole.
@@ -78,25 +80,23 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     const QString writeError = out.errorString();
     out.close();
 
-    if (!writeOk) {
-        QFile::remove(path_);
+    if (!writeOk)
         throw AudioLoaderError(Kind::writeFailed, utf8(writeError));
-    }
-    if (ffmpeg.exitStatus() != QProcess::NormalExit || ffmpeg.exitCode() != 0 || written == 0) {
-        QFile::remove(path_);
+    if (ffmpeg.exitStatus() != QProcess::NormalExit || ffmpeg.exitCode() != 0 || written == 0)
         throw AudioLoaderError(Kind::ffmpegFailed, utf8(fileName));
-    }
 }
 
-FFmpegDecodedFile::~FFmpegDecodedFile() {
-    QFile::remove(path_);
-}
+FFmpegDecodedFile::~FFmpegDecodedFile() = default;
 
-bool decodeKeepingFormat(const QString& sourcePath, const QString& targetPath, const QString& encoder) {
+bool decodeKeepingFormat(const QString& sourcePath, const TemporaryFile& target, const QString& encoder) {
     QProcess ffmpeg;
     ffmpeg.setStandardInputFile(QProcess::nullDevice());
     ffmpeg.setStandardOutputFile(QProcess::nullDevice());
     ffmpeg.setStandardErrorFile(QProcess::nullDevice());
-    ffmpeg.start(encoder, {"-y", "-i", sourcePath, "-c:a", "pcm_f32le", targetPath});
+    Interruption::prepareChild(ffmpeg);
+    ffmpeg.start(encoder, {"-y", "-i", sourcePath, "-c:a", "pcm_f32le", target.path()});
+    if (!ffmpeg.waitForStarted(-1))
+        return false;
+    const Interruption::TrackedChild tracked(static_cast<pid_t>(ffmpeg.processId()));
     return ffmpeg.waitForFinished(-1) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
 }

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "io/TemporaryFile.h"
+
 #include <QString>
 
 // A file that `ffmpeg` decoded into a temporary mono 48000 Hz 32-bit float
-// WAV, named by a new upper-case UUID in the temporary directory. The file is
-// removed when this object goes away, whatever way out is taken.
+// WAV in the temporary directory. The file is removed when this object goes
+// away, whatever way out is taken, and by an interruption of the program.
 class FFmpegDecodedFile {
 public:
     // Runs the encoder found by FFmpegLocator on `sourcePath`. Throws
@@ -17,13 +19,13 @@ public:
     FFmpegDecodedFile(const FFmpegDecodedFile&) = delete;
     FFmpegDecodedFile& operator=(const FFmpegDecodedFile&) = delete;
 
-    const QString& path() const { return path_; }
+    const QString& path() const { return file_.path(); }
 
 private:
-    QString path_;
+    TemporaryFile file_;
 };
 
-// Decodes `sourcePath` with `encoder` into a 32-bit float WAV at `targetPath`,
+// Decodes `sourcePath` with `encoder` into a 32-bit float WAV at `target`,
 // keeping the source's channels and rate (for playing and exporting what the
 // reader cannot open). Blocks until the encoder exits; true when it succeeded.
-bool decodeKeepingFormat(const QString& sourcePath, const QString& targetPath, const QString& encoder);
+bool decodeKeepingFormat(const QString& sourcePath, const TemporaryFile& target, const QString& encoder);

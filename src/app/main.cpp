@@ -1,6 +1,8 @@
 #include "AnalyzeCommand.h"
 #include "ExportCommand.h"
 #include "Version.h"
+#include "io/Interruption.h"
+#include "io/TemporaryFile.h"
 #include "list/AppState.h"
 #include "ui/Icons.h"
 #include "ui/ContentView.h"
@@ -8,6 +10,7 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QTimer>
 #include <QUrl>
@@ -80,6 +83,10 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    // An interrupted run leaves no temporary file and no encoder behind, and
+    // what a killed one left is cleared at the next start.
+    Interruption::installHandlers();
+    TemporaryFiles::removeStale(QDir::tempPath());
     // Files (or nothing) open the window; commands and options run here.
     if (argc > 2 && QString::fromLocal8Bit(argv[1]) == QLatin1String("--screenshot"))
         return runWindow(argc, argv, QString::fromLocal8Bit(argv[2]));

@@ -1,9 +1,9 @@
 #include "export/EncoderProcess.h"
 
 #include "export/ExportErrors.h"
+#include "io/Interruption.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 
@@ -15,11 +15,13 @@ EncoderRun run(const QString& program, const QStringList& arguments) {
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setProgram(program);
     process.setArguments(arguments);
+    Interruption::prepareChild(process);
     process.start();
     if (!process.waitForStarted(-1)) {
         throw SystemError(QStringLiteral("Cannot start the encoder \"%1\": %2")
                               .arg(program, process.errorString()));
     }
+    const Interruption::TrackedChild tracked(static_cast<pid_t>(process.processId()));
     // waitForFinished keeps reading standard error into the process's buffer.
     process.waitForFinished(-1);
     EncoderRun result;
@@ -38,29 +40,6 @@ namespace ExportFiles {
 void makeFolder(const QString& path) {
     if (!QDir().mkpath(path) || !QFileInfo(path).isDir())
         throw SystemError(QStringLiteral("Cannot create the folder \"%1\"").arg(path));
-}
-
-void remove(const QString& path) {
-    QFile file(path);
-    if (file.exists() && !file.remove()) {
-        throw SystemError(QStringLiteral("Cannot delete \"%1\": %2")
-                              .arg(QFileInfo(path).fileName(), file.errorString()));
-    }
-}
-
-void TemporaryFile::remove() {
-    ExportFiles::remove(path_);
-    path_.clear();
-}
-
-void move(const QString& from, const QString& to) {
-    remove(to);
-    QFile file(from);
-    if (!file.rename(to)) {
-        throw SystemError(QStringLiteral("Cannot move \"%1\" to \"%2\": %3")
-                              .arg(QFileInfo(from).fileName(), QFileInfo(to).fileName(),
-                                   file.errorString()));
-    }
 }
 
 } // namespace ExportFiles

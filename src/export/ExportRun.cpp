@@ -2,7 +2,9 @@
 
 #include "export/ExportErrors.h"
 #include "export/MainThread.h"
-#include "list/PathIdentity.h"
+#include "io/FileError.h"
+#include "io/FileIdentity.h"
+#include "io/TemporaryFile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -18,6 +20,8 @@ QString describe(const std::exception_ptr& error) {
     try {
         std::rethrow_exception(error);
     } catch (const ExportFailure& e) {
+        return e.description();
+    } catch (const FileError& e) {
         return e.description();
     } catch (const std::exception& e) {
         return QString::fromLocal8Bit(e.what());
@@ -87,13 +91,11 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destin
 }
 
 std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<AudioFileItemPtr>& sources) {
+    // Intermediate files are new files made exclusively, so only the output
+    // names can meet a source: by name, hard link or symbolic link.
     QStringList outputs;
-    for (const RenderJob& job : plan.renderJobs) {
-        const QString output = QDir(job.destinationFolder)
-                                   .filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
-        outputs << output << QFileInfo(output).dir().filePath(QFileInfo(output).completeBaseName() +
-                                                              QStringLiteral("_resampled.wav"));
-    }
+    for (const RenderJob& job : plan.renderJobs)
+        outputs << QDir(job.destinationFolder).filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
     for (const FFmpegExporter::ExportJob& job : plan.exportJobs)
         outputs << FFmpegExporter::outputPath(job);
     for (const QString& output : outputs) {
@@ -125,7 +127,10 @@ void start(AppState& state, bool useLimiter, const QString& chosenFolder, const 
     state.setStatusMessage(QStringLiteral("Exporting %1 files...").arg(total));
 
     const QPointer<AppState> weak(&state);
-    QThreadPool::globalInstance()->start([weak, plan = std::move(plan), total, ffmpegPath] {
+    QThreadPool::globalInstance()->start([weak, plan = std::move(plan), total, ffmpegPath, destination] {
+        // What a killed or crashed run left behind; a live run's files are locked.
+        TemporaryFiles::removeStale(destination);
+        TemporaryFiles::removeStale(QDir::tempPath());
         const InAppRenderer renderer(ffmpegPath);
         int64_t k = 0;
         for (const RenderJob& job : plan.renderJobs) {

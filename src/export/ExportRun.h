@@ -34,8 +34,9 @@ struct Plan {
 Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder,
                ExportFormat format, SampleRate rate, bool useLimiter);
 
-// The first output of the plan (or its intermediate name) that would replace
-// one of `sources`, as an error text; none when all is safe.
+// The first output name of the plan that is one of `sources` (the same file,
+// compared by device and inode, so through links too), as an error text;
+// none when all is safe.
 std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<AudioFileItemPtr>& sources);
 
 // Starts the run into `chosenFolder`/normalized and returns at once. An empty

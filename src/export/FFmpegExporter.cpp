@@ -4,6 +4,7 @@
 #include "export/EncoderProcess.h"
 #include "export/ExportErrors.h"
 #include "export/MainThread.h"
+#include "io/TemporaryFile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -17,7 +18,7 @@ QString FFmpegExporter::outputPath(const ExportJob& job) {
         .filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
 }
 
-QStringList FFmpegExporter::arguments(const ExportJob& job) {
+QStringList FFmpegExporter::arguments(const ExportJob& job, const QString& written) {
     QStringList filters;
     if (std::abs(job.correctionDB) > 0.01)
         filters << QString::asprintf("volume=%.2fdB", job.correctionDB);
@@ -29,19 +30,22 @@ QStringList FFmpegExporter::arguments(const ExportJob& job) {
     if (!filters.isEmpty())
         args << QStringLiteral("-af") << filters.join(QLatin1Char(','));
     args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
-    args << codecArguments(job.format) << outputPath(job);
+    args << codecArguments(job.format) << written;
     return args;
 }
 
 QString FFmpegExporter::runExport(const ExportJob& job, const QString& ffmpegPath) {
     ExportFiles::makeFolder(job.destinationFolder);
-    const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job));
+    TemporaryFile written(job.destinationFolder, fileExtension(job.format));
+    const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job, written.path()));
     if (run.exitCode != 0) {
         const QString message = run.errorOutput.isEmpty() ? QStringLiteral("Unknown error")
                                                           : run.errorOutput.left(200);
         throw ExportError(QFileInfo(job.sourcePath).fileName(), message);
     }
-    return outputPath(job);
+    const QString output = outputPath(job);
+    written.commitAs(output);
+    return output;
 }
 
 void FFmpegExporter::exportJobs(std::vector<ExportJob> jobs, Progress progress,

@@ -2,7 +2,8 @@
 
 // Exports files without segment edits with one encoder run each: the volume
 // filter applies the correction, the optional limiter guards the peaks, and
-// the encoder converts the rate and encodes. Jobs run one at a time on a
+// the encoder converts the rate and encodes into a new temporary file that
+// replaces the output name once it succeeded. Jobs run one at a time on a
 // worker thread; progress and completion arrive on the main thread.
 
 #include "export/ExportFormat.h"
@@ -37,11 +38,12 @@ public:
     // Starts the run on a worker thread and returns at once.
     void exportJobs(std::vector<ExportJob> jobs, Progress progress, Completion completion) const;
 
-    // The encoder's arguments for one job, in order.
-    static QStringList arguments(const ExportJob& job);
+    // The encoder's arguments for one job, in order, writing to `written`.
+    static QStringList arguments(const ExportJob& job, const QString& written);
     static QString outputPath(const ExportJob& job);
     // One encoder run, on the calling thread; returns the output path.
-    // Throws ExportError or SystemError.
+    // Throws ExportError, SystemError or FileError; on failure a file
+    // already at the output name is untouched.
     static QString runExport(const ExportJob& job, const QString& ffmpegPath);
 
 private:

@@ -7,12 +7,12 @@
 #include "editing/SegmentEditModel.h"
 #include "editing/SegmentGainEvaluation.h"
 #include "export/EncoderProcess.h"
+#include "io/TemporaryFile.h"
 #include "export/ExportErrors.h"
 #include "export/WavWriter.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QUuid>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -59,16 +59,14 @@ void InAppRenderer::runFFmpeg(const QStringList& args) const {
 // libsndfile reads WAV, AIFF, FLAC, Ogg, Opus and MP3; for the other admitted
 // formats (AAC, ALAC, WMA ...) the encoder decodes the source first, keeping
 // its channels and rate, into a WAV in the temporary folder.
-SoundFile InAppRenderer::openSource(const QString& path, TemporaryFileSlot& decoded) const {
+SoundFile InAppRenderer::openSource(const QString& path, std::optional<TemporaryFile>& decoded) const {
     SoundFile source(path);
     if (source.isOpen())
         return source;
     const QString reason = source.openError();
-    const QString wav = QDir(QDir::tempPath()).filePath(
-        QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".wav"));
-    decoded = std::make_unique<ExportFiles::TemporaryFile>(wav);
-    if (decodeKeepingFormat(path, wav, ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_)) {
-        SoundFile fallback(wav);
+    decoded.emplace(QDir::tempPath(), QStringLiteral("wav"));
+    if (decodeKeepingFormat(path, *decoded, ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_)) {
+        SoundFile fallback(decoded->path());
         if (fallback.isOpen())
             return fallback;
     }
@@ -77,7 +75,7 @@ SoundFile InAppRenderer::openSource(const QString& path, TemporaryFileSlot& deco
 }
 
 QString InAppRenderer::render(const RenderJob& job) const {
-    TemporaryFileSlot decoded;
+    std::optional<TemporaryFile> decoded;
     SoundFile source = openSource(job.sourcePath, decoded);
     const int64_t rate = source.sampleRate();
     const int64_t length = source.frames();
@@ -87,21 +85,15 @@ QString InAppRenderer::render(const RenderJob& job) const {
         job.segmentEdits, job.baseCorrectionDB, rate, length, SegmentGainEvaluation::blockSize);
 
     ExportFiles::makeFolder(job.destinationFolder);
-    const QDir folder(job.destinationFolder);
     const QString output =
-        folder.filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
+        QDir(job.destinationFolder).filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
+    const QString outputName = QFileInfo(output).fileName();
     const bool limiter = needsLimiter(job);
-    const bool direct = isWAV(job.format) && !limiter;
-    ExportFiles::TemporaryFile temporary(
-        direct ? QString()
-               : folder.filePath(QStringLiteral("%1_temp_%2.wav")
-                                     .arg(QFileInfo(job.sourcePath).completeBaseName(),
-                                          QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper())));
-    const QString written = direct ? output : temporary.path();
+    TemporaryFile rendered(job.destinationFolder, QStringLiteral("wav"));
 
     {
-        WavWriter writer(written, rate, channels, limiter ? 32 : pcmBitDepth(job.format),
-                         limiter || pcmIsFloat(job.format));
+        WavWriter writer(rendered.descriptor(), outputName, rate, channels,
+                         limiter ? 32 : pcmBitDepth(job.format), limiter || pcmIsFloat(job.format));
         std::vector<float> buffer;
         try {
             buffer.resize(static_cast<size_t>(bufferFrames * channels));
@@ -135,38 +127,37 @@ QString InAppRenderer::render(const RenderJob& job) const {
             writer.write(buffer.data(), frames);
             position += frames;
         }
-        log(QStringLiteral("Wrote %1/%2 samples to %3")
-                .arg(position)
-                .arg(length)
-                .arg(QFileInfo(written).fileName()));
+        writer.close();
+        log(QStringLiteral("Wrote %1/%2 samples to %3").arg(position).arg(length).arg(outputName));
     }
 
     const double target = static_cast<double>(rawValue(job.sampleRate));
     const bool rateDiffers = std::abs(static_cast<double>(rate) - target) > 1.0;
-    if (isWAV(job.format) && limiter) {
-        QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), temporary.path(),
-                         QStringLiteral("-af"), limiterChain(limiterTrimSamples(rate))};
-        if (rateDiffers)
-            args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
-        args << codecArguments(job.format) << output;
-        runFFmpeg(args);
-        temporary.remove();
-    } else if (!isWAV(job.format)) {
-        runFFmpeg(encodeArguments(temporary.path(), output, job.format, job.sampleRate, limiter, rate));
-        if (limiter)
-            temporary.remove();
-        // Without the limiter a failed delete is ignored; the guard tries once more.
+    if (limiter || !isWAV(job.format)) {
+        // The encoder writes a temporary file of its own too.
+        TemporaryFile encoded(job.destinationFolder, fileExtension(job.format));
+        if (isWAV(job.format)) {
+            QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), rendered.path(),
+                             QStringLiteral("-af"), limiterChain(limiterTrimSamples(rate))};
+            if (rateDiffers)
+                args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
+            args << codecArguments(job.format) << encoded.path();
+            runFFmpeg(args);
+        } else {
+            runFFmpeg(encodeArguments(rendered.path(), encoded.path(), job.format, job.sampleRate, limiter, rate));
+        }
+        encoded.commitAs(output);
     } else if (rateDiffers) {
-        ExportFiles::TemporaryFile resampled(resampleWAV(output, rawValue(job.sampleRate),
-                                            pcmBitDepth(job.format), pcmIsFloat(job.format), channels));
-        ExportFiles::remove(output);
-        ExportFiles::move(resampled.path(), output);
-        resampled.release();
+        resampleWAV(rendered.path(), rawValue(job.sampleRate), pcmBitDepth(job.format),
+                    pcmIsFloat(job.format), channels)
+            .commitAs(output);
+    } else {
+        rendered.commitAs(output);
     }
     return output;
 }
 
-QString InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
+TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
                                    bool isFloat, int channels) {
     SoundFile source(input);
     if (!source.isOpen()) {
@@ -184,10 +175,8 @@ QString InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int
         throw RenderError(RenderError::Kind::cannotCreateOutput, QStringLiteral("Cannot create audio converter"));
     const std::unique_ptr<soxr, decltype(&soxr_delete)> guard(converter, &soxr_delete);
 
-    const QFileInfo info(input);
-    const QString output = info.dir().filePath(info.completeBaseName() + QStringLiteral("_resampled.wav"));
-    ExportFiles::TemporaryFile partial(output);
-    WavWriter writer(output, targetRate, channels, bitDepth, isFloat);
+    TemporaryFile output(QFileInfo(input).absolutePath(), QStringLiteral("wav"));
+    WavWriter writer(output.descriptor(), QFileInfo(input).fileName(), targetRate, channels, bitDepth, isFloat);
 
     const double ratio = static_cast<double>(targetRate) / static_cast<double>(source.sampleRate());
     std::vector<float> in(static_cast<size_t>(bufferFrames * sourceChannels));
@@ -218,7 +207,6 @@ QString InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int
             consumed += done;
             if (failed || (ended && produced == 0)) {
                 writer.close();
-                partial.release();
                 return output;
             }
         } while (ended || consumed < static_cast<size_t>(frames));

@@ -4,16 +4,18 @@
 // 512-frame block by the file's gain (correction plus segment offsets with
 // their fades), writes linear PCM, and leaves to the encoder only what it
 // does not do itself: the limiter, MP3 and FLAC, and the rate of limited
-// output. WAV without limiter is written and resampled entirely here.
+// output. WAV without limiter is written and resampled entirely here. Every
+// file it or the encoder writes is a new temporary file beside the output,
+// renamed over the output name only once the job has succeeded.
 
 #include "analysis/SoundFile.h"
 #include "editing/SegmentEditRecords.h"
-#include "export/EncoderProcess.h"
 #include "export/ExportFormat.h"
+#include "io/TemporaryFile.h"
 
 #include <QString>
 #include <QStringList>
-#include <memory>
+#include <optional>
 
 struct RenderJob {
     QString sourcePath;
@@ -34,7 +36,8 @@ public:
     explicit InAppRenderer(QString ffmpegPath = QString());
 
     // Renders one job on the calling thread and returns the output path.
-    // Throws RenderError or SystemError; temporary files never outlive it.
+    // Throws RenderError, SystemError or FileError; temporary files never
+    // outlive it, and on failure a file already at the output name is untouched.
     QString render(const RenderJob& job) const;
 
     // Whether the job needs the limiter: asked for, and the correction plus
@@ -44,13 +47,12 @@ public:
     static QStringList encodeArguments(const QString& input, const QString& output,
                                        ExportFormat format, SampleRate rate, bool limiter,
                                        int64_t limiterInputRate);
-    // Converts a WAV file to `targetRate` beside it ("<name>_resampled.wav").
-    static QString resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
-                               bool isFloat, int channels);
+    // Converts a WAV file to `targetRate` into a new temporary file beside it.
+    static TemporaryFile resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
+                                     bool isFloat, int channels);
 
 private:
-    using TemporaryFileSlot = std::unique_ptr<ExportFiles::TemporaryFile>;
-    SoundFile openSource(const QString& path, TemporaryFileSlot& decoded) const;
+    SoundFile openSource(const QString& path, std::optional<TemporaryFile>& decoded) const;
     void runFFmpeg(const QStringList& args) const;
 
     QString ffmpegPath_;

@@ -1,7 +1,9 @@
 #include "list/SettingsFile.h"
 
 #include "list/AppState.h"
-#include "list/PathIdentity.h"
+#include "io/FileError.h"
+#include "io/FileIdentity.h"
+#include "io/TemporaryFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,7 +11,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <algorithm>
 #include <cmath>
 #include <optional>
@@ -147,12 +148,11 @@ std::optional<SettingsError> write(const AppState& state, const QString& path) {
                     .arg(target.fileName())};
         }
     }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return SettingsError{file.errorString()};
-    const QByteArray bytes = encode(settingsFrom(state));
-    if (file.write(bytes) != bytes.size() || !file.commit())
-        return SettingsError{file.errorString()};
+    try {
+        TemporaryFiles::replaceWith(path, encode(settingsFrom(state)));
+    } catch (const FileError& e) {
+        return SettingsError{e.description()};
+    }
     return std::nullopt;
 }
 

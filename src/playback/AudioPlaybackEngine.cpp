@@ -2,6 +2,7 @@
 
 #include "analysis/FFmpegDecode.h"
 #include "analysis/FFmpegLocator.h"
+#include "io/FileError.h"
 #include "playback/DefaultOutput.h"
 
 #include <QCoreApplication>
@@ -10,7 +11,6 @@
 #include <QFileInfo>
 #include <QPointer>
 #include <QThreadPool>
-#include <QUuid>
 
 #include <algorithm>
 #include <cmath>
@@ -37,8 +37,7 @@ AudioPlaybackEngine::~AudioPlaybackEngine() {
     output_->close(); // no callback runs after this
     reader_.stop();
     file_.reset();
-    for (const auto& [source, copy] : decodedCopies_)
-        QFile::remove(copy);
+    decodedCopies_.clear();
     delete envelope_;
     for (auto& [block, sequence] : retired_)
         delete block;
@@ -105,7 +104,7 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
     stopTimer();
 
     const auto decoded = decodedCopies_.find(path);
-    auto file = std::make_shared<SoundFile>(decoded != decodedCopies_.end() ? decoded->second : path);
+    auto file = std::make_shared<SoundFile>(decoded != decodedCopies_.end() ? decoded->second->path() : path);
     if (!file->isOpen() && decoded == decodedCopies_.end() && QFileInfo(path).isFile()) {
         decodeThenPlay(path, fromTime, gainDB, edits);
         return;
@@ -153,16 +152,19 @@ void AudioPlaybackEngine::decodeThenPlay(const QString& path, double fromTime, d
     const int64_t generation = playbackGeneration_;
     const QPointer<AudioPlaybackEngine> self(this);
     const QPointer<const SegmentEditState> editsLater(edits);
-    const QString target = QDir(QDir::tempPath()).filePath(
-        QStringLiteral("sonivel-play-%1.wav").arg(QUuid::createUuid().toString(QUuid::WithoutBraces)));
     QThreadPool::globalInstance()->start([=] {
-        const bool ok = decodeKeepingFormat(path, target, FFmpegLocator::find());
+        std::shared_ptr<TemporaryFile> copy;
+        try {
+            copy = std::make_shared<TemporaryFile>(QDir::tempPath(), QStringLiteral("wav"));
+            if (!decodeKeepingFormat(path, *copy, FFmpegLocator::find()))
+                copy.reset();
+        } catch (const FileError&) {
+            copy.reset();
+        }
         QMetaObject::invokeMethod(QCoreApplication::instance(), [=] {
-            if (!ok || !self) {
-                QFile::remove(target);
+            if (!copy || !self)
                 return;
-            }
-            self->decodedCopies_[path] = target;
+            self->decodedCopies_[path] = copy;
             if (self->playbackGeneration_ == generation)
                 self->play(path, fromTime, gainDB, editsLater.data());
         }, Qt::QueuedConnection);

@@ -13,6 +13,7 @@
 // can still read it) with the main thread.
 
 #include "editing/SegmentEditState.h"
+#include "io/TemporaryFile.h"
 #include "playback/AudioOutput.h"
 #include "playback/ChunkRing.h"
 #include "playback/SpinLock.h"
@@ -116,7 +117,7 @@ private:
     QTimer timer_;
     std::chrono::steady_clock::time_point clockZero_ = std::chrono::steady_clock::now();
     std::vector<std::pair<EnvelopeBlock*, uint64_t>> retired_;
-    std::map<QString, QString> decodedCopies_; // source → temporary WAV the reader can open
+    std::map<QString, std::shared_ptr<TemporaryFile>> decodedCopies_; // source → a WAV the reader can open
 
     // Shared with the audio callback.
     std::atomic<uint64_t> epoch_{0};          // chunks of other epochs are dropped

@@ -2,6 +2,7 @@
 
 #include "export/ExportErrors.h"
 #include "export/FFmpegExporter.h"
+#include "io/TemporaryFile.h"
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
 
@@ -46,30 +47,31 @@ Outcome runAll(const FFmpegExporter& exporter, std::vector<FFmpegExporter::Expor
 
 TEST(FFmpegExporterTest, ArgumentListsFollowCorrectionLimiterAndRate) {
     const QString out = "/out/normalized";
-    EXPECT_EQ(FFmpegExporter::arguments(job("/in/Song.aiff", 0.005, out)),
+    const auto arguments = [](const FFmpegExporter::ExportJob& j) { return FFmpegExporter::arguments(j, "W"); };
+    EXPECT_EQ(arguments(job("/in/Song.aiff", 0.005, out)),
               (QStringList{"-y", "-i", "/in/Song.aiff", "-ar", "48000", "-c:a", "pcm_s24le",
-                           "/out/normalized/Song (-16LUFS).wav"}));
-    EXPECT_EQ(FFmpegExporter::arguments(job("/in/a.wav", -3.0, out, ExportFormat::wav16,
+                           "W"}));
+    EXPECT_EQ(arguments(job("/in/a.wav", -3.0, out, ExportFormat::wav16,
                                             SampleRate::rate44100, true)),
               (QStringList{"-y", "-i", "/in/a.wav", "-af", "volume=-3.00dB", "-ar", "44100", "-c:a",
-                           "pcm_s16le", "/out/normalized/a (-16LUFS).wav"}));
-    EXPECT_EQ(FFmpegExporter::arguments(job("/in/Song.aiff", 4.5, out, ExportFormat::wav24,
+                           "pcm_s16le", "W"}));
+    EXPECT_EQ(arguments(job("/in/Song.aiff", 4.5, out, ExportFormat::wav24,
                                             SampleRate::rate48000, true)),
               (QStringList{"-y", "-i", "/in/Song.aiff", "-af",
                            "volume=4.50dB,alimiter=limit=0.966:attack=5:release=50:level=false,"
                            "atrim=start_sample=239,asetpts=PTS-STARTPTS",
-                           "-ar", "48000", "-c:a", "pcm_s24le", "/out/normalized/Song (-16LUFS).wav"}));
-    const QStringList at96 = FFmpegExporter::arguments(
+                           "-ar", "48000", "-c:a", "pcm_s24le", "W"}));
+    const QStringList at96 = arguments(
         job("/in/x.flac", 2.0, out, ExportFormat::mp3_320, SampleRate::rate96000, true));
     EXPECT_TRUE(at96[4].endsWith("atrim=start_sample=479,asetpts=PTS-STARTPTS")) << at96[4].toStdString();
     EXPECT_EQ(at96.mid(5), (QStringList{"-ar", "96000", "-c:a", "libmp3lame", "-b:a", "320k",
-                                        "/out/normalized/x (-16LUFS).mp3"}));
+                                        "W"}));
     // No volume filter within ±0.01 dB, but a positive correction still limits.
-    EXPECT_EQ(FFmpegExporter::arguments(job("/a.wav", 0.01, out, ExportFormat::flac))[3], "-ar");
-    EXPECT_EQ(FFmpegExporter::arguments(job("/a.wav", 0.01, out, ExportFormat::flac,
+    EXPECT_EQ(arguments(job("/a.wav", 0.01, out, ExportFormat::flac))[3], "-ar");
+    EXPECT_EQ(arguments(job("/a.wav", 0.01, out, ExportFormat::flac,
                                             SampleRate::rate48000, true))[4],
               limiterChain(239));
-    EXPECT_EQ(FFmpegExporter::arguments(job("/a.wav", -2.25, out))[4], "volume=-2.25dB");
+    EXPECT_EQ(arguments(job("/a.wav", -2.25, out))[4], "volume=-2.25dB");
 }
 
 TEST(FFmpegExporterTest, RunsJobsInOrderAndStopsAtTheFirstFailure) {
@@ -82,7 +84,12 @@ TEST(FFmpegExporterTest, RunsJobsInOrderAndStopsAtTheFirstFailure) {
     EXPECT_TRUE(all.error.isEmpty());
     EXPECT_EQ(all.outputs, (std::vector<QString>{dest + "/a (-16LUFS).wav", dest + "/b (-16LUFS).wav"}));
     EXPECT_TRUE(QFileInfo(dest).isDir()) << "the folder is made on the way";
-    EXPECT_EQ(ok.runs().size(), 2);
+    ASSERT_EQ(ok.runs().size(), 2);
+    const QString written = ok.runs()[1].last();
+    EXPECT_EQ(QFileInfo(written).absolutePath(), dest);
+    EXPECT_TRUE(TemporaryFiles::isTemporaryName(QFileInfo(written).fileName())) << written.toStdString();
+    EXPECT_TRUE(written.endsWith(".wav"));
+    EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"a (-16LUFS).wav", "b (-16LUFS).wav"}));
 
     Outcome none = runAll(FFmpegExporter(ok.path), {});
     EXPECT_TRUE(none.progress.isEmpty());

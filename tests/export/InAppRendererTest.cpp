@@ -7,6 +7,7 @@
 #include "editing/SegmentGainEvaluation.h"
 #include "export/FFmpegExporter.h"
 #include "export/InAppRenderer.h"
+#include "io/TemporaryFile.h"
 #include "support/QtPrinters.h"
 
 #include <QProcess>
@@ -37,11 +38,12 @@ RenderJob jobFor(const QString& source, const QString& dest, double correction, 
 }
 
 QStringList leftovers(const QString& dest) {
-    QStringList names;
-    for (const QString& n : fixtures::filesIn(dest))
-        if (n.contains("_temp_") || n.contains("_resampled"))
-            names << n;
-    return names;
+    return fixtures::temporaryFilesIn(dest) + fixtures::temporaryFilesIn(QDir::tempPath());
+}
+
+bool isTemporaryIn(const QString& path, const QString& dest, const QString& extension) {
+    return QFileInfo(path).absolutePath() == dest && path.endsWith("." + extension) &&
+           TemporaryFiles::isTemporaryName(QFileInfo(path).fileName());
 }
 
 } // namespace
@@ -64,19 +66,25 @@ TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
     const QString src48 = writeSource(dir, "Other.wav", 48000, 0.5);
     renderer.render(jobFor(src48, dest, 2.0, ExportFormat::wav16, SampleRate::rate48000, true));
 
+    // The encoder reads the rendered WAV and writes a temporary file of its
+    // own; both sit beside the output, which only the final rename makes.
     const QList<QStringList> runs = fake.runs();
     ASSERT_EQ(runs.size(), 4);
-    for (const QStringList& run : runs) {
-        ASSERT_GE(run.size(), 4);
-        EXPECT_TRUE(QFileInfo(run[2]).fileName().contains("_temp_")) << run[2].toStdString();
+    const QStringList extensions{"wav", "mp3", "flac", "wav"};
+    for (int i = 0; i < 4; ++i) {
+        ASSERT_GE(runs[i].size(), 4);
+        EXPECT_TRUE(isTemporaryIn(runs[i][2], dest, "wav")) << runs[i][2].toStdString();
+        EXPECT_TRUE(isTemporaryIn(runs[i].last(), dest, extensions[i])) << runs[i].last().toStdString();
     }
+    const auto middle = [](const QStringList& run) { return run.mid(3, run.size() - 4); };
     const QString chain219 = limiterChain(219);
-    EXPECT_EQ(runs[0].mid(3), (QStringList{"-af", chain219, "-ar", "48000", "-c:a", "pcm_s24le", out}));
-    EXPECT_EQ(runs[1].mid(3), (QStringList{"-af", chain219, "-ar", "48000", "-codec:a", "libmp3lame",
-                                           "-b:a", "320k", dest + "/Song (-16LUFS).mp3"}));
-    EXPECT_EQ(runs[2].mid(3), (QStringList{"-ar", "44100", "-codec:a", "flac", dest + "/Song (-16LUFS).flac"}));
-    EXPECT_EQ(runs[3].mid(3), (QStringList{"-af", limiterChain(239), "-c:a", "pcm_s16le",
-                                           dest + "/Other (-16LUFS).wav"}));
+    EXPECT_EQ(middle(runs[0]), (QStringList{"-af", chain219, "-ar", "48000", "-c:a", "pcm_s24le"}));
+    EXPECT_EQ(middle(runs[1]), (QStringList{"-af", chain219, "-ar", "48000", "-codec:a", "libmp3lame",
+                                           "-b:a", "320k"}));
+    EXPECT_EQ(middle(runs[2]), (QStringList{"-ar", "44100", "-codec:a", "flac"}));
+    EXPECT_EQ(middle(runs[3]), (QStringList{"-af", limiterChain(239), "-c:a", "pcm_s16le"}));
+    EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"Other (-16LUFS).wav", "Song (-16LUFS).flac",
+                                                    "Song (-16LUFS).mp3", "Song (-16LUFS).wav"}));
     EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();
 
     // Limiter asked for, but nothing raises the level: WAV written here, no encoder run.
@@ -88,6 +96,10 @@ TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
     QTemporaryDir dir;
     const QString dest = dir.filePath("normalized");
     const QString src = writeSource(dir, "Song.wav", 48000, 0.5);
+    // A good output of an earlier run outlives a failing encoder.
+    const InAppRenderer good(FFmpegLocator::find());
+    const QString earlier = good.render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true));
+    const auto before = fixtures::sha256Of({src, earlier});
     FakeFFmpeg failing(dir.path(), 1);
     try {
         InAppRenderer(failing.path).render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true));
@@ -95,6 +107,7 @@ TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
     } catch (const RenderError& e) {
         EXPECT_EQ(e.description(), "FFmpeg encode failed: ffmpeg exited with code 1");
     }
+    EXPECT_EQ(fixtures::sha256Of({src, earlier}), before);
     EXPECT_TRUE(leftovers(dest).isEmpty());
 
     try {
@@ -178,17 +191,25 @@ TEST(InAppRendererTest, FullDiskFailsWithItsReasonAndLeavesNoTemporaryFile) {
 
     const QString src = writeSource(dir, "Song.wav", 48000, 3.0); // 1.1 MB of float samples
     const QString dest = QDir(small).filePath("normalized");
+    // Earlier outputs of the same names: each failed job leaves them as they were.
+    QDir().mkpath(dest);
+    QStringList earlier;
+    for (const char* name : {"Song (-16LUFS).wav", "Song (-16LUFS).mp3"}) {
+        earlier << QDir(dest).filePath(name);
+        QFile f(earlier.last());
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(QByteArray(4096, 'e'));
+    }
+    const auto before = fixtures::sha256Of(earlier << src);
     for (ExportFormat format : {ExportFormat::wav32, ExportFormat::mp3_320}) {
         try {
             InAppRenderer(FFmpegLocator::find())
                 .render(jobFor(src, dest, 1.0, format, SampleRate::rate48000, false, {0, 1}));
             ADD_FAILURE() << "a full disk went unnoticed";
         } catch (const ExportFailure& e) {
-            EXPECT_TRUE(e.description().startsWith("Cannot write \"")) << e.what();
+            EXPECT_TRUE(e.description().startsWith("Cannot write \"Song (-16LUFS).")) << e.what();
         }
         EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();
-        // A failed job leaves what it wrote of its output; make room for the next.
-        QFile::remove(QDir(dest).filePath("Song (-16LUFS).wav"));
     }
     // The encoder path reports the encoder's own words.
     try {
@@ -198,4 +219,6 @@ TEST(InAppRendererTest, FullDiskFailsWithItsReasonAndLeavesNoTemporaryFile) {
     } catch (const ExportError& e) {
         EXPECT_TRUE(e.description().startsWith("Error exporting Song.wav: ")) << e.what();
     }
+    EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();
+    EXPECT_EQ(fixtures::sha256Of(earlier), before);
 }

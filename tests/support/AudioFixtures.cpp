@@ -1,5 +1,8 @@
 #include "support/AudioFixtures.h"
 
+#include "io/TemporaryFile.h"
+
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -113,6 +116,25 @@ bool runFFmpeg(const QStringList& arguments) {
 
 QStringList filesIn(const QString& dir) {
     return QDir(dir).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
+}
+
+QStringList temporaryFilesIn(const QString& dir) {
+    QStringList names = filesIn(dir);
+    names.removeIf([](const QString& n) { return !TemporaryFiles::isTemporaryName(n); });
+    return names;
+}
+
+QMap<QString, QByteArray> sha256Of(const QStringList& paths) {
+    QMap<QString, QByteArray> sums;
+    for (const QString& path : paths) {
+        QFile f(path);
+        QCryptographicHash hash(QCryptographicHash::Sha256);
+        if (f.open(QIODevice::ReadOnly) && hash.addData(&f))
+            sums[path] = hash.result().toHex();
+        else
+            sums[path] = QByteArray();
+    }
+    return sums;
 }
 
 } // namespace fixtures

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QMap>
 #include <QString>
+#include <QStringList>
 #include <cstdint>
 #include <vector>
 
@@ -30,7 +32,13 @@ QString writeScript(const QString& dir, const QString& name, const QString& body
 // Runs the real ffmpeg with the arguments; true when it exits 0.
 bool runFFmpeg(const QStringList& arguments);
 
-// Files in a folder, by name.
+// Files in a folder, by name, hidden ones too.
 QStringList filesIn(const QString& dir);
+// The program's temporary files in a folder, by name.
+QStringList temporaryFilesIn(const QString& dir);
+
+// The SHA-256 of each file, by path (empty for a file that cannot be read):
+// taken before and after a run, it shows which files the run changed.
+QMap<QString, QByteArray> sha256Of(const QStringList& paths);
 
 } // namespace fixtures

@@ -1,9 +1,15 @@
 #include <QCoreApplication>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 // QProcess and the thread pool expect an application object, as in the program.
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
+    // A temporary folder of this process's own: tests that look for files
+    // left in it do not see those of tests running beside them.
+    QTemporaryDir temporary;
+    if (temporary.isValid())
+        qputenv("TMPDIR", QFile::encodeName(temporary.path()));
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -1,0 +1,161 @@
+#include "io/TemporaryFile.h"
+
+#include "io/FileError.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QUuid>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+const QString prefix = QStringLiteral(".sonivel-");
+const QString extensionPattern = QStringLiteral("[A-Za-z0-9]{1,8}");
+
+QString systemReason(int error) {
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+bool sameInode(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Whether `path` still names the file open as `fd`.
+bool stillNames(const QByteArray& path, int fd) {
+    struct stat byName {}, byDescriptor {};
+    return ::lstat(path.constData(), &byName) == 0 && ::fstat(fd, &byDescriptor) == 0 &&
+           sameInode(byName, byDescriptor);
+}
+
+} // namespace
+
+TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
+    // A clean-up of another run may catch the new file between its creation
+    // and its lock, and remove it; then take another name.
+    for (int attempt = 0; attempt < 16; ++attempt) {
+        const QString name = prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() +
+                             QLatin1Char('.') + extension;
+        const QString path = QDir(folder).filePath(name);
+        const QByteArray encoded = QFile::encodeName(path);
+        Interruption::TrackedPath tracked(encoded);
+        const int fd = ::open(encoded.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (fd < 0) {
+            if (errno == EEXIST)
+                continue;
+            throw FileError(QStringLiteral("Cannot create a file in \"%1\": %2")
+                                .arg(QDir::toNativeSeparators(folder), systemReason(errno)));
+        }
+        const bool locked = ::flock(fd, LOCK_EX) == 0;
+        if (locked && stillNames(encoded, fd)) {
+            path_ = path;
+            fd_ = fd;
+            tracked_ = std::move(tracked);
+            return;
+        }
+        if (!locked && stillNames(encoded, fd))
+            ::unlink(encoded.constData());
+        ::close(fd);
+    }
+    throw FileError(QStringLiteral("Cannot create a file in \"%1\"").arg(QDir::toNativeSeparators(folder)));
+}
+
+TemporaryFile::~TemporaryFile() { discard(); }
+
+TemporaryFile::TemporaryFile(TemporaryFile&& other) noexcept
+    : path_(std::move(other.path_)), fd_(other.fd_), tracked_(std::move(other.tracked_)) {
+    other.path_.clear();
+    other.fd_ = -1;
+}
+
+void TemporaryFile::discard() noexcept {
+    if (fd_ < 0)
+        return;
+    const QByteArray encoded = QFile::encodeName(path_);
+    // Only while the name is still this file: never remove what took its place.
+    if (stillNames(encoded, fd_))
+        ::unlink(encoded.constData());
+    ::close(fd_);
+    fd_ = -1;
+}
+
+void TemporaryFile::commitAs(const QString& finalPath) {
+    const QByteArray from = QFile::encodeName(path_);
+    const QString finalName = QFileInfo(finalPath).fileName();
+    if (fd_ < 0 || !stillNames(from, fd_))
+        throw FileError(QStringLiteral("Cannot write \"%1\": its temporary file was replaced").arg(finalName));
+    if (::fsync(fd_) != 0)
+        throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
+    if (::rename(from.constData(), QFile::encodeName(finalPath).constData()) != 0)
+        throw FileError(QStringLiteral("Cannot replace \"%1\": %2").arg(finalName, systemReason(errno)));
+    // The rename itself reaches the disk with the folder.
+    const int folder = ::open(QFile::encodeName(QFileInfo(finalPath).absolutePath()).constData(),
+                              O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder >= 0) {
+        ::fsync(folder);
+        ::close(folder);
+    }
+    ::close(fd_);
+    fd_ = -1;
+    tracked_ = Interruption::TrackedPath();
+}
+
+namespace TemporaryFiles {
+
+bool isTemporaryName(const QString& fileName) {
+    static const QRegularExpression pattern(QStringLiteral(
+        "^\\.sonivel-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.%1$").arg(extensionPattern));
+    return pattern.match(fileName).hasMatch();
+}
+
+int removeStale(const QString& folder) {
+    const QStringList names = QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::System);
+    int removed = 0;
+    for (const QString& name : names) {
+        if (!isTemporaryName(name))
+            continue;
+        const QByteArray path = QFile::encodeName(QDir(folder).filePath(name));
+        // Never blocks: not on a FIFO of that name, not on a live run's lock.
+        const int fd = ::open(path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        struct stat info {};
+        if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0 &&
+            stillNames(path, fd) && ::unlink(path.constData()) == 0)
+            ++removed;
+        ::close(fd);
+    }
+    return removed;
+}
+
+} // namespace TemporaryFiles
+
+namespace TemporaryFiles {
+
+void replaceWith(const QString& finalPath, const QByteArray& bytes) {
+    const QFileInfo target(finalPath);
+    removeStale(target.absolutePath());
+    static const QRegularExpression extension(QStringLiteral("^%1$").arg(extensionPattern));
+    TemporaryFile file(target.absolutePath(),
+                       extension.match(target.suffix()).hasMatch() ? target.suffix() : QStringLiteral("tmp"));
+    qsizetype done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::write(file.descriptor(), bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            throw FileError(QStringLiteral("Cannot write \"%1\": %2")
+                                .arg(target.fileName(), systemReason(n < 0 ? errno : ENOSPC)));
+        }
+        done += n;
+    }
+    file.commitAs(finalPath);
+}
+
+} // namespace TemporaryFiles

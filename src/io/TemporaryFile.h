@@ -1,0 +1,58 @@
+#pragma once
+
+// How every file the program writes comes into being: as a new hidden file
+// ".sonivel-<UUID>.<ext>" beside its final name, created exclusively (never
+// through an existing name or link), locked while the run that made it
+// lives, synced, and renamed over the final name at the end. The rename
+// replaces the directory entry whatever it was (a file, a hard link, a
+// symbolic link), so nothing is written through an existing file, and a
+// reader sees the old file or the whole new one, never a mixture.
+
+#include "io/Interruption.h"
+
+#include <QString>
+
+class TemporaryFile {
+public:
+    // Creates the file in `folder` (which must exist) with `extension`
+    // ("wav", "mp3" ...; the encoder picks its container by it). Throws FileError.
+    TemporaryFile(const QString& folder, const QString& extension);
+    // Removes the file unless it was committed.
+    ~TemporaryFile();
+    TemporaryFile(TemporaryFile&& other) noexcept;
+    TemporaryFile& operator=(TemporaryFile&&) = delete;
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const QString& path() const { return path_; }
+    // Open for reading and writing from the start; owned by this object.
+    int descriptor() const { return fd_; }
+
+    // Syncs the file and renames it over `finalPath`; from then on it is no
+    // longer temporary. Throws FileError, and then the file is still removed
+    // when this object goes. Fails when something replaced the temporary
+    // name meanwhile.
+    void commitAs(const QString& finalPath);
+
+private:
+    void discard() noexcept;
+
+    QString path_;
+    int fd_ = -1;
+    Interruption::TrackedPath tracked_;
+};
+
+namespace TemporaryFiles {
+
+// Whether a file name has the temporary pattern.
+bool isTemporaryName(const QString& fileName);
+
+// Removes the temporary files in `folder` that no live run holds: those of
+// a run that was killed or crashed. Returns how many it removed.
+int removeStale(const QString& folder);
+
+// Writes `bytes` as the whole new content of `finalPath`, the same way:
+// beside it, then renamed over it. Throws FileError.
+void replaceWith(const QString& finalPath, const QByteArray& bytes);
+
+} // namespace TemporaryFiles
