@@ -3,20 +3,13 @@
 // Why an export stopped. Every error has the description the status line
 // shows after "Export error: ".
 
+#include "io/FileError.h"
+
 #include <QString>
-#include <exception>
-#include <string>
 
-class ExportFailure : public std::exception {
+class ExportFailure : public DescribedError {
 public:
-    explicit ExportFailure(QString description)
-        : description_(std::move(description)), what_(description_.toStdString()) {}
-    const QString& description() const noexcept { return description_; }
-    const char* what() const noexcept override { return what_.c_str(); }
-
-private:
-    QString description_;
-    std::string what_;
+    using DescribedError::DescribedError;
 };
 
 // The in-app renderer's own failures.

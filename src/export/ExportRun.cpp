@@ -19,9 +19,7 @@ namespace {
 QString describe(const std::exception_ptr& error) {
     try {
         std::rethrow_exception(error);
-    } catch (const ExportFailure& e) {
-        return e.description();
-    } catch (const FileError& e) {
+    } catch (const DescribedError& e) {
         return e.description();
     } catch (const std::exception& e) {
         return QString::fromLocal8Bit(e.what());

@@ -4,11 +4,10 @@
 #include <exception>
 #include <string>
 
-// A file operation the system refused, in words for the user: which file,
-// and the system's own reason.
-class FileError : public std::exception {
+// An error whose description is the text the user sees.
+class DescribedError : public std::exception {
 public:
-    explicit FileError(QString description)
+    explicit DescribedError(QString description)
         : description_(std::move(description)), what_(description_.toStdString()) {}
     const QString& description() const noexcept { return description_; }
     const char* what() const noexcept override { return what_.c_str(); }
@@ -16,4 +15,10 @@ public:
 private:
     QString description_;
     std::string what_;
+};
+
+// A file operation the system refused: which file, and the system's reason.
+class FileError : public DescribedError {
+public:
+    using DescribedError::DescribedError;
 };

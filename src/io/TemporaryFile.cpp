@@ -52,14 +52,17 @@ TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
             throw FileError(QStringLiteral("Cannot create a file in \"%1\": %2")
                                 .arg(QDir::toNativeSeparators(folder), systemReason(errno)));
         }
-        const bool locked = ::flock(fd, LOCK_EX) == 0;
-        if (locked && stillNames(encoded, fd)) {
+        // A file system without locks still gets the file; its clean-up
+        // then never takes it for stale.
+        const bool locked = ::flock(fd, LOCK_EX) == 0 || errno == ENOLCK || errno == EOPNOTSUPP;
+        const bool ours = stillNames(encoded, fd);
+        if (locked && ours) {
             path_ = path;
             fd_ = fd;
             tracked_ = std::move(tracked);
             return;
         }
-        if (!locked && stillNames(encoded, fd))
+        if (ours)
             ::unlink(encoded.constData());
         ::close(fd);
     }
