@@ -1,7 +1,6 @@
 #include "ExportCommand.h"
 
 #include "CommandRun.h"
-#include "SonivelProcess.h"
 #include "analysis/SoundFile.h"
 #include "support/AudioFixtures.h"
 #include "support/EventLoop.h"
@@ -11,10 +10,33 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <csignal>
 #include <gtest/gtest.h>
+#include <memory>
 #include <unistd.h>
 
 namespace {
+
+// The program itself, started as from a shell: its own temporary folder,
+// SIGINT at its default even where the tests run with it ignored.
+std::unique_ptr<QProcess> startSonivel(const QStringList& args, const QString& temporaryFolder) {
+    auto process = std::make_unique<QProcess>();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("TMPDIR", temporaryFolder);
+    process->setProcessEnvironment(environment);
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->setStandardErrorFile(QProcess::nullDevice());
+    process->setChildProcessModifier([] { ::signal(SIGINT, SIG_DFL); });
+    process->start(SONIVEL_BINARY, args);
+    process->waitForStarted();
+    return process;
+}
+
+// Waits for the end: the exit status, or the number of the signal that ended it (negated).
+int outcomeOf(QProcess& process) {
+    process.waitForFinished(120000);
+    return process.exitStatus() == QProcess::CrashExit ? -process.exitCode() : process.exitCode();
+}
 
 QString stereoTone(const QTemporaryDir& dir, const QString& name, double seconds) {
     const QString path = dir.filePath(name);
@@ -67,41 +89,34 @@ void expectOnlyWholeFiles(const QString& folder, double seconds) {
 
 TEST(SafeExportTest, NeverWritesThroughAnExistingName) {
     QTemporaryDir dir;
-    const QString source = stereoTone(dir, "Song.wav", 3.0), other = stereoTone(dir, "Other.wav", 3.0);
-    const QString unlisted = dir.filePath("unlisted.txt");
-    QFile u(unlisted);
-    ASSERT_TRUE(u.open(QIODevice::WriteOnly) && u.write("precious") == 8);
-    u.close();
-    const QString dest = dir.filePath("out/normalized");
+    const QString source = stereoTone(dir, "Song.wav", 3.0), unlisted = dir.filePath("unlisted.wav");
+    QFile::copy(source, unlisted);
+    const QString dest = dir.filePath("out/normalized"), output = dest + "/Song (-16LUFS).wav";
     QDir().mkpath(dest);
-    const auto sums = fixtures::sha256Of({source, other, unlisted});
-    const auto exportTo = [&](const QStringList& files) {
+    const auto sums = fixtures::sha256Of({source, unlisted});
+    const auto exportSong = [&] {
         return runCommand([](const QStringList& a, QTextStream& o, QTextStream& e) { return ExportCommand::run(a, o, e); },
-                          QStringList{"--out", dir.filePath("out")} + files);
+                          {"--out", dir.filePath("out"), source});
     };
 
-    // An output name that is a hard link to a source, or a symbolic link to
-    // one: refused before anything is written.
-    const QString songOut = dest + "/Song (-16LUFS).wav";
-    ASSERT_EQ(::link(QFile::encodeName(source).constData(), QFile::encodeName(songOut).constData()), 0);
-    const CommandRun hardLink = exportTo({source});
+    // The output name is a hard link or a symbolic link to the source:
+    // refused before anything is written.
+    ASSERT_EQ(::link(QFile::encodeName(source).constData(), QFile::encodeName(output).constData()), 0);
+    const CommandRun hardLink = exportSong();
     EXPECT_EQ(hardLink.status, 1);
     EXPECT_TRUE(hardLink.err.contains("\"Song (-16LUFS).wav\" in " + dest + " is a source file")) << hardLink.err.toStdString();
-    QFile::remove(songOut);
-    ASSERT_TRUE(QFile::link(source, songOut));
-    EXPECT_EQ(exportTo({source}).status, 1);
-    EXPECT_TRUE(QFileInfo(songOut).isSymLink());
-    QFile::remove(songOut);
+    QFile::remove(output);
+    ASSERT_TRUE(QFile::link(source, output));
+    EXPECT_EQ(exportSong().status, 1);
+    EXPECT_TRUE(QFileInfo(output).isSymLink());
 
-    // A symbolic link to an unlisted file is replaced itself; the file it
-    // pointed to is left alone.
-    const QString otherOut = dest + "/Other (-16LUFS).wav";
-    ASSERT_TRUE(QFile::link(unlisted, otherOut));
-    const CommandRun throughLink = exportTo({other});
-    ASSERT_EQ(throughLink.status, 0) << throughLink.err.toStdString();
-    EXPECT_FALSE(QFileInfo(otherOut).isSymLink());
-    EXPECT_NEAR(decodedSeconds(otherOut), 3.0, 0.01);
-    EXPECT_EQ(fixtures::sha256Of({source, other, unlisted}), sums);
+    // A symbolic link to an unlisted file is replaced itself; that file stays.
+    QFile::remove(output);
+    ASSERT_TRUE(QFile::link(unlisted, output));
+    ASSERT_EQ(exportSong().status, 0);
+    EXPECT_FALSE(QFileInfo(output).isSymLink());
+    EXPECT_NEAR(decodedSeconds(output), 3.0, 0.01);
+    EXPECT_EQ(fixtures::sha256Of({source, unlisted}), sums);
     EXPECT_TRUE(fixtures::temporaryFilesIn(dest).isEmpty());
 }
 
@@ -118,8 +133,7 @@ TEST(SafeExportTest, KilledOrInterruptedExportsLeaveOnlyWholeFiles) {
     // the second: what is under a final name is whole, and the encoder dies too.
     for (int point = 0; point < 3; ++point) {
         const QStringList before = fixtures::temporaryFilesIn(dest);
-        SonivelProcess run(args, tmp);
-        ASSERT_TRUE(run.started());
+        const auto run = startSonivel(args, tmp);
         if (point == 0)
             ::usleep(100000);
         else
@@ -129,8 +143,8 @@ TEST(SafeExportTest, KilledOrInterruptedExportsLeaveOnlyWholeFiles) {
             ASSERT_TRUE(fixtures::waitUntil([&] { return QFileInfo::exists(dest + "/a (-16LUFS).mp3"); }));
             ASSERT_TRUE(waitForNewTemporary(dest, fixtures::temporaryFilesIn(dest)));
         }
-        run.signal(SIGKILL);
-        run.wait();
+        ::kill(static_cast<pid_t>(run->processId()), SIGKILL);
+        run->waitForFinished();
         EXPECT_TRUE(encoderGone()) << point;
         expectOnlyWholeFiles(dest, 40.0);
     }
@@ -139,19 +153,16 @@ TEST(SafeExportTest, KilledOrInterruptedExportsLeaveOnlyWholeFiles) {
     // encoder and dies by that signal; those of the killed runs went at its start.
     for (int s : {SIGTERM, SIGINT}) {
         const QStringList before = fixtures::temporaryFilesIn(dest);
-        SonivelProcess run(args, tmp);
+        const auto run = startSonivel(args, tmp);
         ASSERT_TRUE(waitForNewTemporary(dest, before));
-        run.signal(s);
-        const int status = run.wait();
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == s) << status;
+        ::kill(static_cast<pid_t>(run->processId()), s);
+        EXPECT_EQ(outcomeOf(*run), -s);
         EXPECT_TRUE(fixtures::temporaryFilesIn(dest).isEmpty()) << s;
         EXPECT_TRUE(encoderGone()) << s;
     }
 
     // The next run clears what the killed ones left and completes.
-    SonivelProcess last(args, tmp);
-    const int status = last.wait();
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(outcomeOf(*startSonivel(args, tmp)), 0);
     EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"a (-16LUFS).mp3", "b (-16LUFS).mp3"}));
     expectOnlyWholeFiles(dest, 40.0);
     EXPECT_TRUE(fixtures::filesIn(tmp).isEmpty());
@@ -167,11 +178,11 @@ TEST(SafeExportTest, TwoExportsOfOneNameEndWithOneWholeFile) {
 
     // The second starts while the first encodes: its clean-up must leave the
     // first one's file alone, and whichever renames last wins whole.
-    SonivelProcess first({"export", "--format", "mp3_320", "--out", out, song}, tmp);
+    const auto first = startSonivel({"export", "--format", "mp3_320", "--out", out, song}, tmp);
     ASSERT_TRUE(waitForNewTemporary(dest, {}));
-    SonivelProcess second({"export", "--format", "mp3_128", "--out", out, song}, tmp);
-    EXPECT_EQ(first.wait(), 0);
-    EXPECT_EQ(second.wait(), 0);
+    const auto second = startSonivel({"export", "--format", "mp3_128", "--out", out, song}, tmp);
+    EXPECT_EQ(outcomeOf(*first), 0);
+    EXPECT_EQ(outcomeOf(*second), 0);
     EXPECT_EQ(fixtures::filesIn(dest), QStringList{"song (-16LUFS).mp3"});
     EXPECT_NEAR(decodedSeconds(dest + "/song (-16LUFS).mp3"), 30.0, 0.1);
     EXPECT_EQ(fixtures::sha256Of({song}), sums);
@@ -184,11 +195,10 @@ TEST(SafeExportTest, InterruptedAnalysisRemovesTheDecodersFile) {
     ASSERT_TRUE(fixtures::runFFmpeg({"-f", "lavfi", "-i", "sine=f=440:d=120", "-c:a", "aac", "-b:a", "48k", m4a}));
     const auto sums = fixtures::sha256Of({m4a});
 
-    SonivelProcess run({"analyze", m4a}, tmp);
+    const auto run = startSonivel({"analyze", m4a}, tmp);
     ASSERT_TRUE(waitForNewTemporary(tmp, {}));
-    run.signal(SIGINT);
-    const int status = run.wait();
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+    ::kill(static_cast<pid_t>(run->processId()), SIGINT);
+    EXPECT_EQ(outcomeOf(*run), -SIGINT);
     EXPECT_TRUE(fixtures::filesIn(tmp).isEmpty());
     EXPECT_TRUE(fixtures::waitUntil([&] { return processesMentioning(m4a) == 0; }));
     EXPECT_EQ(fixtures::sha256Of({m4a}), sums);

@@ -85,11 +85,8 @@ TEST(FFmpegExporterTest, RunsJobsInOrderAndStopsAtTheFirstFailure) {
     EXPECT_EQ(all.outputs, (std::vector<QString>{dest + "/a (-16LUFS).wav", dest + "/b (-16LUFS).wav"}));
     EXPECT_TRUE(QFileInfo(dest).isDir()) << "the folder is made on the way";
     ASSERT_EQ(ok.runs().size(), 2);
-    const QString written = ok.runs()[1].last();
-    EXPECT_EQ(QFileInfo(written).absolutePath(), dest);
-    EXPECT_TRUE(TemporaryFiles::isTemporaryName(QFileInfo(written).fileName())) << written.toStdString();
-    EXPECT_TRUE(written.endsWith(".wav"));
-    EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"a (-16LUFS).wav", "b (-16LUFS).wav"}));
+    EXPECT_TRUE(TemporaryFiles::isTemporaryName(QFileInfo(ok.runs()[1].last()).fileName()));
+    EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"a (-16LUFS).wav", "b (-16LUFS).wav"})) << "renamed when done";
 
     Outcome none = runAll(FFmpegExporter(ok.path), {});
     EXPECT_TRUE(none.progress.isEmpty());

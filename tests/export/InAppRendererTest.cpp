@@ -70,11 +70,9 @@ TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
     // own; both sit beside the output, which only the final rename makes.
     const QList<QStringList> runs = fake.runs();
     ASSERT_EQ(runs.size(), 4);
-    const QStringList extensions{"wav", "mp3", "flac", "wav"};
     for (int i = 0; i < 4; ++i) {
         ASSERT_GE(runs[i].size(), 4);
-        EXPECT_TRUE(isTemporaryIn(runs[i][2], dest, "wav")) << runs[i][2].toStdString();
-        EXPECT_TRUE(isTemporaryIn(runs[i].last(), dest, extensions[i])) << runs[i].last().toStdString();
+        EXPECT_TRUE(isTemporaryIn(runs[i][2], dest, "wav") && isTemporaryIn(runs[i].last(), dest, QStringList{"wav", "mp3", "flac", "wav"}[i])) << i;
     }
     const auto middle = [](const QStringList& run) { return run.mid(3, run.size() - 4); };
     const QString chain219 = limiterChain(219);
