@@ -11,18 +11,47 @@ constexpr KWeightingFilter::Coeffs rate44100{
      0.7125954280732254},
     {1.0, -2.0, 1.0, -1.9891696736297957, 0.9891990357870394}};
 
-// The pre-filter is the same analogue high shelf as the other rows (centre
-// 1681.97 Hz, +4.0 dB, Q 0.7072), mapped to 96 kHz by the bilinear transform
-// prewarped at its centre frequency. The same mapping reproduces the 44.1 kHz
-// and 48 kHz rows; the tests hold the derivation and the match.
-constexpr KWeightingFilter::Coeffs rate96000{
-    {1.5597142289757966, -2.9267415782510824, 1.3782612023158187, -1.8446094698901085,
-     0.85584332293064125},
-    {1.0, -2.0, 1.0, -1.9950144559570604, 0.9950249764557424}};
-
 constexpr KWeightingFilter::Coeffs rate48000{
     {1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241, 0.73248077421585},
     {1.0, -2.0, 1.0, -1.99004745483398, 0.99007225036621}};
+
+// The analogue prototype behind the published rows: a high shelf and a
+// second-order high-pass, mapped to a rate by the bilinear transform
+// prewarped at their corner frequencies. At 48 kHz it reproduces the
+// published row to 1e-12.
+constexpr double shelfHz = 1681.974450955533;
+constexpr double shelfGainDB = 3.999843853973347;
+constexpr double shelfQ = 0.7071752369554196;
+constexpr double highPassHz = 38.13547087602444;
+constexpr double highPassQ = 0.5003270373238773;
+
+double prewarped(double hz, double rate) {
+    return std::tan(std::numbers::pi * hz / rate);
+}
+
+KWeightingFilter::Section designPreFilter(double rate) {
+    const double k = prewarped(shelfHz, rate);
+    const double vh = std::pow(10.0, shelfGainDB / 20.0);
+    const double vb = std::pow(vh, 0.4996667741545416);
+    const double a0 = 1.0 + k / shelfQ + k * k;
+    return {(vh + vb * k / shelfQ + k * k) / a0, 2.0 * (k * k - vh) / a0,
+            (vh - vb * k / shelfQ + k * k) / a0, 2.0 * (k * k - 1.0) / a0,
+            (1.0 - k / shelfQ + k * k) / a0};
+}
+
+// The published high-pass keeps numerators of 1, -2, 1, so its pass band
+// sits at 1 + K/Q + K² rather than 1 (+0.043 dB at 48 kHz); other rates keep
+// the 48 kHz pass band, so that their figures match.
+KWeightingFilter::Section designHighPass(double rate) {
+    const auto a0At = [](double r) {
+        const double k = prewarped(highPassHz, r);
+        return 1.0 + k / highPassQ + k * k;
+    };
+    const double k = prewarped(highPassHz, rate);
+    const double a0 = a0At(rate);
+    const double g = a0At(48000.0) / a0;
+    return {g, -2.0 * g, g, 2.0 * (k * k - 1.0) / a0, (1.0 - k / highPassQ + k * k) / a0};
+}
 
 } // namespace
 
@@ -32,10 +61,12 @@ KWeightingFilter::Coeffs KWeightingFilter::coefficients(int64_t sampleRate) {
     if (sampleRate == 44100) {
         return rate44100;
     }
-    if (sampleRate == 96000) {
-        return rate96000;
+    // Below about twice the shelf's corner the prototype cannot be mapped.
+    if (sampleRate == 48000 || sampleRate < minimumDesignedRate) {
+        return rate48000;
     }
-    return rate48000;
+    const auto rate = static_cast<double>(sampleRate);
+    return {designPreFilter(rate), designHighPass(rate)};
 }
 
 void KWeightingFilter::process(const float* input, float* output, int64_t count) {

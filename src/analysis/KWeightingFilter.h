@@ -20,9 +20,11 @@ public:
 
     explicit KWeightingFilter(int64_t sampleRate);
 
-    // Fixed rows chosen by exact sample rate: 44100, 96000, and the 48 kHz
-    // row for every other rate.
+    // The published rows at 48000 and 44100 Hz; every other rate gets the
+    // same analogue prototype designed for it, so that the weighting stays
+    // at the same frequencies. Rates too low to map it use the 48 kHz row.
     static Coeffs coefficients(int64_t sampleRate);
+    static constexpr int64_t minimumDesignedRate = 4000;
 
     // Filters `count` samples from `input` into `output` (they may be the same
     // buffer), continuing from and updating the delay state.
