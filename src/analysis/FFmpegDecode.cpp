@@ -40,8 +40,8 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
 
     QProcess ffmpeg;
     ffmpeg.setProgram(encoder);
-    ffmpeg.setArguments(
-        {"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ac", "1", "-ar", "48000", "-"});
+    ffmpeg.setArguments(FFmpegLocator::quietArguments +
+                        QStringList{"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ac", "1", "-ar", "48000", "-"});
     // No input: ffmpeg would otherwise read the terminal for commands. Its
     // standard error is discarded, so a chatty child never blocks on a full pipe.
     ffmpeg.setStandardInputFile(QProcess::nullDevice());
@@ -94,7 +94,7 @@ bool decodeKeepingFormat(const QString& sourcePath, const TemporaryFile& target,
     ffmpeg.setStandardOutputFile(QProcess::nullDevice());
     ffmpeg.setStandardErrorFile(QProcess::nullDevice());
     Interruption::prepareChild(ffmpeg);
-    ffmpeg.start(encoder, {"-y", "-i", sourcePath, "-c:a", "pcm_f32le", target.path()});
+    ffmpeg.start(encoder, FFmpegLocator::quietArguments + QStringList{"-y", "-i", sourcePath, "-c:a", "pcm_f32le", target.path()});
     if (!ffmpeg.waitForStarted(-1))
         return false;
     const Interruption::TrackedChild tracked(static_cast<pid_t>(ffmpeg.processId()));

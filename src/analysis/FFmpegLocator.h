@@ -27,4 +27,8 @@ QString find(const FFmpegSearchPlaces& places);
 // What `which ffmpeg` prints, trimmed; none when it fails or prints nothing.
 std::optional<QString> findInPath(const FFmpegSearchPlaces& places);
 
+// Leading arguments of every run: no banner, no reading the terminal, and
+// only errors on standard error, so a failure reads as the encoder's own line.
+inline const QStringList quietArguments{"-hide_banner", "-nostdin", "-loglevel", "error"};
+
 } // namespace FFmpegLocator

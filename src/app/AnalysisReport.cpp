@@ -14,6 +14,29 @@ QString displayName(const QString& file) {
     return name.isEmpty() ? file : name;
 }
 
+// Columns a terminal gives a text: two for East Asian wide and full-width
+// characters, none for combining marks, one for the rest.
+int displayWidth(const QString& text) {
+    int width = 0;
+    for (const char32_t c : text.toUcs4()) {
+        const auto category = QChar::category(c);
+        if (category == QChar::Mark_NonSpacing || category == QChar::Mark_Enclosing || c == 0x200B)
+            continue;
+        const bool wide = (c >= 0x1100 && c <= 0x115F) || (c >= 0x2E80 && c <= 0xA4CF && c != 0x303F) ||
+                          (c >= 0xAC00 && c <= 0xD7A3) || (c >= 0xF900 && c <= 0xFAFF) ||
+                          (c >= 0xFE30 && c <= 0xFE4F) || (c >= 0xFF00 && c <= 0xFF60) ||
+                          (c >= 0xFFE0 && c <= 0xFFE6) || (c >= 0x1F300 && c <= 0x1F64F) ||
+                          (c >= 0x1F900 && c <= 0x1F9FF) || (c >= 0x20000 && c <= 0x3FFFD);
+        width += wide ? 2 : 1;
+    }
+    return width;
+}
+
+// `text` followed by spaces up to `width` columns.
+QString padded(const QString& text, int width) {
+    return text + QString(std::max(0, width - displayWidth(text)), QLatin1Char(' '));
+}
+
 } // namespace
 
 FileReport makeReport(const QString& file, const AnalysisResult& result) {
@@ -58,7 +81,7 @@ QString formatTime(double seconds) {
 int reportNameWidth(const QStringList& files) {
     int width = 4; // "File"
     for (const QString& f : files) {
-        width = std::max(width, static_cast<int>(displayName(f).size()));
+        width = std::max(width, displayWidth(displayName(f)));
     }
     return width;
 }
@@ -74,7 +97,7 @@ QString reportHeader(int nameWidth) {
 }
 
 QString reportRow(const FileReport& r, int nameWidth) {
-    const QString name = QStringLiteral("%1").arg(displayName(r.file), -nameWidth);
+    const QString name = padded(displayName(r.file), nameWidth);
     if (r.error) {
         return name + QStringLiteral("  ") + *r.error;
     }

@@ -81,6 +81,12 @@ std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTe
             const double t = value.toDouble(&ok);
             if (!ok || !std::isfinite(t))
                 return fail(QStringLiteral("'%1' is not a loudness in LUFS").arg(value));
+            // The same range as the window's target field.
+            if (t < SettingsFile::minimumTargetLUFS || t > SettingsFile::maximumTargetLUFS)
+                return fail(QStringLiteral("the target must lie between %1 and %2 LUFS, not %3")
+                                .arg(SettingsFile::minimumTargetLUFS)
+                                .arg(SettingsFile::maximumTargetLUFS)
+                                .arg(value));
             o.target = t;
         } else if (arg == QLatin1String("--format")) {
             const auto f = exportFormatNamed(value);
@@ -93,10 +99,11 @@ std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTe
             if (!ok || !r)
                 return fail(QStringLiteral("the rate must be 44100, 48000 or 96000, not '%1'").arg(value));
             o.rate = *r;
-        } else if (arg == QLatin1String("--limiter")) {
-            o.limiter = true;
-        } else if (arg == QLatin1String("--no-limiter")) {
-            o.limiter = false;
+        } else if (arg == QLatin1String("--limiter") || arg == QLatin1String("--no-limiter")) {
+            const bool limiter = arg == QLatin1String("--limiter");
+            if (o.limiter && *o.limiter != limiter)
+                return fail(QStringLiteral("--limiter and --no-limiter exclude each other"));
+            o.limiter = limiter;
         } else if (arg == QLatin1String("--settings")) {
             o.settings = value;
         } else if (arg == QLatin1String("--")) {
@@ -112,6 +119,10 @@ std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTe
         return fail(QStringLiteral("--out DIR is required"));
     if (o.files.isEmpty() && o.settings.isEmpty())
         return fail(QStringLiteral("no files given"));
+    if (!supportsRate(o.format, o.rate))
+        return fail(QStringLiteral("%1 holds at most %2 Hz; choose --rate 44100 or 48000")
+                        .arg(rawValue(o.format))
+                        .arg(maximumRate(o.format)));
     return o;
 }
 
@@ -145,10 +156,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     QList<QUrl> urls;
     for (const QString& file : options->files)
         urls << QUrl::fromLocalFile(QFileInfo(file).absoluteFilePath());
-    const size_t before = state.files().size();
-    state.addFiles(urls);
-    if (state.files().size() - before != static_cast<size_t>(urls.size()))
-        err << "sonivel export: skipped files that are not audio or are listed twice\n";
+    const std::vector<AppState::SkippedFile> skipped = state.addFiles(urls);
+    if (!skipped.empty())
+        err << "sonivel export: skipped " << AppState::describe(skipped) << '\n';
     if (state.files().empty()) {
         err << "sonivel export: nothing to export\n";
         return 1;

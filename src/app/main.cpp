@@ -34,9 +34,11 @@ QString usage() {
                           "  -v, --version  show the version\n");
 }
 
+// A first argument that names a command or is an option runs the command
+// line; anything else is a file for the window.
 bool isCommand(const QString& arg) {
     return arg == QLatin1String("analyze") || arg == QLatin1String("export") || arg == QLatin1String("help") ||
-           arg.startsWith(QLatin1Char('-'));
+           (arg.startsWith(QLatin1Char('-')) && arg.size() > 1);
 }
 
 // With --screenshot PATH: once the files are analysed, select the second,
@@ -70,13 +72,9 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
     MainWindow window(state);
     window.show();
     MainWindow::markFirstLaunch(state);
-    QList<QUrl> files;
-    for (const QString& arg : QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3))
-        files << QUrl::fromLocalFile(QFileInfo(arg).absoluteFilePath());
     if (!screenshot.isEmpty())
         takeScreenshotWhenReady(window, state, screenshot);
-    if (!files.isEmpty())
-        state.addFiles(files);
+    state.addPaths(QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3));
     return app.exec();
 }
 
@@ -90,12 +88,7 @@ int main(int argc, char* argv[]) {
     // Files (or nothing) open the window; commands and options run here.
     if (argc > 2 && QString::fromLocal8Bit(argv[1]) == QLatin1String("--screenshot"))
         return runWindow(argc, argv, QString::fromLocal8Bit(argv[2]));
-    bool window = true;
-    for (int i = 1; i < argc; ++i) {
-        const QString arg = QString::fromLocal8Bit(argv[i]);
-        if (isCommand(arg) || !QFileInfo::exists(arg))
-            window = false;
-    }
+    const bool window = argc < 2 || !isCommand(QString::fromLocal8Bit(argv[1]));
     if (window && qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
         qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         std::fputs("sonivel: no display to open the window on.\n"
@@ -135,7 +128,7 @@ int main(int argc, char* argv[]) {
     if (command == QStringLiteral("export")) {
         return ExportCommand::run(args, out, err);
     }
-    err << "sonivel: unknown command '" << command << "'\n"
-        << "Try 'sonivel --help'.\n";
+    err << "sonivel: unknown " << (command.startsWith(QLatin1Char('-')) ? "option" : "command") << " '" << command
+        << "'\nTry 'sonivel --help'.\n";
     return 2;
 }

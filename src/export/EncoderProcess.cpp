@@ -1,5 +1,6 @@
 #include "export/EncoderProcess.h"
 
+#include "analysis/FFmpegLocator.h"
 #include "export/ExportErrors.h"
 #include "io/Interruption.h"
 
@@ -14,7 +15,7 @@ EncoderRun run(const QString& program, const QStringList& arguments) {
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setProgram(program);
-    process.setArguments(arguments);
+    process.setArguments(FFmpegLocator::quietArguments + arguments);
     Interruption::prepareChild(process);
     process.start();
     if (!process.waitForStarted(-1)) {

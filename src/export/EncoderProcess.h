@@ -12,7 +12,8 @@ struct EncoderRun {
 
 namespace EncoderProcess {
 
-// Starts `program` with `arguments` (never through a shell) and waits for it.
+// Starts `program` with the quiet arguments and `arguments` (never through a
+// shell) and waits for it.
 // Standard error is read as it arrives, so a chatty encoder never stalls on a
 // full pipe; standard output is discarded. A crash comes back as exit code
 // -1. The encoder dies with the program and is stopped by an interruption.

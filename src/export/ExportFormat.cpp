@@ -89,3 +89,7 @@ QString exportFileName(const QString& sourcePath, double finalLUFS, ExportFormat
         .arg(QFileInfo(sourcePath).completeBaseName(), QString::asprintf("%.0f", finalLUFS),
              fileExtension(format));
 }
+
+int64_t maximumRate(ExportFormat format) {
+    return fileExtension(format) == QLatin1String("mp3") ? 48000 : rawValue(SampleRate::rate96000);
+}

@@ -43,6 +43,10 @@ inline int64_t rawValue(SampleRate rate) { return static_cast<int64_t>(rate); }
 std::optional<SampleRate> sampleRateFromRawValue(int64_t hz);
 QString label(SampleRate rate); // "48000 Hz"
 
+// MP3 holds at most 48 kHz; the other formats take every rate.
+int64_t maximumRate(ExportFormat format);
+inline bool supportsRate(ExportFormat format, SampleRate rate) { return rawValue(rate) <= maximumRate(format); }
+
 // Leading samples the limiter chain trims: max(rate × 5 / 1000, 1) − 1 in
 // integer arithmetic (5 ms is the limiter's attack); 219 at 44100 Hz.
 int64_t limiterTrimSamples(int64_t rateHz);

@@ -102,11 +102,18 @@ void AppState::setCurveWindowSec(double seconds) {
         publish(this, curveWindowSec_, seconds, &AppState::curveWindowSecChanged);
 }
 
+// A format never goes with a rate it cannot hold (MP3 above 48 kHz): the
+// rate gives way, and the status line says so.
 void AppState::setExportFormat(ExportFormat format) {
+    if (!supportsRate(format, exportSampleRate_)) {
+        exportSampleRate_ = SampleRate::rate48000;
+        setStatusMessage(QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(rawValue(format)));
+    }
     publish(this, exportFormat_, format, &AppState::exportSettingsChanged);
 }
 void AppState::setExportSampleRate(SampleRate rate) {
-    publish(this, exportSampleRate_, rate, &AppState::exportSettingsChanged);
+    if (supportsRate(exportFormat_, rate))
+        publish(this, exportSampleRate_, rate, &AppState::exportSettingsChanged);
 }
 void AppState::setIsExporting(bool exporting) {
     publish(this, isExporting_, exporting, &AppState::isExportingChanged);
@@ -125,33 +132,62 @@ void AppState::performExport(bool useLimiter, const QString& chosenFolder) {
     ExportRun::start(*this, useLimiter, chosenFolder);
 }
 
-void AppState::addFiles(const QList<QUrl>& urls) {
+std::vector<AppState::SkippedFile> AppState::addFiles(const QList<QUrl>& urls) {
     const auto normalized = [](const QString& path) { return QDir::cleanPath(path); };
     QSet<QString> listed;
     for (const AudioFileItemPtr& item : files_)
         listed.insert(normalized(item->path()));
 
     std::vector<AudioFileItemPtr> added;
+    std::vector<SkippedFile> skipped;
     for (const QUrl& url : urls) {
         if (!url.isLocalFile())
             continue;
         const QString path = url.toLocalFile();
-        if (!audioExtensions().contains(QFileInfo(path).suffix().toLower()))
+        if (!audioExtensions().contains(QFileInfo(path).suffix().toLower())) {
+            skipped.push_back({path, QStringLiteral("not an audio file")});
             continue;
+        }
         // Checked against the list as it was before this call, so the same
         // URL twice in one drop gives two items.
-        if (listed.contains(normalized(path)))
+        if (listed.contains(normalized(path))) {
+            skipped.push_back({path, QStringLiteral("already listed")});
             continue;
+        }
         added.push_back(std::make_shared<AudioFileItem>(url));
     }
     if (added.empty())
-        return;
+        return skipped;
 
     files_.insert(files_.end(), added.begin(), added.end());
     emit filesChanged();
     if (!selectedFileID_)
         setSelectedFileID(added.front()->id());
     analyzeFiles(added);
+    return skipped;
+}
+
+void AppState::addPaths(const QStringList& paths) {
+    QList<QUrl> urls;
+    std::vector<SkippedFile> skipped;
+    for (const QString& path : paths) {
+        const QFileInfo info(path);
+        if (info.exists())
+            urls << QUrl::fromLocalFile(info.absoluteFilePath());
+        else
+            skipped.push_back({path, QStringLiteral("not found")});
+    }
+    const std::vector<SkippedFile> notAdded = addFiles(urls);
+    skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
+    if (!skipped.empty())
+        setStatusMessage(QStringLiteral("Not added: ") + describe(skipped));
+}
+
+QString AppState::describe(const std::vector<SkippedFile>& skipped) {
+    QStringList parts;
+    for (const SkippedFile& s : skipped)
+        parts << QStringLiteral("%1 (%2)").arg(QFileInfo(s.path).fileName(), s.reason);
+    return parts.join(QStringLiteral(", "));
 }
 
 void AppState::loadFiles(std::vector<AudioFileItemPtr> items) {
@@ -267,6 +303,10 @@ void AppState::restoreRemovedFile(const RemovedFile& removed) {
         const auto count = static_cast<int64_t>(files_.size());
         const int64_t at = std::min(std::max<int64_t>(removed.index, 0), count);
         files_.insert(files_.begin() + static_cast<std::ptrdiff_t>(at), removed.file);
+        // The target may have moved while it was out of the list.
+        const AudioFileItemPtr& item = removed.file;
+        if (item->analysis() && !item->isManualOverride())
+            item->setCorrectionDB(correctionFor(targetLUFS_, item->analysis()->peakLUFS));
         emit filesChanged();
         // Its analysis result came back while it was out of the list and was
         // dropped; without a new analysis it would show as analysing forever.

@@ -103,8 +103,18 @@ public:
     void setClippingFiles(std::vector<ClippingFile> files);
 
     // Appends the files with an admitted extension whose paths are not listed
-    // yet, selects the first of them when nothing is selected, and analyses them.
-    void addFiles(const QList<QUrl>& urls);
+    // yet, selects the first of them when nothing is selected, and analyses
+    // them. Returns the local files it left out, each with why.
+    struct SkippedFile {
+        QString path;
+        QString reason; // "not an audio file", "already listed"
+    };
+    std::vector<SkippedFile> addFiles(const QList<QUrl>& urls);
+    // "notes.txt (not an audio file), a.wav (already listed)"
+    static QString describe(const std::vector<SkippedFile>& skipped);
+    // Adds files named on the command line (relative to the working folder);
+    // those missing or left out are named in the status line.
+    void addPaths(const QStringList& paths);
     // Replaces the list, selects its first item and analyses the items that
     // have no analysis yet.
     void loadFiles(std::vector<AudioFileItemPtr> items);

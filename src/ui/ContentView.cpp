@@ -10,6 +10,7 @@
 
 #include <QDoubleSpinBox>
 #include <QDragEnterEvent>
+#include <QKeyEvent>
 #include <QFontDatabase>
 #include <QFrame>
 #include <QHBoxLayout>
@@ -34,7 +35,8 @@ QFrame* divider() {
 }
 
 // The target field: any number may be typed; out of range it is clamped
-// into -40 ... -3 when entered.
+// into -40 ... -3 when entered. What is not a number ("", "-", ".") leaves
+// the target as it was.
 class TargetField : public QDoubleSpinBox {
 public:
     QValidator::State validate(QString& text, int& pos) const override {
@@ -55,6 +57,15 @@ public:
         bool number = false;
         const double typed = locale().toDouble(text, &number);
         return number ? std::clamp(typed, minimum(), maximum()) : value();
+    }
+
+protected:
+    // Return enters the value and hands the keyboard back to the window, so
+    // that Space plays instead of typing here.
+    void keyPressEvent(QKeyEvent* event) override {
+        QDoubleSpinBox::keyPressEvent(event);
+        if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+            clearFocus();
     }
 };
 
@@ -90,7 +101,7 @@ ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std
     target_->setDecimals(1);
     target_->setRange(-40.0, -3.0); // typed values are clamped into range
     target_->setSingleStep(0.5);
-    target_->setCorrectionMode(QAbstractSpinBox::CorrectToNearestValue);
+    target_->setCorrectionMode(QAbstractSpinBox::CorrectToPreviousValue);
     target_->setKeyboardTracking(false);
     target_->setFixedWidth(80);
     target_->setValue(state_.targetLUFS());
@@ -249,7 +260,10 @@ void ContentView::refreshStatus() {
         status_->setText(editModeHelpLine());
         status_->setStyleSheet(QStringLiteral("color: rgba(0, 0, 0, 178)"));
     } else {
-        status_->setText(state_.statusMessage());
+        // One line here; an encoder's longer message in full in the tooltip.
+        const QString message = state_.statusMessage().trimmed();
+        status_->setText(message.section(QLatin1Char('\n'), 0, 0));
+        status_->setToolTip(message.contains(QLatin1Char('\n')) ? message : QString());
         status_->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
     }
 }

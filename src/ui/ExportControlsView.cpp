@@ -7,6 +7,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QStandardItemModel>
 
 ExportControlsView::ExportControlsView(AppState& state, Dialogs& dialogs, QWidget* parent)
     : QGroupBox(QStringLiteral("Export"), parent), state_(state), dialogs_(dialogs), format_(new QComboBox),
@@ -59,6 +60,10 @@ ExportControlsView::ExportControlsView(AppState& state, Dialogs& dialogs, QWidge
 
 void ExportControlsView::refresh() {
     export_->setEnabled(!state_.files().empty() && !state_.isExporting());
+    // Rates the format cannot hold are shown, but not offered.
+    auto* rates = qobject_cast<QStandardItemModel*>(rate_->model());
+    for (size_t i = 0; i < allSampleRates.size(); ++i)
+        rates->item(static_cast<int>(i))->setEnabled(supportsRate(state_.exportFormat(), allSampleRates[i]));
     const auto formatIndex = std::find(allExportFormats.begin(), allExportFormats.end(), state_.exportFormat());
     format_->setCurrentIndex(static_cast<int>(formatIndex - allExportFormats.begin()));
     const auto rateIndex = std::find(allSampleRates.begin(), allSampleRates.end(), state_.exportSampleRate());

@@ -2,6 +2,7 @@
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/FFmpegDecode.h"
+#include "analysis/FFmpegLocator.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/TemporaryFile.h"
 #include "support/AudioFixtures.h"
@@ -139,8 +140,8 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
     QFile args(argsFile);
     ASSERT_TRUE(args.open(QIODevice::ReadOnly));
     EXPECT_EQ(QString::fromUtf8(args.readAll()).split('\n', Qt::SkipEmptyParts),
-              (QStringList{"-i", path("src.wav"), "-f", "wav", "-acodec", "pcm_f32le", "-ac", "1",
-                           "-ar", "48000", "-"}));
+              (FFmpegLocator::quietArguments + QStringList{"-i", path("src.wav"), "-f", "wav", "-acodec",
+                                                           "pcm_f32le", "-ac", "1", "-ar", "48000", "-"}));
 
     const QString silent = writeScript(bin.path(), "silent-ffmpeg", "exit 0");
     EXPECT_EQ(loaderError([&] { FFmpegDecodedFile d(path("src.wav"), silent); }).description(),

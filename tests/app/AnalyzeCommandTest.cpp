@@ -112,3 +112,12 @@ TEST(AnalysisReport, TimesRoundToTenthsBeforeSplitting) {
     EXPECT_EQ(formatTime(3725.0), "1:02:05.0");
     EXPECT_EQ(formatTime(-1.0), "0:00.0");
 }
+
+TEST_F(AnalyzeCommandTest, ColumnsStayAlignedWithWideCharacters) {
+    const QString wide = dir.filePath(QStringLiteral("歌曲テスト.wav"));
+    ASSERT_TRUE(QFile::copy(loud, wide));
+    const QStringList lines = analyze({loud, wide}).out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 3);
+    // Five wide characters take ten columns: the figures start where loud.wav's do.
+    EXPECT_EQ(lines[1].indexOf("LUFS"), lines[2].indexOf("LUFS") + 5);
+}

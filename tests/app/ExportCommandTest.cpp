@@ -84,6 +84,15 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
     EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--format", "ogg", a}).status, 2);
     EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--rate", "22050", a}).status, 2);
     EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--target", "loud", a}).status, 2);
+    // The window's range, one limiter choice, and no MP3 above 48 kHz.
+    for (const QStringList& bad : {QStringList{"--target", "-60"}, QStringList{"--target=-2"},
+                                   QStringList{"--limiter", "--no-limiter"}, QStringList{"--format", "mp3_320", "--rate", "96000"}}) {
+        const CommandRun refused = exportCommand(QStringList{"--out", dir.filePath("o"), a} + bad);
+        EXPECT_EQ(refused.status, 2) << bad.join(' ').toStdString();
+        EXPECT_FALSE(refused.err.contains("Analyzing")) << "refused before any work";
+    }
+    EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "mp3_320", "--rate", "96000", a})
+                    .err.contains("MP3 320k holds at most 48000 Hz"));
     EXPECT_EQ(exportCommand({"--help"}).status, 0);
 
     QFile bad(dir.filePath("bad.wav"));
@@ -94,4 +103,6 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
     EXPECT_EQ(failed.status, 1);
     EXPECT_TRUE(failed.err.contains("bad.wav: ")) << failed.err.toStdString();
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("p"))) << "nothing is written when a file cannot be analysed";
+    EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), a, dir.filePath("s.json")})
+                    .err.contains("skipped s.json (not an audio file)"));
 }

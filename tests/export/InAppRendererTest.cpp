@@ -68,8 +68,12 @@ TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
 
     // The encoder reads the rendered WAV and writes a temporary file of its
     // own; both sit beside the output, which only the final rename makes.
-    const QList<QStringList> runs = fake.runs();
+    QList<QStringList> runs = fake.runs();
     ASSERT_EQ(runs.size(), 4);
+    for (QStringList& run : runs) {
+        EXPECT_EQ(run.mid(0, 4), FFmpegLocator::quietArguments);
+        run = run.mid(4);
+    }
     for (int i = 0; i < 4; ++i) {
         ASSERT_GE(runs[i].size(), 4);
         EXPECT_TRUE(isTemporaryIn(runs[i][2], dest, "wav") && isTemporaryIn(runs[i].last(), dest, QStringList{"wav", "mp3", "flac", "wav"}[i])) << i;

@@ -77,6 +77,10 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     EXPECT_TRUE(status.texts.isEmpty());
     state.addFiles(urlsOf({third, third}));
     EXPECT_EQ(names(state).mid(3), (QStringList{"third.flac.wav", "third.flac.wav"}));
+    // Files named on the command line: what is left out is named.
+    state.addPaths({dir.filePath("missing.wav"), dir.filePath("readme.txt"), loud});
+    EXPECT_EQ(state.statusMessage(), "Not added: missing.wav (not found), readme.txt (not an audio file), "
+                                     "loud.wav (already listed)");
     EXPECT_NE(state.files()[3]->id(), state.files()[4]->id());
     EXPECT_EQ(selectedName(state), "loud.wav");
     ASSERT_TRUE(waitForAnalyses(state));
@@ -259,4 +263,17 @@ TEST(AppStateTest, DestroyingTheStateWhileAnalysingDropsResultsSafely) {
     }
     QCoreApplication::processEvents(); // queued results for a dead state are discarded
     EXPECT_EQ(gate.inFlight(), 0);
+}
+
+TEST(AppStateTest, MP3NeverGoesWithNinetySixKilohertz) {
+    AppState state;
+    state.setExportSampleRate(SampleRate::rate96000);
+    state.setExportFormat(ExportFormat::mp3_192);
+    EXPECT_EQ(state.exportSampleRate(), SampleRate::rate48000);
+    EXPECT_EQ(state.statusMessage(), "MP3 192k holds at most 48000 Hz; the sample rate is now 48000 Hz.");
+    state.setExportSampleRate(SampleRate::rate96000);
+    EXPECT_EQ(state.exportSampleRate(), SampleRate::rate48000);
+    state.setExportFormat(ExportFormat::flac);
+    state.setExportSampleRate(SampleRate::rate96000);
+    EXPECT_EQ(state.exportSampleRate(), SampleRate::rate96000);
 }

@@ -115,8 +115,24 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     QTest::keyClicks(typed, "-1");
     QTest::keyClick(typed, Qt::Key_Return);
     EXPECT_EQ(w.state.targetLUFS(), -3.0);
+    EXPECT_FALSE(target->hasFocus()) << "Return hands the keys back to the window";
+    // What is not a number leaves the target alone.
+    typed->selectAll();
+    QTest::keyClicks(typed, "-14");
+    QTest::keyClick(typed, Qt::Key_Return);
+    for (const char* text : {"", "-", "."}) {
+        target->setFocus();
+        typed->selectAll();
+        QTest::keyClick(typed, Qt::Key_Backspace);
+        QTest::keyClicks(typed, text);
+        target->clearFocus();
+        EXPECT_EQ(w.state.targetLUFS(), -14.0) << '"' << text << '"';
+    }
+    // The file removed at -16 LUFS comes back aimed at the new target.
+    w.window->undoStack().undo();
     const AudioFileItemPtr file = w.state.files()[0];
-    EXPECT_DOUBLE_EQ(file->correctionDB(), AppState::correctionFor(-3.0, file->analysis()->peakLUFS));
+    ASSERT_EQ(file->id(), first);
+    EXPECT_DOUBLE_EQ(file->correctionDB(), AppState::correctionFor(-14.0, file->analysis()->peakLUFS));
 }
 
 TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
