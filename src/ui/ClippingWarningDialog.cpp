@@ -52,9 +52,15 @@ ClippingWarningDialog::ClippingWarningDialog(const AppState& state, QWidget* par
         column->addWidget(tip);
     }
     auto* buttons = new QDialogButtonBox;
-    buttons->addButton(QDialogButtonBox::Cancel); // Escape
+    // Return exports wherever the focus is, Escape cancels: Cancel never
+    // takes Return for itself.
+    buttons->addButton(QDialogButtonBox::Cancel)->setAutoDefault(false);
     QPushButton* exportButton = buttons->addButton(QStringLiteral("Export"), QDialogButtonBox::AcceptRole);
-    exportButton->setDefault(true); // Return
+    exportButton->setObjectName(QStringLiteral("exportButton"));
+    exportButton->setDefault(true);
+    exportButton->setStyleSheet(QStringLiteral("QPushButton { background: palette(highlight); color: palette(highlighted-text);"
+                                               " font-weight: bold; border-radius: 5px; padding: 4px 16px; }"));
+    limiter_->setFocus();
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     column->addWidget(buttons);

@@ -11,6 +11,7 @@
 #include <QDoubleSpinBox>
 #include <QDragEnterEvent>
 #include <QKeyEvent>
+#include <QFileInfo>
 #include <QFontDatabase>
 #include <QFrame>
 #include <QHBoxLayout>
@@ -242,14 +243,26 @@ void ContentView::handleDrop(const QMimeData& mime) {
 void ContentView::onSelectionChanged() {
     const AudioFileItemPtr file = state_.selectedFile();
     waveform_->setFile(file);
-    waveformArea_->setCurrentWidget(file ? static_cast<QWidget*>(waveform_) : noSelection_);
+    refreshWaveformArea();
     if (file) {
         connect(file.get(), &AudioFileItem::isEditModeChanged, this, &ContentView::refreshStatus, Qt::UniqueConnection);
+        connect(file.get(), &AudioFileItem::analysisErrorChanged, this, &ContentView::refreshWaveformArea,
+                Qt::UniqueConnection);
     }
     controller_->onSelectionChanged();
     waveform_->setPlayheadTime(controller_->displayPlayheadTime());
     refreshToolbar();
     refreshStatus();
+}
+
+// A file that could not be analysed shows why, not an empty plot.
+void ContentView::refreshWaveformArea() {
+    const AudioFileItemPtr file = state_.selectedFile();
+    const bool failed = file && file->analysisError();
+    noSelection_->setText(failed ? QStringLiteral("%1 could not be analysed:\n%2")
+                                       .arg(QFileInfo(file->path()).fileName(), *file->analysisError())
+                                 : QStringLiteral("Select a file to view waveform"));
+    waveformArea_->setCurrentWidget(file && !failed ? static_cast<QWidget*>(waveform_) : noSelection_);
 }
 
 void ContentView::refreshToolbar() { remove_->setEnabled(state_.selectedFileID().has_value()); }

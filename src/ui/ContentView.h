@@ -66,6 +66,7 @@ protected:
 private:
     void onSelectionChanged();
     void refreshStatus();
+    void refreshWaveformArea();
     void refreshProgress();
     void refreshToolbar();
 

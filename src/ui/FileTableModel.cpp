@@ -73,6 +73,8 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     case name:
         if (role == Qt::DisplayRole)
             return QFileInfo(f->path()).fileName();
+        if (role == Qt::ToolTipRole && f->analysisError())
+            return *f->analysisError();
         if (role == Qt::ForegroundRole && f->isManualOverride())
             return manualColor;
         if (role == isAnalyzingRole)
@@ -122,4 +124,10 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         break;
     }
     return {};
+}
+
+QColor FileTableModel::onHighlight(const QColor& colour) {
+    const QColor white(Qt::white);
+    const auto mix = [](int a, int b) { return (a * 2 + b * 3) / 5; };
+    return QColor(mix(colour.red(), white.red()), mix(colour.green(), white.green()), mix(colour.blue(), white.blue()));
 }

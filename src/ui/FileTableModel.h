@@ -20,6 +20,8 @@ public:
     static inline const QColor errorColor = QColor(255, 59, 48);
     static inline const QColor warningColor = QColor(255, 214, 10);
     static inline const QColor goodColor = QColor(52, 199, 89);
+    // The shade of a colour that stays readable on the selection's highlight.
+    static QColor onHighlight(const QColor& colour);
 
     explicit FileTableModel(AppState& state, QObject* parent = nullptr);
 

@@ -15,6 +15,7 @@
 namespace {
 
 constexpr int markerSize = 9;
+constexpr int minimumNameWidth = 160;
 
 // The name cell: a spinner while analysing, the name (orange when manual),
 // then the scissors and soft-passage markers with their tooltips.
@@ -39,10 +40,10 @@ public:
         }
         const QString name = index.data(Qt::DisplayRole).toString();
         const QVariant colour = index.data(Qt::ForegroundRole);
-        painter->setPen(colour.isValid() ? colour.value<QColor>()
-                                         : option.palette.color(option.state & QStyle::State_Selected
-                                                                    ? QPalette::HighlightedText
-                                                                    : QPalette::Text));
+        const bool selected = option.state & QStyle::State_Selected;
+        painter->setPen(colour.isValid() ? (selected ? FileTableModel::onHighlight(colour.value<QColor>())
+                                                     : colour.value<QColor>())
+                                         : option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
         const QRect textRect(x, option.rect.top(), option.rect.right() - x, option.rect.height());
         const QString shown = option.fontMetrics.elidedText(name, Qt::ElideMiddle, textRect.width() - 40);
         painter->drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter, shown);
@@ -90,6 +91,21 @@ private:
     const int& angle_;
 };
 
+// The other cells: a coloured figure keeps its meaning on the selection's
+// highlight, in a lighter shade of its colour instead of plain white.
+class MeaningfulColourDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+        QStyledItemDelegate::initStyleOption(option, index);
+        const QVariant colour = index.data(Qt::ForegroundRole);
+        if (colour.isValid())
+            option->palette.setColor(QPalette::HighlightedText, FileTableModel::onHighlight(colour.value<QColor>()));
+    }
+};
+
 int spinnerAngle = 0;
 
 } // namespace
@@ -104,18 +120,25 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
     setAlternatingRowColors(true);
     verticalHeader()->hide();
     verticalHeader()->setDefaultSectionSize(24);
+    setItemDelegate(new MeaningfulColourDelegate(this));
     setItemDelegateForColumn(FileTableModel::name, new FileNameDelegate(spinnerAngle, this));
     QHeaderView* header = horizontalHeader();
     header->setSectionResizeMode(FileTableModel::name, QHeaderView::Stretch);
     header->setMinimumSectionSize(80);
+    // The figures keep their width; the name column gives way and elides.
     // The given widths, widened where this font needs more room for the title.
     const std::pair<int, int> widths[] = {{FileTableModel::peak, 100}, {FileTableModel::correction, 120},
                                           {FileTableModel::final, 100}, {FileTableModel::headroom, 100}};
     for (const auto& [column, width] : widths) {
         const QString title = model_->headerData(column, Qt::Horizontal).toString();
         setColumnWidth(column, std::max(width, header->fontMetrics().horizontalAdvance(title) + 16));
+        header->setSectionResizeMode(column, QHeaderView::Fixed);
     }
-    setMinimumWidth(600 + 100 + 120 + 100 + 100);
+    int figures = 0;
+    for (const auto& [column, width] : widths)
+        figures += columnWidth(column);
+    setMinimumWidth(figures + minimumNameWidth + 2 * frameWidth());
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setContextMenuPolicy(Qt::CustomContextMenu);
 
     connect(this, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {

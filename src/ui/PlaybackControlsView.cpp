@@ -18,9 +18,12 @@ PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine&
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(12, 6, 12, 6);
     row->setSpacing(12);
-    play_->setStyleSheet(QStringLiteral("color: #34c759"));
+    // Disabled, they look disabled: the palette's disabled text, not the colour.
+    play_->setStyleSheet(QStringLiteral("QPushButton { color: #34c759 } QPushButton:disabled { color: %1 }")
+                             .arg(palette().color(QPalette::Disabled, QPalette::ButtonText).name()));
     stop_->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
-    stop_->setStyleSheet(QStringLiteral("color: #ff3b30"));
+    stop_->setStyleSheet(QStringLiteral("QPushButton { color: #ff3b30 } QPushButton:disabled { color: %1 }")
+                             .arg(palette().color(QPalette::Disabled, QPalette::ButtonText).name()));
     QFont small = time_->font();
     small.setPixelSize(11);
     time_->setFont(small);

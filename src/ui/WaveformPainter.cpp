@@ -414,11 +414,15 @@ void paintHover(QPainter& painter, const AnalysisResult& data, QPointF hover, co
     painter.drawLine(QPointF(hx, g.yTop()), QPointF(hx, g.yBot()));
 
     const double ly = std::max(20.0, g.yTop() + 5);
-    painter.fillRect(QRectF(hx + 8, ly - 14, 7.0 * static_cast<double>(text.size()) + 8, 20), withAlpha(Qt::black, 0.8));
     painter.setFont(monospaced(10, true));
-    painter.setPen(Qt::yellow);
     const QFontMetricsF metrics(painter.font());
-    painter.drawText(QPointF(hx + 12, ly - 4 + (metrics.ascent() - metrics.descent()) / 2), text);
+    const double boxWidth = metrics.horizontalAdvance(text) + 8;
+    // In the last tenth of the plot the read-out goes left of the pointer,
+    // so that it never runs off the edge.
+    const double boxLeft = hx > g.marginLeft + 0.9 * g.plotW() ? hx - 8 - boxWidth : hx + 8;
+    painter.fillRect(QRectF(boxLeft, ly - 14, boxWidth, 20), withAlpha(Qt::black, 0.8));
+    painter.setPen(Qt::yellow);
+    painter.drawText(QPointF(boxLeft + 4, ly - 4 + (metrics.ascent() - metrics.descent()) / 2), text);
 
     const double y = g.yOfLUFS(value->second);
     painter.setPen(Qt::NoPen);

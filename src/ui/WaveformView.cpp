@@ -98,6 +98,8 @@ WaveformView::WaveformView(QWidget* parent)
         update();
     });
     connect(edit_, &QAbstractButton::clicked, this, &WaveformView::toggleEditMode);
+    edit_->installEventFilter(this);
+    reset_->installEventFilter(this);
 
     auto* reset = static_cast<QToolButton*>(reset_);
     reset->setAutoRaise(true);
@@ -282,4 +284,13 @@ void WaveformView::mouseMoveEvent(QMouseEvent* event) {
 void WaveformView::leaveEvent(QEvent*) {
     hover_.reset();
     update();
+}
+
+// The pointer on a button over the plot is off the plot: no read-out stays behind.
+bool WaveformView::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Enter && hover_) {
+        hover_.reset();
+        update();
+    }
+    return QWidget::eventFilter(watched, event);
 }

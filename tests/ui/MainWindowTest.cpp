@@ -11,6 +11,7 @@
 #include "ui/PlaybackControlsView.h"
 #include "playback/MemoryOutput.h"
 
+#include <QApplication>
 #include <QDoubleSpinBox>
 #include <QElapsedTimer>
 #include <QFrame>
@@ -288,6 +289,16 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     const double safe = *ExportRun::computeSafeTarget(w.state.files());
     EXPECT_EQ(dialog.findChild<QLabel*>("safeTargetTip")->text(),
               QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", safe));
+    // Return exports from wherever the focus starts; Escape cancels.
+    for (const auto& [key, result] : {std::pair{Qt::Key_Return, QDialog::Accepted}, {Qt::Key_Escape, QDialog::Rejected}}) {
+        ClippingWarningDialog asked(w.state);
+        asked.show();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&asked));
+        QTest::keyClick(QApplication::focusWidget(), key);
+        EXPECT_EQ(asked.result(), result) << key;
+    }
+    w.window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(w.window.get()));
 
     // A new curve window recomputes the selected file's curve, once.
     const size_t points = a->analysis()->times.size();
