@@ -21,6 +21,7 @@ ExportControlsView::ExportControlsView(AppState& state, Dialogs& dialogs, QWidge
     for (SampleRate r : allSampleRates)
         rate_->addItem(label(r), static_cast<qlonglong>(rawValue(r)));
     rate_->setFixedWidth(100);
+    rate_->setObjectName(QStringLiteral("sampleRate"));
     QFont bold = export_->font();
     bold.setBold(true);
     export_->setFont(bold);

@@ -5,6 +5,7 @@
 #include "ui/FileTableView.h"
 
 #include <QAction>
+#include <QHeaderView>
 #include <QMenu>
 #include <QTest>
 #include <QToolButton>
@@ -145,4 +146,39 @@ TEST(FileTableViewTest, SelectionFollowsTheStateBothWaysAndTheDropHintGoes) {
     EXPECT_EQ(t.view.currentIndex().row(), 1);
     t.view.selectRow(0);
     EXPECT_EQ(t.state.selectedFileID(), a->id());
+}
+
+TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
+    Table t;
+    const auto clipping = measured("a rather long name of a song that must give way.wav", -17.0, -1.0, 3.0);
+    clipping->setIsManualOverride(true);
+    const auto broken = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/broken.m4a"));
+    t.state.loadFiles({clipping, broken});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !broken->isAnalyzing(); }));
+    broken->setAnalysisError(QStringLiteral("Cannot decode broken.m4a"));
+    EXPECT_EQ(t.model().data(t.model().index(1, FileTableModel::name), Qt::ToolTipRole).toString(),
+              "Cannot decode broken.m4a");
+
+    // At the window's narrowest the figures keep their width and all fit.
+    t.view.resize(880, 200);
+    t.view.show();
+    const QHeaderView* header = t.view.horizontalHeader();
+    EXPECT_LE(t.view.minimumWidth(), 880);
+    EXPECT_LE(header->sectionViewportPosition(FileTableModel::headroom) + header->sectionSize(FileTableModel::headroom),
+              t.view.viewport()->width());
+    EXPECT_GE(header->sectionSize(FileTableModel::headroom), 100);
+
+    // Selected, the CLIP figure and the manual name stay reddish and orange, not white.
+    t.state.setSelectedFileID(clipping->id());
+    const QImage image = t.view.viewport()->grab().toImage();
+    const auto tinted = [&](int column, auto isTint) {
+        const QRect cell = t.view.visualRect(t.model().index(0, column));
+        int count = 0;
+        for (int x = cell.left(); x < cell.right(); ++x)
+            for (int y = cell.top(); y < cell.bottom(); ++y)
+                count += isTint(QColor(image.pixel(x, y))) ? 1 : 0;
+        return count;
+    };
+    EXPECT_GT(tinted(FileTableModel::headroom, [](QColor c) { return c.red() > c.green() + 60 && c.red() > c.blue() + 60; }), 10);
+    EXPECT_GT(tinted(FileTableModel::name, [](QColor c) { return c.red() > 200 && c.green() > 150 && c.blue() < c.green() - 60; }), 10);
 }

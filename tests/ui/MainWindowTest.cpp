@@ -12,6 +12,8 @@
 #include "playback/MemoryOutput.h"
 
 #include <QApplication>
+#include <QComboBox>
+#include <QStandardItemModel>
 #include <QDoubleSpinBox>
 #include <QElapsedTimer>
 #include <QFrame>
@@ -310,4 +312,17 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     QTest::keyClick(w.window.get(), Qt::Key_Delete, Qt::ControlModifier);
     EXPECT_EQ(w.state.files().size(), 1u);
     EXPECT_EQ(w.window->undoStack().undoText(), "Remove Song");
+    // MP3 is not offered 96 kHz; a file that failed shows why where its waveform would be.
+    w.state.setExportFormat(ExportFormat::mp3_320);
+    const auto* rates = qobject_cast<QStandardItemModel*>(w.window->findChild<QComboBox*>("sampleRate")->model());
+    EXPECT_FALSE(rates->item(2)->isEnabled());
+    EXPECT_TRUE(rates->item(1)->isEnabled());
+    QFile junk(w.dir.filePath("junk.wav"));
+    ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write("not audio") > 0);
+    junk.close();
+    w.drop({junk.fileName()});
+    ASSERT_TRUE(w.analysed());
+    w.state.setSelectedFileID(w.state.files().back()->id());
+    EXPECT_TRUE(w.content().emptyWaveformText()->isVisible());
+    EXPECT_TRUE(w.content().emptyWaveformText()->text().startsWith("junk.wav could not be analysed:\n"));
 }

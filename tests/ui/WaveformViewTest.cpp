@@ -7,6 +7,7 @@
 #include <QAbstractButton>
 #include <QFrame>
 #include <QImage>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -113,6 +114,40 @@ TEST(WaveformPainterTest, TicksHoverTextAndEditModeOffsets) {
     SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
     SegmentEditModel::setSegmentGain(edits, 0, 4.0);
     EXPECT_EQ(WaveformPainter::hoverText(r, g.xOfTime(55, 100), &edits, g), "0:55.0  -22.0 LUFS");
+}
+
+TEST(WaveformViewTest, HoverReadOutStaysInsideAndLeavesForTheButtons) {
+    const AnalysisResult r = synthetic();
+    const PlotGeometry g{600, 300};
+    // Dark pixels of the read-out's box on its text row, right and left of the pointer.
+    const auto boxSides = [&](double hx) {
+        QImage image(600, 300, QImage::Format_RGB32);
+        image.fill(Qt::white);
+        QPainter painter(&image);
+        WaveformPainter::paintHover(painter, r, QPointF(hx, 150), nullptr, g);
+        painter.end();
+        std::pair<int, int> sides{0, 0};
+        for (int x = 0; x < 600; ++x)
+            if (qGray(image.pixel(x, 12)) < 100)
+                ++(x > hx ? sides.first : sides.second);
+        return sides;
+    };
+    EXPECT_EQ(boxSides(g.xOfTime(50, 100)).second, 0);
+    const auto [right, left] = boxSides(g.xOfTime(95, 100));
+    EXPECT_EQ(right, 0) << "in the last tenth it goes left of the pointer";
+    EXPECT_GT(left, 50);
+
+    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
+    item->setAnalysis(r);
+    WaveformView view;
+    view.resize(600, 300);
+    view.setFile(item);
+    QMouseEvent move(QEvent::MouseMove, QPointF(300, 100), QPointF(300, 100), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(&view, &move);
+    EXPECT_TRUE(view.hasHoverReadOut());
+    QEvent enter(QEvent::Enter);
+    QCoreApplication::sendEvent(view.editButton(), &enter);
+    EXPECT_FALSE(view.hasHoverReadOut());
 }
 
 TEST(WaveformViewTest, SeeksByClickAndDragOutsideEditModeOnly) {
