@@ -4,6 +4,7 @@
 #include "playback/DefaultOutput.h"
 #include "ui/ExportControlsView.h"
 #include "ui/FileTableView.h"
+#include "ui/Icons.h"
 #include "ui/PlaybackControlsView.h"
 #include "ui/WaveformPainter.h"
 #include "ui/WaveformView.h"
@@ -154,7 +155,11 @@ ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std
     column->addWidget(transport_);
     column->addWidget(divider());
     exportControls_ = new ExportControlsView(state_, dialogs_);
-    column->addWidget(exportControls_);
+    // Inset from the window's edges, title included.
+    auto* exportRow = new QHBoxLayout;
+    exportRow->setContentsMargins(12, 6, 12, 6);
+    exportRow->addWidget(exportControls_);
+    column->addLayout(exportRow);
 
     // Progress strip, only while exporting.
     progress_ = new QFrame;
@@ -164,6 +169,10 @@ ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std
     strip->setContentsMargins(12, 8, 12, 8);
     strip->setSpacing(4);
     auto* stripRow = new QHBoxLayout;
+    auto* stripIcon = new QLabel;
+    stripIcon->setPixmap(Icons::tinted(QStringLiteral("arrow.down.doc"), QColor(52, 199, 89), 32)
+                             .scaled(16, 16, Qt::KeepAspectRatio, Qt::SmoothTransformation));
+    stripRow->addWidget(stripIcon);
     progressText_ = new QLabel;
     progressPercent_ = new QLabel;
     progressPercent_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));

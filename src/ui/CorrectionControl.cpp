@@ -81,9 +81,11 @@ CorrectionControl::CorrectionControl(std::shared_ptr<AudioFileItem> file, std::f
     row->addWidget(value_);
     auto* stepper = new QVBoxLayout;
     stepper->setSpacing(0);
+    // Arrows a pointer can hit, half the row's height each.
+    const int arrowHeight = std::max(10, (fontMetrics().height() + 6) / 2);
     for (QToolButton* b : {up_, down_}) {
         b->setAutoRaise(true);
-        b->setFixedSize(14, 9);
+        b->setFixedSize(16, arrowHeight);
         b->setAutoRepeat(true);
         stepper->addWidget(b);
     }
@@ -95,7 +97,8 @@ CorrectionControl::CorrectionControl(std::shared_ptr<AudioFileItem> file, std::f
     caption.setPixelSize(10);
     unit->setFont(caption);
     unit->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
-    row->addWidget(unit);
+    // On the number's baseline, not above it.
+    row->addWidget(unit, 0, Qt::AlignBaseline);
     row->addStretch();
 
     value_->current = [this] { return file_->correctionDB(); };

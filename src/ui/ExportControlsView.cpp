@@ -32,8 +32,10 @@ ExportControlsView::ExportControlsView(AppState& state, Dialogs& dialogs, QWidge
     row->addWidget(new QLabel(QStringLiteral("Sample Rate:")));
     row->addWidget(rate_);
     row->addStretch();
-    row->addWidget(save_);
-    row->addWidget(load_);
+    for (QPushButton* b : {save_, load_}) {
+        b->setMinimumWidth(b->sizeHint().width() + 16); // room around the words
+        row->addWidget(b);
+    }
     row->addWidget(export_);
 
     connect(format_, &QComboBox::currentIndexChanged, this, [this](int i) {

@@ -347,7 +347,10 @@ void paintStaticLayer(QPainter& painter, const AnalysisResult& data, const Segme
         const double x = g.xOfTime(t, duration);
         painter.setPen(pen(Qt::gray, 1.0));
         painter.drawLine(QPointF(x, g.yBot()), QPointF(x, g.yBot() + 5));
-        drawCentred(painter, QString::asprintf("%d:%02d", t / 60, t % 60), QPointF(x, g.yBot() + 14));
+        // Centred under its tick, but never past the widget's edges.
+        const QString label = QString::asprintf("%d:%02d", t / 60, t % 60);
+        const double half = painter.fontMetrics().horizontalAdvance(label) / 2.0 + 1;
+        drawCentred(painter, label, QPointF(std::clamp(x, half, g.width - half), g.yBot() + 14));
     }
     painter.restore();
 }

@@ -7,6 +7,8 @@
 #include "ui/ClippingWarningDialog.h"
 #include "ui/FileTableView.h"
 #include "ui/Icons.h"
+#include "ui/MainWindow.h"
+#include "playback/SilentOutput.h"
 #include "ui/WaveformView.h"
 
 #include "list/AppState.h"
@@ -59,6 +61,21 @@ int main(int argc, char** argv) {
     FileTableView emptyTable(empty);
     emptyTable.resize(1100, 200);
     emptyTable.grab().save(QDir(out).filePath("file-table-empty.png"));
+
+    // The whole window at its smallest and at a large size, with the manual
+    // row selected, then the failed one.
+    for (const QSize size : {QSize(900, 600), QSize(1400, 900)}) {
+        MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());
+        window.resize(size);
+        window.show();
+        state.setSelectedFileID(loud->id());
+        QCoreApplication::processEvents();
+        const QString suffix = QStringLiteral("%1x%2").arg(size.width()).arg(size.height());
+        window.grab().save(QDir(out).filePath("window-manual-selected-" + suffix + ".png"));
+        state.setSelectedFileID(broken->id());
+        QCoreApplication::processEvents();
+        window.grab().save(QDir(out).filePath("window-error-selected-" + suffix + ".png"));
+    }
 
     state.setClippingFiles(ExportRun::findClippingFiles(state.files()));
     ClippingWarningDialog clipping(state);
