@@ -3,8 +3,50 @@
 #include "list/SettingsFile.h"
 #include "ui/ClippingWarningDialog.h"
 
+#include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
+#include <QSettings>
 #include <QStringList>
+
+namespace {
+
+// Runs a file dialog: the desktop's own where the platform offers one, else
+// Qt's at a size that shows its columns. It starts in the folder last used
+// for the same purpose, remembered across runs.
+QStringList runFileDialog(QWidget* parent, const QString& purpose, const QString& title, QFileDialog::FileMode mode,
+                          QFileDialog::AcceptMode accept, const QString& filter = QString(),
+                          const QString& suggestedName = QString()) {
+    QFileDialog dialog(parent, title, Dialogs::startFolder(purpose), filter);
+    dialog.setFileMode(mode);
+    dialog.setAcceptMode(accept);
+    if (mode == QFileDialog::Directory) {
+        dialog.setOption(QFileDialog::ShowDirsOnly);
+        dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Export"));
+    }
+    if (!suggestedName.isEmpty())
+        dialog.selectFile(suggestedName);
+    dialog.resize(900, 560);
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return {};
+    const QStringList chosen = dialog.selectedFiles();
+    Dialogs::rememberFolder(purpose, mode == QFileDialog::Directory ? chosen.front()
+                                                                    : QFileInfo(chosen.front()).absolutePath());
+    return chosen;
+}
+
+QString firstOf(const QStringList& files) { return files.isEmpty() ? QString() : files.front(); }
+
+} // namespace
+
+QString Dialogs::startFolder(const QString& purpose) {
+    const QString remembered = QSettings().value(QStringLiteral("folders/") + purpose).toString();
+    return !remembered.isEmpty() && QFileInfo(remembered).isDir() ? remembered : QDir::homePath();
+}
+
+void Dialogs::rememberFolder(const QString& purpose, const QString& folder) {
+    QSettings().setValue(QStringLiteral("folders/") + purpose, folder);
+}
 
 Dialogs Dialogs::standard() {
     Dialogs d;
@@ -13,24 +55,25 @@ Dialogs Dialogs::standard() {
         for (const QString& ext : AppState::audioExtensions())
             patterns << QStringLiteral("*.") + ext << QStringLiteral("*.") + ext.toUpper();
         patterns.sort();
-        return QFileDialog::getOpenFileUrls(parent, QStringLiteral("Add Audio Files"), QUrl(),
-                                            QStringLiteral("Audio files (%1)").arg(patterns.join(QLatin1Char(' '))));
+        QList<QUrl> urls;
+        for (const QString& file : runFileDialog(parent, QStringLiteral("audio"), QStringLiteral("Add Audio Files"),
+                                                 QFileDialog::ExistingFiles, QFileDialog::AcceptOpen,
+                                                 QStringLiteral("Audio files (%1)").arg(patterns.join(QLatin1Char(' ')))))
+            urls << QUrl::fromLocalFile(file);
+        return urls;
     };
     d.chooseExportFolder = [](QWidget* parent) {
-        QFileDialog dialog(parent, QStringLiteral("Choose Export Folder"));
-        dialog.setFileMode(QFileDialog::Directory);
-        dialog.setOption(QFileDialog::ShowDirsOnly);
-        dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Export"));
-        return dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty() ? dialog.selectedFiles().front()
-                                                                                       : QString();
+        return firstOf(runFileDialog(parent, QStringLiteral("export"), QStringLiteral("Choose Export Folder"),
+                                     QFileDialog::Directory, QFileDialog::AcceptOpen));
     };
     d.chooseSettingsToSave = [](QWidget* parent) {
-        return QFileDialog::getSaveFileName(parent, QStringLiteral("Save Settings"), SettingsFile::suggestedFileName,
-                                            QStringLiteral("JSON (*.json)"));
+        return firstOf(runFileDialog(parent, QStringLiteral("settings"), QStringLiteral("Save Settings"),
+                                     QFileDialog::AnyFile, QFileDialog::AcceptSave, QStringLiteral("JSON (*.json)"),
+                                     SettingsFile::suggestedFileName));
     };
     d.chooseSettingsToLoad = [](QWidget* parent) {
-        return QFileDialog::getOpenFileName(parent, QStringLiteral("Load Settings"), QString(),
-                                            QStringLiteral("JSON (*.json)"));
+        return firstOf(runFileDialog(parent, QStringLiteral("settings"), QStringLiteral("Load Settings"),
+                                     QFileDialog::ExistingFile, QFileDialog::AcceptOpen, QStringLiteral("JSON (*.json)")));
     };
     d.askAboutClipping = [](QWidget* parent, const AppState& state) -> std::optional<bool> {
         ClippingWarningDialog dialog(state, parent);

@@ -24,5 +24,10 @@ struct Dialogs {
     // (true), export anyway (false), or cancel (none).
     std::function<std::optional<bool>(QWidget* parent, const AppState& state)> askAboutClipping;
 
+    // The desktop's file dialogs, each starting in the folder last used for
+    // its purpose ("audio", "export", "settings").
     static Dialogs standard();
+    // That folder (the home folder at first), and remembering a new one.
+    static QString startFolder(const QString& purpose);
+    static void rememberFolder(const QString& purpose, const QString& folder);
 };

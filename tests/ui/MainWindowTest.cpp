@@ -263,6 +263,14 @@ TEST(MainWindowTest, AboutAndFirstLaunch) {
     EXPECT_TRUE(first.showOnboarding());
     MainWindow::markFirstLaunch(second);
     EXPECT_FALSE(second.showOnboarding()) << "only the first launch";
+
+    // File dialogs start where the same kind of choice was last made.
+    EXPECT_EQ(Dialogs::startFolder("export"), QDir::homePath());
+    Dialogs::rememberFolder("export", config.path());
+    EXPECT_EQ(Dialogs::startFolder("export"), config.path());
+    EXPECT_EQ(Dialogs::startFolder("audio"), QDir::homePath());
+    Dialogs::rememberFolder("audio", config.filePath("gone"));
+    EXPECT_EQ(Dialogs::startFolder("audio"), QDir::homePath()) << "a folder that is gone is not offered";
 }
 
 TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
