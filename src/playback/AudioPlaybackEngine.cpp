@@ -31,6 +31,12 @@ AudioPlaybackEngine::AudioPlaybackEngine(std::unique_ptr<AudioOutput> output, QO
     : QObject(parent), output_(std::move(output)) {
     timer_.setInterval(1000 / 30);
     connect(&timer_, &QTimer::timeout, this, &AudioPlaybackEngine::updateTime);
+    idleClose_.setSingleShot(true);
+    idleClose_.setInterval(idleCloseMilliseconds);
+    connect(&idleClose_, &QTimer::timeout, this, [this] {
+        if (!isPlaying_)
+            output_->close();
+    });
 }
 
 AudioPlaybackEngine::~AudioPlaybackEngine() {
@@ -58,6 +64,10 @@ void AudioPlaybackEngine::setPlaying(bool playing, bool paused) {
     const bool playingChanged = isPlaying_ != playing, pausedChanged = isPaused_ != paused;
     isPlaying_ = playing;
     isPaused_ = paused;
+    if (playing)
+        idleClose_.stop();
+    else
+        idleClose_.start(); // after the fade-out has been heard
     if (playingChanged)
         emit isPlayingChanged();
     if (pausedChanged)
@@ -320,14 +330,42 @@ void AudioPlaybackEngine::onPlaybackFinished() {
     stopTimer();
 }
 
+// From the last output, a straight line down to zero over one ramp: an
+// interrupted wave (a stop, a seek, a stall) ends without a step.
+void AudioPlaybackEngine::beginTail(int64_t rampFrames) noexcept {
+    tailFrom_[0] = lastOut_[0];
+    tailFrom_[1] = lastOut_[1];
+    tailLeft_ = rampFrames;
+    sounding_ = false;
+    fade_ = 0.0f;
+    gainRampLeft_ = 0;
+}
+
 void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
     callbackSequence_.fetch_add(1);
+    const int64_t rampFrames = std::max<int64_t>(1, outputRate_.load() * rampMilliseconds / 1000);
+    const float step = 1.0f / static_cast<float>(rampFrames);
+    // Adds the tail, if one runs, to frame `i` and remembers what was output.
+    const auto put = [&](int64_t i, float left, float right) {
+        if (tailLeft_ > 0) {
+            const float k = static_cast<float>(tailLeft_) * step;
+            left += tailFrom_[0] * k;
+            right += tailFrom_[1] * k;
+            --tailLeft_;
+        }
+        out[2 * i] = left;
+        out[2 * i + 1] = right;
+        lastOut_[0] = left;
+        lastOut_[1] = right;
+    };
     int64_t written = 0;
-    if (active_.load() && !paused_.load()) {
+    const bool paused = paused_.load();
+    if (active_.load()) {
         const uint64_t epoch = epoch_.load();
         if (epoch != seenEpoch_) {
             seenEpoch_ = epoch;
             chunkOffset_ = 0;
+            beginTail(rampFrames); // the new position fades in under it
         }
         // Chunks read before a seek are dropped at once, so the reader has
         // room for the new position even when this call has no frames to fill.
@@ -338,11 +376,21 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
         envelopeLock_.unlock();
         const bool useEnvelope = sourceMode_.load() && envelope && !envelope->gains.empty();
         const float volume = mixerVolume_.load();
+        // A new gain glides from the one in use instead of stepping.
+        if (volume != seenVolume_ || envelope != seenEnvelope_) {
+            if (sounding_) {
+                gainRampFrom_ = lastGain_;
+                gainRampLeft_ = rampFrames;
+            }
+            seenVolume_ = volume;
+            seenEnvelope_ = envelope;
+        }
         const int64_t sourceRate = sourceRate_.load(), outputRate = outputRate_.load();
         const auto lastBlock = useEnvelope ? static_cast<int64_t>(envelope->gains.size()) - 1 : 0;
         bool atEnd = false;
+        bool fadedOut = paused && fade_ <= 0.0f; // a pause fades the sound out, then holds
 
-        while (written < frames) {
+        while (written < frames && !fadedOut) {
             ChunkRing::Chunk* chunk = ring_.front();
             if (!chunk)
                 break; // not read yet: silence now, the frames come later
@@ -360,9 +408,8 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
                 chunkOffset_ = 0;
                 continue;
             }
-            const int64_t n = std::min(frames - written, chunk->frames - chunkOffset_);
+            int64_t n = std::min(frames - written, chunk->frames - chunkOffset_);
             const float* in = chunk->samples.data() + chunkOffset_ * 2;
-            float* to = out + written * 2;
             const int64_t first = chunk->firstFrame + chunkOffset_;
             for (int64_t i = 0; i < n; ++i) {
                 float gain = volume;
@@ -370,8 +417,18 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
                     const int64_t sourceFrame = sourceRate == outputRate ? first + i : (first + i) * sourceRate / outputRate;
                     gain = envelope->gains[static_cast<size_t>(std::min(sourceFrame / envelopeBlockSize, lastBlock))] * volume;
                 }
-                to[2 * i] = in[2 * i] * gain;
-                to[2 * i + 1] = in[2 * i + 1] * gain;
+                if (gainRampLeft_ > 0) {
+                    gain = gainRampFrom_ + (gain - gainRampFrom_) * (1.0f - static_cast<float>(gainRampLeft_) * step);
+                    --gainRampLeft_;
+                }
+                lastGain_ = gain;
+                fade_ = paused ? std::max(0.0f, fade_ - step) : std::min(1.0f, fade_ + step);
+                put(written + i, in[2 * i] * gain * fade_, in[2 * i + 1] * gain * fade_);
+                sounding_ = true;
+                if (paused && fade_ <= 0.0f) {
+                    n = i + 1;
+                    fadedOut = true;
+                }
             }
             chunkOffset_ += n;
             written += n;
@@ -382,6 +439,9 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
         if (atEnd)
             finishedEpoch_.store(epoch);
     }
-    std::memset(out + written * 2, 0, static_cast<size_t>((frames - written) * 2) * sizeof(float));
+    if (written < frames && sounding_)
+        beginTail(rampFrames);
+    for (int64_t i = written; i < frames; ++i)
+        put(i, 0.0f, 0.0f);
     callbackSequence_.fetch_add(1);
 }

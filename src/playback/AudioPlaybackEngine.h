@@ -35,6 +35,11 @@ class AudioPlaybackEngine : public QObject, private AudioCallback {
 public:
     static constexpr int64_t envelopeBlockSize = 512;
     static constexpr float maximumMixerVolume = 4.0f;
+    // Fades at starts, pauses and stops, and glides between gains, take this long.
+    static constexpr int64_t rampMilliseconds = 5;
+    // The output is closed once playback has been idle this long, so that
+    // nothing wakes while nothing plays.
+    static constexpr int idleCloseMilliseconds = 1000;
 
     // Uses the default output: PortAudio, or a silent clock without sound hardware.
     explicit AudioPlaybackEngine(QObject* parent = nullptr);
@@ -82,6 +87,7 @@ private:
     };
 
     void render(float* out, int64_t frames) noexcept override;
+    void beginTail(int64_t rampFrames) noexcept;
 
     void setPlaying(bool playing, bool paused);
     void decodeThenPlay(const QString& path, double fromTime, double gainDB, const SegmentEditState* edits);
@@ -115,6 +121,7 @@ private:
     int64_t playbackGeneration_ = 0;
     uint64_t epochCounter_ = 0;
     QTimer timer_;
+    QTimer idleClose_;
     std::chrono::steady_clock::time_point clockZero_ = std::chrono::steady_clock::now();
     std::vector<std::pair<EnvelopeBlock*, uint64_t>> retired_;
     std::map<QString, std::shared_ptr<TemporaryFile>> decodedCopies_; // source → a WAV the reader can open
@@ -136,4 +143,17 @@ private:
     // Audio callback only.
     uint64_t seenEpoch_ = 0;
     int64_t chunkOffset_ = 0;
+    // Transitions ramp over a few milliseconds instead of stepping: every
+    // start fades in, a pause fades out, a new gain glides, and an
+    // interrupted wave ends in a short line down to zero (the tail).
+    float fade_ = 0.0f;
+    float lastGain_ = 0.0f;
+    float gainRampFrom_ = 0.0f;
+    int64_t gainRampLeft_ = 0;
+    float seenVolume_ = -1.0f;
+    const EnvelopeBlock* seenEnvelope_ = nullptr;
+    float lastOut_[2] = {0.0f, 0.0f};
+    float tailFrom_[2] = {0.0f, 0.0f};
+    int64_t tailLeft_ = 0;
+    bool sounding_ = false;
 };

@@ -165,12 +165,16 @@ void StreamReader::run() {
                     readToEndEpoch_.store(stream->epoch);
                 wrote = true;
             }
-        } else if (stream && stream->ended) {
-            // Nothing more to read until the next command.
         }
         if (!wrote) {
+            // A stream with room to come polls the ring (the callback never
+            // signals); without one, nothing wakes until the next command.
             std::unique_lock lock(mutex_);
-            wake_.wait_for(lock, std::chrono::milliseconds(2), [this] { return quit_ || pending_; });
+            const auto ready = [this] { return quit_ || pending_.has_value(); };
+            if (stream && !stream->ended)
+                wake_.wait_for(lock, std::chrono::milliseconds(2), ready);
+            else
+                wake_.wait(lock, ready);
         }
     }
 }

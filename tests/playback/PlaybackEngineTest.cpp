@@ -6,11 +6,12 @@
 
 namespace {
 
-// Checks out[i] == source[i] × gain(frame) for every sample.
+// Checks out[i] == source[i] × gain(frame) for every sample after the ramp
+// that follows the transition before each pull.
 template <typename Gain>
 void expectScaled(const std::vector<float>& out, const std::vector<float>& source, int64_t firstFrame, Gain gain) {
     ASSERT_GE(out.size(), source.size());
-    for (size_t i = 0; i < source.size(); ++i) {
+    for (size_t i = 2 * rampFrames48k; i < source.size(); ++i) {
         const int64_t frame = firstFrame + static_cast<int64_t>(i / 2);
         ASSERT_EQ(out[i], source[i] * gain(frame)) << "sample " << i << " (frame " << frame << ")";
     }
@@ -88,7 +89,9 @@ TEST(PlaybackEngineTest, SeekPauseAndResumeContinueWhereTheyShouldInBothModes) {
         t.engine.pause();
         EXPECT_TRUE(t.engine.isPaused());
         EXPECT_FALSE(t.engine.isPlaying());
-        EXPECT_EQ(t.pull(1024), std::vector<float>(2048, 0.0f)) << "paused: silence";
+        const std::vector<float> paused = t.pull(1024);
+        EXPECT_EQ(std::vector<float>(paused.begin() + 2 * rampFrames48k, paused.end()),
+                  std::vector<float>(2048 - 2 * rampFrames48k, 0.0f)) << "paused: silence after the fade";
         t.engine.seek(30.0);
         EXPECT_EQ(t.engine.currentTime(), 30.0);
         t.engine.resume(given, withEdits ? 1.0 : 0.0);
@@ -198,4 +201,46 @@ TEST(PlaybackEngineTest, FormatsTheReaderCannotOpenAreDecodedFirst) {
     u.engine.stop();
     fixtures::waitUntil([] { return false; }, 1500);
     EXPECT_FALSE(u.engine.isPlaying());
+}
+
+// Every transition ramps over 5 ms instead of stepping: the left channel is a
+// 440 Hz sine of 0.5, whose samples never differ by more than 0.029.
+TEST(PlaybackEngineTest, TransitionsRampInsteadOfStepping) {
+    QTemporaryDir dir;
+    const QString path = writeStereo(dir, "a.wav", 20.0);
+    EngineUnderTest t;
+    const auto largestStep = [](float before, const std::vector<float>& heard) {
+        float largest = std::abs(heard[0] - before);
+        for (size_t i = 2; i < heard.size(); i += 2)
+            largest = std::max(largest, std::abs(heard[i] - heard[i - 2]));
+        return largest;
+    };
+    t.engine.play(path, 0.0, 0.0, nullptr);
+    std::vector<float> heard = t.pull(627); // ends near the sine's trough
+    const std::vector<float> source = sourceFrames(path, 0, 627);
+    for (size_t f = 0; f < rampFrames48k; ++f) // fades in from silence
+        ASSERT_NEAR(heard[2 * f], source[2 * f] * static_cast<float>(f + 1) / rampFrames48k, 1e-5) << f;
+    EXPECT_LT(heard[2 * 626], -0.45f);
+
+    // Seeking to where the sine is 0: the old wave runs down, the new fades in.
+    t.engine.seek(10.0);
+    std::vector<float> after = t.pull(1000);
+    EXPECT_LT(largestStep(heard[2 * 626], after), 0.035f);
+
+    // A new gain glides from 1 to 0.5 over the ramp.
+    t.engine.setMixerGain(-6.0);
+    const int64_t at = t.engine.sourceReadPosition();
+    heard = t.pull(480);
+    const std::vector<float> plain = sourceFrames(path, at, 480);
+    EXPECT_NEAR(heard[0], plain[0], 0.01f);
+    for (size_t f = rampFrames48k; f < 480; ++f)
+        ASSERT_FLOAT_EQ(heard[2 * f], plain[2 * f] * t.engine.mixerVolume()) << f;
+    EXPECT_LT(largestStep(after[after.size() - 2], heard), 0.035f);
+
+    // A pause fades out, then holds silence.
+    const float last = heard[2 * 479];
+    t.engine.pause();
+    heard = t.pull(480);
+    EXPECT_LT(largestStep(last, heard), 0.035f);
+    EXPECT_EQ(std::count(heard.begin() + 2 * rampFrames48k, heard.end(), 0.0f), 480);
 }

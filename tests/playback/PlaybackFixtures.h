@@ -12,6 +12,10 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+// Frames a start, a pause or a new gain takes to ramp at 48 kHz (5 ms):
+// sample-exact checks begin after them.
+inline constexpr size_t rampFrames48k = 240;
+
 // Stereo 32-bit float WAV: a sine on the left, noise on the right.
 inline QString writeStereo(const QTemporaryDir& dir, const QString& name, double seconds,
                            int64_t rate = 48000) {
