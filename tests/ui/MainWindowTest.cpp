@@ -136,6 +136,11 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     const AudioFileItemPtr file = w.state.files()[0];
     ASSERT_EQ(file->id(), first);
     EXPECT_DOUBLE_EQ(file->correctionDB(), AppState::correctionFor(-14.0, file->analysis()->peakLUFS));
+
+    // An encoder's message of several lines: the first here, all in the tooltip.
+    w.state.setStatusMessage("Export error: Error exporting a.wav: first line\nsecond line");
+    EXPECT_EQ(w.content().statusLine()->text(), "Export error: Error exporting a.wav: first line");
+    EXPECT_EQ(w.content().statusLine()->toolTip(), "Export error: Error exporting a.wav: first line\nsecond line");
 }
 
 TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
