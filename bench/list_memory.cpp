@@ -36,7 +36,7 @@ template <typename T> double bytesOf(const std::vector<T>& v) {
 }
 
 double resultMiB(const AnalysisResult& r) {
-    const double bytes = bytesOf(r.cumsum) + bytesOf(r.envelope.minValues) +
+    const double bytes = static_cast<double>(r.energy.bytes()) + bytesOf(r.envelope.minValues) +
                          bytesOf(r.envelope.maxValues) + bytesOf(r.times) +
                          bytesOf(r.loudnessCurve) + sizeof(AnalysisResult);
     return bytes / (1024.0 * 1024.0);

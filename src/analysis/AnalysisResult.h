@@ -1,5 +1,7 @@
 #pragma once
 
+#include "analysis/EnergyPrefix.h"
+
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -27,7 +29,7 @@ struct TimeRange {
 struct AnalysisResult {
     WaveformEnvelope envelope;
     int64_t sampleRate = 0;
-    std::vector<double> cumsum; // totalSamples + 1 prefix sums of the squared K-weighted signal
+    EnergyPrefix energy; // prefix sums of the squared K-weighted signal, every stride samples
     int64_t totalSamples = 0;
     std::vector<double> times;
     std::vector<double> loudnessCurve;

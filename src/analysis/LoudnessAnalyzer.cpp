@@ -6,7 +6,11 @@
 
 namespace LoudnessAnalyzer {
 
-AnalysisResult analyze(const QString& path, int64_t chunkFrames) {
+namespace {
+
+// Decodes `path` and measures it with prefix sums every `stride` samples (0:
+// the analysis's own).
+AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride) {
     int64_t expected = -1;
     // The envelope needs the length up front. When the reader delivers fewer
     // frames than its header promised, the file is measured once more with the
@@ -19,7 +23,7 @@ AnalysisResult analyze(const QString& path, int64_t chunkFrames) {
         if (expected == 0) {
             throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
         }
-        SignalMeasurement measurement(expected, opened.file.sampleRate());
+        SignalMeasurement measurement(expected, opened.file.sampleRate(), stride);
         const int64_t measured = AudioLoader::readMonoChunks(
             opened, expected, chunkFrames,
             [&](const float* mono, int64_t frames) { measurement.add(mono, frames); });
@@ -31,6 +35,18 @@ AnalysisResult analyze(const QString& path, int64_t chunkFrames) {
         }
         expected = measured;
     }
+}
+
+} // namespace
+
+AnalysisResult analyze(const QString& path, int64_t chunkFrames) {
+    return measure(path, chunkFrames, 0);
+}
+
+LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double windowSec) {
+    const AnalysisResult r =
+        measure(path, 65536, EnergyPrefix::curveStrideFor(sampleRate, curveWindowSamples(sampleRate, windowSec)));
+    return computeLoudnessCurve(r.energy, r.sampleRate, r.totalSamples, windowSec);
 }
 
 AnalysisResult analyzeSamples(const std::vector<float>& mono, int64_t sampleRate) {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "analysis/AnalysisResult.h"
+#include "analysis/EnergyPrefix.h"
 
 #include <QString>
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -34,24 +36,38 @@ struct LoudnessCurve {
 // decoded signal at once). Throws AudioLoaderError or AnalysisError.
 AnalysisResult analyze(const QString& path, int64_t chunkFrames = 65536);
 
+// The loudness curve of a file for a window the analysis's sums do not hold
+// (not a whole number of their strides): the file is decoded and measured
+// again. Blocks; run it on a worker. Throws as analyze().
+LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double windowSec);
+
 // Measures mono samples already in memory.
 AnalysisResult analyzeSamples(const std::vector<float>& mono, int64_t sampleRate);
 
-// output[0] = 0, output[i + 1] = output[i] + input[i], in 64-bit.
-std::vector<double> prefixSumFromFloat(const std::vector<float>& input);
+// The integer lengths, in samples, at which the measurement reads its sums.
+inline int64_t gatedBlockSamples(int64_t sampleRate) { return static_cast<int64_t>(0.4 * static_cast<double>(sampleRate)); }
+inline int64_t gatedHopSamples(int64_t sampleRate) { return sampleRate / 10; }
+inline int64_t loudestWindowSamples(int64_t sampleRate) { return 20 * sampleRate; }
+// Rates below 2 Hz never come from a real file; a hop of at least one
+// sample keeps them from dividing by zero.
+inline int64_t loudestHopSamples(int64_t sampleRate) { return std::max<int64_t>(sampleRate / 2, 1); }
+inline int64_t curveWindowSamples(int64_t sampleRate, double windowSec) {
+    return std::max<int64_t>(static_cast<int64_t>(static_cast<double>(sampleRate) * windowSec), 1);
+}
 
 // Loudness of a mean square: 10·log10(ms) − 0.691, or exactly -70 when ms <= 0.
 double loudnessOfMeanSquare(double meanSquare);
 
 // BS.1770 gated loudness of samples [start, end): 400 ms blocks every 100 ms,
 // absolute gate at -70 LUFS, relative gate 10 LU below.
-double gatedLoudness(const std::vector<double>& cumsum, int64_t start, int64_t end,
-                     int64_t sampleRate);
+double gatedLoudness(const EnergyPrefix& energy, int64_t start, int64_t end, int64_t sampleRate);
 
-LoudestWindow findLoudest20s(const std::vector<double>& cumsum, int64_t sampleRate,
-                             int64_t totalSamples);
+LoudestWindow findLoudest20s(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples);
 
-LoudnessCurve computeLoudnessCurve(const std::vector<double>& cumsum, int64_t sampleRate,
-                                   int64_t totalSamples, double windowSec);
+// Whether `energy` holds every sum a curve of `windowSec` reads.
+bool holdsCurve(const EnergyPrefix& energy, int64_t sampleRate, double windowSec);
+// Only where holdsCurve(); otherwise curveOfFile().
+LoudnessCurve computeLoudnessCurve(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples,
+                                   double windowSec);
 
 } // namespace LoudnessAnalyzer

@@ -5,28 +5,16 @@
 
 namespace LoudnessAnalyzer {
 
-std::vector<double> prefixSumFromFloat(const std::vector<float>& input) {
-    std::vector<double> output(input.size() + 1);
-    output[0] = 0.0;
-    double sum = 0.0;
-    for (size_t i = 0; i < input.size(); ++i) {
-        sum += static_cast<double>(input[i]);
-        output[i + 1] = sum;
-    }
-    return output;
-}
-
 double loudnessOfMeanSquare(double meanSquare) {
     return meanSquare > 0.0 ? 10.0 * std::log10(meanSquare) - 0.691 : silenceLUFS;
 }
 
-double gatedLoudness(const std::vector<double>& cumsum, int64_t start, int64_t end,
-                     int64_t sampleRate) {
-    const auto blockLength = static_cast<int64_t>(0.4 * static_cast<double>(sampleRate));
+double gatedLoudness(const EnergyPrefix& energy, int64_t start, int64_t end, int64_t sampleRate) {
+    const int64_t blockLength = gatedBlockSamples(sampleRate);
     if (sampleRate < 10 || blockLength < 1 || (end - start) < blockLength) {
         return silenceLUFS;
     }
-    const int64_t hop = sampleRate / 10;
+    const int64_t hop = gatedHopSamples(sampleRate);
     const int64_t blocks = ((end - start) - blockLength) / hop + 1;
     const double invBlock = 1.0 / static_cast<double>(blockLength);
 
@@ -36,7 +24,7 @@ double gatedLoudness(const std::vector<double>& cumsum, int64_t start, int64_t e
     int64_t absoluteCount = 0;
     for (int64_t i = 0; i < blocks; ++i) {
         const int64_t s = start + i * hop;
-        const double power = (cumsum[s + blockLength] - cumsum[s]) * invBlock;
+        const double power = (energy.sumAt(s + blockLength) - energy.sumAt(s)) * invBlock;
         if (loudnessOfMeanSquare(power) > silenceLUFS) {
             powers.push_back(power);
             absoluteSum += power;
@@ -63,16 +51,13 @@ double gatedLoudness(const std::vector<double>& cumsum, int64_t start, int64_t e
     return 10.0 * std::log10(relativeSum / static_cast<double>(relativeCount)) - 0.691;
 }
 
-LoudestWindow findLoudest20s(const std::vector<double>& cumsum, int64_t sampleRate,
-                             int64_t totalSamples) {
-    const int64_t window = 20 * sampleRate;
+LoudestWindow findLoudest20s(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples) {
+    const int64_t window = loudestWindowSamples(sampleRate);
     if (window > totalSamples) {
         return {0.0, static_cast<double>(totalSamples) / static_cast<double>(sampleRate),
-                gatedLoudness(cumsum, 0, totalSamples, sampleRate)};
+                gatedLoudness(energy, 0, totalSamples, sampleRate)};
     }
-    // Rates below 2 Hz never come from a real file; a hop of at least one
-    // sample keeps them from dividing by zero.
-    const int64_t hop = std::max<int64_t>(sampleRate / 2, 1);
+    const int64_t hop = loudestHopSamples(sampleRate);
     const int64_t count = (totalSamples - window) / hop + 1;
     const double invWindow = 1.0 / static_cast<double>(window);
 
@@ -84,7 +69,7 @@ LoudestWindow findLoudest20s(const std::vector<double>& cumsum, int64_t sampleRa
     candidates.reserve(static_cast<size_t>(count));
     for (int64_t i = 0; i < count; ++i) {
         const int64_t s = i * hop;
-        candidates.push_back({s, (cumsum[s + window] - cumsum[s]) * invWindow});
+        candidates.push_back({s, (energy.sumAt(s + window) - energy.sumAt(s)) * invWindow});
     }
     // Of equal mean squares the earlier window stays ahead.
     std::stable_sort(
@@ -96,7 +81,7 @@ LoudestWindow findLoudest20s(const std::vector<double>& cumsum, int64_t sampleRa
     const size_t taken = std::min<size_t>(candidates.size(), 5);
     for (size_t k = 0; k < taken; ++k) {
         const int64_t s = candidates[k].start;
-        const double g = gatedLoudness(cumsum, s, s + window, sampleRate);
+        const double g = gatedLoudness(energy, s, s + window, sampleRate);
         if (g > bestLoudness) {
             bestLoudness = g;
             bestStart = s;
@@ -106,17 +91,19 @@ LoudestWindow findLoudest20s(const std::vector<double>& cumsum, int64_t sampleRa
     return {start, start + 20.0, bestLoudness};
 }
 
-LoudnessCurve computeLoudnessCurve(const std::vector<double>& cumsum, int64_t sampleRate,
-                                   int64_t totalSamples, double windowSec) {
-    auto window = static_cast<int64_t>(static_cast<double>(sampleRate) * windowSec);
-    if (window < 1) {
-        window = 1;
-    }
+bool holdsCurve(const EnergyPrefix& energy, int64_t sampleRate, double windowSec) {
+    return gatedHopSamples(sampleRate) % energy.stride() == 0 &&
+           curveWindowSamples(sampleRate, windowSec) % energy.stride() == 0;
+}
+
+LoudnessCurve computeLoudnessCurve(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples,
+                                   double windowSec) {
+    const int64_t window = curveWindowSamples(sampleRate, windowSec);
     LoudnessCurve curve;
     if (sampleRate < 10 || totalSamples < 1 || window > totalSamples) {
         return curve;
     }
-    const int64_t hop = sampleRate / 10;
+    const int64_t hop = gatedHopSamples(sampleRate);
     const int64_t points = (totalSamples - window) / hop + 1;
     const double invWindow = 1.0 / static_cast<double>(window);
     const double invRate = 1.0 / static_cast<double>(sampleRate);
@@ -126,7 +113,7 @@ LoudnessCurve computeLoudnessCurve(const std::vector<double>& cumsum, int64_t sa
     for (int64_t i = 0; i < points; ++i) {
         const int64_t s = i * hop;
         curve.times[i] = invRate * (halfWindow + static_cast<double>(s));
-        curve.values[i] = loudnessOfMeanSquare((cumsum[s + window] - cumsum[s]) * invWindow);
+        curve.values[i] = loudnessOfMeanSquare((energy.sumAt(s + window) - energy.sumAt(s)) * invWindow);
     }
     return curve;
 }

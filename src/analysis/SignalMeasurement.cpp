@@ -43,17 +43,10 @@ WaveformEnvelope EnvelopeBuilder::take() {
     return std::move(envelope_);
 }
 
-SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate)
+SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride)
     : expected_(std::max<int64_t>(expectedSamples, 0)), sampleRate_(sampleRate),
-      envelope_(expected_, LoudnessAnalyzer::envelopeBuckets), filter_(sampleRate) {
-    try {
-        cumsum_.resize(static_cast<size_t>(expected_) + 1);
-    } catch (const std::bad_alloc&) {
-        throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
-    } catch (const std::length_error&) {
-        throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
-    }
-}
+      envelope_(expected_, LoudnessAnalyzer::envelopeBuckets), filter_(sampleRate),
+      energy_(stride > 0 ? stride : EnergyPrefix::strideFor(sampleRate), expected_) {}
 
 void SignalMeasurement::add(const float* mono, int64_t count) {
     count = std::min(count, expected_ - measured_);
@@ -75,12 +68,7 @@ void SignalMeasurement::add(const float* mono, int64_t count) {
     for (int64_t i = 0; i < count; ++i) {
         weighted[i] = weighted[i] * weighted[i]; // squared in 32-bit float
     }
-    double sum = cumsum_[measured_];
-    double* out = cumsum_.data() + measured_ + 1;
-    for (int64_t i = 0; i < count; ++i) {
-        sum += static_cast<double>(weighted[i]);
-        out[i] = sum;
-    }
+    energy_.add(weighted, count);
     measured_ += count;
 }
 
@@ -95,22 +83,20 @@ AnalysisResult SignalMeasurement::finish() {
     r.duration = static_cast<double>(measured_) / static_cast<double>(sampleRate_);
     r.peakDBFS = peak_ > 0.0f ? static_cast<double>(20.0f * std::log10(peak_)) : silencePeakDBFS;
     r.envelope = envelope_.take();
-    cumsum_.resize(static_cast<size_t>(measured_) + 1);
-    r.cumsum = std::move(cumsum_);
+    r.energy = energy_.take();
     scratch_ = {};
 
-    LoudnessCurve curve =
-        computeLoudnessCurve(r.cumsum, sampleRate_, measured_, defaultCurveWindowSec);
+    LoudnessCurve curve = computeLoudnessCurve(r.energy, sampleRate_, measured_, defaultCurveWindowSec);
     r.times = std::move(curve.times);
     r.loudnessCurve = std::move(curve.values);
     r.curveWindowSec = defaultCurveWindowSec;
 
     if (r.duration < 20.0) {
-        r.peakLUFS = gatedLoudness(r.cumsum, 0, measured_, sampleRate_);
+        r.peakLUFS = gatedLoudness(r.energy, 0, measured_, sampleRate_);
         r.windowStart = 0.0;
         r.windowEnd = r.duration;
     } else {
-        const LoudestWindow w = findLoudest20s(r.cumsum, sampleRate_, measured_);
+        const LoudestWindow w = findLoudest20s(r.energy, sampleRate_, measured_);
         r.windowStart = w.start;
         r.windowEnd = w.end;
         r.peakLUFS = w.peakLUFS;

@@ -24,13 +24,14 @@ private:
 };
 
 // Everything an analysis measures of a mono signal, fed in consecutive
-// pieces: sample peak, envelope, K-weighting, squaring and 64-bit prefix sums.
-// Feeding the signal whole or in pieces of any size gives identical figures.
+// pieces: sample peak, envelope, K-weighting, squaring and 64-bit prefix sums
+// (kept every stride samples). Feeding the signal whole or in pieces of any
+// size gives identical figures; nothing it keeps grows faster than the
+// prefix sums' few numbers a second.
 class SignalMeasurement {
 public:
-    // Allocates the prefix sums for `expectedSamples`; throws
-    // AudioLoaderError(bufferCreationFailed) when that memory is not there.
-    SignalMeasurement(int64_t expectedSamples, int64_t sampleRate);
+    // `stride` 0: the one the analysis reads at (EnergyPrefix::strideFor).
+    SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride = 0);
 
     // Adds at most the remaining expected samples; any more are ignored.
     void add(const float* mono, int64_t count);
@@ -48,7 +49,7 @@ private:
     float peak_ = 0.0f;
     EnvelopeBuilder envelope_;
     KWeightingFilter filter_;
-    std::vector<double> cumsum_;
+    EnergyPrefix::Accumulator energy_;
     std::vector<float> scratch_;
 };
 

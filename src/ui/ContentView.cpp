@@ -9,6 +9,7 @@
 #include "ui/WaveformPainter.h"
 #include "ui/WaveformView.h"
 
+#include <QCoreApplication>
 #include <QDoubleSpinBox>
 #include <QDragEnterEvent>
 #include <QKeyEvent>
@@ -18,12 +19,14 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMimeData>
+#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
+#include <QThreadPool>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -305,7 +308,29 @@ void ContentView::recomputeSelectedCurve(double windowSec) {
     if (!file || !file->analysis() || file->analysis()->curveWindowSec == windowSec)
         return;
     const AnalysisResult& a = *file->analysis();
-    LoudnessAnalyzer::LoudnessCurve curve =
-        LoudnessAnalyzer::computeLoudnessCurve(a.cumsum, a.sampleRate, a.totalSamples, windowSec);
-    file->replaceCurve(std::move(curve.times), std::move(curve.values), windowSec);
+    if (LoudnessAnalyzer::holdsCurve(a.energy, a.sampleRate, windowSec)) {
+        LoudnessAnalyzer::LoudnessCurve curve =
+            LoudnessAnalyzer::computeLoudnessCurve(a.energy, a.sampleRate, a.totalSamples, windowSec);
+        file->replaceCurve(std::move(curve.times), std::move(curve.values), windowSec);
+        return;
+    }
+    // A window the kept sums do not hold: the file is measured again on a
+    // worker, and the curve arrives when it is done (if still wanted).
+    const std::weak_ptr<AudioFileItem> later = file;
+    const QString path = file->path();
+    const int64_t rate = a.sampleRate;
+    const QPointer<ContentView> self(this);
+    QThreadPool::globalInstance()->start([self, later, path, rate, windowSec] {
+        std::optional<LoudnessAnalyzer::LoudnessCurve> curve;
+        try {
+            curve = LoudnessAnalyzer::curveOfFile(path, rate, windowSec);
+        } catch (...) {
+            return; // the file went away meanwhile: the old curve stays
+        }
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [self, later, curve = std::move(*curve), windowSec]() mutable {
+            const auto file = later.lock();
+            if (self && self->state_.curveWindowSec() == windowSec && file && file->analysis())
+                file->replaceCurve(std::move(curve.times), std::move(curve.values), windowSec);
+        }, Qt::QueuedConnection);
+    });
 }

@@ -1,6 +1,7 @@
 #include "analysis/AnalysisErrors.h"
 #include "analysis/AudioLoader.h"
 #include "analysis/LoudnessAnalyzer.h"
+#include "analysis/SignalMeasurement.h"
 #include "support/AudioFixtures.h"
 
 #include <QTemporaryDir>
@@ -19,9 +20,9 @@ protected:
 };
 
 void expectInvariants(const AnalysisResult& r) {
-    EXPECT_EQ(r.cumsum.size(), static_cast<size_t>(r.totalSamples) + 1);
-    EXPECT_EQ(r.cumsum.front(), 0.0);
-    EXPECT_TRUE(std::is_sorted(r.cumsum.begin(), r.cumsum.end()));
+    EXPECT_EQ(r.energy.totalSamples(), r.totalSamples);
+    EXPECT_EQ(r.energy.sumAt(0), 0.0);
+    EXPECT_GE(r.energy.sumAt(r.totalSamples), 0.0);
     EXPECT_EQ(r.times.size(), r.loudnessCurve.size());
     EXPECT_EQ(r.curveWindowSec, 3.0);
     EXPECT_DOUBLE_EQ(r.duration, double(r.totalSamples) / double(r.sampleRate));
@@ -80,7 +81,7 @@ TEST_F(AnalyzerTest, TwentySecondsTakesTheWindowPathAndShorterFilesTheWhole) {
     EXPECT_EQ(r20.windowStart, 0.0);
     EXPECT_EQ(r20.windowEnd, 20.0);
     EXPECT_EQ(r20.peakLUFS,
-              LoudnessAnalyzer::findLoudest20s(r20.cumsum, 48000, 48000 * 20).peakLUFS);
+              LoudnessAnalyzer::findLoudest20s(r20.energy, 48000, 48000 * 20).peakLUFS);
 
     writeMonoWav(path("19.9.wav"), std::vector<float>(s.begin(), s.begin() + 48000 * 199 / 10),
                  48000);
@@ -89,10 +90,10 @@ TEST_F(AnalyzerTest, TwentySecondsTakesTheWindowPathAndShorterFilesTheWhole) {
     EXPECT_DOUBLE_EQ(r199.windowEnd, 19.9);
     EXPECT_EQ(r199.windowEnd, r199.duration);
     EXPECT_EQ(r199.peakLUFS,
-              LoudnessAnalyzer::gatedLoudness(r199.cumsum, 0, r199.totalSamples, 48000));
+              LoudnessAnalyzer::gatedLoudness(r199.energy, 0, r199.totalSamples, 48000));
     // The gates drop the 15 s of silence: the figure is the noise's own level.
     EXPECT_GT(r20.peakLUFS,
-              LoudnessAnalyzer::loudnessOfMeanSquare(r20.cumsum.back() / (48000 * 20)) + 5.0);
+              LoudnessAnalyzer::loudnessOfMeanSquare(r20.energy.sumAt(r20.totalSamples) / (48000 * 20)) + 5.0);
 }
 
 TEST_F(AnalyzerTest, SilenceAndCancellingChannels) {
@@ -136,4 +137,48 @@ TEST_F(AnalyzerTest, QuietStretchIsASoftPassage) {
     EXPECT_NEAR(passages[0].start, 30.0, 1.6);
     EXPECT_NEAR(passages[0].end, 50.0, 1.6);
     EXPECT_EQ(r.envelope.bucketCount, 2000);
+}
+
+// Sums kept every stride give every figure that sums kept at every sample
+// give (a stride of 1 is the per-sample computation), at every rate.
+TEST_F(AnalyzerTest, StridedSumsGiveThePerSampleFiguresAtEveryRate) {
+    for (int64_t rate : {8000, 11025, 22050, 44100, 48000, 88200, 96000, 192000}) {
+        const int64_t stride = EnergyPrefix::strideFor(rate);
+        for (int64_t length : {rate * 20, rate * 199 / 10, stride + 1, rate * 23 + 123}) {
+            const std::vector<float> s = concat({noise(static_cast<uint32_t>(rate), 0.4, length / 2),
+                                                 sine(440.0, 0.2, rate, length - length / 2)});
+            SignalMeasurement strided(length, rate), perSample(length, rate, 1);
+            strided.add(s.data(), length / 3);
+            strided.add(s.data() + length / 3, length - length / 3);
+            perSample.add(s.data(), length);
+            const AnalysisResult a = strided.finish(), b = perSample.finish();
+            const auto where = [&] { return std::to_string(rate) + " Hz, " + std::to_string(length) + " samples"; };
+            EXPECT_EQ(a.envelope, b.envelope) << where();
+            EXPECT_EQ(a.times, b.times) << where();
+            EXPECT_EQ(a.loudnessCurve, b.loudnessCurve) << where();
+            EXPECT_EQ(a.peakLUFS, b.peakLUFS) << where();
+            EXPECT_EQ(a.peakDBFS, b.peakDBFS) << where();
+            EXPECT_EQ(a.windowStart, b.windowStart) << where();
+            EXPECT_EQ(a.windowEnd, b.windowEnd) << where();
+            EXPECT_EQ(a.duration, b.duration) << where();
+            EXPECT_EQ(a.totalSamples, b.totalSamples) << where();
+            for (int64_t k = 0; k <= length; k += stride)
+                ASSERT_EQ(a.energy.sumAt(k), b.energy.sumAt(k)) << where() << " at " << k;
+            EXPECT_EQ(a.energy.sumAt(length), b.energy.sumAt(length)) << where();
+        }
+    }
+    // A curve window the kept sums do not hold is measured again from the file.
+    const std::vector<float> music = concat({noise(3, 0.5, 48000 * 30), noise(4, 0.05, 48000 * 12)});
+    writeMonoWav(path("again.wav"), music, 48000);
+    const AnalysisResult kept = LoudnessAnalyzer::analyze(path("again.wav"));
+    EXPECT_FALSE(LoudnessAnalyzer::holdsCurve(kept.energy, 48000, 3.05));
+    EXPECT_TRUE(LoudnessAnalyzer::holdsCurve(kept.energy, 48000, 10.0));
+    SignalMeasurement perSample(static_cast<int64_t>(music.size()), 48000, 1);
+    perSample.add(music.data(), static_cast<int64_t>(music.size()));
+    const AnalysisResult all = perSample.finish();
+    const LoudnessAnalyzer::LoudnessCurve again = LoudnessAnalyzer::curveOfFile(path("again.wav"), 48000, 3.05);
+    const LoudnessAnalyzer::LoudnessCurve expected =
+        LoudnessAnalyzer::computeLoudnessCurve(all.energy, 48000, all.totalSamples, 3.05);
+    EXPECT_EQ(again.times, expected.times);
+    EXPECT_EQ(again.values, expected.values);
 }

@@ -7,17 +7,15 @@ using namespace LoudnessAnalyzer;
 
 namespace {
 
-// Prefix sums of a per-sample power profile.
-std::vector<double> sums(const std::vector<double>& power) {
-    std::vector<double> out(power.size() + 1, 0.0);
-    for (size_t i = 0; i < power.size(); ++i) {
-        out[i + 1] = out[i] + power[i];
-    }
-    return out;
+// Prefix sums of a per-sample power profile, kept at every sample.
+EnergyPrefix sums(const std::vector<float>& power) {
+    EnergyPrefix::Accumulator sums(1, static_cast<int64_t>(power.size()));
+    sums.add(power.data(), static_cast<int64_t>(power.size()));
+    return sums.take();
 }
 
-std::vector<double> profile(size_t n, double value) {
-    return std::vector<double>(n, value);
+std::vector<float> profile(size_t n, float value) {
+    return std::vector<float>(n, value);
 }
 
 double lufs(double meanSquare) {
@@ -26,12 +24,21 @@ double lufs(double meanSquare) {
 
 } // namespace
 
-TEST(LoudnessMath, PrefixSumsAccumulateIn64Bit) {
-    EXPECT_EQ(prefixSumFromFloat({}), std::vector<double>{0.0});
-    EXPECT_EQ(prefixSumFromFloat({1.0f, 0.5f, 0.25f}), (std::vector<double>{0.0, 1.0, 1.5, 1.75}));
-    // 2^24 + 1 is not a float; the sum is kept in 64 bits.
+TEST(LoudnessMath, StridedSumsAccumulateIn64BitSampleBySample) {
+    // 2^24 + 1 is not a float; the sum is kept in 64 bits, and fed in pieces
+    // that do not meet the stride it holds the same sums.
     const std::vector<float> ones(16777217, 1.0f);
-    EXPECT_EQ(prefixSumFromFloat(ones).back(), 16777217.0);
+    EnergyPrefix::Accumulator a(4800, 16777217);
+    a.add(ones.data(), 1000);
+    a.add(ones.data() + 1000, 16777217 - 1000);
+    const EnergyPrefix e = a.take();
+    EXPECT_EQ(e.sumAt(16777217), 16777217.0);
+    EXPECT_EQ(e.sumAt(4800 * 3), 14400.0);
+    EXPECT_TRUE(e.holds(4800) && e.holds(16777217) && !e.holds(4801));
+    EXPECT_LT(e.bytes(), (16777217 / 4800 + 2) * 8);
+    EXPECT_EQ(EnergyPrefix::strideFor(48000), 4800);
+    EXPECT_EQ(EnergyPrefix::strideFor(44100), 4410);
+    EXPECT_EQ(EnergyPrefix::strideFor(11025), 1) << "no coarser stride holds every read";
 }
 
 TEST(LoudnessMath, SilenceAndShortSpansReadMinus70) {
@@ -45,29 +52,29 @@ TEST(LoudnessMath, SilenceAndShortSpansReadMinus70) {
     EXPECT_EQ(gatedLoudness(c, 0, 48000, 9), -70.0); // rate below 10 Hz
     EXPECT_EQ(gatedLoudness(sums(profile(48000, 0.0)), 0, 48000, 48000), -70.0);
     // Everything below the absolute gate: 1e-8 is about -80.7 LUFS.
-    EXPECT_EQ(gatedLoudness(sums(profile(48000, 1e-8)), 0, 48000, 48000), -70.0);
+    EXPECT_EQ(gatedLoudness(sums(profile(48000, 1e-8f)), 0, 48000, 48000), -70.0);
 }
 
 TEST(LoudnessMath, RelativeGateDropsQuietBlocks) {
     // 10 s loud, 10 s 30 dB quieter, 10 s of digital silence, at 100 Hz.
-    std::vector<double> p = profile(1000, 1.0);
-    p.insert(p.end(), 1000, 1e-3);
-    p.insert(p.end(), 1000, 0.0);
+    std::vector<float> p = profile(1000, 1.0);
+    p.insert(p.end(), 1000, 1e-3f);
+    p.insert(p.end(), 1000, 0.0f);
     const auto c = sums(p);
     const double g = gatedLoudness(c, 0, 3000, 100);
     // Only the loud blocks and the few that straddle into the quiet part remain.
     EXPECT_NEAR(g, lufs(1.0), 0.1);
     EXPECT_GT(g, lufs(2000.0 * 1.0 / 3000.0)); // above the ungated average
     // A level just 5 dB down stays within the relative gate and counts.
-    std::vector<double> q = profile(1000, 1.0);
-    q.insert(q.end(), 1000, std::pow(10.0, -0.5));
+    std::vector<float> q = profile(1000, 1.0);
+    q.insert(q.end(), 1000, std::pow(10.0f, -0.5f));
     EXPECT_NEAR(gatedLoudness(sums(q), 0, 2000, 100), lufs((1.0 + std::pow(10.0, -0.5)) / 2), 0.05);
 }
 
 TEST(LoudnessMath, TailShorterThanAHopIsNotMeasured) {
     // Rate 100: blocks of 40 samples every 10. 95 samples hold 6 blocks ending at 90;
     // whatever lies in the last 5 samples is never measured.
-    std::vector<double> p = profile(95, 0.25);
+    std::vector<float> p = profile(95, 0.25);
     for (size_t i = 90; i < 95; ++i) {
         p[i] = 1000.0;
     }
@@ -85,7 +92,7 @@ TEST(LoudnessMath, LoudestWindowTiesKeepTheEarlierWindow) {
 
 TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
     // A later window with a lower mean square but a louder gated level wins.
-    std::vector<double> p = profile(2100, 0.0);
+    std::vector<float> p = profile(2100, 0.0);
     for (size_t i = 0; i < 100; ++i)
         p[i] = 1.0;
     for (size_t i = 100; i < 900; ++i)
@@ -119,7 +126,7 @@ TEST(LoudnessMath, LoudestWindowOfAShortSignalIsTheWhole) {
 }
 
 TEST(LoudnessMath, CurvePointsAndEdges) {
-    std::vector<double> p = profile(1000, 0.0);
+    std::vector<float> p = profile(1000, 0.0);
     for (size_t i = 500; i < 1000; ++i)
         p[i] = 0.1;
     const auto c = sums(p);
@@ -130,15 +137,15 @@ TEST(LoudnessMath, CurvePointsAndEdges) {
     EXPECT_DOUBLE_EQ(curve.times.front(), 1.5);
     EXPECT_DOUBLE_EQ(curve.times.back(), 8.5);
     EXPECT_EQ(curve.values.front(), -70.0); // pure silence, never -inf
-    EXPECT_NEAR(curve.values.back(), lufs(0.1), 1e-9);
+    EXPECT_NEAR(curve.values.back(), lufs(0.1f), 1e-9);
 
     EXPECT_TRUE(computeLoudnessCurve(c, 100, 1000, 10.01).times.empty()); // longer than the file
     EXPECT_EQ(computeLoudnessCurve(c, 100, 1000, 10.0).times.size(), 1u);
     EXPECT_TRUE(computeLoudnessCurve(c, 9, 1000, 3.0).times.empty());
-    EXPECT_TRUE(computeLoudnessCurve({0.0}, 100, 0, 3.0).times.empty());
+    EXPECT_TRUE(computeLoudnessCurve(EnergyPrefix(), 100, 0, 3.0).times.empty());
     // A window under one sample is one sample long: one point per hop, centred half a sample in.
     const LoudnessCurve tiny = computeLoudnessCurve(c, 100, 1000, 0.001);
     ASSERT_EQ(tiny.times.size(), 100u);
     EXPECT_DOUBLE_EQ(tiny.times[0], 0.005);
-    EXPECT_NEAR(tiny.values[60], lufs(0.1), 1e-9);
+    EXPECT_NEAR(tiny.values[60], lufs(0.1f), 1e-9);
 }

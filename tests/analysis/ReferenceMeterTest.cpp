@@ -61,7 +61,7 @@ TEST(ReferenceMeter, WholeFileGatedLoudnessMatchesLibebur128) {
             const QString path = dir.filePath(QStringLiteral("%1-%2.wav").arg(name).arg(rate));
             writeMonoWav(path, samples, rate);
             const AnalysisResult r = LoudnessAnalyzer::analyze(path);
-            const double ours = LoudnessAnalyzer::gatedLoudness(r.cumsum, 0, r.totalSamples, rate);
+            const double ours = LoudnessAnalyzer::gatedLoudness(r.energy, 0, r.totalSamples, rate);
             const double reference = referenceIntegrated(readFirstChannel(path), rate);
             EXPECT_NEAR(ours, reference, 0.02) << name << " at " << rate;
         }

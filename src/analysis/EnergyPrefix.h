@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+// Running sums of the squared K-weighted signal, kept only every `stride`
+// samples. sumAt(n) is the 64-bit sum of the first n squared samples, added
+// sample by sample exactly as a per-sample array would hold it, for every n
+// that is a multiple of the stride, and for the total.
+//
+// The analysis reads sums only at multiples of one stride: its blocks, hops,
+// 20-second windows and default curve window are all whole multiples of their
+// greatest common divisor (a tenth of a second at every rate divisible by 10),
+// so a file keeps ten numbers a second instead of one per sample.
+class EnergyPrefix {
+public:
+    EnergyPrefix() = default;
+
+    // The stride at which every position the analysis reads lies, for
+    // `sampleRate`; 1 (every sample) at rates that have no coarser one.
+    static int64_t strideFor(int64_t sampleRate);
+    // A stride that also holds a loudness curve with a window of `windowSamples`.
+    static int64_t curveStrideFor(int64_t sampleRate, int64_t windowSamples);
+
+    int64_t stride() const { return stride_; }
+    int64_t totalSamples() const { return total_; }
+    bool holds(int64_t sample) const {
+        return sample == total_ || (sample >= 0 && sample < total_ && sample % stride_ == 0);
+    }
+    // Only at held positions.
+    double sumAt(int64_t sample) const;
+    // Memory kept, in bytes.
+    int64_t bytes() const { return static_cast<int64_t>(sums_.capacity() * sizeof(double)); }
+
+    bool operator==(const EnergyPrefix&) const = default;
+
+    // Builds one from squared samples fed in order, in pieces of any size.
+    class Accumulator {
+    public:
+        Accumulator(int64_t stride, int64_t expectedSamples);
+        void add(const float* squared, int64_t count);
+        EnergyPrefix take();
+
+    private:
+        int64_t stride_;
+        int64_t position_ = 0;
+        double sum_ = 0.0;
+        std::vector<double> sums_;
+    };
+
+private:
+    int64_t stride_ = 1;
+    int64_t total_ = 0;
+    double totalSum_ = 0.0;
+    std::vector<double> sums_; // sums_[k] = sum of the first k·stride samples
+};
