@@ -10,8 +10,7 @@
 // `sample(t, channel)` gives the value at time t seconds; `format` is an
 // SF_FORMAT_* subtype of WAV. Returns false when the file cannot be written.
 template <typename Sample>
-bool writeBenchWav(const QString& path, int channels, int seconds, int subtype, Sample sample) {
-    constexpr int rate = 48000;
+bool writeBenchWav(const QString& path, int channels, int seconds, int subtype, Sample sample, int rate = 48000) {
     SF_INFO info{};
     info.samplerate = rate;
     info.channels = channels;
@@ -21,8 +20,8 @@ bool writeBenchWav(const QString& path, int channels, int seconds, int subtype, 
         return false;
     std::vector<float> second(static_cast<size_t>(rate * channels));
     for (int s = 0; s < seconds; ++s) {
-        for (size_t i = 0; i < rate; ++i) {
-            const double t = s + static_cast<double>(i) / rate;
+        for (size_t i = 0; i < static_cast<size_t>(rate); ++i) {
+            const double t = s + static_cast<double>(i) / static_cast<double>(rate);
             for (int c = 0; c < channels; ++c)
                 second[i * static_cast<size_t>(channels) + static_cast<size_t>(c)] = static_cast<float>(sample(t, c));
         }
