@@ -2,7 +2,11 @@
 
 // Writes the long test files the benchmarks measure, one second at a time.
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QList>
+#include <QUrl>
 #include <QString>
 #include <sndfile.h>
 #include <vector>
@@ -29,4 +33,16 @@ bool writeBenchWav(const QString& path, int channels, int seconds, int subtype, 
     }
     sf_close(f);
     return true;
+}
+
+// `count` links to `file` beside it ("file0.wav", "file1.wav" ...), as a batch to add.
+inline QList<QUrl> linksTo(const QString& file, int count) {
+    QList<QUrl> urls;
+    const QDir dir = QFileInfo(file).dir();
+    for (int i = 0; i < count; ++i) {
+        const QString link = dir.filePath(QStringLiteral("file%1.wav").arg(i));
+        QFile::link(file, link);
+        urls << QUrl::fromLocalFile(link);
+    }
+    return urls;
 }

@@ -59,12 +59,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(tone));
         return 1;
     }
-    QList<QUrl> urls;
-    for (int i = 0; i < files; ++i) {
-        const QString link = dir.filePath(QStringLiteral("file%1.wav").arg(i));
-        QFile::link(tone, link);
-        urls << QUrl::fromLocalFile(link);
-    }
+    const QList<QUrl> urls = linksTo(tone, files);
 
     AppState state;
     const double before = residentMiB();

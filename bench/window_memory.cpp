@@ -34,12 +34,7 @@ int measure(int files) {
     writeBenchWav(tone, 2, 240, SF_FORMAT_PCM_16, [](double t, int c) {
         return 0.3 * std::sin(2 * M_PI * (220.0 + 110.0 * c) * t) * (0.6 + 0.4 * std::sin(t * 0.3));
     }, 44100);
-    QList<QUrl> urls;
-    for (int i = 0; i < files; ++i) {
-        const QString link = dir.filePath(QStringLiteral("song%1.wav").arg(i));
-        QFile::link(tone, link);
-        urls << QUrl::fromLocalFile(link);
-    }
+    const QList<QUrl> urls = linksTo(tone, files);
     AppState state;
     MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());
     window.show();
