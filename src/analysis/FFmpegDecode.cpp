@@ -88,15 +88,23 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
 
 FFmpegDecodedFile::~FFmpegDecodedFile() = default;
 
-bool decodeKeepingFormat(const QString& sourcePath, const TemporaryFile& target, const QString& encoder) {
+std::optional<TemporaryFile> decodeKeepingFormat(const QString& sourcePath, const QString& encoder) {
+    std::optional<TemporaryFile> target;
+    try {
+        target.emplace(QDir::tempPath(), QStringLiteral("wav"));
+    } catch (const FileError&) {
+        return std::nullopt;
+    }
     QProcess ffmpeg;
     ffmpeg.setStandardInputFile(QProcess::nullDevice());
     ffmpeg.setStandardOutputFile(QProcess::nullDevice());
     ffmpeg.setStandardErrorFile(QProcess::nullDevice());
     Interruption::prepareChild(ffmpeg);
-    ffmpeg.start(encoder, FFmpegLocator::quietArguments + QStringList{"-y", "-i", sourcePath, "-c:a", "pcm_f32le", target.path()});
+    ffmpeg.start(encoder, FFmpegLocator::quietArguments + QStringList{"-y", "-i", sourcePath, "-c:a", "pcm_f32le", target->path()});
     if (!ffmpeg.waitForStarted(-1))
-        return false;
+        return std::nullopt;
     const Interruption::TrackedChild tracked(static_cast<pid_t>(ffmpeg.processId()));
-    return ffmpeg.waitForFinished(-1) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
+    const bool decoded =
+        ffmpeg.waitForFinished(-1) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
+    return decoded ? std::move(target) : std::nullopt;
 }

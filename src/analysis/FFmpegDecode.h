@@ -3,6 +3,7 @@
 #include "io/TemporaryFile.h"
 
 #include <QString>
+#include <optional>
 
 // A file that `ffmpeg` decoded into a temporary mono 48000 Hz 32-bit float
 // WAV in the temporary directory. The file is removed when this object goes
@@ -25,7 +26,8 @@ private:
     TemporaryFile file_;
 };
 
-// Decodes `sourcePath` with `encoder` into a 32-bit float WAV at `target`,
-// keeping the source's channels and rate (for playing and exporting what the
-// reader cannot open). Blocks until the encoder exits; true when it succeeded.
-bool decodeKeepingFormat(const QString& sourcePath, const TemporaryFile& target, const QString& encoder);
+// Decodes `sourcePath` with `encoder` into a 32-bit float WAV in the
+// temporary folder, keeping the source's channels and rate (for playing and
+// exporting what the reader cannot open). Blocks until the encoder exits;
+// none when the file could not be made or the encoder failed.
+std::optional<TemporaryFile> decodeKeepingFormat(const QString& sourcePath, const QString& encoder);

@@ -64,8 +64,9 @@ SoundFile InAppRenderer::openSource(const QString& path, std::optional<Temporary
     if (source.isOpen())
         return source;
     const QString reason = source.openError();
-    decoded.emplace(QDir::tempPath(), QStringLiteral("wav"));
-    if (decodeKeepingFormat(path, *decoded, ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_)) {
+    if (std::optional<TemporaryFile> fresh =
+            decodeKeepingFormat(path, ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_)) {
+        decoded.emplace(std::move(*fresh));
         SoundFile fallback(decoded->path());
         if (fallback.isOpen())
             return fallback;

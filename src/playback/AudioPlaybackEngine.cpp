@@ -2,11 +2,9 @@
 
 #include "analysis/FFmpegDecode.h"
 #include "analysis/FFmpegLocator.h"
-#include "io/FileError.h"
 #include "playback/DefaultOutput.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
@@ -163,14 +161,8 @@ void AudioPlaybackEngine::decodeThenPlay(const QString& path, double fromTime, d
     const QPointer<AudioPlaybackEngine> self(this);
     const QPointer<const SegmentEditState> editsLater(edits);
     QThreadPool::globalInstance()->start([=] {
-        std::shared_ptr<TemporaryFile> copy;
-        try {
-            copy = std::make_shared<TemporaryFile>(QDir::tempPath(), QStringLiteral("wav"));
-            if (!decodeKeepingFormat(path, *copy, FFmpegLocator::find()))
-                copy.reset();
-        } catch (const FileError&) {
-            copy.reset();
-        }
+        std::optional<TemporaryFile> decoded = decodeKeepingFormat(path, FFmpegLocator::find());
+        const auto copy = decoded ? std::make_shared<TemporaryFile>(std::move(*decoded)) : nullptr;
         QMetaObject::invokeMethod(QCoreApplication::instance(), [=] {
             if (!copy || !self)
                 return;
