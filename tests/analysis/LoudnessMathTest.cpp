@@ -35,10 +35,6 @@ TEST(LoudnessMath, StridedSumsAccumulateIn64BitSampleBySample) {
     EXPECT_EQ(e.sumAt(16777217), 16777217.0);
     EXPECT_EQ(e.sumAt(4800 * 3), 14400.0);
     EXPECT_TRUE(e.holds(4800) && e.holds(16777217) && !e.holds(4801));
-    EXPECT_LT(e.bytes(), (16777217 / 4800 + 2) * 8);
-    EXPECT_EQ(EnergyPrefix::strideFor(48000), 4800);
-    EXPECT_EQ(EnergyPrefix::strideFor(44100), 4410);
-    EXPECT_EQ(EnergyPrefix::strideFor(11025), 1) << "no coarser stride holds every read";
 }
 
 TEST(LoudnessMath, SilenceAndShortSpansReadMinus70) {
