@@ -5,7 +5,7 @@
 // standard output carries the renderer's own log lines)
 
 #include "BenchAudio.h"
-#include "analysis/FFmpegLocator.h"
+#include "io/FFmpegLocator.h"
 #include "editing/SegmentEditModel.h"
 #include "export/InAppRenderer.h"
 

@@ -4,7 +4,7 @@
 // this run, is the floor.
 // Usage: build/bench/idle_cpu
 
-#include "analysis/FFmpegLocator.h"
+#include "io/FFmpegLocator.h"
 #include "playback/DefaultOutput.h"
 #include "ui/ContentView.h"
 #include "ui/MainWindow.h"

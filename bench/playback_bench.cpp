@@ -5,7 +5,7 @@
 // The long files are made once with ffmpeg in ~/.cache/sonivel/bench.
 // Usage: build/bench/playback_bench
 
-#include "analysis/FFmpegLocator.h"
+#include "io/FFmpegLocator.h"
 #include "playback/AudioPlaybackEngine.h"
 #include "playback/MemoryOutput.h"
 

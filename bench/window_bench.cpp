@@ -4,7 +4,7 @@
 // of its ticks. The window must never stall for more than 50 ms.
 // Usage: build/bench/window_bench   (the hour-long file is made once in ~/.cache/sonivel/bench)
 
-#include "analysis/FFmpegLocator.h"
+#include "io/FFmpegLocator.h"
 #include "playback/SilentOutput.h"
 #include "ui/ContentView.h"
 #include "ui/MainWindow.h"

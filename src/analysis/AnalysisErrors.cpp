@@ -21,7 +21,9 @@ std::string describe(AudioLoaderError::Kind kind, const std::string& payload) {
     case Kind::writeFailed:
         return "Cannot write temporary file: " + payload;
     case Kind::readFailed:
-        return "Cannot read audio: " + payload;
+        return payload;
+    case Kind::noAudio:
+        return "No audio stream in " + payload;
     }
     return "Unknown audio loading error";
 }

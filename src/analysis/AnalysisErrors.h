@@ -16,7 +16,8 @@ public:
         tooLong,      // payload: the frame count the reader reported
         launchFailed, // payload: why the decoder could not be started
         writeFailed,  // payload: why the temporary file could not be written
-        readFailed,   // payload: the reader's own words
+        readFailed,   // payload: the reader's own words, naming the file
+        noAudio,      // payload: the file name with its extension
     };
 
     AudioLoaderError(Kind kind, std::string payload = {});

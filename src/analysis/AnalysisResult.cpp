@@ -8,7 +8,7 @@ WaveformEnvelope AnalysisResult::makeEnvelope(const std::vector<float>& samples,
                                               int64_t bucketCount) {
     EnvelopeBuilder builder(static_cast<int64_t>(samples.size()), bucketCount);
     builder.add(samples.data(), static_cast<int64_t>(samples.size()));
-    return builder.take();
+    return builder.take(static_cast<int64_t>(samples.size()));
 }
 
 std::vector<TimeRange> AnalysisResult::softPassageRanges() const {

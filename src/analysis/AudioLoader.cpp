@@ -3,7 +3,9 @@
 #include "analysis/AnalysisErrors.h"
 #include "analysis/SignalMeasurement.h"
 
+#include <QFileInfo>
 #include <algorithm>
+#include <limits>
 #include <new>
 
 namespace AudioLoader {
@@ -11,33 +13,38 @@ namespace AudioLoader {
 namespace {
 
 constexpr int64_t readChunkFrames = 65536;
+constexpr int64_t untilTheEnd = std::numeric_limits<int64_t>::max();
 
-void checkOpened(const SoundFile& file) {
-    if (!file.isOpen()) {
-        throw AudioLoaderError(AudioLoaderError::Kind::readFailed,
-                               file.openError().toUtf8().toStdString());
+OpenedAudio checked(OpenedAudio opened) {
+    const int64_t frames = opened.reader.frames();
+    if (frames < 0 || frames > maxFrames) {
+        throw AudioLoaderError(AudioLoaderError::Kind::tooLong, std::to_string(frames));
     }
-    if (file.frames() < 0 || file.frames() > maxFrames) {
-        throw AudioLoaderError(AudioLoaderError::Kind::tooLong, std::to_string(file.frames()));
-    }
-    if (file.sampleRate() <= 0 || file.channels() <= 0) {
-        throw AudioLoaderError(AudioLoaderError::Kind::readFailed, "invalid audio format");
-    }
+    return opened;
 }
 
 } // namespace
 
+AudioLoaderError readError(const DescribedError& e) {
+    return AudioLoaderError(AudioLoaderError::Kind::readFailed, e.description().toStdString());
+}
+
 OpenedAudio open(const QString& path) {
-    OpenedAudio opened{nullptr, SoundFile(path), false};
-    if (!opened.file.isOpen()) {
-        // Whatever libsndfile's reason was, ffmpeg gets its turn; its errors
+    try {
+        return checked(OpenedAudio{nullptr, AudioReader(path)});
+    } catch (const NoAudioError&) {
+        throw AudioLoaderError(AudioLoaderError::Kind::noAudio, QFileInfo(path).fileName().toStdString());
+    } catch (const FileError&) {
+        // Whatever the reader's reason was, ffmpeg gets its turn; its errors
         // are the ones the caller sees.
-        opened.decoded = std::make_unique<FFmpegDecodedFile>(path);
-        opened.file = SoundFile(opened.decoded->path());
-        opened.firstChannelOnly = true;
     }
-    checkOpened(opened.file);
-    return opened;
+    auto decoded = std::make_unique<FFmpegDecodedFile>(path);
+    try {
+        AudioReader reader(decoded->path());
+        return checked(OpenedAudio{std::move(decoded), std::move(reader)});
+    } catch (const FileError& e) {
+        throw readError(e);
+    }
 }
 
 std::vector<float> allocateSamples(size_t count) {
@@ -52,11 +59,15 @@ int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
                    const ChunkConsumer& consume) {
     chunkFrames = std::max<int64_t>(chunkFrames, 1);
     std::vector<float> chunk =
-        allocateSamples(static_cast<size_t>(chunkFrames * opened.file.channels()));
+        allocateSamples(static_cast<size_t>(chunkFrames * opened.reader.channels()));
     int64_t read = 0;
     while (read < limit) {
-        const int64_t got =
-            opened.file.readInterleaved(chunk.data(), std::min(chunkFrames, limit - read));
+        int64_t got = 0;
+        try {
+            got = opened.reader.readInterleaved(chunk.data(), std::min(chunkFrames, limit - read));
+        } catch (const FileError& e) {
+            throw readError(e);
+        }
         if (got <= 0) {
             break;
         }
@@ -68,41 +79,34 @@ int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
 
 int64_t readMonoChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
                        const ChunkConsumer& consume) {
-    const int channels = opened.file.channels();
+    const int channels = opened.reader.channels();
     if (channels == 1) {
         return readChunks(opened, limit, chunkFrames, consume);
     }
     std::vector<float> mono =
         allocateSamples(static_cast<size_t>(std::max<int64_t>(chunkFrames, 1)));
     return readChunks(opened, limit, chunkFrames, [&](const float* samples, int64_t frames) {
-        if (opened.firstChannelOnly) {
-            for (int64_t f = 0; f < frames; ++f) {
-                mono[static_cast<size_t>(f)] = samples[f * channels];
-            }
-        } else {
-            downmixInterleaved(samples, frames, channels, mono.data());
-        }
+        downmixInterleaved(samples, frames, channels, mono.data());
         consume(mono.data(), frames);
     });
 }
 
 DecodedAudio loadRaw(const QString& path) {
     OpenedAudio opened = open(path);
-    const int channels = opened.file.channels();
-    const int kept = opened.firstChannelOnly ? 1 : channels;
+    const int channels = opened.reader.channels();
     DecodedAudio audio;
-    audio.sampleRate = opened.file.sampleRate();
+    audio.sampleRate = opened.reader.sampleRate();
     try {
-        audio.channels.assign(static_cast<size_t>(kept), {});
+        audio.channels.assign(static_cast<size_t>(channels), {});
         for (auto& channel : audio.channels) {
-            channel.reserve(static_cast<size_t>(opened.file.frames()));
+            channel.reserve(static_cast<size_t>(opened.reader.frames()));
         }
     } catch (const std::bad_alloc&) {
         throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
     }
-    readChunks(opened, opened.file.frames(), readChunkFrames,
+    readChunks(opened, untilTheEnd, readChunkFrames,
                [&](const float* samples, int64_t frames) {
-                   for (int c = 0; c < kept; ++c) {
+                   for (int c = 0; c < channels; ++c) {
                        auto& channel = audio.channels[static_cast<size_t>(c)];
                        for (int64_t f = 0; f < frames; ++f) {
                            channel.push_back(samples[f * channels + c]);
@@ -115,13 +119,13 @@ DecodedAudio loadRaw(const QString& path) {
 MonoAudio loadMono(const QString& path) {
     OpenedAudio opened = open(path);
     MonoAudio mono;
-    mono.sampleRate = opened.file.sampleRate();
+    mono.sampleRate = opened.reader.sampleRate();
     try {
-        mono.samples.reserve(static_cast<size_t>(opened.file.frames()));
+        mono.samples.reserve(static_cast<size_t>(opened.reader.frames()));
     } catch (const std::bad_alloc&) {
         throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
     }
-    readMonoChunks(opened, opened.file.frames(), readChunkFrames,
+    readMonoChunks(opened, untilTheEnd, readChunkFrames,
                    [&](const float* samples, int64_t frames) {
                        mono.samples.insert(mono.samples.end(), samples, samples + frames);
                    });

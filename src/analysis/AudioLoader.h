@@ -1,7 +1,8 @@
 #pragma once
 
+#include "analysis/AnalysisErrors.h"
 #include "analysis/FFmpegDecode.h"
-#include "analysis/SoundFile.h"
+#include "io/AudioReader.h"
 
 #include <QString>
 #include <cstdint>
@@ -19,12 +20,11 @@ struct MonoAudio {
     int64_t sampleRate = 0;
 };
 
-// A file ready to be read: opened by libsndfile, or, when libsndfile cannot
-// open it, decoded by `ffmpeg` into a temporary WAV that lives as long as this.
+// A file ready to be read: opened by the reader, or, when the reader refuses
+// it, decoded by `ffmpeg` into a temporary WAV that lives as long as this.
 struct OpenedAudio {
-    std::unique_ptr<FFmpegDecodedFile> decoded; // declared first: removed after `file` closes
-    SoundFile file;
-    bool firstChannelOnly = false; // the decoder's stream: only its first channel counts
+    std::unique_ptr<FFmpegDecodedFile> decoded; // declared first: removed after `reader` closes
+    AudioReader reader;
 };
 
 // Decodes audio files into 32-bit float samples. Throws AudioLoaderError.
@@ -33,7 +33,8 @@ namespace AudioLoader {
 // Frames a file may have: its buffer's capacity is a 32-bit count.
 inline constexpr int64_t maxFrames = (int64_t{1} << 32) - 1;
 
-// Opens with libsndfile, falling back to `ffmpeg`; checks the frame count.
+// Opens with the reader, falling back to `ffmpeg`; checks the frame count.
+// A file the reader opens but finds no audio in is not handed to `ffmpeg`.
 OpenedAudio open(const QString& path);
 
 // Reads up to `limit` frames in chunks of at most `chunkFrames`, handing each
@@ -43,15 +44,17 @@ using ChunkConsumer = std::function<void(const float* samples, int64_t frames)>;
 int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
                    const ChunkConsumer& consume);
 
-// The same, each chunk reduced to one channel: the plain average of all
-// channels, or the first channel of the fallback's stream.
+// The same, each chunk reduced to one channel: the plain average of all channels.
 int64_t readMonoChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
                        const ChunkConsumer& consume);
 
 // The plain average of all channels, and the sample rate.
 MonoAudio loadMono(const QString& path);
 
-// Every channel, deinterleaved; the fallback's stream gives one channel at 48000 Hz.
+// Every channel, deinterleaved; the fallback's stream comes at 48000 Hz.
 DecodedAudio loadRaw(const QString& path);
+
+// A reader error in the loader's words.
+AudioLoaderError readError(const DescribedError& e);
 
 } // namespace AudioLoader

@@ -1,7 +1,7 @@
 #include "analysis/FFmpegDecode.h"
 
 #include "analysis/AnalysisErrors.h"
-#include "analysis/FFmpegLocator.h"
+#include "io/FFmpegLocator.h"
 #include "io/FileError.h"
 #include "io/Interruption.h"
 
@@ -41,7 +41,7 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     QProcess ffmpeg;
     ffmpeg.setProgram(encoder);
     ffmpeg.setArguments(FFmpegLocator::quietArguments +
-                        QStringList{"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ac", "1", "-ar", "48000", "-"});
+                        QStringList{"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ar", "48000", "-"});
     // No input: ffmpeg would otherwise read the terminal for commands. Its
     // standard error is discarded, so a chatty child never blocks on a full pipe.
     ffmpeg.setStandardInputFile(QProcess::nullDevice());
@@ -87,24 +87,3 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
 }
 
 FFmpegDecodedFile::~FFmpegDecodedFile() = default;
-
-std::optional<TemporaryFile> decodeKeepingFormat(const QString& sourcePath, const QString& encoder) {
-    std::optional<TemporaryFile> target;
-    try {
-        target.emplace(QDir::tempPath(), QStringLiteral("wav"));
-    } catch (const FileError&) {
-        return std::nullopt;
-    }
-    QProcess ffmpeg;
-    ffmpeg.setStandardInputFile(QProcess::nullDevice());
-    ffmpeg.setStandardOutputFile(QProcess::nullDevice());
-    ffmpeg.setStandardErrorFile(QProcess::nullDevice());
-    Interruption::prepareChild(ffmpeg);
-    ffmpeg.start(encoder, FFmpegLocator::quietArguments + QStringList{"-y", "-i", sourcePath, "-c:a", "pcm_f32le", target->path()});
-    if (!ffmpeg.waitForStarted(-1))
-        return std::nullopt;
-    const Interruption::TrackedChild tracked(static_cast<pid_t>(ffmpeg.processId()));
-    const bool decoded =
-        ffmpeg.waitForFinished(-1) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
-    return decoded ? std::move(target) : std::nullopt;
-}

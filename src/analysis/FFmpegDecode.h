@@ -3,10 +3,10 @@
 #include "io/TemporaryFile.h"
 
 #include <QString>
-#include <optional>
 
-// A file that `ffmpeg` decoded into a temporary mono 48000 Hz 32-bit float
-// WAV in the temporary directory. The file is removed when this object goes
+// A file that `ffmpeg` decoded into a temporary 48000 Hz 32-bit float WAV in
+// the temporary directory, keeping its channels (the analysis averages them
+// as it does for every file). The file is removed when this object goes
 // away, whatever way out is taken, and by an interruption of the program.
 class FFmpegDecodedFile {
 public:
@@ -25,9 +25,3 @@ public:
 private:
     TemporaryFile file_;
 };
-
-// Decodes `sourcePath` with `encoder` into a 32-bit float WAV in the
-// temporary folder, keeping the source's channels and rate (for playing and
-// exporting what the reader cannot open). Blocks until the encoder exits;
-// none when the file could not be made or the encoder failed.
-std::optional<TemporaryFile> decodeKeepingFormat(const QString& sourcePath, const QString& encoder);

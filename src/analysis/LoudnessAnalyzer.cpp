@@ -2,39 +2,48 @@
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/AudioLoader.h"
+#include "analysis/MonoReadAhead.h"
 #include "analysis/SignalMeasurement.h"
+
+#include <QFileInfo>
 
 namespace LoudnessAnalyzer {
 
 namespace {
 
+// How far a lossy file's decoded length may stray from the one its container
+// states (priming and padding), and still be measured in one pass.
+constexpr int64_t lengthUncertainty = 8192;
+
 // Decodes `path` and measures it with prefix sums every `stride` samples (0:
-// the analysis's own).
+// the analysis's own), decoding on one thread and measuring on this one.
 AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride) {
-    int64_t expected = -1;
-    // The envelope needs the length up front. When the reader delivers fewer
-    // frames than its header promised, the file is measured once more with the
-    // length it really has, so the figures equal those of the decoded whole.
-    for (int attempt = 1;; ++attempt) {
+    // The envelope needs the length up front. When the decoded length falls
+    // outside what the container promised, the file is measured once more
+    // with the length it really has, so the figures equal those of the
+    // decoded whole.
+    int64_t known = -1;
+    for (int attempt = 1; attempt <= 3; ++attempt) {
         OpenedAudio opened = AudioLoader::open(path);
-        if (expected < 0) {
-            expected = opened.file.frames();
-        }
-        if (expected == 0) {
-            throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
-        }
-        SignalMeasurement measurement(expected, opened.file.sampleRate(), stride);
-        const int64_t measured = AudioLoader::readMonoChunks(
-            opened, expected, chunkFrames,
-            [&](const float* mono, int64_t frames) { measurement.add(mono, frames); });
+        const bool exact = known >= 0 || opened.reader.framesExact();
+        const int64_t expected = known >= 0 ? known : opened.reader.frames();
+        SignalMeasurement measurement(expected, opened.reader.sampleRate(), stride,
+                                      exact ? 0 : lengthUncertainty);
+        const int64_t measured = AudioLoader::readMonoAhead(
+            opened, chunkFrames, [&](const float* mono, int64_t frames) { measurement.add(mono, frames); });
         if (measured == 0) {
             throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
         }
-        if (measured == expected || attempt == 3) {
+        if (measured > AudioLoader::maxFrames) {
+            throw AudioLoaderError(AudioLoaderError::Kind::tooLong, std::to_string(measured));
+        }
+        if (measurement.covers(measured)) {
             return measurement.finish();
         }
-        expected = measured;
+        known = measured;
     }
+    throw AudioLoaderError(AudioLoaderError::Kind::readFailed,
+                           "The file changed while it was being read: " + QFileInfo(path).fileName().toStdString());
 }
 
 } // namespace

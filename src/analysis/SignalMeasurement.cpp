@@ -7,45 +7,80 @@
 #include <cmath>
 #include <new>
 
-EnvelopeBuilder::EnvelopeBuilder(int64_t totalSamples, int64_t requestedBuckets) {
-    if (totalSamples <= 0 || requestedBuckets <= 0) {
+EnvelopeBuilder::EnvelopeBuilder(int64_t minTotal, int64_t maxTotal, int64_t requestedBuckets)
+    : minTotal_(std::max<int64_t>(minTotal, 1)), maxTotal_(maxTotal), requested_(requestedBuckets) {
+    if (maxTotal_ < minTotal_ || requested_ <= 0) {
         return;
     }
-    const int64_t buckets = std::min(totalSamples, requestedBuckets);
-    samplesPerBucket_ = std::max<int64_t>(totalSamples / buckets, 1);
-    covered_ = buckets * samplesPerBucket_;
-    envelope_.bucketCount = buckets;
-    envelope_.minValues.resize(static_cast<size_t>(buckets));
-    envelope_.maxValues.resize(static_cast<size_t>(buckets));
+    // S grows with n, so the range's lengths give every S between those of its ends.
+    const auto spacing = [&](int64_t n) { return std::max<int64_t>(n / bucketsFor(n), 1); };
+    for (int64_t s = spacing(minTotal_); s <= spacing(maxTotal_); ++s) {
+        Buckets b;
+        b.samplesPerBucket = s;
+        const int64_t buckets = std::min(bucketsFor(maxTotal_), requested_);
+        b.covered = buckets * s;
+        b.minValues.resize(static_cast<size_t>(buckets));
+        b.maxValues.resize(static_cast<size_t>(buckets));
+        candidates_.push_back(std::move(b));
+    }
 }
 
-void EnvelopeBuilder::add(const float* samples, int64_t count) {
+int64_t EnvelopeBuilder::bucketsFor(int64_t total) const {
+    return std::min(total, requested_);
+}
+
+void EnvelopeBuilder::add(Buckets& b, int64_t position, const float* samples, int64_t count) {
     int64_t i = 0;
-    while (i < count && position_ < covered_) {
-        const int64_t bucket = position_ / samplesPerBucket_;
-        const int64_t offset = position_ - bucket * samplesPerBucket_;
-        const int64_t span = std::min(samplesPerBucket_ - offset, count - i);
-        float lo = offset == 0 ? samples[i] : envelope_.minValues[bucket];
-        float hi = offset == 0 ? samples[i] : envelope_.maxValues[bucket];
+    while (i < count && position < b.covered) {
+        const int64_t bucket = position / b.samplesPerBucket;
+        const int64_t offset = position - bucket * b.samplesPerBucket;
+        const int64_t span = std::min(b.samplesPerBucket - offset, count - i);
+        float lo = offset == 0 ? samples[i] : b.minValues[bucket];
+        float hi = offset == 0 ? samples[i] : b.maxValues[bucket];
         for (int64_t k = i; k < i + span; ++k) {
             lo = std::min(lo, samples[k]);
             hi = std::max(hi, samples[k]);
         }
-        envelope_.minValues[bucket] = lo;
-        envelope_.maxValues[bucket] = hi;
+        b.minValues[bucket] = lo;
+        b.maxValues[bucket] = hi;
         i += span;
-        position_ += span;
+        position += span;
     }
-    position_ += count - i;
 }
 
-WaveformEnvelope EnvelopeBuilder::take() {
-    return std::move(envelope_);
+void EnvelopeBuilder::add(const float* samples, int64_t count) {
+    for (Buckets& b : candidates_) {
+        add(b, position_, samples, count);
+    }
+    position_ += count;
 }
 
-SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride)
-    : expected_(std::max<int64_t>(expectedSamples, 0)), sampleRate_(sampleRate),
-      envelope_(expected_, LoudnessAnalyzer::envelopeBuckets), filter_(sampleRate),
+bool EnvelopeBuilder::holds(int64_t total) const {
+    return total >= minTotal_ && total <= maxTotal_ && position_ >= total;
+}
+
+WaveformEnvelope EnvelopeBuilder::take(int64_t total) {
+    WaveformEnvelope envelope;
+    if (candidates_.empty() || total <= 0) {
+        return envelope;
+    }
+    const int64_t buckets = bucketsFor(total);
+    const int64_t spacing = std::max<int64_t>(total / buckets, 1);
+    Buckets& b = candidates_[static_cast<size_t>(spacing - candidates_.front().samplesPerBucket)];
+    b.minValues.resize(static_cast<size_t>(buckets));
+    b.maxValues.resize(static_cast<size_t>(buckets));
+    envelope.bucketCount = buckets;
+    envelope.minValues = std::move(b.minValues);
+    envelope.maxValues = std::move(b.maxValues);
+    candidates_.clear();
+    return envelope;
+}
+
+SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride,
+                                     int64_t uncertainty)
+    : expected_(std::max<int64_t>(expectedSamples, 0) + std::max<int64_t>(uncertainty, 0)), sampleRate_(sampleRate),
+      envelope_(expectedSamples - std::max<int64_t>(uncertainty, 0), expected_, LoudnessAnalyzer::envelopeBuckets),
+      filter_(sampleRate),
       energy_(stride > 0 ? stride : EnergyPrefix::strideFor(sampleRate), expected_) {}
 
 void SignalMeasurement::add(const float* mono, int64_t count) {
@@ -82,7 +117,7 @@ AnalysisResult SignalMeasurement::finish() {
     r.totalSamples = measured_;
     r.duration = static_cast<double>(measured_) / static_cast<double>(sampleRate_);
     r.peakDBFS = peak_ > 0.0f ? static_cast<double>(20.0f * std::log10(peak_)) : silencePeakDBFS;
-    r.envelope = envelope_.take();
+    r.envelope = envelope_.take(measured_);
     r.energy = energy_.take();
     scratch_ = {};
 

@@ -6,20 +6,36 @@
 #include <cstdint>
 #include <vector>
 
-// Builds the min/max envelope of a signal whose length is known up front,
-// from consecutive pieces. Bucket b covers samples [b·S, (b+1)·S) with
-// S = max(n / K, 1) and K = min(n, requested); the last n − K·S samples fall
-// in no bucket.
+// Builds the min/max envelope of a signal from consecutive pieces. Bucket b
+// covers samples [b·S, (b+1)·S) with S = max(n / K, 1) and K = min(n,
+// requested); the last n − K·S samples fall in no bucket. When the length n
+// is only known to lie in a range up front (a lossy file's stated length),
+// one set of buckets is kept for each S the range allows, and take(n) picks.
 class EnvelopeBuilder {
 public:
-    EnvelopeBuilder(int64_t totalSamples, int64_t requestedBuckets);
+    EnvelopeBuilder(int64_t minTotal, int64_t maxTotal, int64_t requestedBuckets);
+    EnvelopeBuilder(int64_t totalSamples, int64_t requestedBuckets)
+        : EnvelopeBuilder(totalSamples, totalSamples, requestedBuckets) {}
     void add(const float* samples, int64_t count);
-    WaveformEnvelope take();
+    // Whether take() can give the envelope of exactly `total` samples: the
+    // length lies in the range, and every sample of its buckets was added.
+    bool holds(int64_t total) const;
+    // Only where holds(total), or for an empty range.
+    WaveformEnvelope take(int64_t total);
 
 private:
-    WaveformEnvelope envelope_;
-    int64_t samplesPerBucket_ = 1;
-    int64_t covered_ = 0; // samples that fall in a bucket
+    struct Buckets {
+        int64_t samplesPerBucket = 1;
+        int64_t covered = 0; // samples that fall in a bucket at most
+        std::vector<float> minValues, maxValues;
+    };
+    static void add(Buckets& b, int64_t position, const float* samples, int64_t count);
+    int64_t bucketsFor(int64_t total) const;
+
+    int64_t minTotal_ = 0;
+    int64_t maxTotal_ = 0;
+    int64_t requested_ = 0;
+    std::vector<Buckets> candidates_; // by ascending samplesPerBucket
     int64_t position_ = 0;
 };
 
@@ -31,19 +47,22 @@ private:
 class SignalMeasurement {
 public:
     // `stride` 0: the one the analysis reads at (EnergyPrefix::strideFor).
-    SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride = 0);
+    // The signal has `expectedSamples` give or take `uncertainty`.
+    SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride = 0, int64_t uncertainty = 0);
 
-    // Adds at most the remaining expected samples; any more are ignored.
+    // Adds at most up to the longest expected length; any more are ignored.
     void add(const float* mono, int64_t count);
     int64_t measuredSamples() const { return measured_; }
-    int64_t expectedSamples() const { return expected_; }
+    // Whether a signal of `total` samples, all of them added, is measured
+    // exactly: false when its length fell outside the expected ones.
+    bool covers(int64_t total) const { return total == measured_ && envelope_.holds(total); }
 
     // Completes the record. Throws AnalysisError(emptyFile) when nothing was
-    // measured. Call only when every expected sample was added.
+    // measured. Call only where covers(measuredSamples()).
     AnalysisResult finish();
 
 private:
-    int64_t expected_;
+    int64_t expected_; // the longest expected length
     int64_t sampleRate_;
     int64_t measured_ = 0;
     float peak_ = 0.0f;

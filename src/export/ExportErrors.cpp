@@ -1,5 +1,8 @@
 #include "export/ExportErrors.h"
 
+#include <QDir>
+#include <QFileInfo>
+
 namespace {
 
 QString prefixFor(RenderError::Kind kind) {
@@ -18,3 +21,12 @@ QString prefixFor(RenderError::Kind kind) {
 
 RenderError::RenderError(Kind kind, const QString& message)
     : ExportFailure(prefixFor(kind) + message), kind_(kind) {}
+
+namespace ExportFiles {
+
+void makeFolder(const QString& path) {
+    if (!QDir().mkpath(path) || !QFileInfo(path).isDir())
+        throw SystemError(QStringLiteral("Cannot create the folder \"%1\"").arg(path));
+}
+
+} // namespace ExportFiles

@@ -37,3 +37,10 @@ class SystemError : public ExportFailure {
 public:
     using ExportFailure::ExportFailure;
 };
+
+namespace ExportFiles {
+
+// Creates the folder that receives the outputs; throws SystemError.
+void makeFolder(const QString& path);
+
+} // namespace ExportFiles

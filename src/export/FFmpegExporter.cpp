@@ -1,7 +1,7 @@
 #include "export/FFmpegExporter.h"
 
-#include "analysis/FFmpegLocator.h"
-#include "export/EncoderProcess.h"
+#include "io/FFmpegLocator.h"
+#include "io/EncoderProcess.h"
 #include "export/ExportErrors.h"
 #include "export/MainThread.h"
 #include "io/TemporaryFile.h"

@@ -1,15 +1,13 @@
 #include "export/InAppRenderer.h"
 
-#include "analysis/AnalysisErrors.h"
-#include "analysis/FFmpegDecode.h"
-#include "analysis/FFmpegLocator.h"
-#include "analysis/SoundFile.h"
+#include "io/AudioReader.h"
+#include "io/FFmpegLocator.h"
 #include "editing/SegmentEditModel.h"
 #include "editing/SegmentGainEvaluation.h"
-#include "export/EncoderProcess.h"
+#include "io/EncoderProcess.h"
 #include "io/TemporaryFile.h"
 #include "export/ExportErrors.h"
-#include "export/WavWriter.h"
+#include "io/WavWriter.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -56,28 +54,16 @@ void InAppRenderer::runFFmpeg(const QStringList& args) const {
     }
 }
 
-// libsndfile reads WAV, AIFF, FLAC, Ogg, Opus and MP3; for the other admitted
-// formats (AAC, ALAC, WMA ...) the encoder decodes the source first, keeping
-// its channels and rate, into a WAV in the temporary folder.
-SoundFile InAppRenderer::openSource(const QString& path, std::optional<TemporaryFile>& decoded) const {
-    SoundFile source(path);
-    if (source.isOpen())
-        return source;
-    const QString reason = source.openError();
-    if (std::optional<TemporaryFile> fresh =
-            decodeKeepingFormat(path, ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_)) {
-        decoded.emplace(std::move(*fresh));
-        SoundFile fallback(decoded->path());
-        if (fallback.isOpen())
-            return fallback;
+AudioReader InAppRenderer::openSource(const QString& path) {
+    try {
+        return AudioReader(path);
+    } catch (const FileError& e) {
+        throw RenderError(RenderError::Kind::cannotReadSource, e.description());
     }
-    // Otherwise the reader's own reason is the better one.
-    throw RenderError(RenderError::Kind::cannotReadSource, reason);
 }
 
 QString InAppRenderer::render(const RenderJob& job) const {
-    std::optional<TemporaryFile> decoded;
-    SoundFile source = openSource(job.sourcePath, decoded);
+    AudioReader source = openSource(job.sourcePath);
     const int64_t rate = source.sampleRate();
     const int64_t length = source.frames();
     const int channels = source.channels();
@@ -103,15 +89,15 @@ QString InAppRenderer::render(const RenderJob& job) const {
         }
         int64_t position = 0;
         const auto lastBlock = static_cast<int64_t>(envelope.size()) - 1;
-        while (position < length) {
+        // To the end of what decodes: a lossy file's stated length is only
+        // near it, and its last frames keep the last block's gain.
+        for (;;) {
             int64_t frames = 0;
             try {
-                frames = source.readInterleaved(buffer.data(), std::min(length - position, bufferFrames));
-            } catch (const AudioLoaderError& e) {
+                frames = source.readInterleaved(buffer.data(), bufferFrames);
+            } catch (const FileError& e) {
                 // What was written so far stays and is finished as usual.
-                log(QStringLiteral("Read error at sample %1: %2")
-                        .arg(position)
-                        .arg(QString::fromStdString(e.description())));
+                log(QStringLiteral("Read error at sample %1: %2").arg(position).arg(e.description()));
                 break;
             }
             if (frames == 0)
@@ -160,11 +146,7 @@ QString InAppRenderer::render(const RenderJob& job) const {
 
 TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
                                    bool isFloat, int channels) {
-    SoundFile source(input);
-    if (!source.isOpen()) {
-        throw SystemError(QStringLiteral("Cannot open \"%1\" for resampling: %2")
-                              .arg(QFileInfo(input).fileName(), source.openError()));
-    }
+    AudioReader source = openSource(input);
     const int sourceChannels = source.channels();
     soxr_error_t error = nullptr;
     const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
@@ -189,7 +171,7 @@ TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRat
         if (!ended) {
             try {
                 frames = source.readInterleaved(in.data(), bufferFrames);
-            } catch (const AudioLoaderError&) {
+            } catch (const FileError&) {
                 frames = 0; // a read failure ends the stream; what was converted stays
             }
             ended = frames == 0;

@@ -8,14 +8,13 @@
 // file it or the encoder writes is a new temporary file beside the output,
 // renamed over the output name only once the job has succeeded.
 
-#include "analysis/SoundFile.h"
 #include "editing/SegmentEditRecords.h"
 #include "export/ExportFormat.h"
+#include "io/AudioReader.h"
 #include "io/TemporaryFile.h"
 
 #include <QString>
 #include <QStringList>
-#include <optional>
 
 struct RenderJob {
     QString sourcePath;
@@ -52,7 +51,7 @@ public:
                                      bool isFloat, int channels);
 
 private:
-    SoundFile openSource(const QString& path, std::optional<TemporaryFile>& decoded) const;
+    static AudioReader openSource(const QString& path);
     void runFFmpeg(const QStringList& args) const;
 
     QString ffmpegPath_;

@@ -1,14 +1,8 @@
 #include "playback/AudioPlaybackEngine.h"
 
-#include "analysis/FFmpegDecode.h"
-#include "analysis/FFmpegLocator.h"
+#include "io/FileError.h"
 #include "playback/DefaultOutput.h"
 
-#include <QCoreApplication>
-#include <QFile>
-#include <QFileInfo>
-#include <QPointer>
-#include <QThreadPool>
 
 #include <algorithm>
 #include <cmath>
@@ -41,7 +35,6 @@ AudioPlaybackEngine::~AudioPlaybackEngine() {
     output_->close(); // no callback runs after this
     reader_.stop();
     file_.reset();
-    decodedCopies_.clear();
     delete envelope_;
     for (auto& [block, sequence] : retired_)
         delete block;
@@ -111,14 +104,14 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
     active_.store(false);
     stopTimer();
 
-    const auto decoded = decodedCopies_.find(path);
-    auto file = std::make_shared<SoundFile>(decoded != decodedCopies_.end() ? decoded->second->path() : path);
-    if (!file->isOpen() && decoded == decodedCopies_.end() && QFileInfo(path).isFile()) {
-        decodeThenPlay(path, fromTime, gainDB, edits);
-        return;
-    }
-    if (!file->isOpen() || file->sampleRate() < 1 || file->frames() > maximumFrames)
+    std::shared_ptr<AudioReader> file;
+    try {
+        file = std::make_shared<AudioReader>(path);
+    } catch (const FileError&) {
         return; // not reported: the state stays as it was
+    }
+    if (file->sampleRate() < 1 || file->frames() > maximumFrames)
+        return;
     file_ = std::move(file);
     currentFile_ = path;
     fileFrames_ = file_->frames();
@@ -149,28 +142,6 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
     active_.store(true);
     setPlaying(true, false);
     startTimer();
-}
-
-// A format the reader cannot open (AAC, ALAC, WMA ...) is decoded by ffmpeg
-// on a worker into a temporary float WAV with the file's channels and rate, kept
-// until the engine goes; the play then starts from it, unless another play,
-// stop or seek came first.
-void AudioPlaybackEngine::decodeThenPlay(const QString& path, double fromTime, double gainDB,
-                                         const SegmentEditState* edits) {
-    const int64_t generation = playbackGeneration_;
-    const QPointer<AudioPlaybackEngine> self(this);
-    const QPointer<const SegmentEditState> editsLater(edits);
-    QThreadPool::globalInstance()->start([=] {
-        std::optional<TemporaryFile> decoded = decodeKeepingFormat(path, FFmpegLocator::find());
-        const auto copy = decoded ? std::make_shared<TemporaryFile>(std::move(*decoded)) : nullptr;
-        QMetaObject::invokeMethod(QCoreApplication::instance(), [=] {
-            if (!copy || !self)
-                return;
-            self->decodedCopies_[path] = copy;
-            if (self->playbackGeneration_ == generation)
-                self->play(path, fromTime, gainDB, editsLater.data());
-        }, Qt::QueuedConnection);
-    });
 }
 
 void AudioPlaybackEngine::pause() {

@@ -13,7 +13,6 @@
 // can still read it) with the main thread.
 
 #include "editing/SegmentEditState.h"
-#include "io/TemporaryFile.h"
 #include "playback/AudioOutput.h"
 #include "playback/ChunkRing.h"
 #include "playback/SpinLock.h"
@@ -23,7 +22,6 @@
 #include <QString>
 #include <QTimer>
 #include <atomic>
-#include <map>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -90,7 +88,6 @@ private:
     void beginTail(int64_t rampFrames) noexcept;
 
     void setPlaying(bool playing, bool paused);
-    void decodeThenPlay(const QString& path, double fromTime, double gainDB, const SegmentEditState* edits);
     void startStream(int64_t sourceFrame);
     void ensureOutput();
     void setEnvelope(std::vector<float> gains);
@@ -112,7 +109,7 @@ private:
     bool isPaused_ = false;
     double currentTime_ = 0.0;
     QString currentFile_;
-    std::shared_ptr<SoundFile> file_; // handed to the reader; not read here
+    std::shared_ptr<AudioReader> file_; // handed to the reader; not read here
     int64_t fileFrames_ = 0;
     int64_t fileRate_ = 0;
     double fileDuration_ = 0.0;
@@ -124,7 +121,6 @@ private:
     QTimer idleClose_;
     std::chrono::steady_clock::time_point clockZero_ = std::chrono::steady_clock::now();
     std::vector<std::pair<EnvelopeBlock*, uint64_t>> retired_;
-    std::map<QString, std::shared_ptr<TemporaryFile>> decodedCopies_; // source → a WAV the reader can open
 
     // Shared with the audio callback.
     std::atomic<uint64_t> epoch_{0};          // chunks of other epochs are dropped

@@ -1,6 +1,6 @@
 #include "playback/StreamReader.h"
 
-#include "analysis/AnalysisErrors.h"
+#include "io/FileError.h"
 
 #include <algorithm>
 #include <chrono>
@@ -9,7 +9,7 @@
 
 // The file being read, where, and the converter when the rates differ.
 struct StreamReader::Stream {
-    std::shared_ptr<SoundFile> file;
+    std::shared_ptr<AudioReader> file;
     uint64_t epoch = 0;
     int64_t outputRate = 0;
     int64_t nextOutputFrame = 0;
@@ -34,7 +34,7 @@ struct StreamReader::Stream {
         int64_t got = 0;
         try {
             got = file->readInterleaved(raw.data(), frames);
-        } catch (const AudioLoaderError&) {
+        } catch (const FileError&) {
             got = 0; // a read error ends the file here
         }
         for (int64_t i = 0; i < got; ++i) {
@@ -113,7 +113,7 @@ void StreamReader::post(Command command) {
     wake_.notify_all();
 }
 
-void StreamReader::start(std::shared_ptr<SoundFile> file, uint64_t epoch, int64_t startFrame,
+void StreamReader::start(std::shared_ptr<AudioReader> file, uint64_t epoch, int64_t startFrame,
                          int64_t outputRate) {
     post(Command{std::move(file), false, epoch, startFrame, outputRate});
 }

@@ -6,7 +6,7 @@
 // of the audio thread. Commands come from the main thread and take effect at
 // once; the chunks they produce carry the command's epoch.
 
-#include "analysis/SoundFile.h"
+#include "io/AudioReader.h"
 #include "playback/ChunkRing.h"
 
 #include <atomic>
@@ -25,7 +25,7 @@ public:
     StreamReader& operator=(const StreamReader&) = delete;
 
     // Reads `file` from source frame `startFrame` for `epoch`, converted to `outputRate`.
-    void start(std::shared_ptr<SoundFile> file, uint64_t epoch, int64_t startFrame, int64_t outputRate);
+    void start(std::shared_ptr<AudioReader> file, uint64_t epoch, int64_t startFrame, int64_t outputRate);
     // Stops reading and lets the file go.
     void stop();
     // The epoch whose last chunk is in the ring: nothing more will be read for it.
@@ -40,7 +40,7 @@ public:
 
 private:
     struct Command {
-        std::shared_ptr<SoundFile> file; // set for start
+        std::shared_ptr<AudioReader> file; // set for start
         bool stop = false;
         uint64_t epoch = 0;
         int64_t startFrame = 0;

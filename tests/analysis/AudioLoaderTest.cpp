@@ -2,7 +2,7 @@
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/FFmpegDecode.h"
-#include "analysis/FFmpegLocator.h"
+#include "io/FFmpegLocator.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/TemporaryFile.h"
 #include "support/AudioFixtures.h"

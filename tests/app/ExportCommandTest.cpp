@@ -1,7 +1,7 @@
 #include "ExportCommand.h"
 
 #include "analysis/LoudnessAnalyzer.h"
-#include "analysis/SoundFile.h"
+#include "io/AudioReader.h"
 #include "list/SettingsFile.h"
 #include "CommandRun.h"
 #include "support/AudioFixtures.h"
@@ -40,8 +40,7 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
     const QStringList written = plain.out.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(written, (QStringList{out + "/normalized/quiet (-16LUFS).flac", out + "/normalized/loud (-16LUFS).flac"}));
     for (const QString& path : written) {
-        SoundFile f(path);
-        ASSERT_TRUE(f.isOpen()) << path.toStdString();
+        AudioReader f(path);
         EXPECT_EQ(f.sampleRate(), 44100);
         EXPECT_NEAR(LoudnessAnalyzer::analyze(path).peakLUFS, -16.0, 0.1);
     }

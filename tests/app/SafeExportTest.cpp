@@ -1,7 +1,8 @@
 #include "ExportCommand.h"
 
 #include "CommandRun.h"
-#include "analysis/SoundFile.h"
+#include "io/AudioReader.h"
+#include "io/FFmpegLocator.h"
 #include "support/AudioFixtures.h"
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
@@ -19,10 +20,13 @@ namespace {
 
 // The program itself, started as from a shell: its own temporary folder,
 // SIGINT at its default even where the tests run with it ignored.
-std::unique_ptr<QProcess> startSonivel(const QStringList& args, const QString& temporaryFolder) {
+std::unique_ptr<QProcess> startSonivel(const QStringList& args, const QString& temporaryFolder,
+                                       const QString& searchFirst = {}) {
     auto process = std::make_unique<QProcess>();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("TMPDIR", temporaryFolder);
+    if (!searchFirst.isEmpty())
+        environment.insert("PATH", searchFirst + ":" + environment.value("PATH"));
     process->setProcessEnvironment(environment);
     process->setStandardOutputFile(QProcess::nullDevice());
     process->setStandardErrorFile(QProcess::nullDevice());
@@ -52,8 +56,8 @@ double decodedSeconds(const QString& path) {
     ffmpeg.start("ffmpeg", {"-nostdin", "-v", "error", "-i", path, "-f", "wav", scratch.filePath("d.wav")});
     if (!ffmpeg.waitForFinished(120000) || ffmpeg.exitCode() != 0 || !ffmpeg.readAllStandardError().isEmpty())
         return -1;
-    SoundFile decoded(scratch.filePath("d.wav"));
-    return decoded.isOpen() ? static_cast<double>(decoded.frames()) / static_cast<double>(decoded.sampleRate()) : -1;
+    const AudioReader decoded(scratch.filePath("d.wav"));
+    return static_cast<double>(decoded.frames()) / static_cast<double>(decoded.sampleRate());
 }
 
 // Live processes whose command line mentions `marker` (an encoder at work on it).
@@ -190,17 +194,25 @@ TEST(SafeExportTest, TwoExportsOfOneNameEndWithOneWholeFile) {
 }
 
 TEST(SafeExportTest, InterruptedAnalysisRemovesTheDecodersFile) {
+    // A file the reader refuses goes to the ffmpeg program: here one that
+    // takes two minutes for it, its command line naming the file.
     QTemporaryDir dir;
-    const QString tmp = dir.filePath("tmp"), m4a = dir.filePath("long.m4a");
+    const QString tmp = dir.filePath("tmp"), odd = dir.filePath("odd.xyz");
     QDir().mkpath(tmp);
-    ASSERT_TRUE(fixtures::runFFmpeg({"-f", "lavfi", "-i", "sine=f=440:d=120", "-c:a", "aac", "-b:a", "48k", m4a}));
-    const auto sums = fixtures::sha256Of({m4a});
+    QFile f(odd);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly) && f.write("not a format the reader knows\n") > 0);
+    f.close();
+    fixtures::writeScript(dir.path(), "ffmpeg",
+                          "exec '" + FFmpegLocator::find() +
+                              "' -nostdin -v error -re -f lavfi -i sine=d=120 -metadata \"comment=$*\" "
+                              "-f wav -acodec pcm_f32le -");
+    const auto sums = fixtures::sha256Of({odd});
 
-    const auto run = startSonivel({"analyze", m4a}, tmp);
+    const auto run = startSonivel({"analyze", odd}, tmp, dir.path());
     ASSERT_TRUE(waitForNewTemporary(tmp, {}));
     ::kill(static_cast<pid_t>(run->processId()), SIGINT);
     EXPECT_EQ(outcomeOf(*run), -SIGINT);
     EXPECT_TRUE(fixtures::filesIn(tmp).isEmpty());
-    EXPECT_TRUE(fixtures::waitUntil([&] { return processesMentioning(m4a) == 0; }));
-    EXPECT_EQ(fixtures::sha256Of({m4a}), sums);
+    EXPECT_TRUE(fixtures::waitUntil([&] { return processesMentioning(odd) == 0; }));
+    EXPECT_EQ(fixtures::sha256Of({odd}), sums);
 }

@@ -34,7 +34,7 @@ Outcome runAll(const FFmpegExporter& exporter, std::vector<FFmpegExporter::Expor
             if (error) {
                 try {
                     std::rethrow_exception(error);
-                } catch (const ExportFailure& e) {
+                } catch (const DescribedError& e) {
                     o.error = e.description();
                 }
             }

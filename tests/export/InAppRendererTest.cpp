@@ -1,7 +1,7 @@
 #include "FakeFFmpeg.h"
 
-#include "analysis/FFmpegLocator.h"
-#include "analysis/SoundFile.h"
+#include "io/FFmpegLocator.h"
+#include "io/AudioReader.h"
 #include "editing/SegmentEditModel.h"
 #include "export/ExportErrors.h"
 #include "editing/SegmentGainEvaluation.h"
@@ -152,8 +152,7 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
 
     // WAV 16-bit at 44100 from 48000: resampled in-app, the name kept.
     const QString out16 = renderer.render(jobFor(src, dest, 0.0, ExportFormat::wav16, SampleRate::rate44100, false, {0, 1}));
-    SoundFile written(out16);
-    ASSERT_TRUE(written.isOpen());
+    AudioReader written(out16);
     EXPECT_EQ(written.sampleRate(), 44100);
     EXPECT_EQ(written.channels(), 2);
     EXPECT_NEAR(static_cast<double>(written.frames()), 7.0 * 44100, 2.0);
@@ -166,8 +165,7 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
     const QString fromAac = InAppRenderer(FFmpegLocator::find())
                                 .render(jobFor(m4a, dir.filePath("aac"), 0.0, ExportFormat::wav24,
                                                SampleRate::rate48000, false, {0, 1}));
-    SoundFile aac(fromAac);
-    ASSERT_TRUE(aac.isOpen());
+    AudioReader aac(fromAac);
     EXPECT_EQ(aac.channels(), 2);
     EXPECT_NEAR(static_cast<double>(aac.frames()) / 48000.0, 7.0, 0.05);
 
@@ -208,7 +206,7 @@ TEST(InAppRendererTest, FullDiskFailsWithItsReasonAndLeavesNoTemporaryFile) {
             InAppRenderer(FFmpegLocator::find())
                 .render(jobFor(src, dest, 1.0, format, SampleRate::rate48000, false, {0, 1}));
             ADD_FAILURE() << "a full disk went unnoticed";
-        } catch (const ExportFailure& e) {
+        } catch (const DescribedError& e) {
             EXPECT_TRUE(e.description().startsWith("Cannot write \"Song (-16LUFS).")) << e.what();
         }
         EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();

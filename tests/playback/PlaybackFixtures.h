@@ -2,7 +2,7 @@
 
 // Files to play and a way to pull what the engine would make heard.
 
-#include "analysis/SoundFile.h"
+#include "io/AudioReader.h"
 #include "playback/AudioPlaybackEngine.h"
 #include "playback/MemoryOutput.h"
 #include "support/AudioFixtures.h"
@@ -52,7 +52,7 @@ struct EngineUnderTest {
 // Interleaved stereo frames of a file, from `first` for `frames` frames.
 inline std::vector<float> sourceFrames(const QString& path, int64_t first, int64_t frames) {
     const std::vector<float> left = fixtures::readFirstChannel(path);
-    SoundFile file(path);
+    AudioReader file(path);
     std::vector<float> all(static_cast<size_t>(file.frames() * file.channels()));
     file.readInterleaved(all.data(), file.frames());
     std::vector<float> out;

@@ -1,4 +1,4 @@
-#include "analysis/FFmpegLocator.h"
+#include "io/FFmpegLocator.h"
 
 #include "support/AudioFixtures.h"
 

@@ -17,14 +17,7 @@ namespace EncoderProcess {
 // Standard error is read as it arrives, so a chatty encoder never stalls on a
 // full pipe; standard output is discarded. A crash comes back as exit code
 // -1. The encoder dies with the program and is stopped by an interruption.
-// Throws SystemError when the program cannot be started.
+// Throws FileError when the program cannot be started.
 EncoderRun run(const QString& program, const QStringList& arguments);
 
 } // namespace EncoderProcess
-
-namespace ExportFiles {
-
-// Creates the folder that receives the outputs; throws SystemError.
-void makeFolder(const QString& path);
-
-} // namespace ExportFiles

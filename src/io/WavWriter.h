@@ -14,17 +14,16 @@ struct sf_private_tag;
 class WavWriter {
 public:
     // Writes into the open `descriptor`, which stays open; `displayName` is
-    // the file its errors name. Throws RenderError(cannotCreateOutput) with
-    // libsndfile's reason.
+    // the file its errors name. Throws FileError with libsndfile's reason.
     WavWriter(int descriptor, const QString& displayName, int64_t sampleRate, int channels,
               int bitDepth, bool isFloat);
     ~WavWriter();
     WavWriter(const WavWriter&) = delete;
     WavWriter& operator=(const WavWriter&) = delete;
 
-    // Throws SystemError when not every frame could be written (a full disk).
+    // Throws FileError when not every frame could be written (a full disk).
     void write(const float* interleaved, int64_t frames);
-    // Finishes the header; throws SystemError when that fails. The
+    // Finishes the header; throws FileError when that fails. The
     // destructor only closes.
     void close();
 

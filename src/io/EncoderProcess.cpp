@@ -1,11 +1,9 @@
-#include "export/EncoderProcess.h"
+#include "io/EncoderProcess.h"
 
-#include "analysis/FFmpegLocator.h"
-#include "export/ExportErrors.h"
+#include "io/FFmpegLocator.h"
+#include "io/FileError.h"
 #include "io/Interruption.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QProcess>
 
 namespace EncoderProcess {
@@ -19,7 +17,7 @@ EncoderRun run(const QString& program, const QStringList& arguments) {
     Interruption::prepareChild(process);
     process.start();
     if (!process.waitForStarted(-1)) {
-        throw SystemError(QStringLiteral("Cannot start the encoder \"%1\": %2")
+        throw FileError(QStringLiteral("Cannot start the encoder \"%1\": %2")
                               .arg(program, process.errorString()));
     }
     const Interruption::TrackedChild tracked(static_cast<pid_t>(process.processId()));
@@ -35,12 +33,3 @@ EncoderRun run(const QString& program, const QStringList& arguments) {
 }
 
 } // namespace EncoderProcess
-
-namespace ExportFiles {
-
-void makeFolder(const QString& path) {
-    if (!QDir().mkpath(path) || !QFileInfo(path).isDir())
-        throw SystemError(QStringLiteral("Cannot create the folder \"%1\"").arg(path));
-}
-
-} // namespace ExportFiles

@@ -1,0 +1,146 @@
+#include "analysis/MonoReadAhead.h"
+
+#include "analysis/AnalysisErrors.h"
+#include "analysis/SignalMeasurement.h"
+
+#include <array>
+#include <condition_variable>
+#include <exception>
+#include <limits>
+#include <mutex>
+#include <new>
+#include <thread>
+#include <vector>
+
+namespace AudioLoader {
+
+namespace {
+
+// Thrown on the decoding thread to unwind when the consumer gave up.
+struct Abandoned {};
+
+// The chunks between the two threads: filled in turn by the decoder and
+// emptied in the same order by the consumer.
+class ChunkQueue {
+public:
+    static constexpr size_t depth = 4;
+
+    explicit ChunkQueue(int64_t chunkFrames) {
+        try {
+            for (auto& slot : slots_)
+                slot.samples.resize(static_cast<size_t>(chunkFrames));
+        } catch (const std::bad_alloc&) {
+            throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
+        }
+    }
+
+    // Decoder side: the next free chunk, or none when the consumer gave up.
+    std::vector<float>* beginFill() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return stopped_ || filled_ - taken_ < depth; });
+        return stopped_ ? nullptr : &slots_[filled_ % depth].samples;
+    }
+    void endFill(int64_t frames) {
+        {
+            std::lock_guard lock(mutex_);
+            slots_[filled_ % depth].frames = frames;
+            ++filled_;
+        }
+        changed_.notify_all();
+    }
+    // The end of the stream, or the error that ended it.
+    void finish(std::exception_ptr error) {
+        {
+            std::lock_guard lock(mutex_);
+            finished_ = true;
+            error_ = std::move(error);
+        }
+        changed_.notify_all();
+    }
+
+    // Consumer side: hands the next chunk to `consume`; false at the end.
+    template <typename F> bool consumeNext(F&& consume) {
+        Slot* slot = nullptr;
+        {
+            std::unique_lock lock(mutex_);
+            changed_.wait(lock, [&] { return finished_ || filled_ > taken_; });
+            if (filled_ == taken_) {
+                if (error_)
+                    std::rethrow_exception(error_);
+                return false;
+            }
+            slot = &slots_[taken_ % depth];
+        }
+        consume(slot->samples.data(), slot->frames);
+        {
+            std::lock_guard lock(mutex_);
+            ++taken_;
+        }
+        changed_.notify_all();
+        return true;
+    }
+    void stop() {
+        {
+            std::lock_guard lock(mutex_);
+            stopped_ = true;
+        }
+        changed_.notify_all();
+    }
+
+private:
+    struct Slot {
+        std::vector<float> samples;
+        int64_t frames = 0;
+    };
+    std::array<Slot, depth> slots_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    size_t filled_ = 0;
+    size_t taken_ = 0;
+    bool finished_ = false;
+    bool stopped_ = false;
+    std::exception_ptr error_;
+};
+
+} // namespace
+
+int64_t readMonoAhead(OpenedAudio& opened, int64_t chunkFrames, const ChunkConsumer& consume) {
+    chunkFrames = std::max<int64_t>(chunkFrames, 1);
+    ChunkQueue queue(chunkFrames);
+    std::thread decoder([&] {
+        try {
+            // Each decoded chunk is down-mixed straight into a free slot,
+            // waiting here while the consumer is behind.
+            const int channels = opened.reader.channels();
+            readChunks(opened, std::numeric_limits<int64_t>::max(), chunkFrames,
+                       [&](const float* samples, int64_t frames) {
+                           std::vector<float>* slot = queue.beginFill();
+                           if (!slot)
+                               throw Abandoned{};
+                           downmixInterleaved(samples, frames, channels, slot->data());
+                           queue.endFill(frames);
+                       });
+            queue.finish(nullptr);
+        } catch (const Abandoned&) {
+            queue.finish(nullptr);
+        } catch (...) {
+            queue.finish(std::current_exception());
+        }
+    });
+    int64_t total = 0;
+    try {
+        while (queue.consumeNext([&](const float* mono, int64_t frames) {
+            consume(mono, frames);
+            total += frames;
+        })) {
+        }
+    } catch (...) {
+        queue.stop();
+        decoder.join();
+        throw;
+    }
+    decoder.join();
+    return total;
+}
+
+} // namespace AudioLoader

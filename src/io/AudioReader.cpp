@@ -1,0 +1,302 @@
+#include "io/AudioReader.h"
+
+#include "io/FileError.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libswresample/swresample.h>
+}
+
+#include <QFile>
+#include <QFileInfo>
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+QString avError(int code) {
+    char text[AV_ERROR_MAX_STRING_SIZE]{};
+    av_strerror(code, text, sizeof text);
+    return QString::fromUtf8(text);
+}
+
+// Errors in a row, with nothing decoded or read in between, after which a
+// stream counts as ended instead of being retried for ever.
+constexpr int maxErrorsInARow = 64;
+
+// The layout itself, or the default one of its channel count when the file
+// names no positions (converters need positions to match channels).
+void copyLayout(AVChannelLayout* to, const AVChannelLayout& from) {
+    av_channel_layout_uninit(to);
+    if (from.order == AV_CHANNEL_ORDER_UNSPEC || av_channel_layout_copy(to, &from) < 0)
+        av_channel_layout_default(to, from.nb_channels);
+}
+
+} // namespace
+
+struct AudioReader::Impl {
+    QString name;
+    AVFormatContext* format = nullptr;
+    AVCodecContext* codec = nullptr;
+    AVPacket* packet = nullptr;
+    AVFrame* frame = nullptr;
+    SwrContext* converter = nullptr;
+    AVChannelLayout layout{};        // what comes out
+    AVChannelLayout convertedFrom{}; // what the converter was made for
+    int convertedFormat = -1;
+    int convertedRate = 0;
+    int stream = -1;
+    AVRational timeBase{1, 1};
+    int64_t origin = 0; // the stream's first timestamp
+    int64_t rate = 0;
+    int channels = 0;
+    int64_t frames = 0;
+    bool exact = false;
+    bool lossless = false;
+    int64_t seekPreroll = 0; // frames decoded and dropped before a sought one
+
+    std::vector<float> pending; // decoded, not yet handed out
+    size_t pendingOffset = 0;   // floats of `pending` already handed out
+    bool inputEnded = false;    // the decoder has been told there is no more
+    bool decoderEnded = false;
+    int64_t skipTo = -1;        // after a seek: the frame the caller asked for
+    int errorsInARow = 0;
+
+    ~Impl() {
+        swr_free(&converter);
+        av_frame_free(&frame);
+        av_packet_free(&packet);
+        avcodec_free_context(&codec);
+        avformat_close_input(&format);
+        av_channel_layout_uninit(&layout);
+        av_channel_layout_uninit(&convertedFrom);
+    }
+
+    [[noreturn]] void fail(const QString& why) const {
+        throw FileError(QStringLiteral("Cannot read \"%1\": %2").arg(name, why));
+    }
+
+    void open(const QString& path);
+    int chooseStream() const;
+    bool decodeNext();
+    void convert(const AVFrame* decoded);
+};
+
+void AudioReader::Impl::open(const QString& path) {
+    name = QFileInfo(path).fileName();
+    // "file:" keeps a colon in the name from reading as a protocol, and the
+    // whitelist keeps a playlist inside a file from reaching anything else.
+    const QByteArray url = "file:" + QFile::encodeName(QFileInfo(path).absoluteFilePath());
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    int result = avformat_open_input(&format, url.constData(), nullptr, &options);
+    av_dict_free(&options);
+    if (result < 0)
+        fail(avError(result));
+    if ((result = avformat_find_stream_info(format, nullptr)) < 0)
+        fail(avError(result));
+    stream = chooseStream();
+    if (stream < 0)
+        throw NoAudioError(QStringLiteral("\"%1\" holds no audio").arg(name));
+    AVStream* st = format->streams[stream];
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        if (static_cast<int>(i) != stream)
+            format->streams[i]->discard = AVDISCARD_ALL;
+    }
+    const AVCodec* decoder = avcodec_find_decoder(st->codecpar->codec_id);
+    if (!decoder)
+        fail(QStringLiteral("no decoder for its audio (%1)").arg(QString::fromUtf8(avcodec_get_name(st->codecpar->codec_id))));
+    codec = avcodec_alloc_context3(decoder);
+    packet = av_packet_alloc();
+    frame = av_frame_alloc();
+    if (!codec || !packet || !frame)
+        throw std::bad_alloc();
+    if ((result = avcodec_parameters_to_context(codec, st->codecpar)) < 0)
+        fail(avError(result));
+    codec->pkt_timebase = st->time_base;
+    if ((result = avcodec_open2(codec, decoder, nullptr)) < 0)
+        fail(avError(result));
+    rate = codec->sample_rate;
+    channels = codec->ch_layout.nb_channels;
+    if (rate <= 0 || channels <= 0)
+        fail(QStringLiteral("invalid audio format"));
+    copyLayout(&layout, codec->ch_layout);
+
+    timeBase = st->time_base;
+    origin = st->start_time != AV_NOPTS_VALUE ? st->start_time : 0;
+    // Lossy codecs add priming and padding that the decoder trims, so their
+    // stated length is only near the decoded one.
+    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(st->codecpar->codec_id);
+    lossless = descriptor && (descriptor->props & AV_CODEC_PROP_LOSSLESS);
+    if (st->duration != AV_NOPTS_VALUE && st->duration > 0) {
+        frames = av_rescale_q(st->duration, timeBase, AVRational{1, static_cast<int>(rate)});
+        frames = std::max<int64_t>(frames - st->codecpar->initial_padding, 0);
+        exact = lossless && st->codecpar->initial_padding == 0 &&
+                format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
+    } else if (format->duration != AV_NOPTS_VALUE && format->duration > 0) {
+        frames = av_rescale(format->duration, rate, AV_TIME_BASE);
+    }
+    // A lossy decoder needs a few frames before the wanted one to sound right.
+    seekPreroll = lossless ? 0 : std::max<int64_t>(st->codecpar->seek_preroll, 4096);
+}
+
+// The audio stream marked as the default, else the one the libraries rank
+// best; -1 when there is none (only video or cover art).
+int AudioReader::Impl::chooseStream() const {
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        const AVStream* st = format->streams[i];
+        if (st->codecpar->codec_type == AVMEDIA_TYPE_AUDIO && (st->disposition & AV_DISPOSITION_DEFAULT))
+            return static_cast<int>(i);
+    }
+    const int best = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    return best >= 0 ? best : -1;
+}
+
+// Decodes until `pending` holds something; false at the end of the stream.
+bool AudioReader::Impl::decodeNext() {
+    pending.clear();
+    pendingOffset = 0;
+    while (!decoderEnded) {
+        if (errorsInARow > maxErrorsInARow) {
+            decoderEnded = true;
+            break;
+        }
+        int result = avcodec_receive_frame(codec, frame);
+        if (result == 0) {
+            errorsInARow = 0;
+            convert(frame);
+            av_frame_unref(frame);
+            if (!pending.empty())
+                return true;
+            continue;
+        }
+        if (result == AVERROR_EOF) {
+            decoderEnded = true;
+            break;
+        }
+        if (result != AVERROR(EAGAIN)) {
+            ++errorsInARow; // a frame that would not decode is left out
+            continue;
+        }
+        if (inputEnded) {
+            decoderEnded = true;
+            break;
+        }
+        result = av_read_frame(format, packet);
+        if (result < 0) {
+            // An I/O error is one; anything else the demuxer stops at is
+            // the end of what can be read, as for FFmpeg's own tools.
+            if (result != AVERROR_EOF && format->pb && format->pb->error < 0)
+                fail(avError(format->pb->error));
+            inputEnded = true;
+            avcodec_send_packet(codec, nullptr);
+            continue;
+        }
+        if (packet->stream_index == stream) {
+            // A packet the decoder refuses is skipped.
+            errorsInARow = avcodec_send_packet(codec, packet) < 0 ? errorsInARow + 1 : 0;
+        }
+        av_packet_unref(packet);
+    }
+    return false;
+}
+
+void AudioReader::Impl::convert(const AVFrame* decoded) {
+    if (!converter || decoded->format != convertedFormat || decoded->sample_rate != convertedRate ||
+        av_channel_layout_compare(&decoded->ch_layout, &convertedFrom) != 0) {
+        swr_free(&converter);
+        av_channel_layout_uninit(&convertedFrom);
+        if (av_channel_layout_copy(&convertedFrom, &decoded->ch_layout) < 0)
+            throw std::bad_alloc();
+        AVChannelLayout in{};
+        copyLayout(&in, decoded->ch_layout);
+        const int made = swr_alloc_set_opts2(&converter, &layout, AV_SAMPLE_FMT_FLT, static_cast<int>(rate), &in,
+                                             static_cast<AVSampleFormat>(decoded->format), decoded->sample_rate, 0,
+                                             nullptr);
+        av_channel_layout_uninit(&in);
+        if (made < 0 || swr_init(converter) < 0) {
+            swr_free(&converter);
+            fail(QStringLiteral("cannot convert its samples"));
+        }
+        convertedFormat = decoded->format;
+        convertedRate = decoded->sample_rate;
+    }
+    const int capacity = swr_get_out_samples(converter, decoded->nb_samples);
+    if (capacity <= 0)
+        return;
+    pending.resize(static_cast<size_t>(capacity) * static_cast<size_t>(channels));
+    auto* out = reinterpret_cast<uint8_t*>(pending.data());
+    const int got = swr_convert(converter, &out, capacity, const_cast<const uint8_t**>(decoded->extended_data),
+                                decoded->nb_samples);
+    pending.resize(static_cast<size_t>(std::max(got, 0)) * static_cast<size_t>(channels));
+
+    if (skipTo >= 0 && !pending.empty()) {
+        // After a seek the decoder starts at or before the wanted frame; the
+        // frames before it are dropped.
+        const int64_t stamp = decoded->best_effort_timestamp;
+        int64_t drop = 0;
+        if (stamp != AV_NOPTS_VALUE)
+            drop = skipTo - av_rescale_q(stamp - origin, timeBase, AVRational{1, static_cast<int>(rate)});
+        if (drop >= got) {
+            pending.clear();
+            return;
+        }
+        pendingOffset = static_cast<size_t>(std::max<int64_t>(drop, 0)) * static_cast<size_t>(channels);
+        skipTo = -1;
+    }
+}
+
+AudioReader::AudioReader(const QString& path) : impl_(std::make_unique<Impl>()) {
+    impl_->open(path);
+}
+
+AudioReader::~AudioReader() = default;
+AudioReader::AudioReader(AudioReader&&) noexcept = default;
+AudioReader& AudioReader::operator=(AudioReader&&) noexcept = default;
+
+int64_t AudioReader::frames() const { return impl_->frames; }
+bool AudioReader::framesExact() const { return impl_->exact; }
+int64_t AudioReader::sampleRate() const { return impl_->rate; }
+int AudioReader::channels() const { return impl_->channels; }
+
+int64_t AudioReader::readInterleaved(float* interleaved, int64_t frames) {
+    Impl& d = *impl_;
+    const auto channels = static_cast<size_t>(d.channels);
+    int64_t done = 0;
+    while (done < frames) {
+        const size_t available = (d.pending.size() - d.pendingOffset) / channels;
+        if (available == 0) {
+            if (!d.decodeNext())
+                break;
+            continue;
+        }
+        const size_t take = std::min(available, static_cast<size_t>(frames - done));
+        std::memcpy(interleaved + static_cast<size_t>(done) * channels, d.pending.data() + d.pendingOffset,
+                    take * channels * sizeof(float));
+        d.pendingOffset += take * channels;
+        done += static_cast<int64_t>(take);
+    }
+    return done;
+}
+
+bool AudioReader::seek(int64_t frame) {
+    Impl& d = *impl_;
+    if (frame < 0)
+        return false;
+    const int64_t from = std::max<int64_t>(frame - d.seekPreroll, 0);
+    const int64_t stamp = av_rescale_q(from, AVRational{1, static_cast<int>(d.rate)}, d.timeBase) + d.origin;
+    if (avformat_seek_file(d.format, d.stream, INT64_MIN, stamp, stamp, 0) < 0 &&
+        av_seek_frame(d.format, d.stream, stamp, AVSEEK_FLAG_BACKWARD) < 0)
+        return false;
+    avcodec_flush_buffers(d.codec);
+    swr_free(&d.converter);
+    d.pending.clear();
+    d.pendingOffset = 0;
+    d.inputEnded = false;
+    d.decoderEnded = false;
+    d.errorsInARow = 0;
+    d.skipTo = frame;
+    return true;
+}

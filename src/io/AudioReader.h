@@ -1,0 +1,50 @@
+#pragma once
+
+// A file opened for reading with FFmpeg's libraries, the platform reader: any
+// file they can open, its default audio stream decoded as it is read.
+// Samples come out as interleaved 32-bit floats at the file's own rate and
+// channel count, integer formats scaled by 2^-15, 2^-23 or 2^-31 (exactly as
+// libsndfile reads them). Broken packets are skipped the way FFmpeg's own
+// tools skip them. One thread at a time.
+
+#include "io/FileError.h"
+
+#include <QString>
+#include <cstdint>
+#include <memory>
+
+class AudioReader {
+public:
+    // Throws FileError naming the file and why the libraries refuse it (not
+    // a file they know, no audio stream, no decoder).
+    explicit AudioReader(const QString& path);
+    ~AudioReader();
+    AudioReader(AudioReader&&) noexcept;
+    AudioReader& operator=(AudioReader&&) noexcept;
+
+    // The length in frames: exact when the container states it, otherwise
+    // an estimate (framesExact() false) that reading may prove wrong.
+    int64_t frames() const;
+    bool framesExact() const;
+    int64_t sampleRate() const;
+    int channels() const;
+
+    // Reads up to `frames` frames into `interleaved` (frames × channels
+    // floats). Returns the frames read; fewer only at the end, 0 after it.
+    // Throws FileError when the file cannot be read on (an I/O error).
+    int64_t readInterleaved(float* interleaved, int64_t frames);
+    // Moves the read position to `frame`: exactly for PCM and lossless
+    // formats, within one codec frame for lossy ones. False when the file
+    // cannot seek there; the position is then unspecified.
+    bool seek(int64_t frame);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+// The file opened, but holds no audio stream (only video or cover art).
+class NoAudioError : public FileError {
+public:
+    using FileError::FileError;
+};
