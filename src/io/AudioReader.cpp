@@ -3,6 +3,7 @@
 #include "io/FileError.h"
 
 extern "C" {
+#include <libavutil/log.h>
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libswresample/swresample.h>
@@ -12,6 +13,7 @@ extern "C" {
 #include <QFileInfo>
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <vector>
 
 namespace {
@@ -85,6 +87,10 @@ struct AudioReader::Impl {
 };
 
 void AudioReader::Impl::open(const QString& path) {
+    // The libraries' own log lines would land on the user's terminal; what
+    // goes wrong reaches the user as an error on the file's row instead.
+    static std::once_flag quiet;
+    std::call_once(quiet, [] { av_log_set_level(AV_LOG_QUIET); });
     name = QFileInfo(path).fileName();
     // "file:" keeps a colon in the name from reading as a protocol, and the
     // whitelist keeps a playlist inside a file from reaching anything else.

@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+#include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -85,20 +86,75 @@ TEST_F(AudioLoaderTest, ZeroFramesIsAnEmptyFile) {
     EXPECT_EQ(e.description(), "Audio file is empty");
 }
 
-TEST_F(AudioLoaderTest, FallbackDecodesToMono48k) {
-    // AAC in MP4 is beyond libsndfile: ffmpeg decodes it, whatever its rate and layout.
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "sine=frequency=997:sample_rate=44100:duration=3",
-                           "-ac", "2", "-c:a", "aac", path("tone.m4a")}));
-    const DecodedAudio raw = AudioLoader::loadRaw(path("tone.m4a"));
-    EXPECT_EQ(raw.sampleRate, 48000);
-    ASSERT_EQ(raw.channels.size(), 1u);
-    EXPECT_NEAR(double(raw.channels[0].size()), 3.0 * 48000, 4096);
+TEST_F(AudioLoaderTest, EveryFormatMeasuresAsTheWavFFmpegDecodesItTo) {
+    // Correlated stereo (both channels alike), where adding the channels
+    // instead of averaging them would read 3 dB too loud.
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=25:c=pink:r=44100:a=0.2:seed=7,lowpass=9000",
+                           "-ac", "2", "-c:a", "pcm_f32le", path("music.wav")}));
+    const AnalysisResult original = LoudnessAnalyzer::analyze(path("music.wav"));
+    for (const char* extension : {"m4a", "mp3", "ogg", "opus"}) {
+        const QString encoded = path(QStringLiteral("music.%1").arg(extension));
+        const QString decoded = encoded + ".wav";
+        ASSERT_TRUE(runFFmpeg({"-i", path("music.wav"), encoded}));
+        ASSERT_TRUE(runFFmpeg({"-i", encoded, "-c:a", "pcm_f32le", decoded}));
+        const AnalysisResult direct = LoudnessAnalyzer::analyze(encoded);
+        const AnalysisResult viaWav = LoudnessAnalyzer::analyze(decoded);
+        EXPECT_EQ(direct.sampleRate, viaWav.sampleRate) << extension;
+        EXPECT_EQ(direct.totalSamples, viaWav.totalSamples) << extension;
+        EXPECT_NEAR(direct.peakLUFS, viaWav.peakLUFS, 0.02) << extension;
+        EXPECT_NEAR(direct.peakDBFS, viaWav.peakDBFS, 0.02) << extension;
+        EXPECT_EQ(direct.envelope.bucketCount, viaWav.envelope.bucketCount) << extension;
+        EXPECT_NEAR(direct.peakLUFS, original.peakLUFS, 0.5) << extension;
+    }
+    EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
+}
 
-    const AnalysisResult r = LoudnessAnalyzer::analyze(path("tone.m4a"));
-    EXPECT_EQ(r.sampleRate, 48000);
-    EXPECT_NEAR(r.peakLUFS, -21.07, 0.1); // ffmpeg's sine is 1/8 of full scale
-    EXPECT_TRUE(filesIn(scratch.path()).isEmpty())
-        << filesIn(scratch.path()).join(", ").toStdString();
+TEST_F(AudioLoaderTest, FallbackKeepsChannelsAndAverages) {
+    // The reader refuses "music.odd"; a stand-in ffmpeg decodes the WAV of
+    // the same name instead, and the figures are those of that WAV at 48 kHz.
+    QTemporaryDir bin;
+    const QByteArray oldPath = qgetenv("PATH");
+    qputenv("PATH", (bin.path() + ":" + oldPath).toUtf8());
+    writeScript(bin.path(), "ffmpeg",
+                QStringLiteral("for a; do shift; set -- \"$@\" \"${a%.odd}\"; done\n"
+                               "exec '%1' \"$@\"").arg(FFmpegLocator::find(FFmpegSearchPlaces{})));
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=5:c=pink:r=48000:a=0.2", "-ac", "2", "-c:a",
+                           "pcm_f32le", "-f", "wav", path("music")}));
+    QFile odd(path("music.odd"));
+    ASSERT_TRUE(odd.open(QIODevice::WriteOnly) && odd.write("not audio\n") > 0);
+    odd.close();
+    const AnalysisResult viaFallback = LoudnessAnalyzer::analyze(path("music.odd"));
+    qputenv("PATH", oldPath);
+    const AnalysisResult direct = LoudnessAnalyzer::analyze(path("music"));
+    EXPECT_EQ(viaFallback.sampleRate, 48000);
+    EXPECT_NEAR(viaFallback.peakLUFS, direct.peakLUFS, 0.001);
+    EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
+}
+
+TEST_F(AudioLoaderTest, StreamsAreChosenAndBrokenPacketsSkipped) {
+    // Video with two audio streams, the second marked as the default one.
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "testsrc=d=3:s=64x48", "-f", "lavfi", "-i", "sine=f=440:d=3",
+                           "-f", "lavfi", "-i", "sine=f=440:d=3,volume=0.5", "-map", "0", "-map", "1", "-map", "2",
+                           "-disposition:a:0", "0", "-disposition:a:1", "default", "-c:a", "flac", "-strict",
+                           "-2", path("clip.mp4")}));
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("clip.mp4")).peakDBFS, 20 * std::log10(0.125 * 0.5), 0.01);
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "testsrc=d=1:s=64x48", path("silent film.mp4")}));
+    const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(path("silent film.mp4")); });
+    EXPECT_EQ(e.description(), "No audio stream in silent film.mp4");
+
+    // Garbage over a stretch in the middle of an MP3: the rest is measured.
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "sine=f=440:d=20", "-b:a", "128k", path("broken.mp3")}));
+    QFile mp3(path("broken.mp3"));
+    ASSERT_TRUE(mp3.open(QIODevice::ReadWrite));
+    mp3.seek(mp3.size() / 2);
+    mp3.write(QByteArray(6000, '\xff'));
+    mp3.close();
+    ASSERT_TRUE(runFFmpeg({"-i", path("broken.mp3"), "-c:a", "pcm_f32le", path("broken.wav")}));
+    const AnalysisResult broken = LoudnessAnalyzer::analyze(path("broken.mp3"));
+    const AnalysisResult byFFmpeg = LoudnessAnalyzer::analyze(path("broken.wav"));
+    EXPECT_NEAR(broken.duration, 20.0, 0.5);
+    EXPECT_EQ(broken.totalSamples, byFFmpeg.totalSamples);
+    EXPECT_NEAR(broken.peakLUFS, byFFmpeg.peakLUFS, 0.02);
 }
 
 TEST_F(AudioLoaderTest, UndecodableFileNamesTheFileAndLeavesNothingBehind) {
@@ -141,7 +197,7 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
     ASSERT_TRUE(args.open(QIODevice::ReadOnly));
     EXPECT_EQ(QString::fromUtf8(args.readAll()).split('\n', Qt::SkipEmptyParts),
               (FFmpegLocator::quietArguments + QStringList{"-i", path("src.wav"), "-f", "wav", "-acodec",
-                                                           "pcm_f32le", "-ac", "1", "-ar", "48000", "-"}));
+                                                           "pcm_f32le", "-ar", "48000", "-"}));
 
     const QString silent = writeScript(bin.path(), "silent-ffmpeg", "exit 0");
     EXPECT_EQ(loaderError([&] { FFmpegDecodedFile d(path("src.wav"), silent); }).description(),
