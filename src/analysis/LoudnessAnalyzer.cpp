@@ -13,7 +13,7 @@ namespace {
 
 // How far a lossy file's decoded length may stray from the one its container
 // states (priming and padding), and still be measured in one pass.
-constexpr int64_t lengthUncertainty = 8192;
+constexpr int64_t lengthUncertainty = 2560;
 
 // Decodes `path` and measures it with prefix sums every `stride` samples (0:
 // the analysis's own), decoding on one thread and measuring on this one.

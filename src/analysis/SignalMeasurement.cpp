@@ -7,6 +7,39 @@
 #include <cmath>
 #include <new>
 
+namespace {
+
+// Folds the smallest and largest of `count` samples into `lo` and `hi`, in
+// independent lanes the compiler turns into vector min and max: the
+// same values as one running std::min/std::max (the two zeros aside, which
+// compare equal).
+void foldMinMax(const float* samples, int64_t count, float& lo, float& hi) {
+    constexpr int64_t lanes = 32;
+    int64_t k = 0;
+    if (count >= 2 * lanes) {
+        float l[lanes], h[lanes];
+        for (int64_t j = 0; j < lanes; ++j)
+            l[j] = h[j] = samples[j];
+        for (k = lanes; k + lanes <= count; k += lanes) {
+            for (int64_t j = 0; j < lanes; ++j) {
+                const float x = samples[k + j];
+                l[j] = x < l[j] ? x : l[j];
+                h[j] = h[j] < x ? x : h[j];
+            }
+        }
+        for (int64_t j = 0; j < lanes; ++j) {
+            lo = std::min(lo, l[j]);
+            hi = std::max(hi, h[j]);
+        }
+    }
+    for (; k < count; ++k) {
+        lo = std::min(lo, samples[k]);
+        hi = std::max(hi, samples[k]);
+    }
+}
+
+} // namespace
+
 EnvelopeBuilder::EnvelopeBuilder(int64_t minTotal, int64_t maxTotal, int64_t requestedBuckets)
     : minTotal_(std::max<int64_t>(minTotal, 1)), maxTotal_(maxTotal), requested_(requestedBuckets) {
     if (maxTotal_ < minTotal_ || requested_ <= 0) {
@@ -37,10 +70,7 @@ void EnvelopeBuilder::add(Buckets& b, int64_t position, const float* samples, in
         const int64_t span = std::min(b.samplesPerBucket - offset, count - i);
         float lo = offset == 0 ? samples[i] : b.minValues[bucket];
         float hi = offset == 0 ? samples[i] : b.maxValues[bucket];
-        for (int64_t k = i; k < i + span; ++k) {
-            lo = std::min(lo, samples[k]);
-            hi = std::max(hi, samples[k]);
-        }
+        foldMinMax(samples + i, span, lo, hi);
         b.minValues[bucket] = lo;
         b.maxValues[bucket] = hi;
         i += span;
@@ -88,11 +118,10 @@ void SignalMeasurement::add(const float* mono, int64_t count) {
     if (count <= 0) {
         return;
     }
-    float peak = peak_;
-    for (int64_t i = 0; i < count; ++i) {
-        peak = std::max(peak, std::fabs(mono[i]));
-    }
-    peak_ = peak;
+    // The largest magnitude is the larger of the largest and minus the smallest.
+    float lo = mono[0], hi = mono[0];
+    foldMinMax(mono, count, lo, hi);
+    peak_ = std::max(peak_, std::max(std::fabs(lo), std::fabs(hi)));
     envelope_.add(mono, count);
 
     if (scratch_.size() < static_cast<size_t>(count)) {

@@ -1,6 +1,7 @@
 #include "AnalyzeCommand.h"
 #include "ExportCommand.h"
 #include "Version.h"
+#include "io/AllocatorTuning.h"
 #include "io/Interruption.h"
 #include "io/TemporaryFile.h"
 #include "list/AppState.h"
@@ -81,6 +82,7 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    keepFreedMemoryForReuse();
     // An interrupted run leaves no temporary file and no encoder behind, and
     // what a killed one left is cleared at the next start.
     Interruption::installHandlers();

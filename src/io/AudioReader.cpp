@@ -65,6 +65,7 @@ struct AudioReader::Impl {
     bool decoderEnded = false;
     int64_t skipTo = -1;        // after a seek: the frame the caller asked for
     int errorsInARow = 0;
+    bool primed = false; // the first frame has been decoded
 
     ~Impl() {
         swr_free(&converter);
@@ -82,6 +83,7 @@ struct AudioReader::Impl {
 
     void open(const QString& path);
     int chooseStream() const;
+    bool describedByHeader() const;
     bool decodeNext();
     void convert(const AVFrame* decoded);
 };
@@ -101,9 +103,15 @@ void AudioReader::Impl::open(const QString& path) {
     av_dict_free(&options);
     if (result < 0)
         fail(avError(result));
-    if ((result = avformat_find_stream_info(format, nullptr)) < 0)
-        fail(avError(result));
+    // Probing the streams by reading and decoding some of them takes longer
+    // than the rest of opening a long file; it is only needed when the
+    // header leaves out what comes out or how long it is.
     stream = chooseStream();
+    if (!describedByHeader()) {
+        if ((result = avformat_find_stream_info(format, nullptr)) < 0)
+            fail(avError(result));
+        stream = chooseStream();
+    }
     if (stream < 0)
         throw NoAudioError(QStringLiteral("\"%1\" holds no audio").arg(name));
     AVStream* st = format->streams[stream];
@@ -126,9 +134,12 @@ void AudioReader::Impl::open(const QString& path) {
         fail(avError(result));
     rate = codec->sample_rate;
     channels = codec->ch_layout.nb_channels;
+    copyLayout(&layout, codec->ch_layout);
+    // The first frame says what really comes out (a header may state the
+    // core rate of a stream that decodes at twice it); it waits in `pending`.
+    decodeNext();
     if (rate <= 0 || channels <= 0)
         fail(QStringLiteral("invalid audio format"));
-    copyLayout(&layout, codec->ch_layout);
 
     timeBase = st->time_base;
     origin = st->start_time != AV_NOPTS_VALUE ? st->start_time : 0;
@@ -158,6 +169,17 @@ int AudioReader::Impl::chooseStream() const {
     }
     const int best = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     return best >= 0 ? best : -1;
+}
+
+// Whether the header alone gave the chosen stream's codec, rate, channels
+// and length.
+bool AudioReader::Impl::describedByHeader() const {
+    if (stream < 0)
+        return false;
+    const AVStream* st = format->streams[stream];
+    const AVCodecParameters* p = st->codecpar;
+    return p->codec_id != AV_CODEC_ID_NONE && p->sample_rate > 0 && p->ch_layout.nb_channels > 0 &&
+           st->duration != AV_NOPTS_VALUE && st->duration > 0;
 }
 
 // Decodes until `pending` holds something; false at the end of the stream.
@@ -210,6 +232,15 @@ bool AudioReader::Impl::decodeNext() {
 }
 
 void AudioReader::Impl::convert(const AVFrame* decoded) {
+    if (!primed) {
+        primed = true;
+        if (decoded->sample_rate > 0)
+            rate = decoded->sample_rate;
+        if (decoded->ch_layout.nb_channels > 0) {
+            copyLayout(&layout, decoded->ch_layout);
+            channels = layout.nb_channels;
+        }
+    }
     if (!converter || decoded->format != convertedFormat || decoded->sample_rate != convertedRate ||
         av_channel_layout_compare(&decoded->ch_layout, &convertedFrom) != 0) {
         swr_free(&converter);

@@ -158,8 +158,7 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
     EXPECT_NEAR(static_cast<double>(written.frames()), 7.0 * 44100, 2.0);
     EXPECT_TRUE(leftovers(dest).isEmpty());
 
-    // A format the reader cannot open (AAC) is decoded by the encoder first,
-    // keeping its channels and rate.
+    // AAC is read streaming like any other format, keeping its channels and rate.
     const QString m4a = dir.filePath("Song.m4a");
     ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-i", src, "-c:a", "aac", m4a}));
     const QString fromAac = InAppRenderer(FFmpegLocator::find())
