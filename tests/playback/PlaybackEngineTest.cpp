@@ -174,14 +174,14 @@ TEST(PlaybackEngineTest, OtherRatesAreConvertedAndMonoIsHeardOnBothChannels) {
     EXPECT_NEAR(energy / static_cast<double>(sounding), 0.125, 0.005) << "a 0.5 sine keeps its power";
 }
 
-TEST(PlaybackEngineTest, FormatsTheReaderCannotOpenAreDecodedFirst) {
+TEST(PlaybackEngineTest, AacPlaysAtOnceWithBothChannels) {
     QTemporaryDir dir;
     const QString wav = writeStereo(dir, "a.wav", 3.0);
     const QString m4a = dir.filePath("a.m4a");
     ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-i", wav, "-c:a", "aac", m4a}));
     EngineUnderTest t;
     t.engine.play(m4a, 1.0, 0.0, nullptr);
-    ASSERT_TRUE(fixtures::waitUntil([&] { return t.engine.isPlaying(); }, 20000)) << "plays once decoded";
+    ASSERT_TRUE(t.engine.isPlaying()) << "streams like any other format";
     EXPECT_EQ(t.engine.currentFilePath(), m4a);
     EXPECT_NEAR(t.engine.fileDuration(), 3.0, 0.1);
     const std::vector<float> heard = t.pull(4800);
@@ -192,15 +192,6 @@ TEST(PlaybackEngineTest, FormatsTheReaderCannotOpenAreDecodedFirst) {
     }
     EXPECT_GT(left, 100.0) << "the sine, on the left";
     EXPECT_GT(right, 10.0) << "the noise, on the right: both channels kept";
-
-    // A stop while decoding wins: nothing starts afterwards.
-    EngineUnderTest u;
-    const QString other = dir.filePath("b.m4a");
-    ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-i", wav, "-c:a", "aac", other}));
-    u.engine.play(other, 0.0, 0.0, nullptr);
-    u.engine.stop();
-    fixtures::waitUntil([] { return false; }, 1500);
-    EXPECT_FALSE(u.engine.isPlaying());
 }
 
 // Every transition ramps over 5 ms instead of stepping: the left channel is a
