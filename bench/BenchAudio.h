@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QList>
+#include <QProcess>
 #include <QUrl>
 #include <QString>
 #include <sndfile.h>
@@ -45,4 +46,16 @@ inline QList<QUrl> linksTo(const QString& file, int count) {
         urls << QUrl::fromLocalFile(link);
     }
     return urls;
+}
+
+// An hour of a 440 Hz tone as a 48 kHz stereo Ogg file, made once with
+// `ffmpeg` in ~/.cache/sonivel/bench.
+inline QString hourLongOgg(const QString& ffmpeg) {
+    const QString hour = QDir::homePath() + "/.cache/sonivel/bench/sixty-minutes-48k.ogg";
+    if (!QFileInfo::exists(hour)) {
+        QDir().mkpath(QFileInfo(hour).path());
+        QProcess::execute(ffmpeg, {"-v", "error", "-y", "-f", "lavfi", "-i", "sine=frequency=440:duration=3600:sample_rate=48000",
+                                   "-ac", "2", "-c:a", "libvorbis", "-q:a", "2", hour});
+    }
+    return hour;
 }

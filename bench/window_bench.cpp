@@ -4,6 +4,8 @@
 // of its ticks. The window must never stall for more than 50 ms.
 // Usage: build/bench/window_bench   (the hour-long file is made once in ~/.cache/sonivel/bench)
 
+#include "BenchAudio.h"
+#include "EventLoopStall.h"
 #include "io/FFmpegLocator.h"
 #include "playback/SilentOutput.h"
 #include "ui/ContentView.h"
@@ -19,28 +21,6 @@
 #include <QTimer>
 #include <cstdio>
 
-namespace {
-
-// Runs the event loop until `done`, and returns the longest gap between ticks.
-template <typename Done> double longestStall(Done done, int timeoutMs = 300000) {
-    QElapsedTimer clock;
-    clock.start();
-    qint64 last = clock.nsecsElapsed(), worst = 0;
-    QTimer tick;
-    tick.setInterval(2);
-    QObject::connect(&tick, &QTimer::timeout, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        worst = std::max(worst, now - last);
-        last = now;
-    });
-    tick.start();
-    while (!done() && clock.elapsed() < timeoutMs)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
-    return static_cast<double>(worst) / 1e6;
-}
-
-} // namespace
-
 int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -49,18 +29,8 @@ int main(int argc, char** argv) {
     const QString ffmpeg = FFmpegLocator::find();
     const QString tone = dir.filePath("tone.wav");
     QProcess::execute(ffmpeg, {"-v", "error", "-y", "-f", "lavfi", "-i", "sine=frequency=440:duration=10", "-ac", "2", tone});
-    QList<QUrl> urls;
-    for (int i = 0; i < 200; ++i) {
-        const QString link = dir.filePath(QStringLiteral("file%1.wav").arg(i));
-        QFile::link(tone, link);
-        urls << QUrl::fromLocalFile(link);
-    }
-    const QString hour = QDir::homePath() + "/.cache/sonivel/bench/sixty-minutes-48k.ogg";
-    if (!QFileInfo::exists(hour)) {
-        QDir().mkpath(QFileInfo(hour).path());
-        QProcess::execute(ffmpeg, {"-v", "error", "-y", "-f", "lavfi", "-i", "sine=frequency=440:duration=3600:sample_rate=48000",
-                                   "-ac", "2", "-c:a", "libvorbis", "-q:a", "2", hour});
-    }
+    const QList<QUrl> urls = linksTo(tone, 200);
+    const QString hour = hourLongOgg(ffmpeg);
 
     AppState state;
     Dialogs dialogs = Dialogs::standard();

@@ -75,6 +75,51 @@ double gainAtTime(const SegmentEditSnapshot& edits, double time, double baseCorr
     return baseCorrectionDB + gainOffsetAtTime(edits, time);
 }
 
+namespace {
+
+// Offsets at times that mostly rise, as gainOffsetAtTime gives them, with the
+// same arithmetic and so the same doubles. When the zones stay between
+// their neighbours, one pass over the separators finds each time's segment
+// and only the zones on either side, the earlier first, are tested.
+class RisingOffsets {
+public:
+    explicit RisingOffsets(const SegmentEditSnapshot& edits)
+        : edits_(edits), inOrder_(zonesStayBetweenNeighbours(edits)) {}
+
+    double at(double t) {
+        if (!inOrder_)
+            return gainOffsetAtTime(edits_, t);
+        const auto& seps = edits_.separators;
+        if (t < last_)
+            next_ = 0; // went back: walk again from the start
+        last_ = t;
+        while (next_ < seps.size() && seps[next_].timeSeconds <= t)
+            ++next_;
+        if (next_ > 0 && FadeZone(seps[next_ - 1]).contains(t))
+            return offsetInZone(edits_, next_ - 1, FadeZone(seps[next_ - 1]), t);
+        if (next_ < seps.size() && FadeZone(seps[next_]).contains(t))
+            return offsetInZone(edits_, next_, FadeZone(seps[next_]), t);
+        return offsetOf(edits_, next_);
+    }
+
+private:
+    const SegmentEditSnapshot& edits_;
+    bool inOrder_;
+    size_t next_ = 0; // first separator later than the last time
+    double last_ = -std::numeric_limits<double>::infinity();
+};
+
+} // namespace
+
+std::vector<double> gainOffsetsAtTimes(const SegmentEditSnapshot& edits, const std::vector<double>& times) {
+    RisingOffsets offsets(edits);
+    std::vector<double> out;
+    out.reserve(times.size());
+    for (double t : times)
+        out.push_back(offsets.at(t));
+    return out;
+}
+
 std::vector<float> computeGainEnvelope(const SegmentEditSnapshot& edits, double baseCorrectionDB,
                                        int64_t sampleRate, int64_t totalSamples,
                                        int64_t blockFrames) {
@@ -82,40 +127,17 @@ std::vector<float> computeGainEnvelope(const SegmentEditSnapshot& edits, double 
         return {};
     const int64_t blocks = totalSamples / blockFrames + (totalSamples % blockFrames != 0 ? 1 : 0);
     std::vector<float> envelope(static_cast<size_t>(blocks), 0.0f);
-
     // Successive blocks often share a gain; only a new dB value needs pow.
     double lastDB = std::numeric_limits<double>::quiet_NaN();
     float lastGain = 0.0f;
-    const auto store = [&](int64_t b, double db) {
+    RisingOffsets offsets(edits);
+    for (int64_t b = 0; b < blocks; ++b) {
+        const double db = baseCorrectionDB + offsets.at(blockCentreTime(b, blockFrames, sampleRate));
         if (db != lastDB) {
             lastDB = db;
             lastGain = linearGain(db);
         }
         envelope[static_cast<size_t>(b)] = lastGain;
-    };
-
-    if (!zonesStayBetweenNeighbours(edits)) {
-        for (int64_t b = 0; b < blocks; ++b)
-            store(b, gainAtTime(edits, blockCentreTime(b, blockFrames, sampleRate), baseCorrectionDB));
-        return envelope;
-    }
-
-    // Block centres only grow, so one pass over the separators finds each
-    // block's segment; the zones to test are those of the separators on
-    // either side, the earlier one first. Same arithmetic as gainAtTime, so
-    // the floats are identical.
-    const auto& seps = edits.separators;
-    size_t next = 0; // first separator later than the block centre
-    for (int64_t b = 0; b < blocks; ++b) {
-        const double t = blockCentreTime(b, blockFrames, sampleRate);
-        while (next < seps.size() && seps[next].timeSeconds <= t)
-            ++next;
-        double offset = offsetOf(edits, next);
-        if (next > 0 && FadeZone(seps[next - 1]).contains(t))
-            offset = offsetInZone(edits, next - 1, FadeZone(seps[next - 1]), t);
-        else if (next < seps.size() && FadeZone(seps[next]).contains(t))
-            offset = offsetInZone(edits, next, FadeZone(seps[next]), t);
-        store(b, baseCorrectionDB + offset);
     }
     return envelope;
 }

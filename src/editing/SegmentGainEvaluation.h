@@ -21,6 +21,10 @@ inline constexpr int64_t blockSize = 512;
 // time decides, so where two zones overlap the earlier separator governs.
 double gainOffsetAtTime(const SegmentEditSnapshot& edits, double time);
 
+// gainOffsetAtTime at each of `times`; rising times take one pass over the
+// separators, so a long curve costs little more than its length.
+std::vector<double> gainOffsetsAtTimes(const SegmentEditSnapshot& edits, const std::vector<double>& times);
+
 // baseCorrectionDB plus gainOffsetAtTime.
 double gainAtTime(const SegmentEditSnapshot& edits, double time, double baseCorrectionDB);
 

@@ -215,7 +215,18 @@ void AudioPlaybackEngine::seek(double seconds) {
 void AudioPlaybackEngine::updateGainEnvelope(const SegmentEditState& edits, double baseCorrectionDB) {
     if (!file_)
         return;
+    // Edits that appear or vanish during playback switch the mode at once;
+    // the callback reads the mode in one load and glides to the new gain.
+    if (!edits.hasEdits() && sourceMode_.load()) {
+        setMixerGain(baseCorrectionDB);
+        sourceMode_.store(false);
+        return;
+    }
     setEnvelope(edits.computeGainEnvelope(baseCorrectionDB, fileRate_, fileFrames_, envelopeBlockSize));
+    if (edits.hasEdits() && !sourceMode_.load()) {
+        sourceMode_.store(true);
+        mixerVolume_.store(1.0f);
+    }
 }
 
 void AudioPlaybackEngine::setOutputDevice(int deviceIndex) {
@@ -338,7 +349,8 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
         const EnvelopeBlock* envelope = envelope_;
         envelopeLock_.unlock();
         const bool useEnvelope = sourceMode_.load() && envelope && !envelope->gains.empty();
-        const float volume = mixerVolume_.load();
+        // The envelope carries the correction; the mixer's volume is for the other mode.
+        const float volume = useEnvelope ? 1.0f : mixerVolume_.load();
         // A new gain glides from the one in use instead of stepping.
         if (volume != seenVolume_ || envelope != seenEnvelope_) {
             if (sounding_) {

@@ -58,6 +58,9 @@ public:
     void resume(const SegmentEditState* edits, std::optional<double> gainDB);
     void stop();
     void seek(double seconds);
+    // Recomputes the open file's envelope; when edits appear during playback
+    // the envelope takes over from the mixer at once, and when they vanish
+    // the mixer takes the correction back.
     void updateGainEnvelope(const SegmentEditState& edits, double baseCorrectionDB);
     // The correction as the mixer's volume: min(10^(dB/20), 4.0).
     void setMixerGain(double gainDB);

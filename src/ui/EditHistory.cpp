@@ -37,8 +37,9 @@ private:
 class SegmentEditCommand : public AppliedCommand {
 public:
     SegmentEditCommand(const QString& name, AppState& state, AudioFileItemPtr file, SegmentEditSnapshot restore,
-                       SegmentEditSnapshot redo)
-        : state_(state), file_(std::move(file)), restore_(std::move(restore)), redo_(std::move(redo)) {
+                       SegmentEditSnapshot redo, std::function<void(const AudioFileItemPtr&)> applied)
+        : state_(state), file_(std::move(file)), restore_(std::move(restore)), redo_(std::move(redo)),
+          applied_(std::move(applied)) {
         setText(name);
     }
     void undo() override { apply(restore_); }
@@ -51,18 +52,30 @@ private:
     void apply(const SegmentEditSnapshot& snapshot) {
         state_.setSelectedFileID(file_->id()); // show the waveform being changed
         file_->segmentEdits().restore(snapshot);
+        applied_(file_);
     }
 
     AppState& state_;
     AudioFileItemPtr file_; // kept alive as long as the step
     SegmentEditSnapshot restore_;
     SegmentEditSnapshot redo_;
+    std::function<void(const AudioFileItemPtr&)> applied_;
 };
 
 } // namespace
 
 EditHistory::EditHistory(AppState& state, AudioPlaybackEngine& engine, QUndoStack* undo)
-    : state_(state), engine_(engine), undo_(undo) {}
+    : state_(state), engine_(engine), undo_(undo) {
+    refreshTimer_.setSingleShot(true);
+    refreshTimer_.setInterval(0);
+    QObject::connect(&refreshTimer_, &QTimer::timeout, [this] { applyPendingRefresh(); });
+}
+
+void EditHistory::applyPendingRefresh() {
+    const AudioFileItemPtr file = std::exchange(refreshing_, nullptr);
+    if (file && engine_.isPlaying() && engine_.currentFilePath() == file->path())
+        engine_.updateGainEnvelope(file->segmentEdits(), file->correctionDB());
+}
 
 bool EditHistory::removeSelected() {
     std::optional<RemovedFile> removed = state_.removeSelected();
@@ -79,7 +92,8 @@ void EditHistory::registerUndoForFileRemoval(const RemovedFile& removed) {
 void EditHistory::registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file,
                                           const SegmentEditSnapshot& restore, const SegmentEditSnapshot& redo) {
     if (undo_)
-        undo_->push(new SegmentEditCommand(name, state_, file, restore, redo));
+        undo_->push(new SegmentEditCommand(name, state_, file, restore, redo,
+                                           [this](const AudioFileItemPtr& f) { refreshPlayback(f); }));
 }
 
 void EditHistory::performSegmentEdit(const QString& name, const AudioFileItemPtr& file,
@@ -90,9 +104,11 @@ void EditHistory::performSegmentEdit(const QString& name, const AudioFileItemPtr
     registerSegmentEditUndo(name, file, before, file->segmentEdits().snapshot());
 }
 
-void EditHistory::refreshPlayback(const AudioFileItem& file) {
-    if (engine_.isPlaying())
-        engine_.updateGainEnvelope(file.segmentEdits(), file.correctionDB());
+void EditHistory::refreshPlayback(const AudioFileItemPtr& file) {
+    if (refreshing_ && refreshing_ != file)
+        applyPendingRefresh(); // the other file's change goes first
+    refreshing_ = file;
+    refreshTimer_.start();
 }
 
 void EditHistory::handleSegmentEditAction(const SegmentEditAction& action, const AudioFileItemPtr& file) {
@@ -109,24 +125,28 @@ void EditHistory::handleSegmentEditAction(const SegmentEditAction& action, const
             } else if constexpr (std::is_same_v<T, A::RemoveSeparator>) {
                 performSegmentEdit(QStringLiteral("Remove Separator"), file,
                                    [&](SegmentEditState& s) { s.removeSeparator(a.id); });
+                refreshPlayback(file);
             } else if constexpr (std::is_same_v<T, A::MoveSeparator>) {
                 edits.moveSeparator(a.id, a.time, file->analysis() ? file->analysis()->duration : 0.0);
+                refreshPlayback(file);
             } else if constexpr (std::is_same_v<T, A::SetSegmentGain>) {
                 edits.setSegmentGain(a.index, a.gainOffsetDB);
-                refreshPlayback(*file);
+                refreshPlayback(file);
             } else if constexpr (std::is_same_v<T, A::ResetSegmentGain>) {
                 performSegmentEdit(QStringLiteral("Reset Segment Gain"), file,
                                    [&](SegmentEditState& s) { s.setSegmentGain(a.index, 0.0); });
-                refreshPlayback(*file);
+                refreshPlayback(file);
             } else if constexpr (std::is_same_v<T, A::SetFadeDuration>) {
                 edits.setFadeDuration(a.separatorID, a.durationMs);
-                refreshPlayback(*file);
+                refreshPlayback(file);
             } else if constexpr (std::is_same_v<T, A::DragBegan>) {
-                editUndoSnapshot_ = edits.snapshot();
+                drag_ = Drag{file, edits.snapshot()};
             } else if constexpr (std::is_same_v<T, A::DragEnded>) {
-                if (editUndoSnapshot_) {
-                    registerSegmentEditUndo(QStringLiteral("Adjust Segment"), file, *editUndoSnapshot_, edits.snapshot());
-                    editUndoSnapshot_.reset();
+                if (drag_) {
+                    const Drag drag = std::move(*drag_);
+                    drag_.reset();
+                    registerSegmentEditUndo(QStringLiteral("Adjust Segment"), drag.file, drag.before,
+                                            drag.file->segmentEdits().snapshot());
                 }
             }
         },

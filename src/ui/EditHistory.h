@@ -10,6 +10,7 @@
 #include "playback/AudioPlaybackEngine.h"
 
 #include <QString>
+#include <QTimer>
 #include <QUndoStack>
 #include <functional>
 #include <optional>
@@ -28,13 +29,25 @@ public:
                             const std::function<void(SegmentEditState&)>& block);
     void registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file,
                                  const SegmentEditSnapshot& restore, const SegmentEditSnapshot& redo);
-    bool isDragging() const { return editUndoSnapshot_.has_value(); }
+    bool isDragging() const { return drag_.has_value(); }
 
 private:
-    void refreshPlayback(const AudioFileItem& file);
+    // Brings a running playback of the file in step with its edits, once
+    // the events waiting now are handled: a drag sends many changes between
+    // two frames, and the envelope is rebuilt once for all of them.
+    void refreshPlayback(const AudioFileItemPtr& file);
+    void applyPendingRefresh();
 
     AppState& state_;
     AudioPlaybackEngine& engine_;
     QUndoStack* undo_;
-    std::optional<SegmentEditSnapshot> editUndoSnapshot_;
+    // The file a drag began on, and its edits then: the drag's undo step
+    // belongs to it even if the selection changes before the drag ends.
+    struct Drag {
+        AudioFileItemPtr file;
+        SegmentEditSnapshot before;
+    };
+    std::optional<Drag> drag_;
+    AudioFileItemPtr refreshing_;
+    QTimer refreshTimer_;
 };

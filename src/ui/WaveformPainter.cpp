@@ -1,5 +1,7 @@
 #include "ui/WaveformPainter.h"
 
+#include "ui/PaintKit.h"
+
 #include "editing/SegmentEditModel.h"
 #include "editing/SegmentGainEvaluation.h"
 
@@ -14,128 +16,32 @@ namespace WaveformPainter {
 
 namespace {
 
-QColor withAlpha(QColor color, double alpha) {
-    color.setAlphaF(static_cast<float>(alpha));
-    return color;
-}
-
-QPen pen(const QColor& color, double width, bool dashed = false, double on = 4, double off = 4) {
-    QPen p(color, width);
-    p.setCapStyle(Qt::FlatCap);
-    if (dashed)
-        p.setDashPattern({on / width, off / width});
-    return p;
-}
-
-QFont monospaced(double pixelSize, bool bold = false) {
-    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    font.setPixelSize(static_cast<int>(std::lround(pixelSize)));
-    font.setBold(bold);
-    return font;
-}
-
-// Draws `text` with its centre at `centre`.
-void drawCentred(QPainter& painter, const QString& text, QPointF centre) {
-    const QFontMetricsF metrics(painter.font());
-    const double w = metrics.horizontalAdvance(text);
-    painter.drawText(QPointF(centre.x() - w / 2, centre.y() + (metrics.ascent() - metrics.descent()) / 2), text);
-}
-
-void verticalLine(QPainter& painter, double x, const PlotGeometry& g) {
-    painter.drawLine(QPointF(x, g.yTop()), QPointF(x, g.yBot()));
-}
+using namespace PaintKit;
 
 bool editsApply(const SegmentEditSnapshot* edits) {
     return edits && SegmentEditModel::hasEdits(*edits);
 }
 
-// Vertical runs per device pixel column, painted with anti-aliased ends into
-// a layer that is then laid over the picture in one go. Long files put a
-// stroke in every column; drawing those as separate strokes costs many
-// frames, writing the pixels costs well under one.
-class ColumnSpans {
-public:
-    ColumnSpans(int columns, double pixelRatio)
-        : ratio_(pixelRatio), top_(static_cast<size_t>(std::max(columns, 0)), std::numeric_limits<double>::infinity()),
-          bottom_(top_.size(), -std::numeric_limits<double>::infinity()) {}
-
-    // A run from `top` to `bottom` (points) over the points from x0 to x1.
-    void add(double x0, double x1, double top, double bottom) {
-        const int first = std::max(0, static_cast<int>(std::floor(x0 * ratio_)));
-        const int last = std::min(static_cast<int>(top_.size()) - 1, static_cast<int>(std::ceil(x1 * ratio_)) - 1);
-        for (int c = first; c <= last; ++c) {
-            top_[static_cast<size_t>(c)] = std::min(top_[static_cast<size_t>(c)], top * ratio_);
-            bottom_[static_cast<size_t>(c)] = std::max(bottom_[static_cast<size_t>(c)], bottom * ratio_);
-        }
-    }
-
-    // A line of `width` points from a to b: in every column it crosses, the
-    // run of its y values there, widened by half the width on each side.
-    void addLine(QPointF a, QPointF b, double width) {
-        const double half = width / 2;
-        if (a.x() > b.x())
-            std::swap(a, b);
-        const double dx = b.x() - a.x();
-        const auto yAt = [&](double x) {
-            return dx <= 1e-12 ? a.y() : a.y() + (std::clamp(x, a.x(), b.x()) - a.x()) / dx * (b.y() - a.y());
-        };
-        const double step = 1.0 / ratio_;
-        for (double x = std::floor((a.x() - half) * ratio_) / ratio_; x < b.x() + half; x += step) {
-            const double y0 = yAt(x - half), y1 = yAt(x + step + half);
-            add(x, x + step, std::min(y0, y1) - half, std::max(y0, y1) + half);
-        }
-    }
-
-    void paint(QImage& layer, const QColor& color) const {
-        const int height = layer.height();
-        const QRgb rgb = color.rgb();
-        const QRgb full = qPremultiply(qRgba(qRed(rgb), qGreen(rgb), qBlue(rgb), 255));
-        for (size_t c = 0; c < top_.size() && static_cast<int>(c) < layer.width(); ++c) {
-            const double top = std::max(0.0, top_[c]), bottom = std::min(static_cast<double>(height), bottom_[c]);
-            if (!(top < bottom))
-                continue;
-            for (int y = static_cast<int>(std::floor(top)); y < static_cast<int>(std::ceil(bottom)); ++y) {
-                const double coverage = std::min(bottom, y + 1.0) - std::max(top, static_cast<double>(y));
-                auto* pixel = reinterpret_cast<QRgb*>(layer.scanLine(y)) + c;
-                if (coverage >= 1.0) {
-                    *pixel = full; // opaque: covers whatever was there
-                    continue;
-                }
-                const QRgb src = qPremultiply(qRgba(qRed(rgb), qGreen(rgb), qBlue(rgb), static_cast<int>(std::lround(255 * coverage))));
-                const int inverse = 255 - qAlpha(src);
-                *pixel = qRgba(qRed(src) + qRed(*pixel) * inverse / 255, qGreen(src) + qGreen(*pixel) * inverse / 255,
-                               qBlue(src) + qBlue(*pixel) * inverse / 255, qAlpha(src) + qAlpha(*pixel) * inverse / 255);
-            }
-        }
-    }
-
-private:
-    double ratio_;
-    std::vector<double> top_;
-    std::vector<double> bottom_;
-};
-
-// A transparent layer the size of the painter's device.
-QImage layerFor(const QPainter& painter, const PlotGeometry& g) {
-    const qreal ratio = painter.device()->devicePixelRatioF();
-    QImage layer(static_cast<int>(std::ceil(g.width * ratio)), static_cast<int>(std::ceil(g.height * ratio)),
-                 QImage::Format_ARGB32_Premultiplied);
-    layer.fill(Qt::transparent);
-    layer.setDevicePixelRatio(ratio);
-    return layer;
-}
-
-void paintEnvelope(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot* edits,
-                   const PlotGeometry& g) {
+// One run per plot column from the lowest to the highest sample of its
+// buckets, scaled by the segment gains in edit mode.
+void addEnvelope(SpanLayer& layer, const AnalysisResult& data, const SegmentEditSnapshot* edits,
+                 const PlotGeometry& g) {
     const WaveformEnvelope& env = data.envelope;
     const int64_t buckets = std::min<int64_t>(env.bucketCount, static_cast<int64_t>(std::min(env.minValues.size(), env.maxValues.size())));
     const auto columns = static_cast<int64_t>(g.plotW());
     if (buckets <= 0 || columns <= 0)
         return;
     const double step = std::max(static_cast<double>(buckets) / static_cast<double>(columns), 1.0);
-    const bool scaled = editsApply(edits);
-    const qreal ratio = painter.device()->devicePixelRatioF();
-    ColumnSpans spans(static_cast<int>(std::ceil(g.width * ratio)), ratio);
+    std::vector<double> offsets;
+    if (editsApply(edits)) {
+        std::vector<double> times(static_cast<size_t>(columns));
+        for (int64_t c = 0; c < columns; ++c)
+            times[static_cast<size_t>(c)] = data.duration * static_cast<double>(c) / static_cast<double>(columns);
+        offsets = SegmentGainEvaluation::gainOffsetsAtTimes(*edits, times);
+    }
+    // One run per column never overlaps another: the colour's opacity can go
+    // into the pixels, and the layer is laid over the picture as it is.
+    ColumnSpans& spans = layer.add(envelopeColor, envelopeColor.alphaF());
     for (int64_t c = 0;; ++c) {
         const auto first = static_cast<int64_t>(step * static_cast<double>(c));
         if (first >= buckets || c >= columns)
@@ -147,72 +53,29 @@ void paintEnvelope(QPainter& painter, const AnalysisResult& data, const SegmentE
             hi = std::max(hi, env.maxValues[static_cast<size_t>(b)]);
         }
         double low = lo, high = hi;
-        if (scaled) {
-            const double t = data.duration * static_cast<double>(c) / static_cast<double>(columns);
-            const double gain = std::pow(10.0, SegmentGainEvaluation::gainOffsetAtTime(*edits, t) / 20.0);
+        if (!offsets.empty()) {
+            const double gain = std::pow(10.0, offsets[static_cast<size_t>(c)] / 20.0);
             low *= gain;
             high *= gain;
         }
         // A one-point stroke centred on x = marginLeft + c + 0.5, at least
-        // half a point tall.
+        // half a point tall; a segment gain that lifts it past full scale
+        // stops at the plot's edge.
         const double x = PlotGeometry::marginLeft + static_cast<double>(c);
-        const double y1 = g.yOfSample(high), y2 = g.yOfSample(low);
+        const double y1 = std::clamp(g.yOfSample(high), g.yTop(), g.yBot() - 0.5);
+        const double y2 = std::clamp(g.yOfSample(low), g.yTop(), g.yBot());
         spans.add(x, x + 1, y1, std::max(y2, y1 + 0.5));
     }
-    QImage layer = layerFor(painter, g);
-    QColor opaque = envelopeColor;
-    opaque.setAlphaF(1.0f);
-    spans.paint(layer, opaque);
-    painter.save();
-    painter.setOpacity(envelopeColor.alphaF());
-    painter.drawImage(QPointF(0, 0), layer);
-    painter.restore();
-}
-
-struct CurvePoint {
-    QPointF at;
-    bool soft;
-};
-
-// Many curve points share one pixel column on a long file (a point every
-// 0.1 s); stroking them all costs far more than a frame. Per column only the
-// first, the highest, the lowest and the last point can show, and every
-// point where the colour changes is kept, so the drawing looks the same.
-std::vector<CurvePoint> visiblePoints(const std::vector<CurvePoint>& all) {
-    std::vector<CurvePoint> kept;
-    kept.reserve(std::min<size_t>(all.size(), 8192));
-    size_t i = 0;
-    while (i < all.size()) {
-        const double column = std::floor(all[i].at.x());
-        size_t end = i;
-        while (end < all.size() && std::floor(all[end].at.x()) == column)
-            ++end;
-        size_t top = i, bottom = i;
-        for (size_t k = i; k < end; ++k) {
-            if (all[k].at.y() < all[top].at.y())
-                top = k;
-            if (all[k].at.y() > all[bottom].at.y())
-                bottom = k;
-        }
-        for (size_t k = i; k < end; ++k) {
-            const bool changes = (k > 0 && all[k - 1].soft != all[k].soft) ||
-                                 (k + 1 < all.size() && all[k + 1].soft != all[k].soft);
-            if (k == i || k == end - 1 || k == top || k == bottom || changes)
-                kept.push_back(all[k]);
-        }
-        i = end;
-    }
-    return kept;
 }
 
 void paintCurve(QPainter& painter, const AnalysisResult& data, const PlotGeometry& g) {
     if (data.times.size() < 2 || data.loudnessCurve.size() != data.times.size())
         return;
     const double softBelow = data.peakLUFS - 12.0;
-    std::vector<CurvePoint> all;
-    all.reserve(data.times.size() + 2);
+    std::vector<CurvePoint> points;
+    points.reserve(data.times.size() + 2);
     const auto add = [&](double t, double lufs) {
-        all.push_back({QPointF(g.xOfTime(t, data.duration), g.yOfLUFS(lufs)), lufs < softBelow});
+        points.push_back({QPointF(g.xOfTime(t, data.duration), g.yOfLUFS(lufs)), lufs < softBelow});
     };
     if (data.times.front() > 0)
         add(0.0, data.loudnessCurve.front());
@@ -220,56 +83,7 @@ void paintCurve(QPainter& painter, const AnalysisResult& data, const PlotGeometr
         add(data.times[i], data.loudnessCurve[i]);
     if (data.times.back() < data.duration)
         add(data.duration, data.loudnessCurve.back());
-
-    // The segments of each colour, in order; the segment at a change of
-    // state belongs to both.
-    struct Segment {
-        QPointF from, to;
-        bool soft;
-    };
-    std::vector<Segment> segments;
-    const std::vector<CurvePoint> points = visiblePoints(all);
-    for (size_t i = 1; i < points.size(); ++i) {
-        const CurvePoint& p = points[i];
-        const CurvePoint& q = points[i - 1];
-        segments.push_back({q.at, p.at, q.soft});
-        if (p.soft != q.soft)
-            segments.push_back({q.at, p.at, p.soft});
-    }
-    // A dense curve is written as pixel runs, a sparse one stroked as paths.
-    if (static_cast<double>(points.size()) > g.plotW()) {
-        const qreal ratio = painter.device()->devicePixelRatioF();
-        ColumnSpans normalSpans(static_cast<int>(std::ceil(g.width * ratio)), ratio);
-        ColumnSpans softSpans(static_cast<int>(std::ceil(g.width * ratio)), ratio);
-        for (const Segment& s : segments)
-            (s.soft ? softSpans : normalSpans).addLine(s.from, s.to, 2.0);
-        QImage layer = layerFor(painter, g);
-        normalSpans.paint(layer, curveColor);
-        softSpans.paint(layer, softCurveColor);
-        painter.drawImage(QPointF(0, 0), layer);
-        return;
-    }
-    QPainterPath normal, soft;
-    for (size_t i = 0; i < points.size(); ++i) {
-        const CurvePoint& p = points[i];
-        if (i == 0) {
-            normal.moveTo(p.at);
-            soft.moveTo(p.at);
-            continue;
-        }
-        const CurvePoint& q = points[i - 1];
-        if (p.soft == q.soft) {
-            (p.soft ? soft : normal).lineTo(p.at);
-        } else {
-            // The segment at a change of state is drawn in both paths.
-            QPainterPath& into = p.soft ? soft : normal;
-            into.moveTo(q.at);
-            into.lineTo(p.at);
-            (q.soft ? soft : normal).lineTo(p.at);
-        }
-    }
-    painter.strokePath(normal, pen(curveColor, 2.0));
-    painter.strokePath(soft, pen(softCurveColor, 2.0));
+    strokeSplitCurve(painter, points, curveColor, softCurveColor, 2.0);
 }
 
 } // namespace
@@ -284,31 +98,43 @@ std::vector<int> timeTicks(double duration) {
 
 void paintStaticLayer(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot* edits,
                       const PlotGeometry& g) {
+    paintBackdrop(painter, data, edits, g);
+    paintForeground(painter, data, edits, g);
+}
+
+void paintBackdrop(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot* edits,
+                   const PlotGeometry& g) {
+    if (!g.isDrawable())
+        return;
+    const double duration = data.duration;
+    const double xs = g.xOfTime(data.windowStart, duration), xe = g.xOfTime(data.windowEnd, duration);
+
+    // 1. The loudest window, 2. the soft passages: tinted, between dashed
+    // edges; 3. the envelope. All in one layer: Qt splits every tall fill
+    // among threads, which costs more than these few pixels.
+    SpanLayer layer(QRectF(PlotGeometry::marginLeft, g.yTop(), g.plotW(), g.plotH()), painter.device()->devicePixelRatioF());
+    const auto tinted = [&](double a, double b, const QColor& fill, const QColor& edge) {
+        layer.addBand({a, b, g.yTop(), g.yBot(), fill});
+        layer.addBand({a - 0.5, a + 0.5, g.yTop(), g.yBot(), edge, 4, 4});
+        layer.addBand({b - 0.5, b + 0.5, g.yTop(), g.yBot(), edge, 4, 4});
+    };
+    tinted(xs, xe, withAlpha(Qt::yellow, 0.08), withAlpha(Qt::yellow, 0.4));
+    const QColor orange(255, 165, 0);
+    for (const TimeRange& range : data.softPassageRanges())
+        tinted(g.xOfTime(range.start, duration), g.xOfTime(range.end, duration), withAlpha(orange, 0.04),
+               withAlpha(orange, 0.2));
+    addEnvelope(layer, data, edits, g);
+    layer.draw(painter);
+}
+
+void paintForeground(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot* edits,
+                     const PlotGeometry& g) {
     if (!g.isDrawable())
         return;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing, true);
     const double duration = data.duration;
     const double xs = g.xOfTime(data.windowStart, duration), xe = g.xOfTime(data.windowEnd, duration);
-
-    // 1. The loudest window.
-    painter.fillRect(QRectF(xs, g.yTop(), xe - xs, g.plotH()), withAlpha(Qt::yellow, 0.08));
-    painter.setPen(pen(withAlpha(Qt::yellow, 0.4), 1.0, true));
-    verticalLine(painter, xs, g);
-    verticalLine(painter, xe, g);
-
-    // 2. Soft passages.
-    const QColor orange(255, 165, 0);
-    for (const TimeRange& range : data.softPassageRanges()) {
-        const double a = g.xOfTime(range.start, duration), b = g.xOfTime(range.end, duration);
-        painter.fillRect(QRectF(a, g.yTop(), b - a, g.plotH()), withAlpha(orange, 0.04));
-        painter.setPen(pen(withAlpha(orange, 0.2), 1.0, true));
-        verticalLine(painter, a, g);
-        verticalLine(painter, b, g);
-    }
-
-    // 3. The envelope, one stroke per column.
-    paintEnvelope(painter, data, edits, g);
 
     // 4. The loudest window's loudness.
     painter.setFont(monospaced(12));
@@ -321,9 +147,12 @@ void paintStaticLayer(QPainter& painter, const AnalysisResult& data, const Segme
 
     // 6. Separators, in edit mode.
     if (edits) {
-        painter.setPen(pen(withAlpha(Qt::cyan, 0.7), 1.5, true, 6, 4));
-        for (const Separator& s : edits->separators)
-            verticalLine(painter, g.xOfTime(s.timeSeconds, duration), g);
+        std::vector<VerticalBand> lines;
+        for (const Separator& s : edits->separators) {
+            const double x = g.xOfTime(s.timeSeconds, duration);
+            lines.push_back({x - 0.75, x + 0.75, g.yTop(), g.yBot(), withAlpha(Qt::cyan, 0.7), 6, 4});
+        }
+        drawVerticalBands(painter, lines);
     }
 
     // 7. LUFS labels.

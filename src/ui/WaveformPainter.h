@@ -29,6 +29,14 @@ inline const QColor playheadColor = QColor::fromRgbF(0.2f, 1.0f, 0.47f, 0.85f);
 // are drawn. Nothing is drawn when the plot has no positive size.
 void paintStaticLayer(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot* edits,
                       const PlotGeometry& geometry);
+// The static layer in two parts, so that a gain change repaints only the
+// first: the loudest window, the soft passages and the envelope (scaled by
+// the segment gains); then over them the loudness curve, the separators,
+// the labels, the frame and the time axis.
+void paintBackdrop(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot* edits,
+                   const PlotGeometry& geometry);
+void paintForeground(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot* edits,
+                     const PlotGeometry& geometry);
 
 void paintPlayhead(QPainter& painter, double playheadTime, double duration, const PlotGeometry& geometry);
 

@@ -1,12 +1,16 @@
 #include "ui/WaveformView.h"
 
 #include "ui/Icons.h"
+#include "ui/MagnifierOverlay.h"
+#include "ui/SegmentEditPainter.h"
 #include "ui/WaveformPainter.h"
 
 #include <QAbstractButton>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QContextMenuEvent>
 #include <QLabel>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -100,6 +104,8 @@ WaveformView::WaveformView(QWidget* parent)
     connect(edit_, &QAbstractButton::clicked, this, &WaveformView::toggleEditMode);
     edit_->installEventFilter(this);
     reset_->installEventFilter(this);
+    reset_->setCursor(Qt::ArrowCursor); // not the edit mode's resize arrows
+    help_->setCursor(Qt::ArrowCursor);
 
     auto* reset = static_cast<QToolButton*>(reset_);
     reset->setAutoRaise(true);
@@ -160,6 +166,10 @@ WaveformView::WaveformView(QWidget* parent)
 WaveformView::~WaveformView() = default;
 
 void WaveformView::setFile(std::shared_ptr<AudioFileItem> file) {
+    if (file != file_) {
+        endPress();
+        overlay_.reset(); // the overlay's state belongs to one file
+    }
     disconnect(fileConnection_);
     file_ = std::move(file);
     if (file_)
@@ -198,8 +208,45 @@ void WaveformView::refresh() {
     reset_->setVisible(analysis() && isEditMode() && file_->segmentEdits().hasEdits());
     if (!analysis())
         help_->hide();
+    syncOverlay();
     layoutButtons();
     update();
+}
+
+SegmentEditOverlay::Context WaveformView::editContext() const {
+    return {*analysis(), file_->segmentEdits(), plotGeometry(), onSegmentEditAction_, onSeek_};
+}
+
+void WaveformView::endPress() {
+    if (!pressActive_)
+        return;
+    pressActive_ = false;
+    if (overlay_ && analysis())
+        overlay_->cancel(editContext());
+}
+
+void WaveformView::syncOverlay() {
+    const bool wanted = isEditMode() && analysis();
+    if (!wanted && overlay_) {
+        endPress();
+        overlay_.reset();
+    } else if (wanted && !overlay_) {
+        overlay_ = std::make_unique<SegmentEditOverlay>();
+        if (hover_)
+            overlay_->hover(*hover_, Qt::NoModifier);
+    }
+    applyCursor();
+}
+
+void WaveformView::applyCursor() {
+    const AnalysisResult* data = analysis();
+    const std::optional<Qt::CursorShape> shape =
+        overlay_ && hover_ && data ? editModeCursor(*hover_, file_->segmentEdits().separators(), data->duration, plotGeometry())
+                                   : std::nullopt;
+    if (shape)
+        setCursor(*shape);
+    else
+        unsetCursor();
 }
 
 void WaveformView::layoutButtons() {
@@ -246,11 +293,30 @@ void WaveformView::paintEvent(QPaintEvent*) {
     StaticKey key{data->envelope.bucketCount, data->curveWindowSec, data->windowStart, data->peakLUFS,
                   data->duration, size(), devicePixelRatioF(), editMode, edits.separators, edits.segmentGains};
     if (!staticKey_ || !(*staticKey_ == key)) {
-        staticLayer_ = QPixmap(size() * devicePixelRatioF());
-        staticLayer_.setDevicePixelRatio(devicePixelRatioF());
-        staticLayer_.fill(Qt::transparent);
+        const auto blank = [&] {
+            QPixmap pixmap(size() * devicePixelRatioF());
+            pixmap.setDevicePixelRatio(devicePixelRatioF());
+            pixmap.fill(Qt::transparent);
+            return pixmap;
+        };
+        StaticKey foregroundKey = key;
+        foregroundKey.gains.clear(); // gains only scale the envelope
+        if (!foregroundKey_ || !(*foregroundKey_ == foregroundKey)) {
+            foreground_ = blank();
+            QPainter layer(&foreground_);
+            WaveformPainter::paintForeground(layer, *data, editMode ? &edits : nullptr, g);
+            foregroundKey_ = std::make_unique<StaticKey>(std::move(foregroundKey));
+        }
+        staticLayer_ = blank();
         QPainter layer(&staticLayer_);
-        WaveformPainter::paintStaticLayer(layer, *data, editMode ? &edits : nullptr, g);
+        WaveformPainter::paintBackdrop(layer, *data, editMode ? &edits : nullptr, g);
+        layer.drawPixmap(0, 0, foreground_);
+        overlayLayer_ = QPixmap();
+        if (editMode) {
+            overlayLayer_ = blank();
+            QPainter overlay(&overlayLayer_);
+            SegmentEditPainter::paint(overlay, *data, edits, g);
+        }
         staticKey_ = std::make_unique<StaticKey>(std::move(key));
         ++staticLayerPaints_;
     }
@@ -259,6 +325,10 @@ void WaveformView::paintEvent(QPaintEvent*) {
         WaveformPainter::paintPlayhead(painter, playheadTime_, data->duration, g);
     if (hover_ && data->duration > 0)
         WaveformPainter::paintHover(painter, *data, *hover_, editMode ? &edits : nullptr, g);
+    if (!overlayLayer_.isNull())
+        painter.drawPixmap(0, 0, overlayLayer_);
+    if (overlay_ && overlay_->showMagnifier())
+        MagnifierOverlay{*data, edits, overlay_->magnifierPosition()->x(), g, playheadTime_}.paint(painter);
 }
 
 void WaveformView::seekTo(double x) {
@@ -270,19 +340,63 @@ void WaveformView::seekTo(double x) {
 }
 
 void WaveformView::mousePressEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton)
+    if (event->button() != Qt::LeftButton)
+        return;
+    if (!overlay_) {
         seekTo(event->position().x());
+        return;
+    }
+    pressActive_ = true;
+    pressStart_ = event->position();
+    overlay_->change(editContext(), pressStart_, pressStart_, event->modifiers());
+    update();
 }
 
 void WaveformView::mouseMoveEvent(QMouseEvent* event) {
     hover_ = event->position();
-    if (event->buttons() & Qt::LeftButton)
+    if (overlay_) {
+        if (pressActive_)
+            overlay_->change(editContext(), *hover_, pressStart_, event->modifiers());
+        else
+            overlay_->hover(*hover_, event->modifiers());
+        applyCursor();
+    } else if (event->buttons() & Qt::LeftButton) {
         seekTo(event->position().x());
+    }
     update();
+}
+
+void WaveformView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || !pressActive_ || !overlay_)
+        return;
+    pressActive_ = false;
+    overlay_->end(editContext(), event->position());
+    update();
+}
+
+void WaveformView::contextMenuEvent(QContextMenuEvent* event) {
+    if (!overlay_ || pressActive_)
+        return;
+    const std::vector<SegmentEditOverlay::MenuItem> items = overlay_->contextMenu(editContext());
+    if (items.empty())
+        return;
+    auto* menu = new QMenu(this);
+    menu->setObjectName(QStringLiteral("segmentMenu"));
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    for (const SegmentEditOverlay::MenuItem& item : items) {
+        menu->addAction(item.text, this, [this, action = item.action] {
+            if (onSegmentEditAction_)
+                onSegmentEditAction_(action);
+        });
+    }
+    menu->popup(event->globalPos());
 }
 
 void WaveformView::leaveEvent(QEvent*) {
     hover_.reset();
+    if (overlay_)
+        overlay_->leave();
+    applyCursor();
     update();
 }
 
@@ -290,6 +404,8 @@ void WaveformView::leaveEvent(QEvent*) {
 bool WaveformView::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Enter && hover_) {
         hover_.reset();
+        if (overlay_)
+            overlay_->leave();
         update();
     }
     return QWidget::eventFilter(watched, event);

@@ -2,13 +2,18 @@
 
 // The selected file's waveform: envelope, loudness curve, loudest window,
 // soft passages, playhead and hover read-out, with click-and-drag seeking and
-// the button that switches segment edit mode. The static layer is painted
-// into a cached pixmap and repainted only when what it shows changes; the
-// playhead and the hover read-out are painted over it on every update.
+// the button that switches segment edit mode. In edit mode the segment edit
+// overlay takes the pointer: it draws the edits, turns gestures into edit
+// actions, sets the pointer shape, offers a context menu and shows the
+// magnifier. The static layer and the overlay's drawing are painted into
+// cached pixmaps and repainted only when what they show changes; the
+// playhead, the hover read-out and the magnifier are painted over them on
+// every update.
 
 #include "editing/SegmentEditAction.h"
 #include "list/AudioFileItem.h"
 #include "ui/PlotGeometry.h"
+#include "ui/SegmentEditOverlay.h"
 
 #include <QPixmap>
 #include <QPointF>
@@ -55,6 +60,8 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
     void leaveEvent(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -68,6 +75,11 @@ private:
     bool isEditMode() const;
     const AnalysisResult* analysis() const;
     void toggleEditMode();
+    // Creates the overlay in edit mode, ends it (and a drag in progress) outside.
+    void syncOverlay();
+    void endPress();
+    SegmentEditOverlay::Context editContext() const;
+    void applyCursor();
 
     std::shared_ptr<AudioFileItem> file_;
     QMetaObject::Connection fileConnection_;
@@ -78,8 +90,17 @@ private:
     std::function<void(const SegmentEditAction&)> onSegmentEditAction_;
     bool editModeHelpShown_ = false;
 
+    std::unique_ptr<SegmentEditOverlay> overlay_;
+    bool pressActive_ = false; // a left press in edit mode, until released
+    QPointF pressStart_;
+
+    // The static layer as shown, the part of it over the envelope (kept, as
+    // a gain change does not touch it), and the overlay's drawing.
     QPixmap staticLayer_;
+    QPixmap foreground_;
+    QPixmap overlayLayer_;
     std::unique_ptr<StaticKey> staticKey_;
+    std::unique_ptr<StaticKey> foregroundKey_;
     int staticLayerPaints_ = 0;
     QTimer* spinner_;
     int spinnerAngle_ = 0;

@@ -72,6 +72,22 @@ TEST(PlaybackEngineTest, EditedFileIsTheSourceTimesItsEnvelopeBlockByBlock) {
     const int64_t next = t.engine.sourceReadPosition();
     expectScaled(t.pull(48000), sourceFrames(path, next, 48000), next,
                  [&](int64_t f) { return env[static_cast<size_t>(f / 512)]; });
+
+    // Edits that appear while a plain playback runs are heard at once (after
+    // the glide), and when they vanish the mixer takes the correction back.
+    SegmentEditState live;
+    t.engine.play(path, 0.0, -6.0, nullptr);
+    t.pull(4800);
+    live.setSegmentGain(0, 6.0);
+    t.engine.updateGainEnvelope(live, -6.0);
+    EXPECT_TRUE(t.engine.isSourceNodeMode());
+    t.pull(rampFrames48k);
+    const int64_t from = t.engine.sourceReadPosition();
+    expectScaled(t.pull(4800), sourceFrames(path, from, 4800), from, [](int64_t) { return 1.0f; });
+    live.resetAll();
+    t.engine.updateGainEnvelope(live, -6.0);
+    EXPECT_FALSE(t.engine.isSourceNodeMode());
+    EXPECT_EQ(t.engine.mixerVolume(), static_cast<float>(std::pow(10.0, -6.0 / 20.0)));
 }
 
 TEST(PlaybackEngineTest, SeekPauseAndResumeContinueWhereTheyShouldInBothModes) {

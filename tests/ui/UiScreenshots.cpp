@@ -15,6 +15,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QMouseEvent>
 #include <cstdio>
 
 int main(int argc, char** argv) {
@@ -29,13 +30,22 @@ int main(int argc, char** argv) {
     view.setPlayheadTime(item->analysis()->windowStart + 5.0);
     view.grab().save(QDir(out).filePath("waveform.png"));
 
-    item->segmentEdits().addSeparator(60.0);
-    item->segmentEdits().addSeparator(100.0);
-    item->segmentEdits().setSegmentGain(1, 9.0);
-    item->segmentEdits().setFadeDuration(item->segmentEdits().separators()[0].id, 5000);
+    // Edit mode: two separators with fades, +4 and -6 dB, then the
+    // magnifier over the first separator while Ctrl is held.
+    SegmentEditState& edits = item->segmentEdits();
+    edits.addSeparator(60.0);
+    edits.addSeparator(100.0);
+    edits.setSegmentGain(1, 4.0);
+    edits.setSegmentGain(2, -6.0);
+    edits.setFadeDuration(edits.separators()[0].id, 3000);
+    edits.setFadeDuration(edits.separators()[1].id, 1500);
     item->setIsEditMode(true);
     view.setOnToggleEditMode([&] { item->setIsEditMode(!item->isEditMode()); });
     view.grab().save(QDir(out).filePath("waveform-edit-mode.png"));
+    const QPointF lens(view.plotGeometry().xOfTime(61.0, item->analysis()->duration), 200);
+    QMouseEvent ctrlHover(QEvent::MouseMove, lens, lens, Qt::NoButton, Qt::NoButton, Qt::ControlModifier);
+    QCoreApplication::sendEvent(&view, &ctrlHover);
+    view.grab().save(QDir(out).filePath("waveform-magnifier.png"));
 
     // The table with a file in every state.
     AppState state(AppState::AnalysisOptions{[](const QString&) {
