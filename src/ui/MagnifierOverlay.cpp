@@ -124,8 +124,8 @@ void MagnifierOverlay::paint(QPainter& painter) const {
         }
     }
 
-    // Fade zones, then separators, the playhead and the pointer; the
-    // separators' fade handles go over the lines.
+    // Fade zones, then separators with their fade handles, the playhead
+    // and the pointer.
     std::vector<VerticalBand> bands;
     for (const Separator& s : edits.separators) {
         const double f = s.fadeDurationMs / 2000.0;
@@ -146,11 +146,6 @@ void MagnifierOverlay::paint(QPainter& painter) const {
         if (fadeEnd >= l.start && fadeEnd <= l.end)
             handles.push_back({l.xOfTime(fadeEnd), l.bottom - 1});
     }
-    if (playheadTime >= l.start && playheadTime <= l.end)
-        line(l.xOfTime(playheadTime), 2.0, WaveformPainter::playheadColor);
-    const double pointerX = l.xOfTime(l.pointerTime);
-    if (pointerX >= l.left && pointerX <= l.right)
-        line(pointerX, 1.0, withAlpha(Qt::white, 0.4), 2, 2);
     drawVerticalBands(painter, bands);
     painter.setPen(Qt::NoPen);
     painter.setBrush(withAlpha(Qt::cyan, 0.8));
@@ -158,6 +153,13 @@ void MagnifierOverlay::paint(QPainter& painter) const {
         const QPointF triangle[3] = {e, {e.x() + 6, e.y()}, {e.x(), e.y() - 6}};
         painter.drawPolygon(triangle, 3);
     }
+    bands.clear();
+    if (playheadTime >= l.start && playheadTime <= l.end)
+        line(l.xOfTime(playheadTime), 2.0, WaveformPainter::playheadColor);
+    const double pointerX = l.xOfTime(l.pointerTime);
+    if (pointerX >= l.left && pointerX <= l.right)
+        line(pointerX, 1.0, withAlpha(Qt::white, 0.4), 2, 2);
+    drawVerticalBands(painter, bands);
 
     QFont font = monospaced(9);
     font.setWeight(QFont::Medium);
