@@ -81,7 +81,8 @@ void MagnifierOverlay::paint(QPainter& painter) const {
     // The waveform, one bucket per column.
     const int columns = static_cast<int>(w);
     const double mid = (l.top + l.bottom) / 2, half = h / 2;
-    ColumnSpans spans(QRectF(l.left, l.top - 1, w, h + 2), painter.device()->devicePixelRatioF());
+    SpanLayer waveform(QRectF(l.left, l.top - 1, w, h + 2), painter.device()->devicePixelRatioF());
+    ColumnSpans& spans = waveform.add(WaveformPainter::envelopeColor);
     for (int i = 0; i < columns; ++i) {
         const double t = l.start + i * l.length / columns;
         const auto k = static_cast<int64_t>(static_cast<double>(env.bucketCount) / duration * t);
@@ -92,9 +93,7 @@ void MagnifierOverlay::paint(QPainter& painter) const {
         const double x = l.left + i;
         spans.add(x, x + 1, mid - half * hi, std::max(mid - half * lo, mid - half * hi + 0.5));
     }
-    QImage layer = spans.layer();
-    spans.paint(layer, withAlpha(WaveformPainter::envelopeColor, 1.0));
-    painter.drawImage(spans.origin(), layer);
+    waveform.draw(painter);
 
     // The loudness curve, with a margin of a twentieth of the window on each side.
     if (data.times.size() > 1 && data.loudnessCurve.size() == data.times.size()) {

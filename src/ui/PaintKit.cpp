@@ -39,6 +39,14 @@ void drawCentred(QPainter& painter, const QString& text, QPointF centre) {
 
 namespace {
 
+// The area widened to whole device pixels, so that a layer's columns are the
+// picture's columns.
+QRectF onDevicePixels(QRectF area, double ratio) {
+    const double left = std::floor(area.left() * ratio) / ratio, top = std::floor(area.top() * ratio) / ratio;
+    const double right = std::ceil(area.right() * ratio) / ratio, bottom = std::ceil(area.bottom() * ratio) / ratio;
+    return {left, top, std::max(0.0, right - left), std::max(0.0, bottom - top)};
+}
+
 // `color` at `alpha` (0 to 1), premultiplied.
 QRgb premultiplied(const QColor& color, double alpha) {
     const double a = 255.0 * std::clamp(alpha, 0.0, 1.0);
@@ -113,12 +121,7 @@ void drawVerticalBands(QPainter& painter, const std::vector<VerticalBand>& bands
     layer.draw(painter);
 }
 
-// The area is widened to whole device pixels, so that its columns are the
-// picture's columns.
-ColumnSpans::ColumnSpans(QRectF area, double pixelRatio) : ratio_(pixelRatio) {
-    const double left = std::floor(area.left() * ratio_) / ratio_, top = std::floor(area.top() * ratio_) / ratio_;
-    const double right = std::ceil(area.right() * ratio_) / ratio_, bottom = std::ceil(area.bottom() * ratio_) / ratio_;
-    area_ = QRectF(left, top, std::max(0.0, right - left), std::max(0.0, bottom - top));
+ColumnSpans::ColumnSpans(QRectF area, double pixelRatio) : area_(onDevicePixels(area, pixelRatio)), ratio_(pixelRatio) {
     const auto columns = static_cast<size_t>(std::lround(area_.width() * ratio_));
     top_.assign(columns, std::numeric_limits<double>::infinity());
     bottom_.assign(columns, -std::numeric_limits<double>::infinity());
@@ -150,14 +153,6 @@ void ColumnSpans::addLine(QPointF a, QPointF b, double width) {
         const double y0 = yAt(x - half), y1 = yAt(x + step + half);
         add(x, x + step, std::min(y0, y1) - half, std::max(y0, y1) + half);
     }
-}
-
-QImage ColumnSpans::layer() const {
-    QImage layer(static_cast<int>(top_.size()), static_cast<int>(std::lround(area_.height() * ratio_)),
-                 QImage::Format_ARGB32_Premultiplied);
-    layer.fill(Qt::transparent);
-    layer.setDevicePixelRatio(ratio_);
-    return layer;
 }
 
 void ColumnSpans::paint(QImage& layer, const QColor& color, double opacity) const {
@@ -212,7 +207,7 @@ std::vector<CurvePoint> visiblePoints(const std::vector<CurvePoint>& all) {
 
 } // namespace
 
-SpanLayer::SpanLayer(QRectF area, double pixelRatio) : area_(area), ratio_(pixelRatio) {}
+SpanLayer::SpanLayer(QRectF area, double pixelRatio) : area_(onDevicePixels(area, pixelRatio)), ratio_(pixelRatio) {}
 
 ColumnSpans& SpanLayer::add(const QColor& color, double opacity) {
     entries_.push_back({ColumnSpans(area_, ratio_), color, opacity, {}});
@@ -237,22 +232,23 @@ void SpanLayer::addSplitCurve(const std::vector<CurvePoint>& all, const QColor& 
 void SpanLayer::draw(QPainter& painter) const {
     if (entries_.empty())
         return;
-    const ColumnSpans frame(area_, ratio_); // the area on whole device pixels
-    QImage layer = frame.layer();
+    QImage layer(static_cast<int>(std::lround(area_.width() * ratio_)), static_cast<int>(std::lround(area_.height() * ratio_)),
+                 QImage::Format_ARGB32_Premultiplied);
+    layer.fill(Qt::transparent);
+    layer.setDevicePixelRatio(ratio_);
     for (const Entry& e : entries_) {
         if (e.spans)
             e.spans->paint(layer, e.color, e.opacity);
         else
-            paintBand(layer, frame.origin(), ratio_, e.band);
+            paintBand(layer, area_.topLeft(), ratio_, e.band);
     }
-    painter.drawImage(frame.origin(), layer);
+    painter.drawImage(area_.topLeft(), layer);
 }
 
-void strokeSplitCurve(QPainter& painter, const std::vector<CurvePoint>& all, const QColor& normal,
+void strokeSplitCurve(QPainter& painter, const std::vector<CurvePoint>& points, const QColor& normal,
                       const QColor& quiet, double width, double opacity) {
-    if (all.size() < 2)
+    if (points.size() < 2)
         return;
-    const std::vector<CurvePoint> points = visiblePoints(all);
     const double span = points.back().at.x() - points.front().at.x();
     if (static_cast<double>(points.size()) > std::abs(span)) {
         double top = points.front().at.y(), bottom = top;

@@ -54,12 +54,9 @@ public:
     // run of its y values there, widened by half the width on each side.
     void addLine(QPointF a, QPointF b, double width);
 
-    // A transparent layer covering the area.
-    QImage layer() const;
-    // Composites the runs over `layer` in `color` at `opacity` (the
-    // colour's own alpha is ignored).
+    // Composites the runs over `layer`, an image of the area, in `color` at
+    // `opacity` (the colour's own alpha is ignored).
     void paint(QImage& layer, const QColor& color, double opacity = 1.0) const;
-    QPointF origin() const { return area_.topLeft(); }
 
 private:
     QRectF area_;

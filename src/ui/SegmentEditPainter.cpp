@@ -14,6 +14,7 @@ namespace SegmentEditPainter {
 namespace {
 
 using namespace PaintKit;
+using WaveformPainter::WholeFileCurve;
 
 // Each separator's fade handle (◣ at the end of its fade), and the gain of
 // every segment whose gain shows at one decimal.
@@ -112,32 +113,18 @@ void drawDifference(QPainter& painter, const std::vector<CurvePoint>& base, cons
 // from the top to the bottom of the shaded pairs in it.
 void drawModifiedCurve(QPainter& painter, SpanLayer& layer, const AnalysisResult& data,
                        const SegmentEditSnapshot& edits, const PlotGeometry& g) {
-    const std::vector<double>& times = data.times;
-    if (times.size() < 2 || data.loudnessCurve.size() != times.size() || !SegmentEditModel::hasEdits(edits)) {
+    const WholeFileCurve curve = WaveformPainter::wholeFileCurve(data);
+    if (curve.times.empty() || !SegmentEditModel::hasEdits(edits)) {
         layer.draw(painter);
         return;
     }
-    const double duration = data.duration;
     const double quietBelow = data.peakLUFS - 12.0;
-    // The curve over the whole file: its first value from 0 s, its last to the end.
-    std::vector<double> t, lufs;
-    t.reserve(times.size() + 2);
-    lufs.reserve(times.size() + 2);
-    if (times.front() > 0) {
-        t.push_back(0.0);
-        lufs.push_back(data.loudnessCurve.front());
-    }
-    t.insert(t.end(), times.begin(), times.end());
-    lufs.insert(lufs.end(), data.loudnessCurve.begin(), data.loudnessCurve.end());
-    if (times.back() < duration) {
-        t.push_back(duration);
-        lufs.push_back(data.loudnessCurve.back());
-    }
+    const std::vector<double>& t = curve.times;
     const std::vector<double> offsets = SegmentGainEvaluation::gainOffsetsAtTimes(edits, t);
     std::vector<CurvePoint> ghost(t.size()), modified(t.size());
     for (size_t i = 0; i < t.size(); ++i) {
-        const double x = g.xOfTime(t[i], duration), m = lufs[i] + offsets[i];
-        ghost[i] = {QPointF(x, g.yOfLUFS(lufs[i])), false};
+        const double x = g.xOfTime(t[i], data.duration), m = curve.lufs[i] + offsets[i];
+        ghost[i] = {QPointF(x, g.yOfLUFS(curve.lufs[i])), false};
         modified[i] = {QPointF(x, g.yOfLUFS(m)), m < quietBelow};
     }
 

@@ -69,24 +69,35 @@ void addEnvelope(SpanLayer& layer, const AnalysisResult& data, const SegmentEdit
 }
 
 void paintCurve(QPainter& painter, const AnalysisResult& data, const PlotGeometry& g) {
-    if (data.times.size() < 2 || data.loudnessCurve.size() != data.times.size())
-        return;
     const double softBelow = data.peakLUFS - 12.0;
-    std::vector<CurvePoint> points;
-    points.reserve(data.times.size() + 2);
-    const auto add = [&](double t, double lufs) {
-        points.push_back({QPointF(g.xOfTime(t, data.duration), g.yOfLUFS(lufs)), lufs < softBelow});
-    };
-    if (data.times.front() > 0)
-        add(0.0, data.loudnessCurve.front());
-    for (size_t i = 0; i < data.times.size(); ++i)
-        add(data.times[i], data.loudnessCurve[i]);
-    if (data.times.back() < data.duration)
-        add(data.duration, data.loudnessCurve.back());
+    const WholeFileCurve curve = wholeFileCurve(data);
+    std::vector<CurvePoint> points(curve.times.size());
+    for (size_t i = 0; i < points.size(); ++i)
+        points[i] = {QPointF(g.xOfTime(curve.times[i], data.duration), g.yOfLUFS(curve.lufs[i])), curve.lufs[i] < softBelow};
     strokeSplitCurve(painter, points, curveColor, softCurveColor, 2.0);
 }
 
 } // namespace
+
+WholeFileCurve wholeFileCurve(const AnalysisResult& data) {
+    const std::vector<double>& times = data.times;
+    WholeFileCurve curve;
+    if (times.size() < 2 || data.loudnessCurve.size() != times.size())
+        return curve;
+    curve.times.reserve(times.size() + 2);
+    curve.lufs.reserve(times.size() + 2);
+    if (times.front() > 0) {
+        curve.times.push_back(0.0);
+        curve.lufs.push_back(data.loudnessCurve.front());
+    }
+    curve.times.insert(curve.times.end(), times.begin(), times.end());
+    curve.lufs.insert(curve.lufs.end(), data.loudnessCurve.begin(), data.loudnessCurve.end());
+    if (times.back() < data.duration) {
+        curve.times.push_back(data.duration);
+        curve.lufs.push_back(data.loudnessCurve.back());
+    }
+    return curve;
+}
 
 std::vector<int> timeTicks(double duration) {
     std::vector<int> ticks;

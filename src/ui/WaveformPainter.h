@@ -49,6 +49,14 @@ void paintHover(QPainter& painter, const AnalysisResult& data, QPointF hover,
 QString hoverText(const AnalysisResult& data, double hoverX, const SegmentEditSnapshot* edits,
                   const PlotGeometry& geometry);
 
+// The loudness curve drawn over the whole file: its first value from 0 s, its
+// last on to the end. Empty unless the curve has two points or more.
+struct WholeFileCurve {
+    std::vector<double> times;
+    std::vector<double> lufs;
+};
+WholeFileCurve wholeFileCurve(const AnalysisResult& data);
+
 // The seconds that get a tick on the time axis.
 std::vector<int> timeTicks(double duration);
 
