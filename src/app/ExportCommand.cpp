@@ -5,7 +5,6 @@
 #include "list/SettingsFile.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 #include <cmath>
 #include <optional>
@@ -193,13 +192,18 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     state.setExportFormat(options->format);
     state.setExportSampleRate(options->rate);
     const QString folder = QFileInfo(options->out).absoluteFilePath();
-    ExportRun::start(state, limiter, folder, ffmpegPath);
-    runEventsUntil([&] { return !state.isExporting(); });
-    if (state.statusMessage() != QLatin1String("Export complete!"))
+    std::optional<ExportRun::Result> result;
+    ExportRun::start(state, limiter, folder, ffmpegPath, [&](const ExportRun::Result& r) { result = r; });
+    runEventsUntil([&] { return result.has_value(); });
+    if (!result->error.isEmpty())
         return 1;
-    const QDir destination(QDir(folder).filePath(QStringLiteral("normalized")));
-    for (const AudioFileItemPtr& file : state.files())
-        out << destination.filePath(exportFileName(file->path(), *file->finalLUFS(), options->format)) << '\n';
+    // In list order, each under the name it was written with.
+    for (const AudioFileItemPtr& file : state.files()) {
+        for (const ExportedFile& written : result->files) {
+            if (written.sourcePath == file->path())
+                out << written.path << '\n';
+        }
+    }
     return 0;
 }
 

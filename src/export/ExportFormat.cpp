@@ -72,6 +72,11 @@ std::optional<SampleRate> sampleRateFromRawValue(int64_t hz) {
 
 QString label(SampleRate rate) { return QStringLiteral("%1 Hz").arg(rawValue(rate)); }
 
+QStringList encoderInputArguments(const QString& input) {
+    return {QStringLiteral("-y"), QStringLiteral("-xerror"), QStringLiteral("-i"), input,
+            QStringLiteral("-vn"), QStringLiteral("-map_metadata"), QStringLiteral("-1")};
+}
+
 int64_t limiterTrimSamples(int64_t rateHz) { return std::max<int64_t>(rateHz * 5 / 1000, 1) - 1; }
 
 QString limiterTrimFilter(int64_t trimSamples) {

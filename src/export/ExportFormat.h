@@ -52,7 +52,14 @@ inline bool supportsRate(ExportFormat format, SampleRate rate) { return rawValue
 int64_t limiterTrimSamples(int64_t rateHz);
 inline int64_t limiterTrimSamples(SampleRate rate) { return limiterTrimSamples(rawValue(rate)); }
 
+// The encoder's arguments up to its filters: replace the (new, empty)
+// output, stop with an error at the first packet that does not decode, read
+// `input`, and keep its audio only, without its tags: the source's tags are
+// copied into the output afterwards, loudness tags left out.
+QStringList encoderInputArguments(const QString& input);
+
 // The brickwall limiter at 0.966 (about −0.3 dBFS), then the trim.
+inline constexpr double limiterCeilingDBFS = -0.3;
 inline const QString limiterFilter = QStringLiteral("alimiter=limit=0.966:attack=5:release=50:level=false");
 QString limiterTrimFilter(int64_t trimSamples); // "atrim=start_sample=S"
 inline const QString restartTimestampsFilter = QStringLiteral("asetpts=PTS-STARTPTS");

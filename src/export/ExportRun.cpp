@@ -2,6 +2,8 @@
 
 #include "export/ExportErrors.h"
 #include "export/MainThread.h"
+#include "export/ParallelJobs.h"
+#include "io/FFmpegLocator.h"
 #include "io/FileError.h"
 #include "io/FileIdentity.h"
 #include "io/TemporaryFile.h"
@@ -9,6 +11,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QPointer>
+#include <QThread>
 #include <QThreadPool>
 #include <algorithm>
 
@@ -16,7 +19,7 @@ namespace ExportRun {
 
 namespace {
 
-QString describe(const std::exception_ptr& error) {
+QString describeError(const std::exception_ptr& error) {
     try {
         std::rethrow_exception(error);
     } catch (const DescribedError& e) {
@@ -37,11 +40,13 @@ void onMain(const QPointer<AppState>& state, std::function<void(AppState&)> chan
     });
 }
 
-void finish(AppState& state, const QString& message) {
+void finish(AppState& state, const Result& result) {
     state.setIsExporting(false);
     state.setExportProgress({0, 0});
-    state.setStatusMessage(message);
+    state.setStatusMessage(describe(result));
 }
+
+int threadsForJobs() { return std::max(1, QThread::idealThreadCount()); }
 
 } // namespace
 
@@ -79,10 +84,11 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destin
         if (file->segmentEdits().hasEdits()) {
             plan.renderJobs.push_back({file->path(), file->segmentEdits().snapshot(),
                                        file->correctionDB(), finalLUFS, destinationFolder, format,
-                                       rate, useLimiter});
+                                       rate, useLimiter, file->analysis()->peakDBFS});
         } else {
             plan.exportJobs.push_back({file->path(), file->correctionDB(), finalLUFS,
-                                       destinationFolder, format, rate, useLimiter});
+                                       destinationFolder, format, rate, useLimiter,
+                                       file->analysis()->peakDBFS});
         }
     }
     return plan;
@@ -108,14 +114,34 @@ std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<Au
     return std::nullopt;
 }
 
-void start(AppState& state, bool useLimiter, const QString& chosenFolder, const QString& ffmpegPath) {
+QString describe(const Result& result) {
+    if (!result.error.isEmpty())
+        return QStringLiteral("Export error: ") + result.error;
+    QStringList held;
+    for (const ExportedFile& file : result.files) {
+        if (file.offTarget)
+            held << QStringLiteral("%1 at %2 LUFS").arg(QFileInfo(file.path).fileName(),
+                                                       QString::asprintf("%.1f", file.loudnessLUFS));
+    }
+    if (held.isEmpty())
+        return QStringLiteral("Export complete!");
+    return QStringLiteral("Export complete! The limiter's ceiling keeps %1 below target: %2")
+        .arg(held.size() == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(held.size()),
+             held.join(QStringLiteral(", ")));
+}
+
+void start(AppState& state, bool useLimiter, const QString& chosenFolder, const QString& ffmpegPath,
+           Finished finished) {
     if (chosenFolder.isEmpty())
         return;
     const QString destination = QDir(chosenFolder).filePath(QStringLiteral("normalized"));
     Plan plan = buildPlan(state.files(), destination, state.exportFormat(), state.exportSampleRate(),
                           useLimiter);
     if (const auto replaced = findReplacedSource(plan, state.files())) {
-        state.setStatusMessage(QStringLiteral("Export error: ") + *replaced);
+        const Result refused{{}, *replaced};
+        state.setStatusMessage(describe(refused));
+        if (finished)
+            finished(refused);
         return;
     }
 
@@ -125,40 +151,40 @@ void start(AppState& state, bool useLimiter, const QString& chosenFolder, const 
     state.setStatusMessage(QStringLiteral("Exporting %1 files...").arg(total));
 
     const QPointer<AppState> weak(&state);
-    QThreadPool::globalInstance()->start([weak, plan = std::move(plan), total, ffmpegPath, destination] {
+    QThreadPool::globalInstance()->start([weak, plan = std::move(plan), total, ffmpegPath, destination,
+                                          finished = std::move(finished)] {
         // What a killed or crashed run left behind; a live run's files are locked.
         TemporaryFiles::removeStale(destination);
         TemporaryFiles::removeStale(QDir::tempPath());
         const InAppRenderer renderer(ffmpegPath);
-        int64_t k = 0;
-        for (const RenderJob& job : plan.renderJobs) {
-            ++k;
-            onMain(weak, [k, total](AppState& s) {
-                s.setExportProgress({k, total});
-                s.setStatusMessage(QStringLiteral("Rendering %1/%2...").arg(k).arg(total));
-            });
-            try {
-                renderer.render(job);
-            } catch (...) {
-                const QString text = describe(std::current_exception());
-                onMain(weak, [text](AppState& s) { finish(s, QStringLiteral("Export error: ") + text); });
-                return;
-            }
-        }
+        const QString ffmpeg = ffmpegPath.isEmpty() ? FFmpegLocator::find() : ffmpegPath;
         const auto rendered = static_cast<int64_t>(plan.renderJobs.size());
-        FFmpegExporter(ffmpegPath).exportJobs(
-            plan.exportJobs,
-            [weak, rendered, total](int64_t j, int64_t) {
-                if (!weak)
-                    return;
-                weak->setExportProgress({rendered + j, total});
-                weak->setStatusMessage(QStringLiteral("Exporting %1/%2...").arg(rendered + j).arg(total));
+        // Edited files first: they take longest, and the encoder's short
+        // jobs fill the cores while they run.
+        std::vector<ExportedFile> written(static_cast<size_t>(total));
+        const std::exception_ptr error = ParallelJobs::run(
+            total, threadsForJobs(),
+            [&](int64_t i) {
+                written[static_cast<size_t>(i)] =
+                    i < rendered ? renderer.render(plan.renderJobs[static_cast<size_t>(i)])
+                                 : FFmpegExporter::runExport(plan.exportJobs[static_cast<size_t>(i - rendered)], ffmpeg);
             },
-            [weak](std::vector<QString>, std::exception_ptr error) {
-                if (weak)
-                    finish(*weak, error ? QStringLiteral("Export error: ") + describe(error)
-                                        : QStringLiteral("Export complete!"));
+            [&](int64_t k) {
+                onMain(weak, [k, total](AppState& s) {
+                    s.setExportProgress({k, total});
+                    s.setStatusMessage(QStringLiteral("Exporting %1/%2...").arg(k).arg(total));
+                });
             });
+        Result result;
+        if (error)
+            result.error = describeError(error);
+        else
+            result.files = std::move(written);
+        onMain(weak, [result = std::move(result), finished](AppState& s) {
+            finish(s, result);
+            if (finished)
+                finished(result);
+        });
     });
 }
 

@@ -1,13 +1,15 @@
 #pragma once
 
 // One "Export All": the clipping guard before it, the jobs it builds from the
-// working list, and the run that renders files with segment edits, then hands
-// the others to the encoder, reporting each step in the status line.
+// working list, and the run that renders files with segment edits and hands
+// the others to the encoder, one job per core at a time, counting finished
+// files in the status line.
 
 #include "export/FFmpegExporter.h"
 #include "export/InAppRenderer.h"
 #include "list/AppState.h"
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -39,9 +41,22 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destin
 // none when all is safe.
 std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<AudioFileItemPtr>& sources);
 
-// Starts the run into `chosenFolder`/normalized and returns at once. An empty
-// `ffmpegPath` looks for the encoder; tests pass their own.
+// How a run ended: what it wrote (in job order), or the first error.
+struct Result {
+    std::vector<ExportedFile> files;
+    QString error; // the status line's text after "Export error: "; empty on success
+};
+using Finished = std::function<void(const Result&)>;
+
+// The status line's text for a finished run.
+QString describe(const Result& result);
+
+// Starts the run into `chosenFolder`/normalized and returns at once;
+// `finished` is called on the main thread at its end (at once when an
+// output would replace a source; never for an empty folder, a cancelled
+// chooser). An empty `ffmpegPath`
+// looks for the encoder; tests pass their own.
 void start(AppState& state, bool useLimiter, const QString& chosenFolder,
-           const QString& ffmpegPath = QString());
+           const QString& ffmpegPath = QString(), Finished finished = {});
 
 } // namespace ExportRun

@@ -34,12 +34,22 @@ bool InAppRenderer::needsLimiter(const RenderJob& job) {
     return job.useLimiter && job.baseCorrectionDB + SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains) > 0;
 }
 
+namespace {
+
+// The gain before the limiter and the limiter itself, as one filter argument.
+QString limitedChain(int64_t inputRate, double extraGainDB) {
+    const QString chain = limiterChain(limiterTrimSamples(inputRate));
+    return std::abs(extraGainDB) > 0.01 ? QString::asprintf("volume=%.2fdB,", extraGainDB) + chain : chain;
+}
+
+} // namespace
+
 QStringList InAppRenderer::encodeArguments(const QString& input, const QString& output,
                                            ExportFormat format, SampleRate rate, bool limiter,
-                                           int64_t limiterInputRate) {
-    QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), input};
+                                           int64_t limiterInputRate, double extraGainDB) {
+    QStringList args = encoderInputArguments(input);
     if (limiter)
-        args << QStringLiteral("-af") << limiterChain(limiterTrimSamples(limiterInputRate));
+        args << QStringLiteral("-af") << limitedChain(limiterInputRate, extraGainDB);
     args << QStringLiteral("-ar") << QString::number(rawValue(rate));
     args << encoderArguments(format) << output;
     return args;
@@ -56,92 +66,104 @@ void InAppRenderer::runFFmpeg(const QStringList& args) const {
 
 AudioReader InAppRenderer::openSource(const QString& path) {
     try {
-        return AudioReader(path);
+        // A damaged packet ends the job: the output would silently lack it.
+        return AudioReader(path, AudioReader::Damage::fail);
     } catch (const FileError& e) {
         throw RenderError(RenderError::Kind::cannotReadSource, e.description());
     }
 }
 
-QString InAppRenderer::render(const RenderJob& job) const {
-    AudioReader source = openSource(job.sourcePath);
+TemporaryFile InAppRenderer::writeRendered(const RenderJob& job, AudioReader& source, bool floatSamples) {
     const int64_t rate = source.sampleRate();
     const int64_t length = source.frames();
     const int channels = source.channels();
-
     const std::vector<float> envelope = SegmentGainEvaluation::computeGainEnvelope(
         job.segmentEdits, job.baseCorrectionDB, rate, length, SegmentGainEvaluation::blockSize);
+    const QString outputName =
+        QFileInfo(exportFileName(job.sourcePath, job.finalLUFS, job.format)).fileName();
 
-    ExportFiles::makeFolder(job.destinationFolder);
-    const QString output =
-        QDir(job.destinationFolder).filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
-    const QString outputName = QFileInfo(output).fileName();
-    const bool limiter = needsLimiter(job);
     TemporaryFile rendered(job.destinationFolder, QStringLiteral("wav"));
-
-    {
-        WavWriter writer(rendered.descriptor(), outputName, rate, channels,
-                         limiter ? 32 : pcmBitDepth(job.format), limiter || pcmIsFloat(job.format));
-        std::vector<float> buffer;
+    WavWriter writer(rendered.descriptor(), outputName, rate, channels,
+                     floatSamples ? 32 : pcmBitDepth(job.format), floatSamples || pcmIsFloat(job.format));
+    std::vector<float> buffer;
+    try {
+        buffer.resize(static_cast<size_t>(bufferFrames * channels));
+    } catch (const std::bad_alloc&) {
+        throw RenderError(RenderError::Kind::cannotReadSource, QStringLiteral("Cannot create read buffer"));
+    }
+    int64_t position = 0;
+    const auto lastBlock = static_cast<int64_t>(envelope.size()) - 1;
+    // To the end of what decodes: a lossy file's stated length is only
+    // near it, and its last frames keep the last block's gain.
+    for (;;) {
+        int64_t frames = 0;
         try {
-            buffer.resize(static_cast<size_t>(bufferFrames * channels));
-        } catch (const std::bad_alloc&) {
-            throw RenderError(RenderError::Kind::cannotReadSource, QStringLiteral("Cannot create read buffer"));
+            frames = source.readInterleaved(buffer.data(), bufferFrames);
+        } catch (const FileError& e) {
+            // A short file must not pass for the whole one: the job ends here
+            // and its temporary file goes.
+            log(QStringLiteral("Read error at sample %1: %2").arg(position).arg(e.description()));
+            throw RenderError(RenderError::Kind::cannotReadSource, e.description());
         }
-        int64_t position = 0;
-        const auto lastBlock = static_cast<int64_t>(envelope.size()) - 1;
-        // To the end of what decodes: a lossy file's stated length is only
-        // near it, and its last frames keep the last block's gain.
-        for (;;) {
-            int64_t frames = 0;
-            try {
-                frames = source.readInterleaved(buffer.data(), bufferFrames);
-            } catch (const FileError& e) {
-                // What was written so far stays and is finished as usual.
-                log(QStringLiteral("Read error at sample %1: %2").arg(position).arg(e.description()));
-                break;
-            }
-            if (frames == 0)
-                break;
-            // The gain table has one factor per 512 frames: look it up per
-            // frame, constant within a block.
-            for (int64_t i = 0; i < frames; ++i) {
-                const float gain = envelope[static_cast<size_t>(
-                    std::min((position + i) / SegmentGainEvaluation::blockSize, lastBlock))];
-                float* frame = buffer.data() + i * channels;
-                for (int c = 0; c < channels; ++c)
-                    frame[c] *= gain;
-            }
-            writer.write(buffer.data(), frames);
-            position += frames;
+        if (frames == 0)
+            break;
+        // The gain table has one factor per 512 frames: look it up per
+        // frame, constant within a block.
+        for (int64_t i = 0; i < frames; ++i) {
+            const float gain = envelope[static_cast<size_t>(
+                std::min((position + i) / SegmentGainEvaluation::blockSize, lastBlock))];
+            float* frame = buffer.data() + i * channels;
+            for (int c = 0; c < channels; ++c)
+                frame[c] *= gain;
         }
-        writer.close();
-        log(QStringLiteral("Wrote %1/%2 samples to %3").arg(position).arg(length).arg(outputName));
+        writer.write(buffer.data(), frames);
+        position += frames;
     }
+    writer.close();
+    log(QStringLiteral("Wrote %1/%2 samples to %3").arg(position).arg(length).arg(outputName));
+    return rendered;
+}
 
-    const double target = static_cast<double>(rawValue(job.sampleRate));
-    const bool rateDiffers = std::abs(static_cast<double>(rate) - target) > 1.0;
+ExportedFile InAppRenderer::render(const RenderJob& job) const {
+    AudioReader source = openSource(job.sourcePath);
+    const int64_t rate = source.sampleRate();
+    const int channels = source.channels();
+    ExportFiles::makeFolder(job.destinationFolder);
+    const bool limiter = needsLimiter(job);
+    TemporaryFile rendered = writeRendered(job, source, limiter);
+
+    const double largestOffset = SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains);
+    const ExportDelivery::Target target{
+        job.sourcePath, job.destinationFolder, job.format, job.finalLUFS,
+        ExportDelivery::limiterActs(limiter, job.peakDBFS + job.baseCorrectionDB + largestOffset)};
+    const double targetRate = static_cast<double>(rawValue(job.sampleRate));
+    const bool rateDiffers = std::abs(static_cast<double>(rate) - targetRate) > 1.0;
+
     if (limiter || !isWAV(job.format)) {
-        // The encoder writes a temporary file of its own too.
-        TemporaryFile encoded(job.destinationFolder, fileExtension(job.format));
-        if (isWAV(job.format)) {
-            QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), rendered.path(),
-                             QStringLiteral("-af"), limiterChain(limiterTrimSamples(rate))};
-            if (rateDiffers)
-                args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
-            args << codecArguments(job.format) << encoded.path();
-            runFFmpeg(args);
-        } else {
-            runFFmpeg(encodeArguments(rendered.path(), encoded.path(), job.format, job.sampleRate, limiter, rate));
-        }
-        encoded.commitAs(output);
-    } else if (rateDiffers) {
-        resampleWAV(rendered.path(), rawValue(job.sampleRate), pcmBitDepth(job.format),
-                    pcmIsFloat(job.format), channels)
-            .commitAs(output);
-    } else {
-        rendered.commitAs(output);
+        // The encoder writes a temporary file of its own too, once per try.
+        return ExportDelivery::deliver(target, [&](double extraGainDB) {
+            TemporaryFile encoded(job.destinationFolder, fileExtension(job.format));
+            if (isWAV(job.format)) {
+                QStringList args = encoderInputArguments(rendered.path());
+                args << QStringLiteral("-af") << limitedChain(rate, extraGainDB);
+                if (rateDiffers)
+                    args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
+                args << codecArguments(job.format) << encoded.path();
+                runFFmpeg(args);
+            } else {
+                runFFmpeg(encodeArguments(rendered.path(), encoded.path(), job.format, job.sampleRate,
+                                          limiter, rate, extraGainDB));
+            }
+            return encoded;
+        });
     }
-    return output;
+    if (rateDiffers) {
+        return ExportDelivery::deliver(target, [&](double) {
+            return resampleWAV(rendered.path(), rawValue(job.sampleRate), pcmBitDepth(job.format),
+                               pcmIsFloat(job.format), channels);
+        });
+    }
+    return ExportDelivery::deliver(target, [&](double) { return std::move(rendered); });
 }
 
 TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
@@ -169,11 +191,7 @@ TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRat
     while (true) {
         int64_t frames = 0;
         if (!ended) {
-            try {
-                frames = source.readInterleaved(in.data(), bufferFrames);
-            } catch (const FileError&) {
-                frames = 0; // a read failure ends the stream; what was converted stays
-            }
+            frames = source.readInterleaved(in.data(), bufferFrames);
             ended = frames == 0;
         }
         // At the end, null input flushes what the converter still holds.
@@ -182,13 +200,15 @@ TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRat
             size_t done = 0, produced = 0;
             const float* from = ended ? nullptr : in.data() + consumed * static_cast<size_t>(sourceChannels);
             const size_t available = ended ? 0 : static_cast<size_t>(frames) - consumed;
-            // A converter error ends the output where it is, like the end of the stream.
-            const bool failed =
-                soxr_process(converter, from, available, &done, out.data(), outFrames, &produced) != nullptr;
-            if (!failed)
-                writer.write(out.data(), static_cast<int64_t>(produced));
+            // A converter error ends the job: the output would be short.
+            if (const soxr_error_t failed =
+                    soxr_process(converter, from, available, &done, out.data(), outFrames, &produced)) {
+                throw RenderError(RenderError::Kind::cannotCreateOutput,
+                                  QStringLiteral("Cannot convert the sample rate: %1").arg(QString::fromUtf8(failed)));
+            }
+            writer.write(out.data(), static_cast<int64_t>(produced));
             consumed += done;
-            if (failed || (ended && produced == 0)) {
+            if (ended && produced == 0) {
                 writer.close();
                 return output;
             }

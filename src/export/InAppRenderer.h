@@ -9,6 +9,7 @@
 // renamed over the output name only once the job has succeeded.
 
 #include "editing/SegmentEditRecords.h"
+#include "export/ExportDelivery.h"
 #include "export/ExportFormat.h"
 #include "io/AudioReader.h"
 #include "io/TemporaryFile.h"
@@ -27,6 +28,9 @@ struct RenderJob {
     ExportFormat format = ExportFormat::wav24;
     SampleRate sampleRate = SampleRate::rate48000;
     bool useLimiter = false;
+    // The source's sample peak; at 0 dBFS when unknown, so that a raised
+    // file is checked after the limiter.
+    double peakDBFS = 0.0;
 };
 
 class InAppRenderer {
@@ -34,24 +38,30 @@ public:
     // An empty path: look for the encoder when it is needed.
     explicit InAppRenderer(QString ffmpegPath = QString());
 
-    // Renders one job on the calling thread and returns the output path.
-    // Throws RenderError, SystemError or FileError; temporary files never
-    // outlive it, and on failure a file already at the output name is untouched.
-    QString render(const RenderJob& job) const;
+    // Renders one job on the calling thread and returns what it wrote.
+    // Throws RenderError, SystemError or FileError (a source that cannot be
+    // read to its end among them); temporary files never outlive it, and on
+    // failure a file already at the output name is untouched.
+    ExportedFile render(const RenderJob& job) const;
 
     // Whether the job needs the limiter: asked for, and the correction plus
     // the largest segment offset raises the level above the source.
     static bool needsLimiter(const RenderJob& job);
-    // The encoder arguments from the renderer's WAV to the final output.
+    // The encoder arguments from the renderer's WAV to the final output,
+    // with `extraGainDB` before the limiter (to land on target when limited).
     static QStringList encodeArguments(const QString& input, const QString& output,
                                        ExportFormat format, SampleRate rate, bool limiter,
-                                       int64_t limiterInputRate);
+                                       int64_t limiterInputRate, double extraGainDB = 0.0);
     // Converts a WAV file to `targetRate` into a new temporary file beside it.
     static TemporaryFile resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
                                      bool isFloat, int channels);
 
 private:
     static AudioReader openSource(const QString& path);
+    // Writes the source with its gains applied into a new temporary WAV
+    // beside the output: 32-bit float when the limiter or the encoder
+    // follows, else the format's own samples.
+    static TemporaryFile writeRendered(const RenderJob& job, AudioReader& source, bool floatSamples);
     void runFFmpeg(const QStringList& args) const;
 
     QString ffmpegPath_;

@@ -1,5 +1,6 @@
 #include "io/AudioReader.h"
 
+#include "io/FFmpegInput.h"
 #include "io/FileError.h"
 
 extern "C" {
@@ -9,20 +10,14 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
-#include <QFile>
 #include <QFileInfo>
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 #include <vector>
 
 namespace {
 
-QString avError(int code) {
-    char text[AV_ERROR_MAX_STRING_SIZE]{};
-    av_strerror(code, text, sizeof text);
-    return QString::fromUtf8(text);
-}
+QString avError(int code) { return FFmpegInput::describe(code); }
 
 // Errors in a row, with nothing decoded or read in between, after which a
 // stream counts as ended instead of being retried for ever.
@@ -65,6 +60,7 @@ struct AudioReader::Impl {
     bool decoderEnded = false;
     int64_t skipTo = -1;        // after a seek: the frame the caller asked for
     int errorsInARow = 0;
+    bool failOnDamage = false;
     bool primed = false; // the first frame has been decoded
 
     ~Impl() {
@@ -81,6 +77,14 @@ struct AudioReader::Impl {
         throw FileError(QStringLiteral("Cannot read \"%1\": %2").arg(name, why));
     }
 
+    void refused(int result) {
+        if (failOnDamage) {
+            av_packet_unref(packet);
+            fail(QStringLiteral("damaged audio (%1)").arg(avError(result)));
+        }
+        ++errorsInARow;
+    }
+
     void open(const QString& path);
     int chooseStream() const;
     bool describedByHeader() const;
@@ -89,18 +93,8 @@ struct AudioReader::Impl {
 };
 
 void AudioReader::Impl::open(const QString& path) {
-    // The libraries' own log lines would land on the user's terminal; what
-    // goes wrong reaches the user as an error on the file's row instead.
-    static std::once_flag quiet;
-    std::call_once(quiet, [] { av_log_set_level(AV_LOG_QUIET); });
     name = QFileInfo(path).fileName();
-    // "file:" keeps a colon in the name from reading as a protocol, and the
-    // whitelist keeps a playlist inside a file from reaching anything else.
-    const QByteArray url = "file:" + QFile::encodeName(QFileInfo(path).absoluteFilePath());
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    int result = avformat_open_input(&format, url.constData(), nullptr, &options);
-    av_dict_free(&options);
+    int result = FFmpegInput::open(&format, path);
     if (result < 0)
         fail(avError(result));
     // Probing the streams by reading and decoding some of them takes longer
@@ -205,7 +199,7 @@ bool AudioReader::Impl::decodeNext() {
             break;
         }
         if (result != AVERROR(EAGAIN)) {
-            ++errorsInARow; // a frame that would not decode is left out
+            refused(result); // a frame that would not decode is left out
             continue;
         }
         if (inputEnded) {
@@ -224,7 +218,11 @@ bool AudioReader::Impl::decodeNext() {
         }
         if (packet->stream_index == stream) {
             // A packet the decoder refuses is skipped.
-            errorsInARow = avcodec_send_packet(codec, packet) < 0 ? errorsInARow + 1 : 0;
+            result = avcodec_send_packet(codec, packet);
+            if (result < 0)
+                refused(result);
+            else
+                errorsInARow = 0;
         }
         av_packet_unref(packet);
     }
@@ -285,7 +283,8 @@ void AudioReader::Impl::convert(const AVFrame* decoded) {
     }
 }
 
-AudioReader::AudioReader(const QString& path) : impl_(std::make_unique<Impl>()) {
+AudioReader::AudioReader(const QString& path, Damage damage) : impl_(std::make_unique<Impl>()) {
+    impl_->failOnDamage = damage == Damage::fail;
     impl_->open(path);
 }
 

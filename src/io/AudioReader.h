@@ -5,7 +5,8 @@
 // Samples come out as interleaved 32-bit floats at the file's own rate and
 // channel count, integer formats scaled by 2^-15, 2^-23 or 2^-31 (exactly as
 // libsndfile reads them). Broken packets are skipped the way FFmpeg's own
-// tools skip them. One thread at a time.
+// tools skip them, or end the reading with an error where a damaged file
+// must not pass for a whole one (an export). One thread at a time.
 
 #include "io/FileError.h"
 
@@ -15,9 +16,11 @@
 
 class AudioReader {
 public:
+    enum class Damage { skip, fail };
+
     // Throws FileError naming the file and why the libraries refuse it (not
     // a file they know, no audio stream, no decoder).
-    explicit AudioReader(const QString& path);
+    explicit AudioReader(const QString& path, Damage damage = Damage::skip);
     ~AudioReader();
     AudioReader(AudioReader&&) noexcept;
     AudioReader& operator=(AudioReader&&) noexcept;
@@ -31,7 +34,8 @@ public:
 
     // Reads up to `frames` frames into `interleaved` (frames × channels
     // floats). Returns the frames read; fewer only at the end, 0 after it.
-    // Throws FileError when the file cannot be read on (an I/O error).
+    // Throws FileError when the file cannot be read on (an I/O error), and
+    // with Damage::fail when a packet does not decode.
     int64_t readInterleaved(float* interleaved, int64_t frames);
     // Moves the read position to `frame`: exactly for PCM and lossless
     // formats, within one codec frame for lossy ones. False when the file

@@ -7,6 +7,7 @@
 #include "export/ExportRun.h"
 
 #include <cmath>
+#include <optional>
 
 namespace {
 
@@ -29,17 +30,43 @@ QString writeMusic(const QTemporaryDir& dir, const QString& name, double seconds
     return path;
 }
 
-// Exports everything the state holds and returns the outputs by source name.
-QString exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat format, SampleRate rate,
-                  bool limiter, const QString& folder) {
+// Short loud bursts over a quiet bed, like drum hits: a limiter takes little
+// of its loudness, which more gain before it can win back.
+QString writeHits(const QTemporaryDir& dir, const QString& name, double seconds) {
+    const int64_t rate = 48000;
+    const auto n = static_cast<int64_t>(seconds * rate);
+    std::vector<float> left(static_cast<size_t>(n)), right(static_cast<size_t>(n));
+    for (int64_t i = 0; i < n; ++i) {
+        const double t = static_cast<double>(i) / rate;
+        const double hit = std::fmod(t, 0.5) < 0.004 ? 0.6 * std::sin(2 * M_PI * 1000 * t) : 0.0;
+        left[static_cast<size_t>(i)] = static_cast<float>(0.05 * std::sin(2 * M_PI * 220 * t) + hit);
+        right[static_cast<size_t>(i)] = left[static_cast<size_t>(i)];
+    }
+    const QString path = dir.filePath(name);
+    fixtures::writeWav(path, {left, right}, rate);
+    return path;
+}
+
+// Exports the one file the state holds and returns what was written.
+ExportedFile exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat format, SampleRate rate,
+                       bool limiter, const QString& folder) {
     state.setExportFormat(format);
     state.setExportSampleRate(rate);
-    ExportRun::start(state, limiter, dir.filePath(folder));
-    EXPECT_TRUE(fixtures::waitUntil([&] { return !state.isExporting(); }));
-    EXPECT_EQ(state.statusMessage(), "Export complete!");
-    const AudioFileItemPtr& item = state.files().front();
-    return QDir(dir.filePath(folder + "/normalized"))
-        .filePath(exportFileName(item->path(), *item->finalLUFS(), format));
+    std::optional<ExportRun::Result> result;
+    ExportRun::start(state, limiter, dir.filePath(folder), QString(), [&](const ExportRun::Result& r) { result = r; });
+    EXPECT_TRUE(fixtures::waitUntil([&] { return result.has_value(); }));
+    EXPECT_TRUE(result && result->error.isEmpty() && result->files.size() == 1) << state.statusMessage().toStdString();
+    return result && !result->files.empty() ? result->files.front() : ExportedFile{};
+}
+
+float peakOf(const QString& path) {
+    AudioReader file(path);
+    std::vector<float> buffer(static_cast<size_t>(file.frames() * file.channels()));
+    file.readInterleaved(buffer.data(), file.frames());
+    float peak = 0;
+    for (float x : buffer)
+        peak = std::max(peak, std::abs(x));
+    return peak;
 }
 
 } // namespace
@@ -59,7 +86,7 @@ TEST(ExportPromiseTest, EveryWavFormatLandsAtItsFinalLoudnessOnBothPaths) {
         for (ExportFormat format : {ExportFormat::wav16, ExportFormat::wav24, ExportFormat::wav32}) {
             for (SampleRate rate : {SampleRate::rate48000, SampleRate::rate44100, SampleRate::rate96000}) {
                 const QString out = exportOne(state, dir, format, rate, false,
-                                              QStringLiteral("out%1-%2").arg(edited).arg(run++));
+                                              QStringLiteral("out%1-%2").arg(edited).arg(run++)).path;
                 AudioReader written(out);
                 EXPECT_EQ(written.sampleRate(), rawValue(rate));
                 EXPECT_EQ(written.channels(), 2);
@@ -80,9 +107,9 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     AudioFileItem& item = *state.files().front();
     const double finalLUFS = *item.finalLUFS();
 
-    const QString mp3 = exportOne(state, dir, ExportFormat::mp3_320, SampleRate::rate48000, false, "mp3");
+    const QString mp3 = exportOne(state, dir, ExportFormat::mp3_320, SampleRate::rate48000, false, "mp3").path;
     EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3).peakLUFS, finalLUFS, 0.3);
-    const QString flac = exportOne(state, dir, ExportFormat::flac, SampleRate::rate44100, false, "flac");
+    const QString flac = exportOne(state, dir, ExportFormat::flac, SampleRate::rate44100, false, "flac").path;
     EXPECT_NEAR(LoudnessAnalyzer::analyze(flac).peakLUFS, finalLUFS, 0.1);
 
     // Three segments at -6, 0 and +4 dB: the middle of each sits at its offset.
@@ -90,7 +117,7 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     item.segmentEdits().addSeparator(26.0);
     item.segmentEdits().setSegmentGain(0, -6.0);
     item.segmentEdits().setSegmentGain(2, 4.0);
-    const QString segmented = exportOne(state, dir, ExportFormat::wav24, SampleRate::rate48000, false, "seg");
+    const QString segmented = exportOne(state, dir, ExportFormat::wav24, SampleRate::rate48000, false, "seg").path;
     const AnalysisResult in = LoudnessAnalyzer::analyze(source);
     const AnalysisResult out = LoudnessAnalyzer::analyze(segmented);
     const std::pair<double, double> middles[] = {{3.0, 10.0}, {16.0, 23.0}, {29.0, 37.0}};
@@ -103,31 +130,45 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
         EXPECT_NEAR(LoudnessAnalyzer::gatedLoudness(out.energy, from, to, 48000), expected, 0.05) << "segment " << s;
     }
 
-    // Pushed 12 dB over full scale: with the limiter no sample passes -0.3 dBFS
-    // by more than 0.1 dB, on both paths.
-    const QString loud = writeMusic(dir, "Loud.wav", 30.0, 0.9);
+    // Hits pushed 8 dB over full scale: the limiter holds every sample under
+    // -0.3 dBFS (+0.1 dB), and the gain before it is raised until the output
+    // measures what its name promises, on both paths.
     AppState hot(AppState::AnalysisOptions{analyzeFileOutcome, 1});
-    hot.addFiles(urlsOf({loud}));
+    hot.addFiles(urlsOf({writeHits(dir, "Hits.wav", 30.0)}));
     ASSERT_TRUE(waitForAnalyses(hot));
-    hot.files().front()->setCorrectionDB(12.0);
-    hot.files().front()->setIsManualOverride(true);
-    ASSERT_FALSE(ExportRun::findClippingFiles(hot.files()).empty());
+    AudioFileItem& hits = *hot.files().front();
+    hits.setCorrectionDB(8.0 - hits.analysis()->peakDBFS);
+    hits.setIsManualOverride(true);
     const double ceiling = std::pow(10.0, (-0.3 + 0.1) / 20.0);
     for (bool edited : {false, true}) {
         if (edited)
-            hot.files().front()->segmentEdits().addSeparator(10.0);
-        for (SampleRate rate : {SampleRate::rate48000, SampleRate::rate44100}) {
-            const QString limited = exportOne(hot, dir, ExportFormat::wav24, rate, true,
-                                              QStringLiteral("lim%1-%2").arg(edited).arg(rawValue(rate)));
-            AudioReader file(limited);
-            std::vector<float> buffer(static_cast<size_t>(file.frames() * file.channels()));
-            file.readInterleaved(buffer.data(), file.frames());
-            float peak = 0;
-            for (float x : buffer)
-                peak = std::max(peak, std::abs(x));
-            EXPECT_LE(peak, ceiling) << "peak " << 20 * std::log10(peak) << " dBFS at " << rawValue(rate)
-                                     << (edited ? " rendered" : " encoded");
+            hits.segmentEdits().addSeparator(10.0);
+        for (ExportFormat format : {ExportFormat::wav24, ExportFormat::flac}) {
+            const ExportedFile limited = exportOne(hot, dir, format, SampleRate::rate44100, true,
+                                                   QStringLiteral("lim%1-%2").arg(edited).arg(caseName(format)));
+            const std::string where = caseName(format).toStdString() + (edited ? " rendered" : " encoded");
+            EXPECT_FALSE(limited.offTarget) << where;
+            EXPECT_EQ(QFileInfo(limited.path).fileName(), exportFileName(hits.path(), *hits.finalLUFS(), format));
+            EXPECT_NEAR(LoudnessAnalyzer::analyze(limited.path).peakLUFS, *hits.finalLUFS(), 0.2) << where;
+            const float peak = peakOf(limited.path);
+            EXPECT_LE(peak, ceiling) << "peak " << 20 * std::log10(peak) << " dBFS, " << where;
             EXPECT_GT(peak, 0.5);
         }
     }
+
+    // Dense tones 12 dB over: no gain reaches the promise under the ceiling;
+    // the file is named with what it measures, and the status line says so.
+    AppState dense(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    dense.addFiles(urlsOf({writeMusic(dir, "Dense.wav", 30.0, 0.9)}));
+    ASSERT_TRUE(waitForAnalyses(dense));
+    dense.files().front()->setCorrectionDB(12.0);
+    dense.files().front()->setIsManualOverride(true);
+    const ExportedFile held = exportOne(dense, dir, ExportFormat::wav24, SampleRate::rate48000, true, "held");
+    EXPECT_TRUE(held.offTarget);
+    const double measured = LoudnessAnalyzer::analyze(held.path).peakLUFS;
+    EXPECT_LT(measured, *dense.files().front()->finalLUFS() - 0.2);
+    EXPECT_NEAR(held.loudnessLUFS, measured, 1e-9);
+    EXPECT_EQ(QFileInfo(held.path).fileName(), exportFileName(held.sourcePath, measured, ExportFormat::wav24));
+    EXPECT_EQ(dense.statusMessage(), QStringLiteral("Export complete! The limiter's ceiling keeps 1 file below target: %1 at %2 LUFS")
+                                         .arg(QFileInfo(held.path).fileName(), QString::asprintf("%.1f", measured)));
 }

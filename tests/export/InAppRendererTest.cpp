@@ -34,7 +34,8 @@ RenderJob jobFor(const QString& source, const QString& dest, double correction, 
         SegmentEditModel::addSeparator(edits, 3.0 * static_cast<double>(i));
     for (size_t i = 0; i < offsets.size(); ++i)
         SegmentEditModel::setSegmentGain(edits, static_cast<int64_t>(i), offsets[i]);
-    return RenderJob{source, edits, correction, -16.0, dest, format, rate, limiter};
+    // The sources peak at -12 dBFS.
+    return RenderJob{source, edits, correction, -16.0, dest, format, rate, limiter, -12.0};
 }
 
 QStringList leftovers(const QString& dest) {
@@ -56,8 +57,9 @@ TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
     const InAppRenderer renderer(fake.path);
 
     // A: WAV with the limiter, trim from the rate the encoder reads (44100).
-    const QString out = renderer.render(jobFor(src44, dest, 2.0, ExportFormat::wav24, SampleRate::rate48000, true));
-    EXPECT_EQ(out, dest + "/Song (-16LUFS).wav");
+    const ExportedFile out = renderer.render(jobFor(src44, dest, 2.0, ExportFormat::wav24, SampleRate::rate48000, true));
+    EXPECT_EQ(out.path, dest + "/Song (-16LUFS).wav");
+    EXPECT_FALSE(out.offTarget);
     // B: MP3 with the limiter; a segment at +2 dB over a -1 dB correction needs it.
     renderer.render(jobFor(src44, dest, -1.0, ExportFormat::mp3_320, SampleRate::rate48000, true, {0, 2}));
     // D: FLAC without limiter ("Export anyway").
@@ -76,9 +78,10 @@ TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
     }
     for (int i = 0; i < 4; ++i) {
         ASSERT_GE(runs[i].size(), 4);
-        EXPECT_TRUE(isTemporaryIn(runs[i][2], dest, "wav") && isTemporaryIn(runs[i].last(), dest, QStringList{"wav", "mp3", "flac", "wav"}[i])) << i;
+        EXPECT_EQ(encoderInputArguments(runs[i][3]), runs[i].mid(0, 7));
+        EXPECT_TRUE(isTemporaryIn(runs[i][3], dest, "wav") && isTemporaryIn(runs[i].last(), dest, QStringList{"wav", "mp3", "flac", "wav"}[i])) << i;
     }
-    const auto middle = [](const QStringList& run) { return run.mid(3, run.size() - 4); };
+    const auto middle = [](const QStringList& run) { return run.mid(7, run.size() - 8); };
     const QString chain219 = limiterChain(219);
     EXPECT_EQ(middle(runs[0]), (QStringList{"-af", chain219, "-ar", "48000", "-c:a", "pcm_s24le"}));
     EXPECT_EQ(middle(runs[1]), (QStringList{"-af", chain219, "-ar", "48000", "-codec:a", "libmp3lame",
@@ -100,7 +103,7 @@ TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
     const QString src = writeSource(dir, "Song.wav", 48000, 0.5);
     // A good output of an earlier run outlives a failing encoder.
     const InAppRenderer good(FFmpegLocator::find());
-    const QString earlier = good.render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true));
+    const QString earlier = good.render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true)).path;
     const auto before = fixtures::sha256Of({src, earlier});
     FakeFFmpeg failing(dir.path(), 1);
     try {
@@ -138,7 +141,7 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
 
     // Same rate: every sample is the source times its block's gain.
     testing::internal::CaptureStdout();
-    const QString out = renderer.render(jobFor(src, dest, -6.0, ExportFormat::wav32, SampleRate::rate48000, false, {0, 3}));
+    const QString out = renderer.render(jobFor(src, dest, -6.0, ExportFormat::wav32, SampleRate::rate48000, false, {0, 3})).path;
     const std::string log = testing::internal::GetCapturedStdout();
     EXPECT_EQ(log, "[Renderer] Wrote 336000/336000 samples to Song (-16LUFS).wav\n");
     const std::vector<float> in = fixtures::readFirstChannel(src);
@@ -151,7 +154,7 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
         ASSERT_EQ(got[i], in[i] * env[i / 512]) << i;
 
     // WAV 16-bit at 44100 from 48000: resampled in-app, the name kept.
-    const QString out16 = renderer.render(jobFor(src, dest, 0.0, ExportFormat::wav16, SampleRate::rate44100, false, {0, 1}));
+    const QString out16 = renderer.render(jobFor(src, dest, 0.0, ExportFormat::wav16, SampleRate::rate44100, false, {0, 1})).path;
     AudioReader written(out16);
     EXPECT_EQ(written.sampleRate(), 44100);
     EXPECT_EQ(written.channels(), 2);
@@ -163,7 +166,7 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
     ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-i", src, "-c:a", "aac", m4a}));
     const QString fromAac = InAppRenderer(FFmpegLocator::find())
                                 .render(jobFor(m4a, dir.filePath("aac"), 0.0, ExportFormat::wav24,
-                                               SampleRate::rate48000, false, {0, 1}));
+                                               SampleRate::rate48000, false, {0, 1})).path;
     AudioReader aac(fromAac);
     EXPECT_EQ(aac.channels(), 2);
     EXPECT_NEAR(static_cast<double>(aac.frames()) / 48000.0, 7.0, 0.05);
@@ -212,7 +215,7 @@ TEST(InAppRendererTest, FullDiskFailsWithItsReasonAndLeavesNoTemporaryFile) {
     }
     // The encoder path reports the encoder's own words.
     try {
-        FFmpegExporter::runExport({src, 1.0, -16.0, dest, ExportFormat::wav32, SampleRate::rate96000, false},
+        FFmpegExporter::runExport({src, 1.0, -16.0, dest, ExportFormat::wav32, SampleRate::rate96000, false, -12.0},
                                   FFmpegLocator::find());
         ADD_FAILURE() << "a full disk went unnoticed";
     } catch (const ExportError& e) {

@@ -1,0 +1,33 @@
+#include "io/FFmpegInput.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libavutil/log.h>
+}
+
+#include <QFile>
+#include <QFileInfo>
+#include <mutex>
+
+namespace FFmpegInput {
+
+int open(AVFormatContext** format, const QString& path) {
+    // The libraries' own log lines would land on the user's terminal; what
+    // goes wrong reaches the user as an error in our words instead.
+    static std::once_flag quiet;
+    std::call_once(quiet, [] { av_log_set_level(AV_LOG_QUIET); });
+    const QByteArray url = "file:" + QFile::encodeName(QFileInfo(path).absoluteFilePath());
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    const int result = avformat_open_input(format, url.constData(), nullptr, &options);
+    av_dict_free(&options);
+    return result;
+}
+
+QString describe(int code) {
+    char text[AV_ERROR_MAX_STRING_SIZE]{};
+    av_strerror(code, text, sizeof text);
+    return QString::fromUtf8(text);
+}
+
+} // namespace FFmpegInput
