@@ -1,0 +1,125 @@
+// What travels from a real source to its export, with the real encoder: the
+// tags and the cover, never the loudness tags, and never a damaged middle.
+
+#include "editing/SegmentEditModel.h"
+#include "export/ExportErrors.h"
+#include "export/FFmpegExporter.h"
+#include "export/InAppRenderer.h"
+#include "io/AudioTags.h"
+#include "io/FFmpegLocator.h"
+#include "support/AudioFixtures.h"
+#include "support/QtPrinters.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <taglib/fileref.h>
+#include <taglib/tpropertymap.h>
+
+namespace {
+
+const QMap<QString, QString> listed{
+    {"TITLE", "Tïtle"}, {"ARTIST", "Artist"}, {"ALBUM", "Album"}, {"ALBUMARTIST", "Band"},
+    {"TRACKNUMBER", "3/12"}, {"DISCNUMBER", "1/2"}, {"DATE", "2021"}, {"GENRE", "Rock"}, {"COMMENT", "Live"}};
+
+// A 25-second tone encoded by the real encoder with `extra` arguments.
+QString encode(const QTemporaryDir& dir, const QString& name, const QStringList& extra) {
+    const QString path = dir.filePath(name);
+    EXPECT_TRUE(fixtures::runFFmpeg(QStringList{"-y", "-v", "error", "-f", "lavfi", "-i", "sine=f=330:d=25",
+                                                "-ac", "2"} + extra + QStringList{path}));
+    return path;
+}
+
+// The listed fields an export holds, read back by TagLib.
+QMap<QString, QString> listedFieldsOf(const QString& path) {
+    const TagLib::FileRef file(QFile::encodeName(path).constData());
+    QMap<QString, QString> found;
+    if (file.isNull())
+        return found;
+    const TagLib::PropertyMap properties = file.file()->properties();
+    for (const auto& [key, values] : properties) {
+        const QString name = QString::fromStdString(key.to8Bit(true));
+        if (listed.contains(name) || name.startsWith("REPLAYGAIN") || name.startsWith("R128"))
+            found.insert(name, QString::fromStdString(values.toString().to8Bit(true)));
+    }
+    return found;
+}
+
+ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFormat format, bool rendered) {
+    const QString ffmpeg = FFmpegLocator::find();
+    if (!rendered)
+        return FFmpegExporter::runExport({source, -2.0, -16.0, dest, format, SampleRate::rate44100, true, -9.0}, ffmpeg);
+    SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
+    SegmentEditModel::addSeparator(edits, 5.0);
+    SegmentEditModel::setSegmentGain(edits, 1, 1.0);
+    return InAppRenderer(ffmpeg).render({source, edits, -2.0, -16.0, dest, format, SampleRate::rate44100, true, -9.0});
+}
+
+} // namespace
+
+TEST(ExportSourcesTest, TagsAndCoverTravelWithoutLoudnessTags) {
+    QTemporaryDir dir;
+    const QString cover = dir.filePath("cover.png");
+    ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-f", "lavfi", "-i", "color=red:s=64x64", "-frames:v", "1", cover}));
+    QStringList tags;
+    for (auto it = listed.begin(); it != listed.end(); ++it) {
+        const char* key = it.key() == "TRACKNUMBER" ? "track" : it.key() == "DISCNUMBER" ? "disc"
+                        : it.key() == "ALBUMARTIST" ? "album_artist" : nullptr;
+        tags << "-metadata" << (key ? QString::fromLatin1(key) : it.key().toLower()) + "=" + it.value();
+    }
+    tags << "-metadata" << "REPLAYGAIN_TRACK_GAIN=-6.20 dB" << "-metadata" << "R128_TRACK_GAIN=-1536";
+    // FLAC with a picture; Ogg keeps its tags on the stream, the track total apart.
+    const QString flac = encode(dir, "Tagged.flac", QStringList{"-i", cover, "-map", "0:a", "-map", "1:v", "-c:v", "copy",
+                                                                "-disposition:v", "attached_pic", "-c:a", "flac"} + tags);
+    QStringList oggTags = tags;
+    oggTags[oggTags.indexOf("track=3/12")] = "track=3";
+    oggTags << "-metadata" << "TRACKTOTAL=12";
+    const QString ogg = encode(dir, "Stream.ogg", QStringList{"-c:a", "libvorbis"} + oggTags);
+    // Nothing but a loudness tag: the export has no tags at all.
+    const QString plain = encode(dir, "Plain.flac", {"-metadata", "REPLAYGAIN_TRACK_GAIN=-6.20 dB"});
+    QFile coverFile(cover);
+    ASSERT_TRUE(coverFile.open(QIODevice::ReadOnly));
+    const QByteArray picture = coverFile.readAll();
+
+    for (bool rendered : {false, true}) {
+        for (ExportFormat format : {ExportFormat::mp3_320, ExportFormat::flac, ExportFormat::wav16}) {
+            const QString dest = dir.filePath(QStringLiteral("out-%1-%2").arg(rendered).arg(caseName(format)));
+            const std::string where = caseName(format).toStdString() + (rendered ? " rendered" : " encoded");
+            for (const QString& source : {flac, ogg}) {
+                const QString out = exportBothWays(source, dest, format, rendered).path;
+                EXPECT_EQ(listedFieldsOf(out), listed) << where << " from " << source.toStdString();
+                const AudioTags back = AudioTagCopy::read(out);
+                // WAV holds no picture.
+                const bool withPicture = source == flac && !isWAV(format);
+                EXPECT_EQ(back.picture, withPicture ? picture : QByteArray()) << where;
+                EXPECT_EQ(back.pictureType, withPicture ? "image/png" : "") << where;
+            }
+            EXPECT_TRUE(listedFieldsOf(exportBothWays(plain, dest, format, rendered).path).isEmpty()) << where;
+        }
+    }
+}
+
+TEST(ExportSourcesTest, ADamagedMiddleEndsTheJobAndLeavesNoOutput) {
+    QTemporaryDir dir;
+    const QString mp3 = encode(dir, "Damaged.mp3", {"-c:a", "libmp3lame", "-b:a", "192k"});
+    QFile file(mp3);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    QByteArray bytes = file.readAll();
+    for (qsizetype i = bytes.size() / 2; i < bytes.size() / 2 + 20000; ++i)
+        bytes[i] = static_cast<char>((i * 7919) % 251);
+    file.seek(0);
+    file.write(bytes);
+    file.close();
+
+    for (bool rendered : {false, true}) {
+        const QString dest = dir.filePath(QStringLiteral("out%1").arg(rendered));
+        try {
+            exportBothWays(mp3, dest, ExportFormat::wav24, rendered);
+            ADD_FAILURE() << "a damaged source was exported" << (rendered ? " rendered" : " encoded");
+        } catch (const DescribedError& e) {
+            EXPECT_TRUE(e.description().contains("Damaged")) << e.what();
+        }
+        EXPECT_TRUE(fixtures::filesIn(dest).isEmpty()) << fixtures::filesIn(dest).join(", ").toStdString();
+        EXPECT_TRUE(fixtures::temporaryFilesIn(dest).isEmpty());
+    }
+}
