@@ -20,6 +20,7 @@ extern "C" {
 #include <taglib/xiphcomment.h>
 #include <array>
 #include <memory>
+#include <mutex>
 
 namespace {
 
@@ -170,6 +171,10 @@ AudioTags read(const QString& path) {
 void write(const QString& path, const AudioTags& tags) {
     if (tags.isEmpty())
         return;
+    // TagLib keeps shared state of its own (frame factories, default
+    // encodings) and promises nothing for threads: one writer at a time.
+    static std::mutex oneAtATime;
+    const std::lock_guard lock(oneAtATime);
     const QByteArray name = QFile::encodeName(path);
     const QString extension = QFileInfo(path).suffix().toLower();
     if (extension == QLatin1String("mp3"))

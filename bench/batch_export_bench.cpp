@@ -1,0 +1,97 @@
+// "Export All" of a batch, one job per core, against running the same
+// encoder commands one after another in the same run: 12 four-minute 48 kHz
+// stereo files (links to one WAV, so both read from the same cache) to
+// MP3 320k and to FLAC, the two taking turns, best of two each. Analysis
+// happens before the clock starts.
+// Usage: build/bench/batch_export_bench [files=12] [minutes=4]
+
+#include "BenchAudio.h"
+#include "export/ExportRun.h"
+#include "io/EncoderProcess.h"
+#include "io/FFmpegLocator.h"
+#include "list/AppState.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QThread>
+#include <cmath>
+#include <cstdio>
+#include <optional>
+
+namespace {
+
+double seconds(const QElapsedTimer& timer) { return static_cast<double>(timer.nsecsElapsed()) / 1e9; }
+
+// The run as the window starts it; the time until it finished, or -1.
+double exportAll(AppState& state, const QString& folder, const QString& ffmpeg) {
+    std::optional<ExportRun::Result> result;
+    QElapsedTimer timer;
+    timer.start();
+    ExportRun::start(state, false, folder, ffmpeg, [&](const ExportRun::Result& r) { result = r; });
+    while (!result)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    if (!result->error.isEmpty()) {
+        std::fprintf(stderr, "export failed: %s\n", qPrintable(result->error));
+        return -1.0;
+    }
+    return seconds(timer);
+}
+
+// The encoder's command of every job, one after another.
+double oneAfterAnother(const AppState& state, const QString& folder, ExportFormat format, const QString& ffmpeg) {
+    QDir().mkpath(folder);
+    const ExportRun::Plan plan =
+        ExportRun::buildPlan(state.files(), folder, format, state.exportSampleRate(), false);
+    QElapsedTimer timer;
+    timer.start();
+    for (const FFmpegExporter::ExportJob& job : plan.exportJobs) {
+        const QString output = QDir(folder).filePath(QFileInfo(FFmpegExporter::outputPath(job)).fileName());
+        if (EncoderProcess::run(ffmpeg, FFmpegExporter::arguments(job, output)).exitCode != 0) {
+            std::fprintf(stderr, "the reference run failed\n");
+            return -1.0;
+        }
+    }
+    return seconds(timer);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const int files = argc > 1 ? std::max(1, std::atoi(argv[1])) : 12;
+    const int minutes = argc > 2 ? std::max(1, std::atoi(argv[2])) : 4;
+    QTemporaryDir dir;
+    const QString source = dir.filePath(QStringLiteral("Source.wav"));
+    if (!writeBenchWav(source, 2, minutes * 60, SF_FORMAT_PCM_16, [](double t, int c) {
+            return 0.2 * std::sin(2 * M_PI * (c == 0 ? 220.0 : 330.0) * t) * (0.6 + 0.4 * std::sin(t));
+        })) {
+        std::fprintf(stderr, "cannot write the source\n");
+        return 1;
+    }
+    AppState state;
+    state.addFiles(linksTo(source, files));
+    while (std::any_of(state.files().begin(), state.files().end(), [](const AudioFileItemPtr& f) { return f->isAnalyzing(); }))
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+
+    const QString ffmpeg = FFmpegLocator::find();
+    std::fprintf(stderr, "%d files of %d min, 48 kHz stereo, %d cores:\n", files, minutes, QThread::idealThreadCount());
+    for (ExportFormat format : {ExportFormat::mp3_320, ExportFormat::flac}) {
+        state.setExportFormat(format);
+        const QString name = caseName(format);
+        double ours = 1e9, reference = 1e9;
+        for (int run = 0; run < 2; ++run) {
+            const QString suffix = QStringLiteral("%1-%2").arg(name).arg(run);
+            const double a = exportAll(state, dir.filePath(QStringLiteral("ours-") + suffix), ffmpeg);
+            const double b = oneAfterAnother(state, dir.filePath(QStringLiteral("reference-") + suffix), format, ffmpeg);
+            if (a < 0 || b < 0)
+                return 1;
+            ours = std::min(ours, a);
+            reference = std::min(reference, b);
+        }
+        std::fprintf(stderr, "%-8s Export All %.2f s, the same commands one after another %.2f s: %.2fx faster\n",
+                     qPrintable(name), ours, reference, reference / ours);
+    }
+    return 0;
+}
