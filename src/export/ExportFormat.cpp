@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -75,6 +76,10 @@ QString label(SampleRate rate) { return QStringLiteral("%1 Hz").arg(rawValue(rat
 QStringList encoderInputArguments(const QString& input) {
     return {QStringLiteral("-y"), QStringLiteral("-xerror"), QStringLiteral("-i"), input,
             QStringLiteral("-vn"), QStringLiteral("-map_metadata"), QStringLiteral("-1")};
+}
+
+QString volumeFilter(double gainDB) {
+    return std::abs(gainDB) > 0.01 ? QString::asprintf("volume=%.2fdB", gainDB) : QString();
 }
 
 int64_t limiterTrimSamples(int64_t rateHz) { return std::max<int64_t>(rateHz * 5 / 1000, 1) - 1; }

@@ -58,6 +58,10 @@ inline int64_t limiterTrimSamples(SampleRate rate) { return limiterTrimSamples(r
 // copied into the output afterwards, loudness tags left out.
 QStringList encoderInputArguments(const QString& input);
 
+// "volume=4.50dB": the encoder's filter for a gain; empty within ±0.01 dB,
+// where it would change nothing.
+QString volumeFilter(double gainDB);
+
 // The brickwall limiter at 0.966 (about −0.3 dBFS), then the trim.
 inline constexpr double limiterCeilingDBFS = -0.3;
 inline const QString limiterFilter = QStringLiteral("alimiter=limit=0.966:attack=5:release=50:level=false");

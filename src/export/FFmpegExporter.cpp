@@ -6,7 +6,6 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <cmath>
 
 namespace FFmpegExporter {
 
@@ -22,10 +21,9 @@ QString outputPath(const ExportJob& job) {
 }
 
 QStringList arguments(const ExportJob& job, const QString& written, double extraGainDB) {
-    const double gain = job.correctionDB + extraGainDB;
     QStringList filters;
-    if (std::abs(gain) > 0.01)
-        filters << QString::asprintf("volume=%.2fdB", gain);
+    if (const QString volume = volumeFilter(job.correctionDB + extraGainDB); !volume.isEmpty())
+        filters << volume;
     if (limiterInChain(job))
         filters << limiterChain(limiterTrimSamples(job.sampleRate));
 

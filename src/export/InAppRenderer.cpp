@@ -39,7 +39,8 @@ namespace {
 // The gain before the limiter and the limiter itself, as one filter argument.
 QString limitedChain(int64_t inputRate, double extraGainDB) {
     const QString chain = limiterChain(limiterTrimSamples(inputRate));
-    return std::abs(extraGainDB) > 0.01 ? QString::asprintf("volume=%.2fdB,", extraGainDB) + chain : chain;
+    const QString volume = volumeFilter(extraGainDB);
+    return volume.isEmpty() ? chain : volume + QLatin1Char(',') + chain;
 }
 
 } // namespace
