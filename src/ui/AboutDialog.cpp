@@ -1,5 +1,6 @@
 #include "ui/AboutDialog.h"
 
+#include "ui/PaintKit.h"
 #include "ui/Icons.h"
 
 #include <QApplication>
@@ -19,14 +20,7 @@ AboutDialog::AboutDialog(const QString& version, const QString& build, QWidget* 
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(20, 24, 20, 20);
     column->setSpacing(8);
-    auto* icon = new QLabel;
-    icon->setPixmap(QApplication::windowIcon().pixmap(80, 80));
-    icon->setAlignment(Qt::AlignCenter);
-    auto* shadow = new QGraphicsDropShadowEffect(icon);
-    shadow->setColor(QColor(0, 0, 0, 51));
-    shadow->setBlurRadius(8);
-    shadow->setOffset(0, 4);
-    icon->setGraphicsEffect(shadow);
+    QLabel* icon = Icons::appIconLabel(80, 18, 8, 4);
     auto* name = new QLabel(QStringLiteral("Sonivel"));
     QFont bold = name->font();
     bold.setBold(true);
@@ -39,7 +33,7 @@ AboutDialog::AboutDialog(const QString& version, const QString& build, QWidget* 
     small.setPixelSize(12);
     versionLabel->setFont(small);
     versionLabel->setAlignment(Qt::AlignCenter);
-    versionLabel->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
+    versionLabel->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
     column->addWidget(icon);
     column->addWidget(name);
     column->addWidget(versionLabel);

@@ -1,5 +1,6 @@
 #include "ui/ClippingWarningDialog.h"
 
+#include "ui/PaintKit.h"
 #include "export/ExportRun.h"
 
 #include <QDialogButtonBox>
@@ -48,7 +49,7 @@ ClippingWarningDialog::ClippingWarningDialog(const AppState& state, QWidget* par
     if (const auto safe = ExportRun::computeSafeTarget(state.files())) {
         auto* tip = new QLabel(QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", *safe));
         tip->setObjectName(QStringLiteral("safeTargetTip"));
-        tip->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
+        tip->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
         column->addWidget(tip);
     }
     auto* buttons = new QDialogButtonBox;

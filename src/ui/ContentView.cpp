@@ -1,5 +1,6 @@
 #include "ui/ContentView.h"
 
+#include "ui/PaintKit.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "playback/DefaultOutput.h"
 #include "ui/ExportControlsView.h"
@@ -289,7 +290,7 @@ void ContentView::refreshStatus() {
         const QString message = state_.statusMessage().trimmed();
         status_->setText(message.section(QLatin1Char('\n'), 0, 0));
         status_->setToolTip(message.contains(QLatin1Char('\n')) ? message : QString());
-        status_->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
+        status_->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
     }
 }
 

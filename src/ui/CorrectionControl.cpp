@@ -1,5 +1,6 @@
 #include "ui/CorrectionControl.h"
 
+#include "ui/PaintKit.h"
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -96,7 +97,7 @@ CorrectionControl::CorrectionControl(std::shared_ptr<AudioFileItem> file, std::f
     QFont caption = unit->font();
     caption.setPixelSize(10);
     unit->setFont(caption);
-    unit->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
+    unit->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
     // On the number's baseline, not above it.
     row->addWidget(unit, 0, Qt::AlignBaseline);
     row->addStretch();

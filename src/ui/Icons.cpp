@@ -1,7 +1,11 @@
 #include "ui/Icons.h"
 
+#include <QApplication>
+#include <QGraphicsDropShadowEffect>
 #include <QHash>
+#include <QLabel>
 #include <QPainter>
+#include <QPainterPath>
 #include <QSvgRenderer>
 
 // The icons live in this static library; its resources must be registered by hand.
@@ -56,6 +60,30 @@ QPixmap tinted(const QString& symbol, const QColor& color, int size) {
     painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
     painter.fillRect(pixmap.rect(), color);
     return pixmap;
+}
+
+QLabel* appIconLabel(int size, double radius, double blur, double drop) {
+    auto* icon = new QLabel;
+    const double ratio = qApp->devicePixelRatio();
+    QPixmap rounded(QSize(size, size) * ratio);
+    rounded.setDevicePixelRatio(ratio);
+    rounded.fill(Qt::transparent);
+    {
+        QPainter p(&rounded);
+        p.setRenderHint(QPainter::Antialiasing, true);
+        QPainterPath clip;
+        clip.addRoundedRect(QRectF(0, 0, size, size), radius, radius);
+        p.setClipPath(clip);
+        p.drawPixmap(QRect(0, 0, size, size), QApplication::windowIcon().pixmap(QSize(size, size) * ratio));
+    }
+    icon->setPixmap(rounded);
+    icon->setAlignment(Qt::AlignCenter);
+    auto* shadow = new QGraphicsDropShadowEffect(icon);
+    shadow->setColor(QColor(0, 0, 0, 51));
+    shadow->setBlurRadius(blur);
+    shadow->setOffset(0, drop);
+    icon->setGraphicsEffect(shadow);
+    return icon;
 }
 
 } // namespace Icons

@@ -9,11 +9,17 @@
 #include <QPixmap>
 #include <QString>
 
+class QLabel;
+
 namespace Icons {
 
 // "scissors", "arrow.counterclockwise", "xmark", "plus.circle" ...
 QIcon icon(const QString& symbol);
 // The symbol drawn in one colour at `size` pixels square.
 QPixmap tinted(const QString& symbol, const QColor& color, int size);
+
+// The application's icon, `size` points square, its corners rounded by
+// `radius`, over a soft black shadow `drop` points below it.
+QLabel* appIconLabel(int size, double radius, double blur, double drop);
 
 } // namespace Icons

@@ -2,6 +2,7 @@
 
 #include "ui/AboutDialog.h"
 #include "ui/ContentView.h"
+#include "ui/onboarding/OnboardingWizardView.h"
 
 #include <QAction>
 #include <QApplication>
@@ -29,6 +30,22 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
     edit->addAction(redo);
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     help->addAction(QStringLiteral("About Sonivel"), this, &MainWindow::showAbout);
+    help->addAction(QStringLiteral("Show Introduction"), this, [this] { state_.setShowOnboarding(true); });
+
+    // The introduction shows over the window while the state asks for it.
+    connect(&state_, &AppState::showOnboardingChanged, this, [this] {
+        if (state_.showOnboarding())
+            showOnboarding();
+    });
+}
+
+void MainWindow::showOnboarding() {
+    if (findChild<OnboardingWizardView*>())
+        return;
+    auto* wizard = new OnboardingWizardView(this);
+    wizard->setAttribute(Qt::WA_DeleteOnClose);
+    connect(wizard, &QDialog::finished, this, [this] { state_.setShowOnboarding(false); });
+    wizard->open();
 }
 
 void MainWindow::showAbout() {

@@ -1,8 +1,8 @@
 #pragma once
 
 // The application's one window: the content view with File, Edit (undo and
-// redo with their action names) and Help menus, 1200 x 700 by default and
-// never smaller than 900 x 600.
+// redo with their action names) and Help menus (About, the introduction),
+// 1200 x 700 by default and never smaller than 900 x 600.
 
 #include "list/AppState.h"
 #include "playback/AudioOutput.h"
@@ -24,6 +24,8 @@ public:
     ContentView* content() const { return content_; }
     QUndoStack& undoStack() { return undo_; }
     void showAbout();
+    // The introduction over the window (one at a time).
+    void showOnboarding();
 
     // On the first launch only: remembers it was seen and asks for the wizard.
     static void markFirstLaunch(AppState& state);

@@ -1,5 +1,7 @@
 #include "ui/PaintKit.h"
 
+#include <QPalette>
+
 #include <QFont>
 #include <QFontDatabase>
 #include <QFontMetricsF>
@@ -10,6 +12,11 @@
 #include <limits>
 
 namespace PaintKit {
+
+QString secondaryTextStyle(const QPalette& palette) {
+    const QColor c = palette.color(QPalette::PlaceholderText);
+    return QStringLiteral("color: rgba(%1, %2, %3, %4)").arg(c.red()).arg(c.green()).arg(c.blue()).arg(c.alpha());
+}
 
 QColor withAlpha(QColor color, double alpha) {
     color.setAlphaF(static_cast<float>(alpha));

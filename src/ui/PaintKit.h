@@ -15,11 +15,15 @@
 #include <vector>
 
 class QFont;
+class QPalette;
 class QPainter;
 
 namespace PaintKit {
 
 QColor withAlpha(QColor color, double alpha);
+// A style sheet that writes a widget's text in the palette's secondary
+// colour (the placeholder colour, translucent), alpha kept.
+QString secondaryTextStyle(const QPalette& palette);
 // A pen with flat caps; dashes are given in points, not in line widths.
 QPen pen(const QColor& color, double width, bool dashed = false, double on = 4, double off = 4);
 QFont monospaced(double pixelSize, bool bold = false);

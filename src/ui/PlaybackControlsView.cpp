@@ -1,5 +1,6 @@
 #include "ui/PlaybackControlsView.h"
 
+#include "ui/PaintKit.h"
 #include "playback/AudioDeviceManager.h"
 #include "ui/Icons.h"
 
@@ -28,7 +29,7 @@ PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine&
     small.setPixelSize(11);
     time_->setFont(small);
     time_->setFixedWidth(130);
-    time_->setStyleSheet(QStringLiteral("color: %1").arg(palette().color(QPalette::PlaceholderText).name()));
+    time_->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
     auto* output = new QLabel(QStringLiteral("Output:"));
     output->setStyleSheet(time_->styleSheet());
     devices_->setMaximumWidth(300);

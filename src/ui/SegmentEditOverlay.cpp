@@ -11,11 +11,11 @@ namespace {
 
 double timeAt(const SegmentEditOverlay::Context& c, double x) {
     const double plotW = c.geometry.plotW();
-    return plotW > 0 ? (x - PlotGeometry::marginLeft) / plotW * c.data.duration : 0.0;
+    return plotW > 0 ? (x - c.geometry.marginLeft) / plotW * c.data.duration : 0.0;
 }
 
 bool insidePlot(const SegmentEditOverlay::Context& c, double x) {
-    return x >= PlotGeometry::marginLeft && x <= PlotGeometry::marginLeft + c.geometry.plotW();
+    return x >= c.geometry.marginLeft && x <= c.geometry.marginLeft + c.geometry.plotW();
 }
 
 void emitAction(const SegmentEditOverlay::Context& c, const SegmentEditAction& action) {
@@ -177,7 +177,7 @@ std::vector<SegmentEditOverlay::MenuItem> SegmentEditOverlay::contextMenu(const 
 
 std::optional<Qt::CursorShape> editModeCursor(QPointF hover, const std::vector<Separator>& separators,
                                               double duration, const PlotGeometry& g) {
-    if (hover.x() < PlotGeometry::marginLeft || hover.x() > PlotGeometry::marginLeft + g.plotW())
+    if (hover.x() < g.marginLeft || hover.x() > g.marginLeft + g.plotW())
         return std::nullopt;
     if (duration > 0) {
         for (const Separator& s : separators) {

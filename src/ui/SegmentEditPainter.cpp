@@ -158,7 +158,7 @@ void paint(QPainter& painter, const AnalysisResult& data, const SegmentEditSnaps
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing, true);
     drawHandlesAndLabels(painter, data, edits, g);
-    SpanLayer layer(QRectF(PlotGeometry::marginLeft - 3, g.yTop() - 3, g.plotW() + 6, g.plotH() + 6),
+    SpanLayer layer(QRectF(g.marginLeft - 3, g.yTop() - 3, g.plotW() + 6, g.plotH() + 6),
                     painter.device()->devicePixelRatioF());
     addLinesAndZones(layer, data, edits, g);
     drawModifiedCurve(painter, layer, data, edits, g);

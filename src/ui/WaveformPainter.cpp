@@ -31,7 +31,9 @@ void addEnvelope(SpanLayer& layer, const AnalysisResult& data, const SegmentEdit
     const auto columns = static_cast<int64_t>(g.plotW());
     if (buckets <= 0 || columns <= 0)
         return;
-    const double step = std::max(static_cast<double>(buckets) / static_cast<double>(columns), 1.0);
+    // Buckets per column; below one (a very short file) a bucket spans
+    // several columns, so the envelope still reaches the end of the plot.
+    const double step = static_cast<double>(buckets) / static_cast<double>(columns);
     std::vector<double> offsets;
     if (editsApply(edits)) {
         std::vector<double> times(static_cast<size_t>(columns));
@@ -61,7 +63,7 @@ void addEnvelope(SpanLayer& layer, const AnalysisResult& data, const SegmentEdit
         // A one-point stroke centred on x = marginLeft + c + 0.5, at least
         // half a point tall; a segment gain that lifts it past full scale
         // stops at the plot's edge.
-        const double x = PlotGeometry::marginLeft + static_cast<double>(c);
+        const double x = g.marginLeft + static_cast<double>(c);
         const double y1 = std::clamp(g.yOfSample(high), g.yTop(), g.yBot() - 0.5);
         const double y2 = std::clamp(g.yOfSample(low), g.yTop(), g.yBot());
         spans.add(x, x + 1, y1, std::max(y2, y1 + 0.5));
@@ -123,7 +125,7 @@ void paintBackdrop(QPainter& painter, const AnalysisResult& data, const SegmentE
     // 1. The loudest window, 2. the soft passages: tinted, between dashed
     // edges; 3. the envelope. All in one layer: Qt splits every tall fill
     // among threads, which costs more than these few pixels.
-    SpanLayer layer(QRectF(PlotGeometry::marginLeft, g.yTop(), g.plotW(), g.plotH()), painter.device()->devicePixelRatioF());
+    SpanLayer layer(QRectF(g.marginLeft, g.yTop(), g.plotW(), g.plotH()), painter.device()->devicePixelRatioF());
     const auto tinted = [&](double a, double b, const QColor& fill, const QColor& edge) {
         layer.addBand({a, b, g.yTop(), g.yBot(), fill});
         layer.addBand({a - 0.5, a + 0.5, g.yTop(), g.yBot(), edge, 4, 4});
@@ -148,10 +150,10 @@ void paintForeground(QPainter& painter, const AnalysisResult& data, const Segmen
     const double xs = g.xOfTime(data.windowStart, duration), xe = g.xOfTime(data.windowEnd, duration);
 
     // 4. The loudest window's loudness.
-    painter.setFont(monospaced(12));
+    painter.setFont(monospaced(g.titleSize));
     painter.setPen(Qt::yellow);
     drawCentred(painter, QString::asprintf("Loudest 20s: %.1f LUFS", data.peakLUFS),
-                QPointF((xs + xe) / 2, g.yTop() + 12));
+                QPointF((xs + xe) / 2, g.yTop() + g.titleSize));
 
     // 5. The loudness curve, soft parts in their own colour.
     paintCurve(painter, data, g);
@@ -167,30 +169,30 @@ void paintForeground(QPainter& painter, const AnalysisResult& data, const Segmen
     }
 
     // 7. LUFS labels.
-    painter.setFont(monospaced(8));
+    painter.setFont(monospaced(g.labelSize));
     painter.setPen(Qt::gray);
     const QFontMetricsF small(painter.font());
     for (int v = -60; v <= 0; v += 10) {
         const QString text = QString::number(v);
         const double y = g.yOfLUFS(v);
-        painter.drawText(QPointF(30 - small.horizontalAdvance(text), y + (small.ascent() - small.descent()) / 2), text);
+        painter.drawText(QPointF(g.marginLeft / 2 - small.horizontalAdvance(text), y + (small.ascent() - small.descent()) / 2), text);
     }
 
     // 8. Centre line, 9. plot frame.
     painter.setPen(pen(withAlpha(Qt::gray, 0.3), 1.0));
-    painter.drawLine(QPointF(PlotGeometry::marginLeft, g.midY()), QPointF(g.width - PlotGeometry::marginRight, g.midY()));
+    painter.drawLine(QPointF(g.marginLeft, g.midY()), QPointF(g.width - g.marginRight, g.midY()));
     painter.setPen(pen(withAlpha(Qt::gray, 0.2), 1.0));
-    painter.drawRect(QRectF(PlotGeometry::marginLeft, g.yTop(), g.plotW(), g.plotH()));
+    painter.drawRect(QRectF(g.marginLeft, g.yTop(), g.plotW(), g.plotH()));
 
     // 10. Time axis.
     for (int t : timeTicks(duration)) {
         const double x = g.xOfTime(t, duration);
         painter.setPen(pen(Qt::gray, 1.0));
-        painter.drawLine(QPointF(x, g.yBot()), QPointF(x, g.yBot() + 5));
+        painter.drawLine(QPointF(x, g.yBot()), QPointF(x, g.yBot() + g.labelSize * 0.6));
         // Centred under its tick, but never past the widget's edges.
         const QString label = QString::asprintf("%d:%02d", t / 60, t % 60);
         const double half = painter.fontMetrics().horizontalAdvance(label) / 2.0 + 1;
-        drawCentred(painter, label, QPointF(std::clamp(x, half, g.width - half), g.yBot() + 14));
+        drawCentred(painter, label, QPointF(std::clamp(x, half, g.width - half), g.yBot() + g.labelSize * 1.75));
     }
     painter.restore();
 }
@@ -198,7 +200,7 @@ void paintForeground(QPainter& painter, const AnalysisResult& data, const Segmen
 void paintPlayhead(QPainter& painter, double playheadTime, double duration, const PlotGeometry& g) {
     if (playheadTime < 0 || duration <= 0 || !g.isDrawable())
         return;
-    const double x = PlotGeometry::marginLeft + playheadTime / duration * g.plotW();
+    const double x = g.marginLeft + playheadTime / duration * g.plotW();
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing, true);
     painter.setPen(pen(playheadColor, 2.0));
@@ -218,7 +220,7 @@ namespace {
 // the segment offset there in edit mode.
 std::optional<std::pair<double, double>> readOut(const AnalysisResult& data, double hoverX,
                                                  const SegmentEditSnapshot* edits, const PlotGeometry& g) {
-    if (hoverX < PlotGeometry::marginLeft || hoverX > g.width - PlotGeometry::marginRight || data.times.empty() ||
+    if (hoverX < g.marginLeft || hoverX > g.width - g.marginRight || data.times.empty() ||
         data.duration <= 0 || data.loudnessCurve.size() != data.times.size())
         return std::nullopt;
     const double t = g.timeAtX(hoverX, data.duration);

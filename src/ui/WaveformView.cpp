@@ -251,8 +251,8 @@ void WaveformView::applyCursor() {
 
 void WaveformView::layoutButtons() {
     const QSize size = edit_->sizeHint();
-    const int x = static_cast<int>(PlotGeometry::marginLeft) + 6;
-    const int bottom = height() - static_cast<int>(PlotGeometry::marginBottom) - 6;
+    const int x = static_cast<int>(PlotGeometry{}.marginLeft) + 6;
+    const int bottom = height() - static_cast<int>(PlotGeometry{}.marginBottom) - 6;
     edit_->setGeometry(x, bottom - size.height(), size.width(), size.height());
     reset_->move(x + size.width() + 6, bottom - size.height() + (size.height() - 20) / 2);
     help_->move(std::max(0, x), std::max(0, bottom - size.height() - help_->height() - 4));

@@ -8,6 +8,7 @@
 #include "ui/ExportControlsView.h"
 #include "ui/FileTableView.h"
 #include "ui/MainWindow.h"
+#include "ui/onboarding/OnboardingWizardView.h"
 #include "ui/PlaybackControlsView.h"
 #include "playback/MemoryOutput.h"
 
@@ -266,9 +267,14 @@ TEST(MainWindowTest, AboutAndFirstLaunch) {
     QTemporaryDir config;
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
     QCoreApplication::setOrganizationName("SonivelTest");
-    AppState first, second;
-    MainWindow::markFirstLaunch(first);
-    EXPECT_TRUE(first.showOnboarding());
+    Window first;
+    AppState second;
+    MainWindow::markFirstLaunch(first.state);
+    auto* wizard = first.window->findChild<OnboardingWizardView*>();
+    ASSERT_TRUE(wizard && wizard->isVisible()) << "the introduction shows over the window";
+    EXPECT_EQ(wizard->windowModality(), Qt::WindowModal);
+    wizard->findChild<QPushButton*>("skip")->click();
+    EXPECT_FALSE(first.state.showOnboarding());
     MainWindow::markFirstLaunch(second);
     EXPECT_FALSE(second.showOnboarding()) << "only the first launch";
 

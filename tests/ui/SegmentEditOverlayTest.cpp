@@ -272,15 +272,15 @@ TEST(MagnifierTest, LensStaysInsideThePlotAndTheFile) {
     SegmentEditModel::addSeparator(edits, 10.0);
     SegmentEditModel::setFadeDuration(edits, edits.separators[0].id, 5000.0); // 7.5 ... 12.5 s
 
-    const MagnifierOverlay left{r, edits, PlotGeometry::marginLeft, g};
+    const MagnifierOverlay left{r, edits, g.marginLeft, g};
     const MagnifierOverlay::Lens a = left.lens();
     EXPECT_EQ(a.start, 0.0);
     EXPECT_EQ(a.end, 100.0 / 32);
-    EXPECT_EQ(a.x0, PlotGeometry::marginLeft);
+    EXPECT_EQ(a.x0, g.marginLeft);
     EXPECT_EQ(a.xOfTime(a.pointerTime), a.left);
-    const MagnifierOverlay::Lens b = MagnifierOverlay{r, edits, PlotGeometry::marginLeft + g.plotW(), g}.lens();
+    const MagnifierOverlay::Lens b = MagnifierOverlay{r, edits, g.marginLeft + g.plotW(), g}.lens();
     EXPECT_EQ(b.end, 100.0);
-    EXPECT_EQ(b.x0 + 280, PlotGeometry::marginLeft + g.plotW());
+    EXPECT_EQ(b.x0 + 280, g.marginLeft + g.plotW());
     EXPECT_EQ(MagnifierOverlay::timeLabel(125.37), "2:05.37");
     EXPECT_EQ(MagnifierOverlay::timeLabel(9.5), "0:09.50");
 

@@ -10,12 +10,15 @@
 #include "ui/MainWindow.h"
 #include "playback/SilentOutput.h"
 #include "ui/WaveformView.h"
+#include "ui/onboarding/OnboardingWizardView.h"
 
 #include "list/AppState.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QMouseEvent>
+#include <QPushButton>
+#include <QTest>
 #include <cstdio>
 
 int main(int argc, char** argv) {
@@ -94,6 +97,20 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(Icons::icon(QStringLiteral("sonivel")));
     AboutDialog about(QStringLiteral("0.1.0"), QStringLiteral("1"));
     about.grab().save(QDir(out).filePath("about.png"));
+
+    // Each page of the introduction, the animated ones a moment after they
+    // appear (the miniature halfway through its analysis).
+    OnboardingWizardView wizard;
+    wizard.show();
+    for (int page = 0; page < 5; ++page) {
+        QTest::qWait(page == 2 ? 1400 : 500);
+        wizard.grab().save(QDir(out).filePath(QStringLiteral("onboarding-%1.png").arg(page + 1)));
+        if (page == 2) {
+            QTest::qWait(1600);
+            wizard.grab().save(QDir(out).filePath(QStringLiteral("onboarding-3-corrected.png")));
+        }
+        wizard.findChild<QPushButton*>("primary")->click();
+    }
 
     std::printf("wrote %s\n", qPrintable(QDir(out).absolutePath()));
     return 0;

@@ -86,8 +86,8 @@ TEST(WaveformPainterTest, TicksHoverTextAndEditModeOffsets) {
 
     const AnalysisResult r = synthetic();
     const PlotGeometry g{600, 300};
-    EXPECT_EQ(WaveformPainter::hoverText(r, PlotGeometry::marginLeft, nullptr, g), "0:00.0  -20.0 LUFS");
-    EXPECT_TRUE(WaveformPainter::hoverText(r, PlotGeometry::marginLeft - 1, nullptr, g).isEmpty());
+    EXPECT_EQ(WaveformPainter::hoverText(r, g.marginLeft, nullptr, g), "0:00.0  -20.0 LUFS");
+    EXPECT_TRUE(WaveformPainter::hoverText(r, g.marginLeft - 1, nullptr, g).isEmpty());
     EXPECT_TRUE(WaveformPainter::hoverText(r, 600 - 9, nullptr, g).isEmpty());
     EXPECT_EQ(WaveformPainter::hoverText(r, g.xOfTime(55, 100), nullptr, g), "0:55.0  -26.0 LUFS");
     SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
