@@ -1,10 +1,10 @@
 #include "AnalyzeCommand.h"
 #include "ExportCommand.h"
+#include "SonivelApp.h"
 #include "Version.h"
 #include "io/AllocatorTuning.h"
 #include "io/Interruption.h"
 #include "io/TemporaryFile.h"
-#include "list/AppState.h"
 #include "ui/Icons.h"
 #include "ui/ContentView.h"
 #include "ui/MainWindow.h"
@@ -69,13 +69,10 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
     QApplication::setDesktopFileName(QStringLiteral("sonivel"));
     app.setProperty("buildNumber", QStringLiteral(SONIVEL_BUILD_NUMBER));
     QApplication::setWindowIcon(Icons::icon(QStringLiteral("sonivel")));
-    AppState state;
-    MainWindow window(state);
-    window.show();
-    MainWindow::markFirstLaunch(state);
+    SonivelApp sonivel;
     if (!screenshot.isEmpty())
-        takeScreenshotWhenReady(window, state, screenshot);
-    state.addPaths(QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3));
+        takeScreenshotWhenReady(sonivel.window(), sonivel.appState(), screenshot);
+    sonivel.start(QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3));
     return app.exec();
 }
 

@@ -28,15 +28,19 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
     redo->setShortcut(QKeySequence::Redo);
     edit->addAction(undo);
     edit->addAction(redo);
-    QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
-    help->addAction(QStringLiteral("About Sonivel"), this, &MainWindow::showAbout);
-    help->addAction(QStringLiteral("Show Introduction"), this, [this] { state_.setShowOnboarding(true); });
+    help_ = menuBar()->addMenu(QStringLiteral("&Help"));
+    help_->addAction(QStringLiteral("About Sonivel"), this, &MainWindow::showAbout);
+    help_->addAction(QStringLiteral("Show Introduction"), this, [this] { state_.setShowOnboarding(true); });
 
     // The introduction shows over the window while the state asks for it.
     connect(&state_, &AppState::showOnboardingChanged, this, [this] {
         if (state_.showOnboarding())
             showOnboarding();
     });
+}
+
+void MainWindow::addCommandAfterAbout(QAction* command) {
+    help_->insertAction(help_->actions().value(1), command);
 }
 
 void MainWindow::showOnboarding() {

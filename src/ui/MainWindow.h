@@ -13,6 +13,8 @@
 #include <memory>
 
 class ContentView;
+class QAction;
+class QMenu;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -24,6 +26,8 @@ public:
     ContentView* content() const { return content_; }
     QUndoStack& undoStack() { return undo_; }
     void showAbout();
+    // A command of the application's own, in the Help menu after About.
+    void addCommandAfterAbout(QAction* command);
     // The introduction over the window (one at a time).
     void showOnboarding();
 
@@ -34,4 +38,5 @@ private:
     AppState& state_;
     QUndoStack undo_;
     ContentView* content_;
+    QMenu* help_;
 };

@@ -9,6 +9,7 @@
 #include "ui/Icons.h"
 #include "ui/MainWindow.h"
 #include "playback/SilentOutput.h"
+#include "ui/UpdateDialogs.h"
 #include "ui/WaveformView.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
@@ -97,6 +98,23 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(Icons::icon(QStringLiteral("sonivel")));
     AboutDialog about(QStringLiteral("0.1.0"), QStringLiteral("1"));
     about.grab().save(QDir(out).filePath("about.png"));
+
+    // The three answers to a check for updates.
+    const auto save = [&out](QDialog* dialog, const char* name) {
+        dialog->show();
+        QTest::qWait(50);
+        dialog->grab().save(QDir(out).filePath(QString::fromLatin1(name)));
+        dialog->close();
+    };
+    save(UpdateDialogs::upToDate(nullptr, QStringLiteral("0.1.0 (1)")), "update-up-to-date.png");
+    save(UpdateDialogs::offer(nullptr, {QStringLiteral("1.3.0 (57)"), QStringLiteral("0.1.0 (1)"),
+                                        QStringLiteral("<h3>What's new</h3><ul><li>Analysis twice as fast</li>"
+                                                       "<li>Fades follow the curve</li></ul><img src=\"https://example.com/x.png\">"),
+                                        QUrl(QStringLiteral("https://sonivel.org/notes/1.3.0")),
+                                        QUrl(QStringLiteral("https://sonivel.org/download"))}),
+         "update-offer.png");
+    save(UpdateDialogs::failure(nullptr, QStringLiteral("The update server did not answer within 15 seconds.")),
+         "update-error.png");
 
     // Each page of the introduction, the animated ones a moment after they
     // appear (the miniature halfway through its analysis).

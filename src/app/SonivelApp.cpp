@@ -1,0 +1,50 @@
+#include "app/SonivelApp.h"
+
+#include "Version.h"
+#include "ui/UpdateDialogs.h"
+
+#include <QDialog>
+#include <QTimer>
+
+SonivelApp::SonivelApp()
+    : updaterManager_(AppVersion{QStringLiteral(SONIVEL_VERSION), QStringLiteral(SONIVEL_BUILD_NUMBER)}),
+      window_(appState_), checkForUpdates_(QStringLiteral("Check for Updates...")) {
+    checkForUpdates_.setEnabled(updaterManager_.canCheckForUpdates());
+    if (UpdaterManager::configuredFeedURL().isEmpty())
+        checkForUpdates_.setToolTip(QStringLiteral("No update feed is configured for this installation."));
+    QObject::connect(&updaterManager_, &UpdaterManager::canCheckForUpdatesChanged, &checkForUpdates_,
+                     &QAction::setEnabled);
+    QObject::connect(&checkForUpdates_, &QAction::triggered, &updaterManager_, &UpdaterManager::checkForUpdates);
+    QObject::connect(&updaterManager_, &UpdaterManager::checkFinished, &window_,
+                     [this](const UpdateCheck& result) { showCheckResult(result); });
+    window_.addCommandAfterAbout(&checkForUpdates_);
+}
+
+void SonivelApp::showCheckResult(const UpdateCheck& result) {
+    QDialog* dialog = nullptr;
+    switch (result.outcome) {
+    case UpdateCheck::Outcome::upToDate:
+        dialog = UpdateDialogs::upToDate(&window_, Appcast::displayVersion(result.installed));
+        break;
+    case UpdateCheck::Outcome::newerVersion:
+        dialog = UpdateDialogs::offer(&window_, {Appcast::displayVersion(result.offer.version),
+                                                 Appcast::displayVersion(result.installed), result.offer.releaseNotes,
+                                                 result.offer.releaseNotesLink, result.offer.downloadPage});
+        break;
+    case UpdateCheck::Outcome::failed:
+        dialog = UpdateDialogs::failure(&window_, result.error);
+        break;
+    }
+    dialog->open();
+}
+
+void SonivelApp::start(const QStringList& files) {
+    window_.show();
+    MainWindow::markFirstLaunch(appState_);
+    appState_.addPaths(files);
+    // Once the window is up: the question about automatic checks (second
+    // launch only) and a check when one is due.
+    QTimer::singleShot(0, &window_, [this] {
+        updaterManager_.startUp([this] { return UpdateDialogs::askAboutAutomaticChecks(&window_); });
+    });
+}
