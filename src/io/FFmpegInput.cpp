@@ -11,11 +11,13 @@ extern "C" {
 
 namespace FFmpegInput {
 
+void quiet() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
+
 int open(AVFormatContext** format, const QString& path) {
-    // The libraries' own log lines would land on the user's terminal; what
-    // goes wrong reaches the user as an error in our words instead.
-    static std::once_flag quiet;
-    std::call_once(quiet, [] { av_log_set_level(AV_LOG_QUIET); });
+    quiet();
     const QByteArray url = "file:" + QFile::encodeName(QFileInfo(path).absoluteFilePath());
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);

@@ -10,6 +10,10 @@ struct AVFormatContext;
 
 namespace FFmpegInput {
 
+// Keeps the libraries' own log lines off the user's terminal: what goes
+// wrong reaches the user as an error in our words instead.
+void quiet();
+
 // Opens `path` into `*format` (nullptr before); returns FFmpeg's result code.
 int open(AVFormatContext** format, const QString& path);
 

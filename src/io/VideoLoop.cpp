@@ -1,10 +1,11 @@
 #include "io/VideoLoop.h"
 
+#include "io/FFmpegInput.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/imgutils.h>
-#include <libavutil/log.h>
 #include <libswscale/swscale.h>
 }
 
@@ -103,11 +104,7 @@ struct VideoLoop::State {
 };
 
 VideoLoop::VideoLoop(const QString& path) {
-    static const bool quiet = [] {
-        av_log_set_level(AV_LOG_QUIET);
-        return true;
-    }();
-    (void)quiet;
+    FFmpegInput::quiet();
     auto state = std::make_unique<State>();
     if (state->open(path))
         state_ = std::move(state);

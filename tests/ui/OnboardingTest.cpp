@@ -1,4 +1,5 @@
 #include "io/VideoLoop.h"
+#include "support/EventLoop.h"
 #include "ui/WaveformPainter.h"
 #include "ui/onboarding/LoopingVideoView.h"
 #include "ui/onboarding/MockWaveform.h"
@@ -63,16 +64,15 @@ TEST(OnboardingTest, PagesButtonsAndKeys) {
     QString before = "Welcome to Sonivel";
     for (const QString title : {"Fast Loudness Check", "Simple Mode", "Manual Edit Mode", "You're All Set!"}) {
         QTest::keyClick(&wizard, Qt::Key_Return);
-        QTest::qWait(350); // the slide
-        const QStringList texts = visibleTexts(wizard);
-        EXPECT_TRUE(texts.contains(title)) << title.toStdString();
-        EXPECT_FALSE(texts.contains(before)) << "the page before has left";
+        EXPECT_TRUE(visibleTexts(wizard).contains(title)) << "slides in at once: " << title.toStdString();
+        EXPECT_TRUE(fixtures::waitUntil([&] { return !visibleTexts(wizard).contains(before); }, 5000))
+            << "the page before leaves";
         EXPECT_TRUE(back->isVisible());
+        EXPECT_EQ(primary->text(), title == "You're All Set!" ? "Get Started" : "Next");
         before = title;
     }
-    EXPECT_EQ(primary->text(), "Get Started");
     back->click();
-    QTest::qWait(350);
+    EXPECT_TRUE(fixtures::waitUntil([&] { return !visibleTexts(wizard).contains("You're All Set!"); }, 5000));
     EXPECT_TRUE(visibleTexts(wizard).contains("Manual Edit Mode"));
     EXPECT_TRUE(visibleTexts(wizard).contains("Alt+Click"));
     EXPECT_EQ(primary->text(), "Next");

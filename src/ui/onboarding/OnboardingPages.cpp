@@ -42,6 +42,15 @@ QVBoxLayout* titled(QWidget* page, const QString& title, const QString& subtitle
     return column;
 }
 
+// A titled page that shows the bundled video `video` below its subtitle.
+QVBoxLayout* withVideo(QWidget* page, const QString& title, const QString& subtitle, const QString& video) {
+    QVBoxLayout* column = titled(page, title, subtitle);
+    auto* view = new LoopingVideoView(video, QStringLiteral("mp4"));
+    view->setFixedHeight(240);
+    column->addWidget(view);
+    return column;
+}
+
 // A white bold number on an accent-coloured circle, 20 points across.
 QLabel* numberBadge(int n, const QColor& colour) {
     const double ratio = qApp->devicePixelRatio();
@@ -84,11 +93,9 @@ QWidget* welcomePage() {
 
 QWidget* loudnessCheckPage() {
     auto* page = new QWidget;
-    QVBoxLayout* column = titled(page, QStringLiteral("Fast Loudness Check"),
-                                 QStringLiteral("Compare loudness between songs while listening"));
-    auto* video = new LoopingVideoView(QStringLiteral("demoFastCheck"), QStringLiteral("mp4"));
-    video->setFixedHeight(240);
-    column->addWidget(video);
+    QVBoxLayout* column = withVideo(page, QStringLiteral("Fast Loudness Check"),
+                                    QStringLiteral("Compare loudness between songs while listening"),
+                                    QStringLiteral("demoFastCheck"));
     auto* steps = new QGridLayout;
     steps->setHorizontalSpacing(8);
     steps->setVerticalSpacing(6);
@@ -147,11 +154,9 @@ QWidget* simpleModePage() {
 
 QWidget* editModePage() {
     auto* page = new QWidget;
-    QVBoxLayout* column = titled(page, QStringLiteral("Manual Edit Mode"),
-                                 QStringLiteral("Fine-tune loudness per segment for precise control"));
-    auto* video = new LoopingVideoView(QStringLiteral("manualEditDemo"), QStringLiteral("mp4"));
-    video->setFixedHeight(240);
-    column->addWidget(video);
+    QVBoxLayout* column = withVideo(page, QStringLiteral("Manual Edit Mode"),
+                                    QStringLiteral("Fine-tune loudness per segment for precise control"),
+                                    QStringLiteral("manualEditDemo"));
     auto* legend = new QGridLayout;
     legend->setHorizontalSpacing(10);
     legend->setVerticalSpacing(6);
