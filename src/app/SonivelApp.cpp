@@ -1,6 +1,7 @@
 #include "app/SonivelApp.h"
 
 #include "Version.h"
+#include "app/RememberedChoices.h"
 #include "ui/UpdateDialogs.h"
 
 #include <QDialog>
@@ -38,7 +39,16 @@ void SonivelApp::showCheckResult(const UpdateCheck& result) {
     dialog->open();
 }
 
-void SonivelApp::start(const QStringList& files) {
+void SonivelApp::start(const QStringList& files, bool listen) {
+    RememberedChoices::restore(appState_, window_);
+    RememberedChoices::keep(appState_, window_);
+    if (listen && instanceServer_.listen())
+        QObject::connect(&instanceServer_, &InstanceServer::filesArrived, &window_, [this](const QStringList& more) {
+            appState_.addPaths(more);
+            window_.setWindowState((window_.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+            window_.raise();
+            window_.activateWindow();
+        });
     window_.show();
     MainWindow::markFirstLaunch(appState_);
     appState_.addPaths(files);

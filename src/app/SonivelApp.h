@@ -2,10 +2,12 @@
 
 // The desktop application for the whole run: the application state, the
 // update checker and the one main window, with "Check for Updates..." after
-// About in the Help menu. At start the window shows, the first launch gets
-// the introduction, the second asks about automatic update checks, and the
-// files given are added.
+// About in the Help menu. At start the window shows as it was left, the
+// first launch gets the introduction, the second asks about automatic
+// update checks, and the files given are added; files that later starts
+// hand over are added as a drop would, and the window comes to the front.
 
+#include "app/SingleInstance.h"
 #include "app/update/UpdaterManager.h"
 #include "list/AppState.h"
 #include "ui/MainWindow.h"
@@ -19,7 +21,8 @@ public:
     AppState& appState() { return appState_; }
     MainWindow& window() { return window_; }
 
-    void start(const QStringList& files);
+    // `listen`: take the files of later starts (not for a one-off window).
+    void start(const QStringList& files, bool listen = true);
 
 private:
     void showCheckResult(const UpdateCheck& result);
@@ -28,4 +31,5 @@ private:
     UpdaterManager updaterManager_;
     MainWindow window_;
     QAction checkForUpdates_;
+    InstanceServer instanceServer_;
 };

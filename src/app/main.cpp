@@ -1,5 +1,6 @@
 #include "AnalyzeCommand.h"
 #include "ExportCommand.h"
+#include "SingleInstance.h"
 #include "SonivelApp.h"
 #include "Version.h"
 #include "io/AllocatorTuning.h"
@@ -69,10 +70,14 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
     QApplication::setDesktopFileName(QStringLiteral("sonivel"));
     app.setProperty("buildNumber", QStringLiteral(SONIVEL_BUILD_NUMBER));
     QApplication::setWindowIcon(Icons::icon(QStringLiteral("sonivel")));
+    const QStringList files = QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3);
+    // One window per session: an open one takes the files and comes forward.
+    if (screenshot.isEmpty() && SingleInstance::handOver(files))
+        return 0;
     SonivelApp sonivel;
     if (!screenshot.isEmpty())
         takeScreenshotWhenReady(sonivel.window(), sonivel.appState(), screenshot);
-    sonivel.start(QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3));
+    sonivel.start(files, screenshot.isEmpty());
     return app.exec();
 }
 

@@ -121,6 +121,7 @@ ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std
 
     // Table over waveform.
     auto* split = new QSplitter(Qt::Vertical);
+    split->setObjectName(QStringLiteral("tableAndWaveform"));
     table_ = new FileTableView(state_);
     table_->setMinimumHeight(150);
     table_->setOnCorrectionChanged([this] { controller_->updateLiveGain(); });

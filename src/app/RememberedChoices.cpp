@@ -1,0 +1,90 @@
+#include "app/RememberedChoices.h"
+
+#include "list/AppState.h"
+#include "list/SettingsFile.h"
+#include "ui/MainWindow.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QSettings>
+#include <QSplitter>
+
+namespace RememberedChoices {
+
+namespace {
+
+const QString geometryKey = QStringLiteral("window/geometry");
+const QString splitterKey = QStringLiteral("window/splitter");
+const QString targetKey = QStringLiteral("choices/targetLUFS");
+const QString formatKey = QStringLiteral("choices/exportFormat");
+const QString rateKey = QStringLiteral("choices/exportSampleRate");
+
+QSplitter* splitter(MainWindow& window) { return window.findChild<QSplitter*>(QStringLiteral("tableAndWaveform")); }
+
+bool onSomeScreen(const QRect& frame) {
+    for (const QScreen* screen : QGuiApplication::screens())
+        if (screen->availableGeometry().intersected(frame).width() >= 100 &&
+            screen->availableGeometry().intersected(frame).height() >= 50)
+            return true;
+    return false;
+}
+
+void saveLayout(MainWindow& window) {
+    QSettings settings;
+    settings.setValue(geometryKey, window.saveGeometry());
+    if (QSplitter* split = splitter(window))
+        settings.setValue(splitterKey, split->saveState());
+}
+
+// Saves the window's layout as it closes.
+class LayoutKeeper : public QObject {
+public:
+    explicit LayoutKeeper(MainWindow& window) : QObject(&window), window_(window) { window.installEventFilter(this); }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (watched == &window_ && event->type() == QEvent::Close)
+            saveLayout(window_);
+        return false;
+    }
+
+private:
+    MainWindow& window_;
+};
+
+} // namespace
+
+void restore(AppState& state, MainWindow& window) {
+    const QSettings settings;
+    bool ok = false;
+    const double target = settings.value(targetKey).toDouble(&ok);
+    if (ok && target >= SettingsFile::minimumTargetLUFS && target <= SettingsFile::maximumTargetLUFS)
+        state.setTargetLUFS(target);
+    if (const auto format = exportFormatNamed(settings.value(formatKey).toString()))
+        state.setExportFormat(*format);
+    if (const auto rate = sampleRateFromRawValue(settings.value(rateKey).toLongLong()))
+        state.setExportSampleRate(*rate);
+
+    const QRect before = window.geometry();
+    if (window.restoreGeometry(settings.value(geometryKey).toByteArray()) && !onSomeScreen(window.frameGeometry()))
+        window.setGeometry(before); // a screen that is gone
+    if (QSplitter* split = splitter(window))
+        split->restoreState(settings.value(splitterKey).toByteArray());
+}
+
+void keep(AppState& state, MainWindow& window) {
+    QObject::connect(&state, &AppState::targetLUFSChanged, &state,
+                     [&state] { QSettings().setValue(targetKey, state.targetLUFS()); });
+    QObject::connect(&state, &AppState::exportSettingsChanged, &state, [&state] {
+        QSettings settings;
+        settings.setValue(formatKey, caseName(state.exportFormat()));
+        settings.setValue(rateKey, static_cast<qlonglong>(rawValue(state.exportSampleRate())));
+    });
+    // Closing the window or quitting from the menu, which may not close it.
+    new LayoutKeeper(window);
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, &window, [&window] { saveLayout(window); });
+}
+
+} // namespace RememberedChoices

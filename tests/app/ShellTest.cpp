@@ -1,0 +1,90 @@
+#include "app/SingleInstance.h"
+#include "app/SonivelApp.h"
+#include "support/AudioFixtures.h"
+#include "support/EventLoop.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QSettings>
+#include <QSplitter>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+TEST(SingleInstanceTest, LaterStartsHandTheirFilesToTheOpenWindow) {
+    QTemporaryDir runtime, config;
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
+    QCoreApplication::setOrganizationName("SonivelInstanceTest");
+    QSettings().setValue("hasSeenOnboarding", true);
+
+    // What a killed window leaves: a socket file nobody listens on.
+    const QByteArray path = QFile::encodeName(SingleInstance::socketPath());
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.constData(), static_cast<size_t>(path.size()));
+    const int stale = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(::bind(stale, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ::close(stale);
+    EXPECT_FALSE(SingleInstance::handOver({"x.wav"}, 200)) << "nobody answers there";
+
+    SonivelApp first;
+    first.start({});
+    const QString song = runtime.filePath("song.wav");
+    fixtures::writeMonoWav(song, fixtures::sine(440, 0.3, 48000, 48000), 48000);
+
+    QProcess second;
+    second.setWorkingDirectory(runtime.path());
+    QElapsedTimer timer;
+    timer.start();
+    second.start(SONIVEL_BINARY, {"song.wav"}); // relative to its own folder
+    ASSERT_TRUE(fixtures::waitUntil([&] { return second.state() == QProcess::NotRunning; }, 10000));
+    const qint64 took = timer.elapsed();
+    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
+    ASSERT_EQ(first.appState().files().size(), 1u) << "the open window has the file";
+    EXPECT_EQ(first.appState().files()[0]->url().toLocalFile(), song);
+    RecordProperty("handOverMs", static_cast<int>(took));
+    qunsetenv("XDG_RUNTIME_DIR");
+}
+
+TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
+    QTemporaryDir config;
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
+    QCoreApplication::setOrganizationName("SonivelChoicesTest");
+    QSettings().setValue("hasSeenOnboarding", true);
+    {
+        SonivelApp run;
+        run.start({}, false);
+        run.appState().setTargetLUFS(-23.0);
+        run.appState().setExportFormat(ExportFormat::flac);
+        run.appState().setExportSampleRate(SampleRate::rate96000);
+        run.window().setGeometry(40, 30, 1000, 650);
+        run.window().findChild<QSplitter*>("tableAndWaveform")->setSizes({300, 200});
+        run.window().close();
+    }
+    {
+        SonivelApp next;
+        next.start({}, false);
+        EXPECT_EQ(next.appState().targetLUFS(), -23.0);
+        EXPECT_EQ(next.appState().exportFormat(), ExportFormat::flac);
+        EXPECT_EQ(next.appState().exportSampleRate(), SampleRate::rate96000);
+        EXPECT_EQ(next.window().size(), QSize(1000, 650));
+        const QList<int> sizes = next.window().findChild<QSplitter*>("tableAndWaveform")->sizes();
+        EXPECT_GT(sizes[0], sizes[1]) << "the split as it was left";
+    }
+    QSettings settings;
+    settings.setValue("choices/targetLUFS", 12.0);
+    settings.setValue("choices/exportFormat", "ogg");
+    settings.setValue("choices/exportSampleRate", 22050);
+    settings.setValue("window/geometry", QByteArray("garbage"));
+    settings.sync();
+    SonivelApp odd;
+    odd.start({}, false);
+    EXPECT_EQ(odd.appState().targetLUFS(), AppState::defaultTargetLUFS);
+    EXPECT_EQ(odd.appState().exportFormat(), ExportFormat::wav24);
+    EXPECT_EQ(odd.appState().exportSampleRate(), SampleRate::rate48000);
+    EXPECT_EQ(odd.window().size(), QSize(1200, 700));
+}
