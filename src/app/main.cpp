@@ -69,7 +69,7 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
     QApplication::setApplicationVersion(QStringLiteral(SONIVEL_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("sonivel"));
     app.setProperty("buildNumber", QStringLiteral(SONIVEL_BUILD_NUMBER));
-    QApplication::setWindowIcon(Icons::icon(QStringLiteral("sonivel")));
+    QApplication::setWindowIcon(Icons::appIcon());
     const QStringList files = QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3);
     // One window per session: an open one takes the files and comes forward.
     if (screenshot.isEmpty() && SingleInstance::handOver(files))

@@ -285,7 +285,8 @@ void ContentView::refreshStatus() {
     const AudioFileItemPtr file = state_.selectedFile();
     if (file && file->isEditMode()) {
         status_->setText(editModeHelpLine());
-        status_->setStyleSheet(QStringLiteral("color: rgba(0, 0, 0, 178)"));
+        status_->setStyleSheet(
+            PaintKit::textColourStyle(PaintKit::withAlpha(palette().color(QPalette::WindowText), 0.7)));
     } else {
         // One line here; an encoder's longer message in full in the tooltip.
         const QString message = state_.statusMessage().trimmed();

@@ -2,7 +2,9 @@
 
 #include <QApplication>
 #include <QGraphicsDropShadowEffect>
+#include <QGuiApplication>
 #include <QHash>
+#include <QPalette>
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
@@ -46,11 +48,21 @@ QPixmap bundled(const QString& symbol, int size) {
 } // namespace
 
 QIcon icon(const QString& symbol) {
+    // Drawn in the palette's button text colour, so a glyph reads on a light
+    // and on a dark palette alike.
+    const QColor colour = QGuiApplication::palette().color(QPalette::ButtonText);
     QIcon fallback;
-    for (int size : {16, 24, 32, 48})
-        fallback.addPixmap(bundled(symbol, size));
+    for (int size : {16, 24, 32, 48, 64})
+        fallback.addPixmap(tinted(symbol, colour, size));
     const QString theme = themeNames().value(symbol);
     return theme.isEmpty() ? fallback : QIcon::fromTheme(theme, fallback);
+}
+
+QIcon appIcon() {
+    QIcon icon;
+    for (int size : {16, 24, 32, 48, 64, 128, 256})
+        icon.addPixmap(bundled(QStringLiteral("sonivel"), size));
+    return icon;
 }
 
 QPixmap tinted(const QString& symbol, const QColor& color, int size) {

@@ -13,8 +13,11 @@ class QLabel;
 
 namespace Icons {
 
-// "scissors", "arrow.counterclockwise", "xmark", "plus.circle" ...
+// "scissors", "arrow.counterclockwise", "xmark", "plus.circle" ..., in the
+// palette's button text colour.
 QIcon icon(const QString& symbol);
+// The application's own icon, in its colours.
+QIcon appIcon();
 // The symbol drawn in one colour at `size` pixels square.
 QPixmap tinted(const QString& symbol, const QColor& color, int size);
 

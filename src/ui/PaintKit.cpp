@@ -13,10 +13,11 @@
 
 namespace PaintKit {
 
-QString secondaryTextStyle(const QPalette& palette) {
-    const QColor c = palette.color(QPalette::PlaceholderText);
+QString textColourStyle(const QColor& c) {
     return QStringLiteral("color: rgba(%1, %2, %3, %4)").arg(c.red()).arg(c.green()).arg(c.blue()).arg(c.alpha());
 }
+
+QString secondaryTextStyle(const QPalette& palette) { return textColourStyle(palette.color(QPalette::PlaceholderText)); }
 
 QColor withAlpha(QColor color, double alpha) {
     color.setAlphaF(static_cast<float>(alpha));

@@ -21,8 +21,9 @@ class QPainter;
 namespace PaintKit {
 
 QColor withAlpha(QColor color, double alpha);
-// A style sheet that writes a widget's text in the palette's secondary
-// colour (the placeholder colour, translucent), alpha kept.
+// A style sheet that writes a widget's text in `colour`, alpha kept.
+QString textColourStyle(const QColor& colour);
+// The same in the palette's secondary colour (the placeholder colour).
 QString secondaryTextStyle(const QPalette& palette);
 // A pen with flat caps; dashes are given in points, not in line widths.
 QPen pen(const QColor& color, double width, bool dashed = false, double on = 4, double off = 4);

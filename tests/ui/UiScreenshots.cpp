@@ -95,7 +95,7 @@ int main(int argc, char** argv) {
     ClippingWarningDialog clipping(state);
     clipping.adjustSize();
     clipping.grab().save(QDir(out).filePath("clipping-dialog.png"));
-    QApplication::setWindowIcon(Icons::icon(QStringLiteral("sonivel")));
+    QApplication::setWindowIcon(Icons::appIcon());
     AboutDialog about(QStringLiteral("0.1.0"), QStringLiteral("1"));
     about.grab().save(QDir(out).filePath("about.png"));
 
@@ -129,6 +129,43 @@ int main(int argc, char** argv) {
         }
         wizard.findChild<QPushButton*>("primary")->click();
     }
+
+    // The same window and introduction page with a dark palette, as on a
+    // desktop in dark mode.
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    QPalette dark(QColor(55, 55, 58), QColor(45, 45, 48)); // button, window: the shades follow
+    dark.setColor(QPalette::WindowText, QColor(230, 230, 230));
+    dark.setColor(QPalette::Base, QColor(30, 30, 32));
+    dark.setColor(QPalette::AlternateBase, QColor(40, 40, 43));
+    dark.setColor(QPalette::Text, QColor(230, 230, 230));
+    dark.setColor(QPalette::PlaceholderText, QColor(230, 230, 230, 128));
+    dark.setColor(QPalette::ButtonText, QColor(230, 230, 230));
+    dark.setColor(QPalette::Highlight, QColor(42, 130, 218));
+    dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::ToolTipBase, QColor(60, 60, 63));
+    dark.setColor(QPalette::ToolTipText, QColor(230, 230, 230));
+    for (const auto role : {QPalette::ButtonText, QPalette::WindowText, QPalette::Text})
+        dark.setColor(QPalette::Disabled, role, QColor(120, 120, 120));
+    QApplication::setPalette(dark);
+    {
+        MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());
+        window.resize(1100, 700);
+        window.show();
+        state.setSelectedFileID(item->id());
+        item->setIsEditMode(false);
+        QCoreApplication::processEvents();
+        window.grab().save(QDir(out).filePath("dark-window.png"));
+        item->setIsEditMode(true);
+        QCoreApplication::processEvents();
+        window.grab().save(QDir(out).filePath("dark-window-edit-mode.png"));
+        item->setIsEditMode(false);
+    }
+    OnboardingWizardView darkWizard;
+    darkWizard.show();
+    darkWizard.findChild<QPushButton*>("primary")->click();
+    QTest::qWait(500);
+    darkWizard.grab().save(QDir(out).filePath("dark-onboarding-2.png"));
+    save(UpdateDialogs::upToDate(nullptr, QStringLiteral("0.1.0 (1)")), "dark-update-up-to-date.png");
 
     std::printf("wrote %s\n", qPrintable(QDir(out).absolutePath()));
     return 0;
