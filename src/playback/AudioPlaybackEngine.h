@@ -13,6 +13,7 @@
 // can still read it) with the main thread.
 
 #include "editing/SegmentEditState.h"
+#include "editing/SegmentGainEvaluation.h"
 #include "playback/AudioOutput.h"
 #include "playback/ChunkRing.h"
 #include "playback/SpinLock.h"
@@ -31,7 +32,7 @@ class AudioPlaybackEngine : public QObject, private AudioCallback {
     Q_OBJECT
 
 public:
-    static constexpr int64_t envelopeBlockSize = 512;
+    static constexpr int64_t envelopeBlockSize = SegmentGainEvaluation::blockSize;
     static constexpr float maximumMixerVolume = 4.0f;
     // Fades at starts, pauses and stops, and glides between gains, take this long.
     static constexpr int64_t rampMilliseconds = 5;
