@@ -53,12 +53,8 @@ int threadsForJobs() { return std::max(1, QThread::idealThreadCount()); }
 std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files) {
     std::vector<ClippingFile> clipping;
     for (const AudioFileItemPtr& file : files) {
-        if (!file->analysis())
-            continue;
-        const double headroom =
-            -(file->analysis()->peakDBFS + file->correctionDB() + SegmentEditModel::largestGainOffsetDB(file->segmentEdits().segmentGains()));
-        if (headroom < -clippingToleranceDB)
-            clipping.push_back({QFileInfo(file->path()).fileName(), -headroom});
+        if (file->wouldClip())
+            clipping.push_back({QFileInfo(file->path()).fileName(), -*file->headroomDB()});
     }
     return clipping;
 }

@@ -16,8 +16,8 @@
 namespace ExportRun {
 
 // The analysed files whose corrected peak, with their largest segment offset,
-// would pass full scale by more than this; listed with the overshoot.
-inline constexpr double clippingToleranceDB = 0.1;
+// would pass full scale by more than the clipping tolerance; listed with the
+// overshoot.
 std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files);
 
 // The highest target at which no file's peak passes full scale when every

@@ -53,6 +53,13 @@ public:
     // applied too, to full scale; negative means it would clip. None without
     // analysis.
     std::optional<double> headroomDB() const;
+    // Headroom below this counts as clipping: the table says "CLIP" and the
+    // export asks about the limiter.
+    static constexpr double clippingToleranceDB = 0.1;
+    bool wouldClip() const {
+        const std::optional<double> h = headroomDB();
+        return h && *h < -clippingToleranceDB;
+    }
 
     friend bool operator==(const AudioFileItem& a, const AudioFileItem& b) { return a.id_ == b.id_; }
 

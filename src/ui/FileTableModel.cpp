@@ -115,9 +115,9 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         if (!h)
             break;
         if (role == Qt::DisplayRole)
-            return *h < -0.1 ? QString::asprintf("CLIP +%.1f dB", -*h) : QString::asprintf("%.1f dB", *h);
+            return f->wouldClip() ? QString::asprintf("CLIP +%.1f dB", -*h) : QString::asprintf("%.1f dB", *h);
         if (role == Qt::ForegroundRole)
-            return *h < -0.1 ? errorColor : (*h < 1.0 ? warningColor : goodColor);
+            return f->wouldClip() ? errorColor : (*h < 1.0 ? warningColor : goodColor);
         break;
     }
     default:
