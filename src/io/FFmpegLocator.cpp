@@ -3,8 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QProcess>
-#include <QStringDecoder>
+#include <QStandardPaths>
 
 namespace {
 
@@ -52,7 +51,7 @@ QString find(const FFmpegSearchPlaces& places) {
         }
     }
     if (const std::optional<QString> inPath = findInPath(places)) {
-        return *inPath; // taken as `which` printed it
+        return *inPath;
     }
     for (const QString& candidate : places.fixedCandidates) {
         if (isExecutableFile(candidate)) {
@@ -63,34 +62,14 @@ QString find(const FFmpegSearchPlaces& places) {
 }
 
 std::optional<QString> findInPath(const FFmpegSearchPlaces& places) {
-    QProcess which;
-    which.setProgram(places.whichProgram);
-    which.setArguments({encoderName});
-    which.setStandardInputFile(QProcess::nullDevice());
+    QStringList folders;
     if (places.searchPath) {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("PATH"), *places.searchPath);
-        which.setProcessEnvironment(env);
+        folders = places.searchPath->split(QLatin1Char(':'), Qt::SkipEmptyParts);
+        if (folders.isEmpty())
+            return std::nullopt; // an empty list would mean our own PATH
     }
-    which.start();
-    if (!which.waitForStarted(-1)) {
-        return std::nullopt;
-    }
-    which.waitForFinished(-1);
-    if (which.exitStatus() != QProcess::NormalExit || which.exitCode() != 0) {
-        return std::nullopt;
-    }
-    const QByteArray output = which.readAllStandardOutput();
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder.decode(output);
-    if (decoder.hasError()) {
-        return std::nullopt;
-    }
-    const QString trimmed = text.trimmed();
-    if (trimmed.isEmpty()) {
-        return std::nullopt;
-    }
-    return trimmed;
+    const QString found = QStandardPaths::findExecutable(encoderName, folders);
+    return found.isEmpty() ? std::nullopt : std::optional<QString>(found);
 }
 
 } // namespace FFmpegLocator

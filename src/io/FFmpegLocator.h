@@ -5,13 +5,12 @@
 #include <optional>
 
 // Where the encoder is looked for, in this order: the installed data
-// directory, the directory of the running program, the search path (through
-// `which`), then fixed candidates. Tests build their own.
+// directory, the directory of the running program, the search path, then
+// fixed candidates. Tests build their own.
 struct FFmpegSearchPlaces {
     QString resourceDir; // <prefix>/share/sonivel
     QString programDir;  // directory of the running executable
-    QString whichProgram = "/usr/bin/which";
-    std::optional<QString> searchPath; // PATH for `which`; none inherits ours
+    std::optional<QString> searchPath; // folders separated by ':'; none means our PATH
     QStringList fixedCandidates{"/opt/homebrew/bin/ffmpeg", "/usr/local/bin/ffmpeg"};
 };
 
@@ -24,7 +23,7 @@ FFmpegSearchPlaces defaultPlaces();
 QString find();
 QString find(const FFmpegSearchPlaces& places);
 
-// What `which ffmpeg` prints, trimmed; none when it fails or prints nothing.
+// The executable `ffmpeg` in the search path, the first folder first.
 std::optional<QString> findInPath(const FFmpegSearchPlaces& places);
 
 // Leading arguments of every run: no banner, no reading the terminal, and
