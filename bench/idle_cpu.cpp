@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
     MainWindow window(state, Dialogs::standard(), makeDefaultAudioOutput());
     window.show();
     state.addFiles(urls);
-    while (state.statusMessage() != AppState::analysisCompleteMessage)
+    while (state.isAnalyzing())
         runFor(50);
     window.content()->playback().togglePlay();
     runFor(500);

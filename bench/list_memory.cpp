@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
     AppState state;
     const double before = residentMiB();
     state.addFiles(urls);
-    while (state.statusMessage() != AppState::analysisCompleteMessage) {
+    while (state.isAnalyzing()) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
         QThread::msleep(5);
     }

@@ -41,11 +41,11 @@ int main(int argc, char** argv) {
     window.show();
 
     state.addFiles(urls);
-    const double adding = longestStall([&] { return state.statusMessage() == AppState::analysisCompleteMessage; });
+    const double adding = longestStall([&] { return !state.isAnalyzing(); });
     std::printf("add and analyse 200 files:   longest stall %6.1f ms\n", adding);
 
     state.loadFiles({state.files().begin(), state.files().begin() + 50});
-    longestStall([&] { return state.statusMessage() == AppState::analysisCompleteMessage; });
+    longestStall([&] { return !state.isAnalyzing(); });
     state.performExport(false, out);
     const double exporting = longestStall([&] { return !state.isExporting(); });
     std::printf("export 50 files:             longest stall %6.1f ms  (%s)\n", exporting, qPrintable(state.statusMessage()));

@@ -39,7 +39,7 @@ int measure(int files) {
     MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());
     window.show();
     state.addFiles(urls);
-    while (state.statusMessage() != AppState::analysisCompleteMessage)
+    while (state.isAnalyzing())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     std::printf("%.1f\n", peakResidentMB());
     return 0;

@@ -39,10 +39,10 @@ void SonivelApp::showCheckResult(const UpdateCheck& result) {
     dialog->open();
 }
 
-void SonivelApp::start(const QStringList& files, bool listen) {
+void SonivelApp::start(const QStringList& files, bool interactive) {
     RememberedChoices::restore(appState_, window_);
     RememberedChoices::keep(appState_, window_);
-    if (listen && instanceServer_.listen())
+    if (interactive && instanceServer_.listen())
         QObject::connect(&instanceServer_, &InstanceServer::filesArrived, &window_, [this](const QStringList& more) {
             appState_.addPaths(more);
             window_.setWindowState((window_.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
@@ -50,11 +50,13 @@ void SonivelApp::start(const QStringList& files, bool listen) {
             window_.activateWindow();
         });
     window_.show();
-    MainWindow::markFirstLaunch(appState_);
+    if (interactive) {
+        MainWindow::markFirstLaunch(appState_);
+        // Once the window is up: the question about automatic checks (second
+        // launch only) and a check when one is due.
+        QTimer::singleShot(0, &window_, [this] {
+            updaterManager_.startUp([this] { return UpdateDialogs::askAboutAutomaticChecks(&window_); });
+        });
+    }
     appState_.addPaths(files);
-    // Once the window is up: the question about automatic checks (second
-    // launch only) and a check when one is due.
-    QTimer::singleShot(0, &window_, [this] {
-        updaterManager_.startUp([this] { return UpdateDialogs::askAboutAutomaticChecks(&window_); });
-    });
 }

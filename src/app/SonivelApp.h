@@ -21,8 +21,10 @@ public:
     AppState& appState() { return appState_; }
     MainWindow& window() { return window_; }
 
-    // `listen`: take the files of later starts (not for a one-off window).
-    void start(const QStringList& files, bool listen = true);
+    // `interactive`: a user's window, which takes the files of later starts
+    // and may show the introduction and the update question; a one-off
+    // window (a screenshot, a test) does neither.
+    void start(const QStringList& files, bool interactive = true);
 
 private:
     void showCheckResult(const UpdateCheck& result);

@@ -46,19 +46,19 @@ bool isCommand(const QString& arg) {
 // With --screenshot PATH: once the files are analysed, select the second,
 // play it for a moment, save a picture of the window and quit.
 void takeScreenshotWhenReady(MainWindow& window, AppState& state, const QString& path) {
-    auto* poll = new QTimer(&window);
-    QObject::connect(poll, &QTimer::timeout, &window, [&window, &state, path, poll] {
-        if (state.files().empty() || state.statusMessage() != AppState::analysisCompleteMessage)
-            return;
-        poll->stop();
-        state.setSelectedFileID(state.files()[std::min<size_t>(1, state.files().size() - 1)]->id());
-        window.content()->playback().togglePlay();
-        QTimer::singleShot(1500, &window, [&window, path] {
-            window.grab().save(path);
-            QApplication::quit();
-        });
-    });
-    poll->start(100);
+    QObject::connect(
+        &state, &AppState::analysisFinished, &window,
+        [&window, &state, path] {
+            if (!state.files().empty()) {
+                state.setSelectedFileID(state.files()[std::min<size_t>(1, state.files().size() - 1)]->id());
+                window.content()->playback().togglePlay();
+            }
+            QTimer::singleShot(1500, &window, [&window, path] {
+                window.grab().save(path);
+                QApplication::quit();
+            });
+        },
+        Qt::SingleShotConnection);
 }
 
 // The window, with any files given on the command line added.

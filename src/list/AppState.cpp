@@ -249,25 +249,26 @@ void AppState::applyFinished() {
 
 void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome) {
     const int64_t k = ++group.completed;
-    const QUuid& id = group.work[index].id;
+    const QUuid id = group.work[index].id;
     inFlight_.remove(id);
-    const AudioFileItemPtr item = findFile(id);
-    if (!item)
-        return; // removed meanwhile: nothing to show it on
-
-    item->setIsAnalyzing(false);
-    if (outcome.result) {
-        const double peakLUFS = outcome.result->peakLUFS;
-        item->setAnalysis(std::move(outcome.result));
-        if (!item->isManualOverride())
-            item->setCorrectionDB(correctionFor(targetLUFS_, peakLUFS));
-    } else {
-        item->setAnalysisError(outcome.error);
+    // A file removed meanwhile has nothing to show its result on.
+    if (const AudioFileItemPtr item = findFile(id)) {
+        item->setIsAnalyzing(false);
+        if (outcome.result) {
+            const double peakLUFS = outcome.result->peakLUFS;
+            item->setAnalysis(std::move(outcome.result));
+            if (!item->isManualOverride())
+                item->setCorrectionDB(correctionFor(targetLUFS_, peakLUFS));
+        } else {
+            item->setAnalysisError(outcome.error);
+        }
+        setStatusMessage(QStringLiteral("Analyzing %1/%2...").arg(k).arg(static_cast<int64_t>(group.work.size())));
     }
-    const auto total = static_cast<int64_t>(group.work.size());
-    setStatusMessage(QStringLiteral("Analyzing %1/%2...").arg(k).arg(total));
-    if (k == total)
+    // Complete only when no drop's analyses are left running.
+    if (inFlight_.isEmpty()) {
         setStatusMessage(analysisCompleteMessage);
+        emit analysisFinished();
+    }
 }
 
 void AppState::recalcCorrections() {

@@ -86,6 +86,8 @@ public:
     ExportFormat exportFormat() const { return exportFormat_; }
     SampleRate exportSampleRate() const { return exportSampleRate_; }
     bool isExporting() const { return isExporting_; }
+    // Some file's analysis is still running.
+    bool isAnalyzing() const { return !inFlight_.isEmpty(); }
     ExportProgress exportProgress() const { return exportProgress_; }
     bool showClippingWarning() const { return showClippingWarning_; }
     const std::vector<ClippingFile>& clippingFiles() const { return clippingFiles_; }
@@ -135,6 +137,7 @@ signals:
     void selectedFileIDChanged();
     void targetLUFSChanged();
     void statusMessageChanged(const QString& message); // on every assignment
+    void analysisFinished(); // no analysis is running any more
     void showOnboardingChanged();
     void curveWindowSecChanged();
     void exportSettingsChanged(); // format or rate
