@@ -1,6 +1,7 @@
 #include "analysis/FFmpegDecode.h"
 
 #include "analysis/AnalysisErrors.h"
+#include "io/EncoderProcess.h"
 #include "io/FFmpegLocator.h"
 #include "io/FileError.h"
 #include "io/Interruption.h"
@@ -39,14 +40,10 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
         throw AudioLoaderError(Kind::writeFailed, utf8(out.errorString()));
 
     QProcess ffmpeg;
-    ffmpeg.setProgram(encoder);
-    ffmpeg.setArguments(FFmpegLocator::quietArguments +
-                        QStringList{"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ar", "48000", "-"});
-    // No input: ffmpeg would otherwise read the terminal for commands. Its
-    // standard error is discarded, so a chatty child never blocks on a full pipe.
-    ffmpeg.setStandardInputFile(QProcess::nullDevice());
+    EncoderProcess::prepare(ffmpeg, encoder,
+                            {"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ar", "48000", "-"});
+    // Standard error is discarded, so a chatty child never blocks on a full pipe.
     ffmpeg.setStandardErrorFile(QProcess::nullDevice());
-    Interruption::prepareChild(ffmpeg);
     ffmpeg.start();
     if (!ffmpeg.waitForStarted(-1))
         throw AudioLoaderError(Kind::launchFailed, utf8(ffmpeg.errorString()));

@@ -8,13 +8,17 @@
 
 namespace EncoderProcess {
 
-EncoderRun run(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardOutputFile(QProcess::nullDevice());
+void prepare(QProcess& process, const QString& program, const QStringList& arguments) {
     process.setProgram(program);
     process.setArguments(FFmpegLocator::quietArguments + arguments);
+    process.setStandardInputFile(QProcess::nullDevice());
     Interruption::prepareChild(process);
+}
+
+EncoderRun run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    prepare(process, program, arguments);
+    process.setStandardOutputFile(QProcess::nullDevice());
     process.start();
     if (!process.waitForStarted(-1)) {
         throw FileError(QStringLiteral("Cannot start the encoder \"%1\": %2")

@@ -1,9 +1,11 @@
 #pragma once
 
-// One run of the external encoder, waited for on the calling (worker) thread.
+// Runs of the `ffmpeg` program, waited for on the calling (worker) thread.
 
 #include <QString>
 #include <QStringList>
+
+class QProcess;
 
 struct EncoderRun {
     int exitCode = 0;
@@ -11,6 +13,12 @@ struct EncoderRun {
 };
 
 namespace EncoderProcess {
+
+// Sets `process` up the one way every ffmpeg run is made: `program` with the
+// quiet arguments and `arguments` (never through a shell), no input (it
+// would read the terminal for commands), dying with the program and stopped
+// by an interruption. The caller chooses where the output goes and starts it.
+void prepare(QProcess& process, const QString& program, const QStringList& arguments);
 
 // Starts `program` with the quiet arguments and `arguments` (never through a
 // shell) and waits for it.
