@@ -54,8 +54,8 @@ double bareCommands(const AppState& state, const QString& folder, ExportFormat f
     const auto failed = ParallelJobs::run(
         static_cast<int64_t>(plan.exportJobs.size()), threads,
         [&](int64_t i) {
-            const FFmpegExporter::ExportJob& job = plan.exportJobs[static_cast<size_t>(i)];
-            if (EncoderProcess::run(ffmpeg, FFmpegExporter::arguments(job, FFmpegExporter::outputPath(job))).exitCode != 0)
+            const ExportJob& job = plan.exportJobs[static_cast<size_t>(i)];
+            if (EncoderProcess::run(ffmpeg, FFmpegExporter::arguments(job, outputPath(job))).exitCode != 0)
                 throw std::runtime_error("the reference run failed");
         },
         [](int64_t) {});

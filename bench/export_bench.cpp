@@ -52,8 +52,9 @@ int main(int argc, char** argv) {
     SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
     SegmentEditModel::addSeparator(edits, 60.0);
     SegmentEditModel::setSegmentGain(edits, 1, 1.5);
-    const RenderJob job{source, edits, 3.0, -16.0, dir.filePath(QStringLiteral("rendered")),
-                        ExportFormat::wav24, SampleRate::rate48000, false};
+    const RenderJob job{{source, 3.0, -16.0, dir.filePath(QStringLiteral("rendered")), ExportFormat::wav24,
+                         SampleRate::rate48000, false},
+                        edits};
     const InAppRenderer renderer;
     const double ours = bestOfThree([&] { renderer.render(job); return true; });
 

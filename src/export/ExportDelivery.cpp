@@ -42,21 +42,22 @@ Attempt closestToPromise(double promised, const Encode& encode) {
 
 } // namespace
 
-ExportedFile deliver(const Target& target, const Encode& encode) {
-    ExportedFile result{target.sourcePath, QString(), target.promisedLUFS, false};
+ExportedFile deliver(const ExportJob& job, bool limiterActs, const Encode& encode) {
+    ExportedFile result{job.sourcePath, QString(), job.finalLUFS, false};
     std::optional<Attempt> done;
-    if (target.limiterActs) {
-        done.emplace(closestToPromise(target.promisedLUFS, encode));
-        if (std::abs(done->loudnessLUFS - target.promisedLUFS) > toleranceLU) {
+    if (limiterActs) {
+        done.emplace(closestToPromise(job.finalLUFS, encode));
+        if (std::abs(done->loudnessLUFS - job.finalLUFS) > toleranceLU) {
             result.loudnessLUFS = done->loudnessLUFS;
             result.offTarget = true;
         }
     } else {
-        done.emplace(Attempt{encode(0.0), target.promisedLUFS});
+        done.emplace(Attempt{encode(0.0), job.finalLUFS});
     }
-    AudioTagCopy::write(done->file.path(), AudioTagCopy::read(target.sourcePath));
-    result.path = QDir(target.destinationFolder)
-                      .filePath(exportFileName(target.sourcePath, result.loudnessLUFS, target.format));
+    AudioTagCopy::write(done->file.path(), AudioTagCopy::read(job.sourcePath));
+    ExportJob named = job; // named after the loudness it has
+    named.finalLUFS = result.loudnessLUFS;
+    result.path = outputPath(named);
     done->file.commitAs(result.path);
     return result;
 }

@@ -4,7 +4,7 @@
 // made on target when the limiter acts, given the source's tags, then
 // renamed over the output name.
 
-#include "export/ExportFormat.h"
+#include "export/ExportJob.h"
 #include "io/TemporaryFile.h"
 
 #include <QString>
@@ -33,23 +33,15 @@ inline bool limiterActs(bool limiterInChain, double correctedPeakDBFS) {
     return limiterInChain && correctedPeakDBFS > limiterCeilingDBFS;
 }
 
-struct Target {
-    QString sourcePath;
-    QString destinationFolder;
-    ExportFormat format = ExportFormat::wav24;
-    double promisedLUFS = 0.0;
-    bool limiterActs = false;
-};
-
 // Writes an output into a new temporary file, `extraGainDB` added before the
 // limiter; throws on failure.
 using Encode = std::function<TemporaryFile(double extraGainDB)>;
 
-// Encodes once; when the limiter acts, measures the output and, while it is
+// Encodes `job` once; when the limiter acts, measures the output and, while it is
 // further than the tolerance from its promise, encodes again with the gain
 // raised by the shortfall (at most twice), keeping the closest. Then copies
 // the source's tags into it and renames it to its final name. Throws what
 // `encode`, the measurement or the rename throw.
-ExportedFile deliver(const Target& target, const Encode& encode);
+ExportedFile deliver(const ExportJob& job, bool limiterActs, const Encode& encode);
 
 } // namespace ExportDelivery

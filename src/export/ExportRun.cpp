@@ -77,15 +77,12 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destin
         if (!file->analysis())
             continue;
         const double finalLUFS = file->correctionDB() + file->analysis()->peakLUFS;
-        if (file->segmentEdits().hasEdits()) {
-            plan.renderJobs.push_back({file->path(), file->segmentEdits().snapshot(),
-                                       file->correctionDB(), finalLUFS, destinationFolder, format,
-                                       rate, useLimiter, file->analysis()->peakDBFS});
-        } else {
-            plan.exportJobs.push_back({file->path(), file->correctionDB(), finalLUFS,
-                                       destinationFolder, format, rate, useLimiter,
-                                       file->analysis()->peakDBFS});
-        }
+        const ExportJob job{file->path(), file->correctionDB(), finalLUFS, destinationFolder,
+                            format, rate, useLimiter, file->analysis()->peakDBFS};
+        if (file->segmentEdits().hasEdits())
+            plan.renderJobs.push_back({job, file->segmentEdits().snapshot()});
+        else
+            plan.exportJobs.push_back(job);
     }
     return plan;
 }
@@ -95,9 +92,9 @@ std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<Au
     // names can meet a source: by name, hard link or symbolic link.
     QStringList outputs;
     for (const RenderJob& job : plan.renderJobs)
-        outputs << QDir(job.destinationFolder).filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
-    for (const FFmpegExporter::ExportJob& job : plan.exportJobs)
-        outputs << FFmpegExporter::outputPath(job);
+        outputs << outputPath(job);
+    for (const ExportJob& job : plan.exportJobs)
+        outputs << outputPath(job);
     for (const QString& output : outputs) {
         for (const AudioFileItemPtr& source : sources) {
             if (isSameFile(output, source->path())) {

@@ -27,7 +27,7 @@ std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& fil
 
 struct Plan {
     std::vector<RenderJob> renderJobs;
-    std::vector<FFmpegExporter::ExportJob> exportJobs;
+    std::vector<ExportJob> exportJobs;
     int64_t count() const { return static_cast<int64_t>(renderJobs.size() + exportJobs.size()); }
 };
 

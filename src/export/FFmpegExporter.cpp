@@ -16,10 +16,6 @@ bool limiterInChain(const ExportJob& job) { return job.useLimiter && job.correct
 
 } // namespace
 
-QString outputPath(const ExportJob& job) {
-    return QDir(job.destinationFolder).filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
-}
-
 QStringList arguments(const ExportJob& job, const QString& written, double extraGainDB) {
     QStringList filters;
     if (const QString volume = volumeFilter(job.correctionDB + extraGainDB); !volume.isEmpty())
@@ -47,9 +43,8 @@ ExportedFile runExport(const ExportJob& job, const QString& ffmpegPath) {
         }
         return written;
     };
-    return ExportDelivery::deliver({job.sourcePath, job.destinationFolder, job.format, job.finalLUFS,
-                                    ExportDelivery::limiterActs(limiterInChain(job), job.peakDBFS + job.correctionDB)},
-                                   encode);
+    return ExportDelivery::deliver(
+        job, ExportDelivery::limiterActs(limiterInChain(job), job.peakDBFS + job.correctionDB), encode);
 }
 
 } // namespace FFmpegExporter

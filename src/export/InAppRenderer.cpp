@@ -31,7 +31,7 @@ void log(const QString& line) {
 InAppRenderer::InAppRenderer(QString ffmpegPath) : ffmpegPath_(std::move(ffmpegPath)) {}
 
 bool InAppRenderer::needsLimiter(const RenderJob& job) {
-    return job.useLimiter && job.baseCorrectionDB + SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains) > 0;
+    return job.useLimiter && job.correctionDB + SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains) > 0;
 }
 
 namespace {
@@ -79,9 +79,8 @@ TemporaryFile InAppRenderer::writeRendered(const RenderJob& job, AudioReader& so
     const int64_t length = source.frames();
     const int channels = source.channels();
     const std::vector<float> envelope = SegmentGainEvaluation::computeGainEnvelope(
-        job.segmentEdits, job.baseCorrectionDB, rate, length, SegmentGainEvaluation::blockSize);
-    const QString outputName =
-        QFileInfo(exportFileName(job.sourcePath, job.finalLUFS, job.format)).fileName();
+        job.segmentEdits, job.correctionDB, rate, length, SegmentGainEvaluation::blockSize);
+    const QString outputName = QFileInfo(outputPath(job)).fileName();
 
     TemporaryFile rendered(job.destinationFolder, QStringLiteral("wav"));
     WavWriter writer(rendered.descriptor(), outputName, rate, channels,
@@ -134,15 +133,13 @@ ExportedFile InAppRenderer::render(const RenderJob& job) const {
     TemporaryFile rendered = writeRendered(job, source, limiter);
 
     const double largestOffset = SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains);
-    const ExportDelivery::Target target{
-        job.sourcePath, job.destinationFolder, job.format, job.finalLUFS,
-        ExportDelivery::limiterActs(limiter, job.peakDBFS + job.baseCorrectionDB + largestOffset)};
+    const bool limiterActs = ExportDelivery::limiterActs(limiter, job.peakDBFS + job.correctionDB + largestOffset);
     const double targetRate = static_cast<double>(rawValue(job.sampleRate));
     const bool rateDiffers = std::abs(static_cast<double>(rate) - targetRate) > 1.0;
 
     if (limiter || !isWAV(job.format)) {
         // The encoder writes a temporary file of its own too, once per try.
-        return ExportDelivery::deliver(target, [&](double extraGainDB) {
+        return ExportDelivery::deliver(job, limiterActs, [&](double extraGainDB) {
             TemporaryFile encoded(job.destinationFolder, fileExtension(job.format));
             if (isWAV(job.format)) {
                 QStringList args = encoderInputArguments(rendered.path());
@@ -159,12 +156,12 @@ ExportedFile InAppRenderer::render(const RenderJob& job) const {
         });
     }
     if (rateDiffers) {
-        return ExportDelivery::deliver(target, [&](double) {
+        return ExportDelivery::deliver(job, limiterActs, [&](double) {
             return resampleWAV(rendered.path(), rawValue(job.sampleRate), pcmBitDepth(job.format),
                                pcmIsFloat(job.format), channels);
         });
     }
-    return ExportDelivery::deliver(target, [&](double) { return std::move(rendered); });
+    return ExportDelivery::deliver(job, limiterActs, [&](double) { return std::move(rendered); });
 }
 
 TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int bitDepth,

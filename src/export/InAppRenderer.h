@@ -10,27 +10,19 @@
 
 #include "editing/SegmentEditRecords.h"
 #include "export/ExportDelivery.h"
-#include "export/ExportFormat.h"
+#include "export/ExportJob.h"
 #include "io/AudioReader.h"
 #include "io/TemporaryFile.h"
 
 #include <QString>
 #include <QStringList>
 
-struct RenderJob {
-    QString sourcePath;
+// An export with segment edits: the correction is the base the segment
+// offsets add to.
+struct RenderJob : ExportJob {
     // A copy of the file's edits taken when the job was built: the user may
     // go on editing while the export runs.
     SegmentEditSnapshot segmentEdits;
-    double baseCorrectionDB = 0.0;
-    double finalLUFS = 0.0;
-    QString destinationFolder;
-    ExportFormat format = ExportFormat::wav24;
-    SampleRate sampleRate = SampleRate::rate48000;
-    bool useLimiter = false;
-    // The source's sample peak; at 0 dBFS when unknown, so that a raised
-    // file is checked after the limiter.
-    double peakDBFS = 0.0;
 };
 
 class InAppRenderer {

@@ -47,12 +47,13 @@ QMap<QString, QString> listedFieldsOf(const QString& path) {
 
 ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFormat format, bool rendered) {
     const QString ffmpeg = FFmpegLocator::find();
+    const ExportJob job{source, -2.0, -16.0, dest, format, SampleRate::rate44100, true, -9.0};
     if (!rendered)
-        return FFmpegExporter::runExport({source, -2.0, -16.0, dest, format, SampleRate::rate44100, true, -9.0}, ffmpeg);
+        return FFmpegExporter::runExport(job, ffmpeg);
     SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
     SegmentEditModel::addSeparator(edits, 5.0);
     SegmentEditModel::setSegmentGain(edits, 1, 1.0);
-    return InAppRenderer(ffmpeg).render({source, edits, -2.0, -16.0, dest, format, SampleRate::rate44100, true, -9.0});
+    return InAppRenderer(ffmpeg).render({job, edits});
 }
 
 } // namespace

@@ -10,14 +10,14 @@
 
 namespace {
 
-FFmpegExporter::ExportJob job(const QString& source, double correction, const QString& dest,
-                              ExportFormat format = ExportFormat::wav24,
+ExportJob job(const QString& source, double correction, const QString& dest,
+              ExportFormat format = ExportFormat::wav24,
                               SampleRate rate = SampleRate::rate48000, bool limiter = false) {
     return {source, correction, -16.0, dest, format, rate, limiter, -20.0};
 }
 
 // The error text of one job, empty when it succeeded.
-QString failureOf(const FFmpegExporter::ExportJob& j, const QString& ffmpeg) {
+QString failureOf(const ExportJob& j, const QString& ffmpeg) {
     try {
         FFmpegExporter::runExport(j, ffmpeg);
     } catch (const DescribedError& e) {
@@ -30,7 +30,7 @@ QString failureOf(const FFmpegExporter::ExportJob& j, const QString& ffmpeg) {
 
 TEST(FFmpegExporterTest, ArgumentListsFollowCorrectionLimiterAndRate) {
     const QString out = "/out/normalized";
-    const auto arguments = [](const FFmpegExporter::ExportJob& j) { return FFmpegExporter::arguments(j, "W"); };
+    const auto arguments = [](const ExportJob& j) { return FFmpegExporter::arguments(j, "W"); };
     EXPECT_EQ(arguments(job("/in/Song.aiff", 0.005, out)),
               (encoderInputArguments("/in/Song.aiff") + QStringList{"-ar", "48000", "-c:a", "pcm_s24le", "W"}));
     EXPECT_EQ(arguments(job("/in/a.wav", -3.0, out, ExportFormat::wav16,

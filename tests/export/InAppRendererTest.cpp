@@ -35,7 +35,7 @@ RenderJob jobFor(const QString& source, const QString& dest, double correction, 
     for (size_t i = 0; i < offsets.size(); ++i)
         SegmentEditModel::setSegmentGain(edits, static_cast<int64_t>(i), offsets[i]);
     // The sources peak at -12 dBFS.
-    return RenderJob{source, edits, correction, -16.0, dest, format, rate, limiter, -12.0};
+    return RenderJob{{source, correction, -16.0, dest, format, rate, limiter, -12.0}, edits};
 }
 
 QStringList leftovers(const QString& dest) {
