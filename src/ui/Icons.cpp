@@ -74,12 +74,25 @@ QPixmap tinted(const QString& symbol, const QColor& color, int size) {
     return pixmap;
 }
 
+QPixmap tintedForScreen(const QString& symbol, const QColor& color, int points) {
+    const double ratio = qApp->devicePixelRatio();
+    QPixmap pixmap = tinted(symbol, color, static_cast<int>(points * ratio));
+    pixmap.setDevicePixelRatio(ratio);
+    return pixmap;
+}
+
+QPixmap canvas(int points) {
+    const double ratio = qApp->devicePixelRatio();
+    QPixmap pixmap(QSize(points, points) * ratio);
+    pixmap.setDevicePixelRatio(ratio);
+    pixmap.fill(Qt::transparent);
+    return pixmap;
+}
+
 QLabel* appIconLabel(int size, double radius, double blur, double drop) {
     auto* icon = new QLabel;
     const double ratio = qApp->devicePixelRatio();
-    QPixmap rounded(QSize(size, size) * ratio);
-    rounded.setDevicePixelRatio(ratio);
-    rounded.fill(Qt::transparent);
+    QPixmap rounded = canvas(size);
     {
         QPainter p(&rounded);
         p.setRenderHint(QPainter::Antialiasing, true);

@@ -20,6 +20,11 @@ QIcon icon(const QString& symbol);
 QIcon appIcon();
 // The symbol drawn in one colour at `size` pixels square.
 QPixmap tinted(const QString& symbol, const QColor& color, int size);
+// The same `points` square, sharp at the screen's pixel ratio.
+QPixmap tintedForScreen(const QString& symbol, const QColor& color, int points);
+// A transparent picture `points` square at the screen's pixel ratio, to
+// paint in points.
+QPixmap canvas(int points);
 
 // The application's icon, `size` points square, its corners rounded by
 // `radius`, over a soft black shadow `drop` points below it.

@@ -53,10 +53,7 @@ QVBoxLayout* withVideo(QWidget* page, const QString& title, const QString& subti
 
 // A white bold number on an accent-coloured circle, 20 points across.
 QLabel* numberBadge(int n, const QColor& colour) {
-    const double ratio = qApp->devicePixelRatio();
-    QPixmap badge(QSize(20, 20) * ratio);
-    badge.setDevicePixelRatio(ratio);
-    badge.fill(Qt::transparent);
+    QPixmap badge = Icons::canvas(20);
     QPainter p(&badge);
     p.setRenderHint(QPainter::Antialiasing, true);
     p.setPen(Qt::NoPen);
@@ -123,10 +120,7 @@ QWidget* stepCard(const QString& symbol, const QString& title, const QString& de
     auto* column = new QVBoxLayout(card);
     column->setSpacing(4);
     auto* icon = new QLabel;
-    const double ratio = qApp->devicePixelRatio();
-    QPixmap glyph = Icons::tinted(symbol, tint, static_cast<int>(24 * ratio));
-    glyph.setDevicePixelRatio(ratio);
-    icon->setPixmap(glyph);
+    icon->setPixmap(Icons::tintedForScreen(symbol, tint, 24));
     icon->setAlignment(Qt::AlignCenter);
     column->addWidget(icon);
     column->addWidget(text(title, 13, QFont::DemiBold));
@@ -188,10 +182,7 @@ QWidget* getStartedPage() {
     auto* column = new QVBoxLayout(page);
     column->addStretch();
     const QColor green(52, 199, 89);
-    const double ratio = qApp->devicePixelRatio();
-    QPixmap mark(QSize(80, 80) * ratio);
-    mark.setDevicePixelRatio(ratio);
-    mark.fill(Qt::transparent);
+    QPixmap mark = Icons::canvas(80);
     {
         QPainter p(&mark);
         p.setRenderHint(QPainter::Antialiasing, true);
@@ -200,9 +191,7 @@ QWidget* getStartedPage() {
         p.setPen(Qt::NoPen);
         p.setBrush(halo);
         p.drawEllipse(QRectF(0, 0, 80, 80));
-        QPixmap glyph = Icons::tinted(QStringLiteral("checkmark.circle.fill"), green, static_cast<int>(44 * ratio));
-        glyph.setDevicePixelRatio(ratio);
-        p.drawPixmap(QPointF(18, 18), glyph);
+        p.drawPixmap(QPointF(18, 18), Icons::tintedForScreen(QStringLiteral("checkmark.circle.fill"), green, 44));
     }
     auto* icon = new QLabel;
     icon->setPixmap(mark);
