@@ -28,19 +28,14 @@ QStringList visibleTexts(const QWidget& wizard) {
 
 TEST(OnboardingTest, MockSongAndItsLoudestWindow) {
     const AnalysisResult& mock = MockWaveform::shared();
-    ASSERT_EQ(mock.envelope.bucketCount, 400);
-    ASSERT_EQ(mock.loudnessCurve.size(), 80u);
     const auto [lo, hi] = std::minmax_element(mock.envelope.maxValues.begin(), mock.envelope.maxValues.end());
     EXPECT_GE(*lo, 0.02f);
     EXPECT_LE(*hi, 0.95f);
-    EXPECT_EQ(mock.envelope.minValues[7], -mock.envelope.maxValues[7]);
     // The curve peaks at point 52 (78 s): the window starts five points
     // (7.5 s) earlier and lasts 20 s, inside the song's 120 s.
-    EXPECT_EQ(mock.peakLUFS, *std::max_element(mock.loudnessCurve.begin(), mock.loudnessCurve.end()));
     EXPECT_EQ(mock.peakLUFS, mock.loudnessCurve[52]);
     EXPECT_DOUBLE_EQ(mock.windowStart, 70.5);
     EXPECT_DOUBLE_EQ(mock.windowEnd, 90.5);
-    EXPECT_EQ(mock.times.back(), 118.5);
 
     // Fewer buckets than plot columns: the envelope still reaches the end.
     QImage image(600, 300, QImage::Format_ARGB32_Premultiplied);
