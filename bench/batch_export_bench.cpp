@@ -7,7 +7,7 @@
 // Usage: build/bench/batch_export_bench [files=12] [minutes=4]
 
 #include "BenchAudio.h"
-#include "export/ExportRun.h"
+#include "export/ExportSession.h"
 #include "export/ParallelJobs.h"
 #include "io/EncoderProcess.h"
 #include "io/FFmpegLocator.h"
@@ -28,13 +28,16 @@ namespace {
 double seconds(const QElapsedTimer& timer) { return static_cast<double>(timer.nsecsElapsed()) / 1e9; }
 
 // The run as the window starts it; the time until it finished, or -1.
-double exportAll(AppState& state, const QString& folder, const QString& ffmpeg) {
+double exportAll(ExportSession& exports, const QString& folder, const QString& ffmpeg) {
     std::optional<ExportRun::Result> result;
     QElapsedTimer timer;
     timer.start();
-    ExportRun::start(state, false, folder, ffmpeg, [&](const ExportRun::Result& r) { result = r; });
+    const QMetaObject::Connection done =
+        QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
+    exports.start(false, folder, ffmpeg);
     while (!result)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    QObject::disconnect(done);
     if (!result->error.isEmpty()) {
         std::fprintf(stderr, "export failed: %s\n", qPrintable(result->error));
         return -1.0;
@@ -48,7 +51,7 @@ double bareCommands(const AppState& state, const QString& folder, ExportFormat f
                     int threads) {
     QDir().mkpath(folder);
     const ExportRun::Plan plan =
-        ExportRun::buildPlan(state.files(), folder, format, state.exportSampleRate(), false);
+        ExportRun::buildPlan(state.files(), folder, format, SampleRate::rate48000, false);
     QElapsedTimer timer;
     timer.start();
     const auto failed = ParallelJobs::run(
@@ -82,14 +85,15 @@ int main(int argc, char** argv) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
 
     const QString ffmpeg = FFmpegLocator::find();
+    ExportSession exports(state);
     std::fprintf(stderr, "%d files of %d min, 48 kHz stereo, %d cores:\n", files, minutes, QThread::idealThreadCount());
     for (ExportFormat format : {ExportFormat::mp3_320, ExportFormat::flac}) {
-        state.setExportFormat(format);
+        exports.setFormat(format);
         const QString name = caseName(format);
         double ours = 1e9, reference = 1e9, bare = 1e9;
         for (int run = 0; run < 2; ++run) {
             const QString suffix = QStringLiteral("%1-%2").arg(name).arg(run);
-            const double a = exportAll(state, dir.filePath(QStringLiteral("ours-") + suffix), ffmpeg);
+            const double a = exportAll(exports, dir.filePath(QStringLiteral("ours-") + suffix), ffmpeg);
             const double b = bareCommands(state, dir.filePath(QStringLiteral("reference-") + suffix), format, ffmpeg, 1);
             const double c = bareCommands(state, dir.filePath(QStringLiteral("bare-") + suffix), format, ffmpeg,
                                           QThread::idealThreadCount());

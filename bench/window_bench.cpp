@@ -46,8 +46,8 @@ int main(int argc, char** argv) {
 
     state.loadFiles({state.files().begin(), state.files().begin() + 50});
     longestStall([&] { return !state.isAnalyzing(); });
-    state.performExport(false, out);
-    const double exporting = longestStall([&] { return !state.isExporting(); });
+    window.exportSession().start(false, out);
+    const double exporting = longestStall([&] { return !window.exportSession().isExporting(); });
     std::printf("export 50 files:             longest stall %6.1f ms  (%s)\n", exporting, qPrintable(state.statusMessage()));
 
     AudioPlaybackEngine& engine = window.content()->engine();

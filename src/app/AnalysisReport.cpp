@@ -1,4 +1,4 @@
-#include "AnalysisReport.h"
+#include "app/AnalysisReport.h"
 
 #include <QFileInfo>
 #include <QJsonArray>

@@ -1,4 +1,4 @@
-#include "AnalyzeCommand.h"
+#include "app/AnalyzeCommand.h"
 
 #include "analysis/AnalysisOutcome.h"
 

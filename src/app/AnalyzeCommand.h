@@ -1,6 +1,6 @@
 #pragma once
 
-#include "AnalysisReport.h"
+#include "app/AnalysisReport.h"
 
 #include <QStringList>
 #include <QTextStream>

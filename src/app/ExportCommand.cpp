@@ -1,6 +1,6 @@
-#include "ExportCommand.h"
+#include "app/ExportCommand.h"
 
-#include "export/ExportRun.h"
+#include "export/ExportSession.h"
 #include "list/AppState.h"
 #include "list/SettingsFile.h"
 
@@ -189,11 +189,12 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
                 << " LUFS or lower to avoid clipping entirely.\n";
     }
 
-    state.setExportFormat(options->format);
-    state.setExportSampleRate(options->rate);
-    const QString folder = QFileInfo(options->out).absoluteFilePath();
+    ExportSession exports(state);
+    exports.setFormat(options->format);
+    exports.setSampleRate(options->rate);
     std::optional<ExportRun::Result> result;
-    ExportRun::start(state, limiter, folder, ffmpegPath, [&](const ExportRun::Result& r) { result = r; });
+    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
+    exports.start(limiter, QFileInfo(options->out).absoluteFilePath(), ffmpegPath);
     runEventsUntil([&] { return result.has_value(); });
     if (!result->error.isEmpty())
         return 1;

@@ -63,9 +63,9 @@ void restore(AppState& state, MainWindow& window) {
     if (ok && target >= SettingsFile::minimumTargetLUFS && target <= SettingsFile::maximumTargetLUFS)
         state.setTargetLUFS(target);
     if (const auto format = exportFormatNamed(settings.value(formatKey).toString()))
-        state.setExportFormat(*format);
+        window.exportSession().setFormat(*format);
     if (const auto rate = sampleRateFromRawValue(settings.value(rateKey).toLongLong()))
-        state.setExportSampleRate(*rate);
+        window.exportSession().setSampleRate(*rate);
 
     const QRect before = window.geometry();
     if (window.restoreGeometry(settings.value(geometryKey).toByteArray()) && !onSomeScreen(window.frameGeometry()))
@@ -77,10 +77,11 @@ void restore(AppState& state, MainWindow& window) {
 void keep(AppState& state, MainWindow& window) {
     QObject::connect(&state, &AppState::targetLUFSChanged, &state,
                      [&state] { QSettings().setValue(targetKey, state.targetLUFS()); });
-    QObject::connect(&state, &AppState::exportSettingsChanged, &state, [&state] {
+    const ExportSession& exports = window.exportSession();
+    QObject::connect(&exports, &ExportSession::choicesChanged, &window, [&exports] {
         QSettings settings;
-        settings.setValue(formatKey, caseName(state.exportFormat()));
-        settings.setValue(rateKey, static_cast<qlonglong>(rawValue(state.exportSampleRate())));
+        settings.setValue(formatKey, caseName(exports.choices().format));
+        settings.setValue(rateKey, static_cast<qlonglong>(rawValue(exports.choices().sampleRate)));
     });
     // Closing the window or quitting from the menu, which may not close it.
     new LayoutKeeper(window);

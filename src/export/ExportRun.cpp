@@ -1,18 +1,14 @@
 #include "export/ExportRun.h"
 
 #include "export/ExportErrors.h"
-#include "export/MainThread.h"
 #include "export/ParallelJobs.h"
 #include "io/FFmpegLocator.h"
 #include "io/FileError.h"
 #include "io/FileIdentity.h"
-#include "io/TemporaryFile.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QPointer>
 #include <QThread>
-#include <QThreadPool>
 #include <algorithm>
 
 namespace ExportRun {
@@ -29,21 +25,6 @@ QString describeError(const std::exception_ptr& error) {
     } catch (...) {
         return QStringLiteral("Unexpected error");
     }
-}
-
-// Every state change of a run goes through here, on the main thread; a state
-// that no longer exists is left alone.
-void onMain(const QPointer<AppState>& state, std::function<void(AppState&)> change) {
-    postToMainThread([state, change = std::move(change)] {
-        if (state)
-            change(*state);
-    });
-}
-
-void finish(AppState& state, const Result& result) {
-    state.setIsExporting(false);
-    state.setExportProgress({0, 0});
-    state.setStatusMessage(describe(result));
 }
 
 int threadsForJobs() { return std::max(1, QThread::idealThreadCount()); }
@@ -123,62 +104,28 @@ QString describe(const Result& result) {
              held.join(QStringLiteral(", ")));
 }
 
-void start(AppState& state, bool useLimiter, const QString& chosenFolder, const QString& ffmpegPath,
-           Finished finished) {
-    if (chosenFolder.isEmpty())
-        return;
-    const QString destination = QDir(chosenFolder).filePath(QStringLiteral("normalized"));
-    Plan plan = buildPlan(state.files(), destination, state.exportFormat(), state.exportSampleRate(),
-                          useLimiter);
-    if (const auto replaced = findReplacedSource(plan, state.files())) {
-        const Result refused{{}, *replaced};
-        state.setStatusMessage(describe(refused));
-        if (finished)
-            finished(refused);
-        return;
-    }
-
+Result run(const Plan& plan, const QString& ffmpegPath, const std::function<void(int64_t)>& progress) {
+    const InAppRenderer renderer(ffmpegPath);
+    const QString ffmpeg = ffmpegPath.isEmpty() ? FFmpegLocator::find() : ffmpegPath;
     const int64_t total = plan.count();
-    state.setIsExporting(true);
-    state.setExportProgress({0, total});
-    state.setStatusMessage(QStringLiteral("Exporting %1 files...").arg(total));
-
-    const QPointer<AppState> weak(&state);
-    QThreadPool::globalInstance()->start([weak, plan = std::move(plan), total, ffmpegPath, destination,
-                                          finished = std::move(finished)] {
-        // What a killed or crashed run left behind; a live run's files are locked.
-        TemporaryFiles::removeStale(destination);
-        TemporaryFiles::removeStale(QDir::tempPath());
-        const InAppRenderer renderer(ffmpegPath);
-        const QString ffmpeg = ffmpegPath.isEmpty() ? FFmpegLocator::find() : ffmpegPath;
-        const auto rendered = static_cast<int64_t>(plan.renderJobs.size());
-        // Edited files first: they take longest, and the encoder's short
-        // jobs fill the cores while they run.
-        std::vector<ExportedFile> written(static_cast<size_t>(total));
-        const std::exception_ptr error = ParallelJobs::run(
-            total, threadsForJobs(),
-            [&](int64_t i) {
-                written[static_cast<size_t>(i)] =
-                    i < rendered ? renderer.render(plan.renderJobs[static_cast<size_t>(i)])
-                                 : FFmpegExporter::runExport(plan.exportJobs[static_cast<size_t>(i - rendered)], ffmpeg);
-            },
-            [&](int64_t k) {
-                onMain(weak, [k, total](AppState& s) {
-                    s.setExportProgress({k, total});
-                    s.setStatusMessage(QStringLiteral("Exporting %1/%2...").arg(k).arg(total));
-                });
-            });
-        Result result;
-        if (error)
-            result.error = describeError(error);
-        else
-            result.files = std::move(written);
-        onMain(weak, [result = std::move(result), finished](AppState& s) {
-            finish(s, result);
-            if (finished)
-                finished(result);
-        });
-    });
+    const auto rendered = static_cast<int64_t>(plan.renderJobs.size());
+    // Edited files first: they take longest, and the encoder's short jobs
+    // fill the cores while they run.
+    std::vector<ExportedFile> written(static_cast<size_t>(total));
+    const std::exception_ptr error = ParallelJobs::run(
+        total, threadsForJobs(),
+        [&](int64_t i) {
+            const auto index = static_cast<size_t>(i);
+            written[index] = i < rendered ? renderer.render(plan.renderJobs[index])
+                                          : FFmpegExporter::runExport(plan.exportJobs[index - plan.renderJobs.size()], ffmpeg);
+        },
+        progress);
+    Result result;
+    if (error)
+        result.error = describeError(error);
+    else
+        result.files = std::move(written);
+    return result;
 }
 
 } // namespace ExportRun

@@ -1,17 +1,24 @@
 #pragma once
 
-// One "Export All": the clipping guard before it, the jobs it builds from the
-// working list, and the run that renders files with segment edits and hands
-// the others to the encoder, one job per core at a time, counting finished
-// files in the status line.
+// One "Export All" as plain steps: the clipping guard before it, the jobs it
+// builds from the working list, the check that no output replaces a source,
+// and the run that renders files with segment edits and hands the others to
+// the encoder, one job per core at a time.
 
 #include "export/FFmpegExporter.h"
 #include "export/InAppRenderer.h"
-#include "list/AppState.h"
+#include "list/AudioFileItem.h"
 
 #include <functional>
 #include <optional>
 #include <vector>
+
+// A file whose corrected peak would pass full scale, and by how many dB.
+struct ClippingFile {
+    QString fileName;
+    double overshootDB = 0.0;
+    friend bool operator==(const ClippingFile&, const ClippingFile&) = default;
+};
 
 namespace ExportRun {
 
@@ -46,17 +53,13 @@ struct Result {
     std::vector<ExportedFile> files;
     QString error; // the status line's text after "Export error: "; empty on success
 };
-using Finished = std::function<void(const Result&)>;
 
 // The status line's text for a finished run.
 QString describe(const Result& result);
 
-// Starts the run into `chosenFolder`/normalized and returns at once;
-// `finished` is called on the main thread at its end (at once when an
-// output would replace a source; never for an empty folder, a cancelled
-// chooser). An empty `ffmpegPath`
-// looks for the encoder; tests pass their own.
-void start(AppState& state, bool useLimiter, const QString& chosenFolder,
-           const QString& ffmpegPath = QString(), Finished finished = {});
+// Runs the plan on a pool of worker threads and returns when every job has
+// ended or the first has failed; `progress(k)` is called, from a worker,
+// each time k files are done. An empty `ffmpegPath` looks for the encoder.
+Result run(const Plan& plan, const QString& ffmpegPath, const std::function<void(int64_t)>& progress);
 
 } // namespace ExportRun

@@ -1,7 +1,5 @@
 #include "list/AppState.h"
 
-#include "export/ExportRun.h"
-
 #include <QDir>
 #include <QFileInfo>
 #include <QThread>
@@ -100,36 +98,6 @@ void AppState::setShowOnboarding(bool show) {
 void AppState::setCurveWindowSec(double seconds) {
     if (std::isfinite(seconds))
         publish(this, curveWindowSec_, seconds, &AppState::curveWindowSecChanged);
-}
-
-// A format never goes with a rate it cannot hold (MP3 above 48 kHz): the
-// rate gives way, and the status line says so.
-void AppState::setExportFormat(ExportFormat format) {
-    if (!supportsRate(format, exportSampleRate_)) {
-        exportSampleRate_ = SampleRate::rate48000;
-        setStatusMessage(QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(rawValue(format)));
-    }
-    publish(this, exportFormat_, format, &AppState::exportSettingsChanged);
-}
-void AppState::setExportSampleRate(SampleRate rate) {
-    if (supportsRate(exportFormat_, rate))
-        publish(this, exportSampleRate_, rate, &AppState::exportSettingsChanged);
-}
-void AppState::setIsExporting(bool exporting) {
-    publish(this, isExporting_, exporting, &AppState::isExportingChanged);
-}
-void AppState::setExportProgress(ExportProgress progress) {
-    publish(this, exportProgress_, progress, &AppState::exportProgressChanged);
-}
-void AppState::setShowClippingWarning(bool show) {
-    publish(this, showClippingWarning_, show, &AppState::clippingWarningChanged);
-}
-void AppState::setClippingFiles(std::vector<ClippingFile> files) {
-    publish(this, clippingFiles_, std::move(files), &AppState::clippingWarningChanged);
-}
-
-void AppState::performExport(bool useLimiter, const QString& chosenFolder) {
-    ExportRun::start(*this, useLimiter, chosenFolder);
 }
 
 std::vector<AppState::SkippedFile> AppState::addFiles(const QList<QUrl>& urls) {

@@ -8,7 +8,6 @@
 // workers hand values back by posting to it.
 
 #include "analysis/AnalysisOutcome.h"
-#include "export/ExportFormat.h"
 #include "list/AudioFileItem.h"
 
 #include <QList>
@@ -26,26 +25,11 @@
 
 class QThreadPool;
 
-using AudioFileItemPtr = std::shared_ptr<AudioFileItem>;
-
 // The undo record of one removal; it keeps the removed item alive.
 struct RemovedFile {
     AudioFileItemPtr file;
     int64_t index = 0;
     std::optional<QUuid> selectedFileIDAfterRemoval;
-};
-
-struct ExportProgress {
-    int64_t current = 0;
-    int64_t total = 0;
-    friend bool operator==(const ExportProgress&, const ExportProgress&) = default;
-};
-
-// A file whose corrected peak would pass full scale, and by how many dB.
-struct ClippingFile {
-    QString fileName;
-    double overshootDB = 0.0;
-    friend bool operator==(const ClippingFile&, const ClippingFile&) = default;
 };
 
 class AppState : public QObject {
@@ -83,26 +67,14 @@ public:
     bool showOnboarding() const { return showOnboarding_; }
     double curveWindowSec() const { return curveWindowSec_; }
 
-    ExportFormat exportFormat() const { return exportFormat_; }
-    SampleRate exportSampleRate() const { return exportSampleRate_; }
-    bool isExporting() const { return isExporting_; }
     // Some file's analysis is still running.
     bool isAnalyzing() const { return !inFlight_.isEmpty(); }
-    ExportProgress exportProgress() const { return exportProgress_; }
-    bool showClippingWarning() const { return showClippingWarning_; }
-    const std::vector<ClippingFile>& clippingFiles() const { return clippingFiles_; }
 
     void setSelectedFileID(std::optional<QUuid> id);
     void setTargetLUFS(double lufs);
     void setStatusMessage(const QString& message);
     void setShowOnboarding(bool show);
     void setCurveWindowSec(double seconds);
-    void setExportFormat(ExportFormat format);
-    void setExportSampleRate(SampleRate rate);
-    void setIsExporting(bool exporting);
-    void setExportProgress(ExportProgress progress);
-    void setShowClippingWarning(bool show);
-    void setClippingFiles(std::vector<ClippingFile> files);
 
     // Appends the files with an admitted extension whose paths are not listed
     // yet, selects the first of them when nothing is selected, and analyses
@@ -128,10 +100,6 @@ public:
     void restoreRemovedFile(const RemovedFile& removed);
     std::optional<RemovedFile> redoRemovedFile(const RemovedFile& removed);
 
-    // Exports every analysed file into `chosenFolder`/normalized, in the
-    // background; progress and the outcome arrive in the status line.
-    void performExport(bool useLimiter, const QString& chosenFolder);
-
 signals:
     void filesChanged();
     void selectedFileIDChanged();
@@ -140,10 +108,6 @@ signals:
     void analysisFinished(); // no analysis is running any more
     void showOnboardingChanged();
     void curveWindowSecChanged();
-    void exportSettingsChanged(); // format or rate
-    void isExportingChanged();
-    void exportProgressChanged();
-    void clippingWarningChanged(); // showClippingWarning or clippingFiles
 
 private:
     struct AnalysisGroup;
@@ -162,12 +126,6 @@ private:
     QString statusMessage_ = readyMessage;
     bool showOnboarding_ = false;
     double curveWindowSec_ = 3.0;
-    ExportFormat exportFormat_ = ExportFormat::wav24;
-    SampleRate exportSampleRate_ = SampleRate::rate48000;
-    bool isExporting_ = false;
-    ExportProgress exportProgress_;
-    bool showClippingWarning_ = false;
-    std::vector<ClippingFile> clippingFiles_;
 
     // Ids whose analysis has started and whose result has not come back yet.
     QSet<QUuid> inFlight_;

@@ -14,6 +14,7 @@
 #include <QString>
 #include <QUrl>
 #include <QUuid>
+#include <memory>
 #include <optional>
 
 class AudioFileItem : public QObject {
@@ -85,5 +86,7 @@ private:
     bool isEditMode_ = false;
     SegmentEditState* segmentEdits_; // a child of this item
 };
+
+using AudioFileItemPtr = std::shared_ptr<AudioFileItem>;
 
 inline size_t qHash(const AudioFileItem& item, size_t seed = 0) { return qHash(item.id(), seed); }

@@ -12,7 +12,7 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
-ClippingWarningDialog::ClippingWarningDialog(const AppState& state, QWidget* parent)
+ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>& sources, QWidget* parent)
     : QDialog(parent), limiter_(new QRadioButton(QStringLiteral("Apply limiter (ffmpeg alimiter — transparent brickwall)"))),
       anyway_(new QRadioButton(QStringLiteral("Export anyway (peaks will be clipped)"))) {
     setWindowTitle(QStringLiteral("Clipping"));
@@ -21,7 +21,7 @@ ClippingWarningDialog::ClippingWarningDialog(const AppState& state, QWidget* par
     auto* column = new QVBoxLayout(this);
     column->setSpacing(16);
     column->setContentsMargins(20, 20, 20, 20);
-    const auto& files = state.clippingFiles();
+    const std::vector<ClippingFile> files = ExportRun::findClippingFiles(sources);
     auto* headline = new QLabel(QStringLiteral("%1 file(s) will exceed 0 dBFS after correction:").arg(files.size()));
     QFont bold = headline->font();
     bold.setBold(true);
@@ -46,7 +46,7 @@ ClippingWarningDialog::ClippingWarningDialog(const AppState& state, QWidget* par
     limiter_->setChecked(true);
     column->addWidget(limiter_);
     column->addWidget(anyway_);
-    if (const auto safe = ExportRun::computeSafeTarget(state.files())) {
+    if (const auto safe = ExportRun::computeSafeTarget(sources)) {
         auto* tip = new QLabel(QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", *safe));
         tip->setObjectName(QStringLiteral("safeTargetTip"));
         tip->setStyleSheet(PaintKit::secondaryTextStyle(palette()));

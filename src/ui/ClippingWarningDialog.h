@@ -2,9 +2,10 @@
 
 // Lists the files whose peaks would pass 0 dBFS and asks how to export them.
 
-#include "list/AppState.h"
+#include "list/AudioFileItem.h"
 
 #include <QDialog>
+#include <vector>
 
 class QRadioButton;
 
@@ -12,7 +13,8 @@ class ClippingWarningDialog : public QDialog {
     Q_OBJECT
 
 public:
-    ClippingWarningDialog(const AppState& state, QWidget* parent = nullptr);
+    // Lists the files of `files` that would clip.
+    explicit ClippingWarningDialog(const std::vector<AudioFileItemPtr>& files, QWidget* parent = nullptr);
     bool useLimiter() const;
     QRadioButton* limiterChoice() const { return limiter_; }
     QRadioButton* anywayChoice() const { return anyway_; }

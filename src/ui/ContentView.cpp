@@ -83,9 +83,9 @@ QString ContentView::editModeHelpLine() {
                           "Hold Ctrl : magnifier");
 }
 
-ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std::unique_ptr<AudioOutput> output,
-                         QWidget* parent)
-    : QWidget(parent), state_(state), dialogs_(std::move(dialogs)),
+ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
+                         std::unique_ptr<AudioOutput> output, QWidget* parent)
+    : QWidget(parent), state_(state), session_(session), dialogs_(std::move(dialogs)),
       engine_(std::make_unique<AudioPlaybackEngine>(output ? std::move(output) : makeDefaultAudioOutput())) {
     controller_ = std::make_unique<PlaybackController>(state_, *engine_,
                                                        [this](double w) { recomputeSelectedCurve(w); });
@@ -159,7 +159,7 @@ ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std
     transport_ = new PlaybackControlsView(state_, *engine_, *controller_);
     column->addWidget(transport_);
     column->addWidget(divider());
-    exportControls_ = new ExportControlsView(state_, dialogs_);
+    exportControls_ = new ExportControlsView(state_, session_, dialogs_);
     // Inset from the window's edges, title included.
     auto* exportRow = new QHBoxLayout;
     exportRow->setContentsMargins(12, 6, 12, 6);
@@ -218,8 +218,8 @@ ContentView::ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs, std
     connect(&state_, &AppState::selectedFileIDChanged, this, &ContentView::onSelectionChanged);
     connect(&state_, &AppState::curveWindowSecChanged, this, [this] { recomputeSelectedCurve(state_.curveWindowSec()); });
     connect(&state_, &AppState::statusMessageChanged, this, &ContentView::refreshStatus);
-    connect(&state_, &AppState::isExportingChanged, this, &ContentView::refreshProgress);
-    connect(&state_, &AppState::exportProgressChanged, this, &ContentView::refreshProgress);
+    connect(&session_, &ExportSession::isExportingChanged, this, &ContentView::refreshProgress);
+    connect(&session_, &ExportSession::progressChanged, this, &ContentView::refreshProgress);
     connect(&state_, &AppState::filesChanged, this, &ContentView::refreshToolbar);
     connect(engine_.get(), &AudioPlaybackEngine::currentTimeChanged, this,
             [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
@@ -297,8 +297,8 @@ void ContentView::refreshStatus() {
 }
 
 void ContentView::refreshProgress() {
-    progress_->setVisible(state_.isExporting());
-    const ExportProgress p = state_.exportProgress();
+    progress_->setVisible(session_.isExporting());
+    const ExportProgress p = session_.progress();
     const double fraction = p.total < 1 ? 0.0 : static_cast<double>(p.current) / static_cast<double>(p.total);
     progressText_->setText(QString::asprintf("Exporting %lld / %lld files...", static_cast<long long>(p.current),
                                              static_cast<long long>(p.total)));

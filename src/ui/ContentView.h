@@ -6,9 +6,10 @@
 // files, removes the selected one with Ctrl+Backspace or Ctrl+Delete, and
 // keeps selection, target and curve window in step with playback.
 
+#include "export/ExportSession.h"
 #include "list/AppState.h"
 #include "playback/AudioPlaybackEngine.h"
-#include "playback/PlaybackController.h"
+#include "ui/PlaybackController.h"
 #include "ui/Dialogs.h"
 #include "ui/EditHistory.h"
 
@@ -33,7 +34,7 @@ class ContentView : public QWidget {
 
 public:
     // `output`: where playback sounds (null: the default output).
-    ContentView(AppState& state, QUndoStack* undo, Dialogs dialogs,
+    ContentView(AppState& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
                 std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
 
     static QString editModeHelpLine();
@@ -71,6 +72,7 @@ private:
     void refreshToolbar();
 
     AppState& state_;
+    ExportSession& session_;
     Dialogs dialogs_;
     std::unique_ptr<AudioPlaybackEngine> engine_;
     std::unique_ptr<PlaybackController> controller_;

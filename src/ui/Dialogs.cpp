@@ -76,7 +76,7 @@ Dialogs Dialogs::standard() {
                                      QFileDialog::ExistingFile, QFileDialog::AcceptOpen, QStringLiteral("JSON (*.json)")));
     };
     d.askAboutClipping = [](QWidget* parent, const AppState& state) -> std::optional<bool> {
-        ClippingWarningDialog dialog(state, parent);
+        ClippingWarningDialog dialog(state.files(), parent);
         if (dialog.exec() != QDialog::Accepted)
             return std::nullopt;
         return dialog.useLimiter();

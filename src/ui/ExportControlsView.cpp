@@ -9,8 +9,8 @@
 #include <QPushButton>
 #include <QStandardItemModel>
 
-ExportControlsView::ExportControlsView(AppState& state, Dialogs& dialogs, QWidget* parent)
-    : QGroupBox(QStringLiteral("Export"), parent), state_(state), dialogs_(dialogs), format_(new QComboBox),
+ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, Dialogs& dialogs, QWidget* parent)
+    : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), dialogs_(dialogs), format_(new QComboBox),
       rate_(new QComboBox), save_(new QPushButton(QStringLiteral("Save Settings"))),
       load_(new QPushButton(QStringLiteral("Load Settings"))), export_(new QPushButton(QStringLiteral("Export All"))) {
     auto* row = new QHBoxLayout(this);
@@ -39,10 +39,10 @@ ExportControlsView::ExportControlsView(AppState& state, Dialogs& dialogs, QWidge
     row->addWidget(export_);
 
     connect(format_, &QComboBox::currentIndexChanged, this, [this](int i) {
-        state_.setExportFormat(allExportFormats[static_cast<size_t>(i)]);
+        session_.setFormat(allExportFormats[static_cast<size_t>(i)]);
     });
     connect(rate_, &QComboBox::currentIndexChanged, this, [this](int i) {
-        state_.setExportSampleRate(allSampleRates[static_cast<size_t>(i)]);
+        session_.setSampleRate(allSampleRates[static_cast<size_t>(i)]);
     });
     connect(save_, &QPushButton::clicked, this, [this] {
         const QString path = dialogs_.chooseSettingsToSave(this);
@@ -56,20 +56,20 @@ ExportControlsView::ExportControlsView(AppState& state, Dialogs& dialogs, QWidge
     });
     connect(export_, &QPushButton::clicked, this, &ExportControlsView::startExport);
     connect(&state_, &AppState::filesChanged, this, &ExportControlsView::refresh);
-    connect(&state_, &AppState::isExportingChanged, this, &ExportControlsView::refresh);
-    connect(&state_, &AppState::exportSettingsChanged, this, &ExportControlsView::refresh);
+    connect(&session_, &ExportSession::isExportingChanged, this, &ExportControlsView::refresh);
+    connect(&session_, &ExportSession::choicesChanged, this, &ExportControlsView::refresh);
     refresh();
 }
 
 void ExportControlsView::refresh() {
-    export_->setEnabled(!state_.files().empty() && !state_.isExporting());
+    export_->setEnabled(!state_.files().empty() && !session_.isExporting());
     // Rates the format cannot hold are shown, but not offered.
     auto* rates = qobject_cast<QStandardItemModel*>(rate_->model());
     for (size_t i = 0; i < allSampleRates.size(); ++i)
-        rates->item(static_cast<int>(i))->setEnabled(supportsRate(state_.exportFormat(), allSampleRates[i]));
-    const auto formatIndex = std::find(allExportFormats.begin(), allExportFormats.end(), state_.exportFormat());
+        rates->item(static_cast<int>(i))->setEnabled(supportsRate(session_.choices().format, allSampleRates[i]));
+    const auto formatIndex = std::find(allExportFormats.begin(), allExportFormats.end(), session_.choices().format);
     format_->setCurrentIndex(static_cast<int>(formatIndex - allExportFormats.begin()));
-    const auto rateIndex = std::find(allSampleRates.begin(), allSampleRates.end(), state_.exportSampleRate());
+    const auto rateIndex = std::find(allSampleRates.begin(), allSampleRates.end(), session_.choices().sampleRate);
     rate_->setCurrentIndex(static_cast<int>(rateIndex - allSampleRates.begin()));
 }
 
@@ -77,17 +77,13 @@ void ExportControlsView::startExport() {
     if (state_.files().empty())
         return;
     bool useLimiter = false;
-    std::vector<ClippingFile> clipping = ExportRun::findClippingFiles(state_.files());
-    if (!clipping.empty()) {
-        state_.setClippingFiles(std::move(clipping));
-        state_.setShowClippingWarning(true);
+    if (!ExportRun::findClippingFiles(state_.files()).empty()) {
         const std::optional<bool> answer = dialogs_.askAboutClipping(this, state_);
-        state_.setShowClippingWarning(false);
         if (!answer)
             return;
         useLimiter = *answer;
     }
     const QString folder = dialogs_.chooseExportFolder(this);
     if (!folder.isEmpty())
-        state_.performExport(useLimiter, folder);
+        session_.start(useLimiter, folder);
 }

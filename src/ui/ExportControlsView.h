@@ -3,6 +3,7 @@
 // The export controls: format and rate, Save and Load Settings, and
 // "Export All" with the clipping check before it.
 
+#include "export/ExportSession.h"
 #include "list/AppState.h"
 #include "ui/Dialogs.h"
 
@@ -15,7 +16,7 @@ class ExportControlsView : public QGroupBox {
     Q_OBJECT
 
 public:
-    ExportControlsView(AppState& state, Dialogs& dialogs, QWidget* parent = nullptr);
+    ExportControlsView(AppState& state, ExportSession& session, Dialogs& dialogs, QWidget* parent = nullptr);
 
     QComboBox* formatPicker() const { return format_; }
     QComboBox* ratePicker() const { return rate_; }
@@ -29,6 +30,7 @@ private:
     void refresh();
 
     AppState& state_;
+    ExportSession& session_;
     Dialogs& dialogs_;
     QComboBox* format_;
     QComboBox* rate_;

@@ -10,8 +10,8 @@
 #include <QSettings>
 
 MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOutput> output, QWidget* parent)
-    : QMainWindow(parent), state_(state),
-      content_(new ContentView(state, &undo_, std::move(dialogs), std::move(output))) {
+    : QMainWindow(parent), state_(state), exports_(state),
+      content_(new ContentView(state, exports_, &undo_, std::move(dialogs), std::move(output))) {
     setWindowTitle(QStringLiteral("Sonivel"));
     setCentralWidget(content_);
     setMinimumSize(900, 600);

@@ -4,6 +4,7 @@
 // redo with their action names) and Help menus (About, the introduction),
 // 1200 x 700 by default and never smaller than 900 x 600.
 
+#include "export/ExportSession.h"
 #include "list/AppState.h"
 #include "playback/AudioOutput.h"
 #include "ui/Dialogs.h"
@@ -24,6 +25,8 @@ public:
                std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
 
     ContentView* content() const { return content_; }
+    // The export of this window's list: its choices and its runs.
+    ExportSession& exportSession() { return exports_; }
     QUndoStack& undoStack() { return undo_; }
     void showAbout();
     // A command of the application's own, in the Help menu after About.
@@ -36,6 +39,7 @@ public:
 
 private:
     AppState& state_;
+    ExportSession exports_;
     QUndoStack undo_;
     ContentView* content_;
     QMenu* help_;

@@ -3,7 +3,7 @@
 // The transport bar: Play/Pause (Space), Stop (Escape), the time read-out
 // and the output device picker.
 
-#include "playback/PlaybackController.h"
+#include "ui/PlaybackController.h"
 
 #include <QWidget>
 

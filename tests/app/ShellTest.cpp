@@ -59,8 +59,8 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
         SonivelApp run;
         run.start({}, false);
         run.appState().setTargetLUFS(-23.0);
-        run.appState().setExportFormat(ExportFormat::flac);
-        run.appState().setExportSampleRate(SampleRate::rate96000);
+        run.window().exportSession().setFormat(ExportFormat::flac);
+        run.window().exportSession().setSampleRate(SampleRate::rate96000);
         run.window().setGeometry(40, 30, 1000, 650);
         run.window().findChild<QSplitter*>("tableAndWaveform")->setSizes({300, 200});
         run.window().close();
@@ -69,8 +69,7 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
         SonivelApp next;
         next.start({}, false);
         EXPECT_EQ(next.appState().targetLUFS(), -23.0);
-        EXPECT_EQ(next.appState().exportFormat(), ExportFormat::flac);
-        EXPECT_EQ(next.appState().exportSampleRate(), SampleRate::rate96000);
+        EXPECT_EQ(next.window().exportSession().choices(), (ExportChoices{ExportFormat::flac, SampleRate::rate96000}));
         EXPECT_EQ(next.window().size(), QSize(1000, 650));
         const QList<int> sizes = next.window().findChild<QSplitter*>("tableAndWaveform")->sizes();
         EXPECT_GT(sizes[0], sizes[1]) << "the split as it was left";
@@ -84,7 +83,6 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     SonivelApp odd;
     odd.start({}, false);
     EXPECT_EQ(odd.appState().targetLUFS(), AppState::defaultTargetLUFS);
-    EXPECT_EQ(odd.appState().exportFormat(), ExportFormat::wav24);
-    EXPECT_EQ(odd.appState().exportSampleRate(), SampleRate::rate48000);
+    EXPECT_EQ(odd.window().exportSession().choices(), ExportChoices{});
     EXPECT_EQ(odd.window().size(), QSize(1200, 700));
 }

@@ -4,7 +4,7 @@
 #include "../list/ListFixtures.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/AudioReader.h"
-#include "export/ExportRun.h"
+#include "export/ExportSession.h"
 
 #include <cmath>
 #include <optional>
@@ -50,10 +50,12 @@ QString writeHits(const QTemporaryDir& dir, const QString& name, double seconds)
 // Exports the one file the state holds and returns what was written.
 ExportedFile exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat format, SampleRate rate,
                        bool limiter, const QString& folder) {
-    state.setExportFormat(format);
-    state.setExportSampleRate(rate);
+    ExportSession exports(state);
+    exports.setFormat(format);
+    exports.setSampleRate(rate);
     std::optional<ExportRun::Result> result;
-    ExportRun::start(state, limiter, dir.filePath(folder), QString(), [&](const ExportRun::Result& r) { result = r; });
+    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
+    exports.start(limiter, dir.filePath(folder));
     EXPECT_TRUE(fixtures::waitUntil([&] { return result.has_value(); }));
     EXPECT_TRUE(result && result->error.isEmpty() && result->files.size() == 1) << state.statusMessage().toStdString();
     return result && !result->files.empty() ? result->files.front() : ExportedFile{};

@@ -1,7 +1,7 @@
 #include "FakeFFmpeg.h"
 
 #include "../list/ListFixtures.h"
-#include "export/ExportRun.h"
+#include "export/ExportSession.h"
 
 namespace {
 
@@ -19,8 +19,8 @@ AudioFileItemPtr itemWith(const QString& path, std::optional<AnalysisResult> ana
     return item;
 }
 
-bool waitForExport(const AppState& state) {
-    return fixtures::waitUntil([&] { return !state.isExporting(); });
+bool waitForExport(const ExportSession& exports) {
+    return fixtures::waitUntil([&] { return !exports.isExporting(); });
 }
 
 } // namespace
@@ -69,13 +69,18 @@ TEST(ExportRunTest, StatusLineFollowsRenderThenEncoderJobs) {
     state.files()[0]->segmentEdits().setSegmentGain(0, -1.0);
     StatusRecorder status(state);
     QList<std::pair<int64_t, int64_t>> progress;
-    QObject::connect(&state, &AppState::exportProgressChanged, [&] {
-        progress << std::pair(state.exportProgress().current, state.exportProgress().total);
+    ExportSession exports(state);
+    QObject::connect(&exports, &ExportSession::progressChanged, [&] {
+        progress << std::pair(exports.progress().current, exports.progress().total);
     });
+    std::optional<ExportRun::Result> result;
+    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
 
-    ExportRun::start(state, false, dir.filePath("out"), fake.path);
-    EXPECT_TRUE(state.isExporting());
-    ASSERT_TRUE(waitForExport(state));
+    exports.start(false, dir.filePath("out"), fake.path);
+    EXPECT_TRUE(exports.isExporting());
+    ASSERT_TRUE(waitForExport(exports));
+    ASSERT_TRUE(result && result->error.isEmpty());
+    EXPECT_EQ(result->files.size(), 3u);
     EXPECT_EQ(status.texts, (QStringList{"Exporting 3 files...", "Exporting 1/3...", "Exporting 2/3...",
                                          "Exporting 3/3...", "Export complete!"}));
     EXPECT_EQ(progress, (QList<std::pair<int64_t, int64_t>>{{0, 3}, {1, 3}, {2, 3}, {3, 3}, {0, 0}}));
@@ -85,8 +90,9 @@ TEST(ExportRunTest, StatusLineFollowsRenderThenEncoderJobs) {
     // Nothing analysed: zero jobs, straight to complete, nothing written.
     AppState empty;
     StatusRecorder emptyStatus(empty);
-    ExportRun::start(empty, false, dir.filePath("none"), fake.path);
-    ASSERT_TRUE(waitForExport(empty));
+    ExportSession none(empty);
+    none.start(false, dir.filePath("none"), fake.path);
+    ASSERT_TRUE(waitForExport(none));
     EXPECT_EQ(emptyStatus.texts, (QStringList{"Exporting 0 files...", "Export complete!"}));
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("none")));
 }
@@ -98,20 +104,35 @@ TEST(ExportRunTest, FirstErrorEndsTheRun) {
     ASSERT_TRUE(waitForAnalyses(state));
     state.files()[0]->segmentEdits().addSeparator(3.0);
     state.files()[1]->segmentEdits().addSeparator(3.0);
-    state.setExportFormat(ExportFormat::mp3_128);
+    ExportSession exports(state);
+    exports.setFormat(ExportFormat::mp3_128);
 
     // The encoder fails on the edited files, which start first, side by
     // side: the third job never starts.
     FakeFFmpeg failing(dir.path(), 1);
     StatusRecorder status(state);
-    ExportRun::start(state, false, dir.filePath("out"), failing.path);
-    ASSERT_TRUE(waitForExport(state));
+    exports.start(false, dir.filePath("out"), failing.path);
+    ASSERT_TRUE(waitForExport(exports));
     EXPECT_EQ(status.texts, (QStringList{"Exporting 3 files...",
                                          "Export error: FFmpeg encode failed: ffmpeg exited with code 1"}));
     EXPECT_LE(failing.runs().size(), 2);
-    EXPECT_EQ(state.exportProgress(), (ExportProgress{0, 0}));
+    EXPECT_EQ(exports.progress(), (ExportProgress{0, 0}));
 
     // A cancelled folder chooser changes nothing.
-    ExportRun::start(state, false, QString(), failing.path);
+    exports.start(false, QString(), failing.path);
     EXPECT_EQ(status.texts.size(), 2);
+}
+
+TEST(ExportRunTest, MP3NeverGoesWithNinetySixKilohertz) {
+    AppState state;
+    ExportSession exports(state);
+    exports.setSampleRate(SampleRate::rate96000);
+    exports.setFormat(ExportFormat::mp3_192);
+    EXPECT_EQ(exports.choices().sampleRate, SampleRate::rate48000);
+    EXPECT_EQ(state.statusMessage(), "MP3 192k holds at most 48000 Hz; the sample rate is now 48000 Hz.");
+    exports.setSampleRate(SampleRate::rate96000);
+    EXPECT_EQ(exports.choices().sampleRate, SampleRate::rate48000);
+    exports.setFormat(ExportFormat::flac);
+    exports.setSampleRate(SampleRate::rate96000);
+    EXPECT_EQ(exports.choices().sampleRate, SampleRate::rate96000);
 }

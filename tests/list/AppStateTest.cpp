@@ -267,16 +267,3 @@ TEST(AppStateTest, DestroyingTheStateWhileAnalysingDropsResultsSafely) {
     QCoreApplication::processEvents(); // queued results for a dead state are discarded
     EXPECT_EQ(gate.inFlight(), 0);
 }
-
-TEST(AppStateTest, MP3NeverGoesWithNinetySixKilohertz) {
-    AppState state;
-    state.setExportSampleRate(SampleRate::rate96000);
-    state.setExportFormat(ExportFormat::mp3_192);
-    EXPECT_EQ(state.exportSampleRate(), SampleRate::rate48000);
-    EXPECT_EQ(state.statusMessage(), "MP3 192k holds at most 48000 Hz; the sample rate is now 48000 Hz.");
-    state.setExportSampleRate(SampleRate::rate96000);
-    EXPECT_EQ(state.exportSampleRate(), SampleRate::rate48000);
-    state.setExportFormat(ExportFormat::flac);
-    state.setExportSampleRate(SampleRate::rate96000);
-    EXPECT_EQ(state.exportSampleRate(), SampleRate::rate96000);
-}

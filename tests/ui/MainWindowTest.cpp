@@ -228,16 +228,21 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     w.exportFolder = w.dir.filePath("out");
     QTest::mouseClick(controls->exportButton(), Qt::LeftButton);
     EXPECT_EQ(w.clippingAsked, 1);
-    EXPECT_FALSE(w.state.isExporting());
+    ExportSession& exports = w.window->exportSession();
+    EXPECT_FALSE(exports.isExporting());
     EXPECT_FALSE(QFileInfo::exists(w.exportFolder));
 
     // The limiter; the folder chooser answered; the run and its strip.
     w.clippingAnswer = true;
+    QStringList strip;
+    QObject::connect(&exports, &ExportSession::progressChanged, [&] {
+        strip << w.content().progressText()->text() + " " + w.content().progressPercent()->text();
+    });
     QTest::mouseClick(controls->exportButton(), Qt::LeftButton);
-    EXPECT_TRUE(w.state.isExporting());
+    EXPECT_TRUE(exports.isExporting());
     EXPECT_TRUE(w.content().progressStrip()->isVisible());
     EXPECT_FALSE(controls->exportButton()->isEnabled());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !w.state.isExporting(); }, 20000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !exports.isExporting(); }, 20000));
     // No gain brings a tone 45 dB up under the limiter's ceiling.
     EXPECT_TRUE(w.state.statusMessage().startsWith(
         "Export complete! The limiter's ceiling keeps 1 file below target: click ("))
@@ -245,14 +250,8 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     EXPECT_FALSE(w.content().progressStrip()->isVisible());
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
 
-    // The strip's texts for 3 of 8.
-    w.state.setIsExporting(true);
-    w.state.setExportProgress({3, 8});
-    EXPECT_EQ(w.content().progressText()->text(), "Exporting 3 / 8 files...");
-    EXPECT_EQ(w.content().progressPercent()->text(), "37%");
-    w.state.setExportProgress({0, 0});
-    EXPECT_EQ(w.content().progressPercent()->text(), "0%");
-    w.state.setIsExporting(false);
+    EXPECT_EQ(strip, (QStringList{"Exporting 0 / 2 files... 0%", "Exporting 1 / 2 files... 50%",
+                                  "Exporting 2 / 2 files... 100%", "Exporting 0 / 0 files... 0%"}));
 }
 
 TEST(MainWindowTest, AboutAndFirstLaunch) {
@@ -294,8 +293,7 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     const AudioFileItemPtr a = w.state.files()[0];
     a->setCorrectionDB(20.0);
     a->setIsManualOverride(true);
-    w.state.setClippingFiles(ExportRun::findClippingFiles(w.state.files()));
-    ClippingWarningDialog dialog(w.state);
+    ClippingWarningDialog dialog(w.state.files());
     const QList<QLabel*> labels = dialog.findChildren<QLabel*>();
     const auto hasText = [&](const QString& text) {
         return std::any_of(labels.begin(), labels.end(), [&](QLabel* l) { return l->text() == text; });
@@ -305,7 +303,7 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     ASSERT_NE(rows, nullptr);
     ASSERT_EQ(rows->topLevelItemCount(), 1);
     EXPECT_EQ(rows->topLevelItem(0)->text(0), "a.wav");
-    EXPECT_EQ(rows->topLevelItem(0)->text(1), QString::asprintf("%.1f dB over", w.state.clippingFiles()[0].overshootDB));
+    EXPECT_EQ(rows->topLevelItem(0)->text(1), QString::asprintf("%.1f dB over", ExportRun::findClippingFiles(w.state.files())[0].overshootDB));
     EXPECT_TRUE(hasText("How would you like to handle this?"));
     EXPECT_TRUE(dialog.useLimiter()) << "the limiter is preselected";
     dialog.anywayChoice()->setChecked(true);
@@ -315,7 +313,7 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
               QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", safe));
     // Return exports from wherever the focus starts; Escape cancels.
     for (const auto& [key, result] : {std::pair{Qt::Key_Return, QDialog::Accepted}, {Qt::Key_Escape, QDialog::Rejected}}) {
-        ClippingWarningDialog asked(w.state);
+        ClippingWarningDialog asked(w.state.files());
         asked.show();
         ASSERT_TRUE(QTest::qWaitForWindowActive(&asked));
         QTest::keyClick(QApplication::focusWidget(), key);
@@ -335,7 +333,7 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     EXPECT_EQ(w.state.files().size(), 1u);
     EXPECT_EQ(w.window->undoStack().undoText(), "Remove Song");
     // MP3 is not offered 96 kHz; a file that failed shows why where its waveform would be.
-    w.state.setExportFormat(ExportFormat::mp3_320);
+    w.window->exportSession().setFormat(ExportFormat::mp3_320);
     const auto* rates = qobject_cast<QStandardItemModel*>(w.window->findChild<QComboBox*>("sampleRate")->model());
     EXPECT_FALSE(rates->item(2)->isEnabled());
     EXPECT_TRUE(rates->item(1)->isEnabled());

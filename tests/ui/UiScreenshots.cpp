@@ -91,8 +91,7 @@ int main(int argc, char** argv) {
         window.grab().save(QDir(out).filePath("window-error-selected-" + suffix + ".png"));
     }
 
-    state.setClippingFiles(ExportRun::findClippingFiles(state.files()));
-    ClippingWarningDialog clipping(state);
+    ClippingWarningDialog clipping(state.files());
     clipping.adjustSize();
     clipping.grab().save(QDir(out).filePath("clipping-dialog.png"));
     QApplication::setWindowIcon(Icons::appIcon());

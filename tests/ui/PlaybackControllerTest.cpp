@@ -1,8 +1,8 @@
-#include "PlaybackFixtures.h"
+#include "../playback/PlaybackFixtures.h"
 
 #include "../list/ListFixtures.h"
 #include "playback/AudioDeviceManager.h"
-#include "playback/PlaybackController.h"
+#include "ui/PlaybackController.h"
 
 TEST(PlaybackControllerTest, FormatsTimesAndThePlayhead) {
     EXPECT_EQ(PlaybackController::formatTime(0), "0:00.0");

@@ -1,4 +1,4 @@
-#include "playback/PlaybackController.h"
+#include "ui/PlaybackController.h"
 
 #include <cmath>
 
