@@ -38,8 +38,8 @@ double exportAll(ExportSession& exports, const QString& folder, const QString& f
     while (!result)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     QObject::disconnect(done);
-    if (!result->error.isEmpty()) {
-        std::fprintf(stderr, "export failed: %s\n", qPrintable(result->error));
+    if (!result->ok()) {
+        std::fprintf(stderr, "export failed: %s\n", qPrintable(result->error()));
         return -1.0;
     }
     return seconds(timer);

@@ -1,49 +1,40 @@
 #pragma once
 
-#include <exception>
-#include <string>
+// The analysis layer's failures, shown on a file's row. Their descriptions
+// are the texts the user sees.
 
-// What a file's row shows when its analysis fails. `description()` is the
-// user-facing text.
+#include "io/FileError.h"
 
-class AudioLoaderError : public std::exception {
+#include <QString>
+
+// Reading and decoding a file for analysis.
+class AudioLoaderError : public DescribedError {
 public:
     enum class Kind {
         ffmpegFailed, // payload: the file name with its extension
         emptyFile,
         bufferCreationFailed,
-        noFloatData,
         tooLong,      // payload: the frame count the reader reported
         launchFailed, // payload: why the decoder could not be started
         writeFailed,  // payload: why the temporary file could not be written
         readFailed,   // payload: the reader's own words, naming the file
         noAudio,      // payload: the file name with its extension
     };
-
-    AudioLoaderError(Kind kind, std::string payload = {});
-
+    explicit AudioLoaderError(Kind kind, const QString& payload = {});
     Kind kind() const noexcept { return kind_; }
-    const std::string& payload() const noexcept { return payload_; }
-    const std::string& description() const noexcept { return description_; }
-    const char* what() const noexcept override { return description_.c_str(); }
 
 private:
     Kind kind_;
-    std::string payload_;
-    std::string description_;
 };
 
-class AnalysisError : public std::exception {
+// Measuring a signal that holds no samples.
+class AnalysisError : public DescribedError {
 public:
     enum class Kind { emptyFile };
-
-    explicit AnalysisError(Kind kind) : kind_(kind) {}
-
+    explicit AnalysisError(Kind kind)
+        : DescribedError(QStringLiteral("Audio file contains no samples")), kind_(kind) {}
     Kind kind() const noexcept { return kind_; }
-    std::string description() const { return emptyFileText; }
-    const char* what() const noexcept override { return emptyFileText; }
 
 private:
-    static constexpr const char* emptyFileText = "Audio file contains no samples";
     Kind kind_;
 };

@@ -18,7 +18,7 @@ constexpr int64_t untilTheEnd = std::numeric_limits<int64_t>::max();
 OpenedAudio checked(OpenedAudio opened) {
     const int64_t frames = opened.reader.frames();
     if (frames < 0 || frames > maxFrames) {
-        throw AudioLoaderError(AudioLoaderError::Kind::tooLong, std::to_string(frames));
+        throw AudioLoaderError(AudioLoaderError::Kind::tooLong, QString::number(frames));
     }
     return opened;
 }
@@ -26,14 +26,14 @@ OpenedAudio checked(OpenedAudio opened) {
 } // namespace
 
 AudioLoaderError readError(const DescribedError& e) {
-    return AudioLoaderError(AudioLoaderError::Kind::readFailed, e.description().toStdString());
+    return AudioLoaderError(AudioLoaderError::Kind::readFailed, e.description());
 }
 
 OpenedAudio open(const QString& path) {
     try {
         return checked(OpenedAudio{nullptr, AudioReader(path)});
     } catch (const NoAudioError&) {
-        throw AudioLoaderError(AudioLoaderError::Kind::noAudio, QFileInfo(path).fileName().toStdString());
+        throw AudioLoaderError(AudioLoaderError::Kind::noAudio, QFileInfo(path).fileName());
     } catch (const FileError&) {
         // Whatever the reader's reason was, ffmpeg gets its turn; its errors
         // are the ones the caller sees.

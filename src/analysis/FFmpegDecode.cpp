@@ -13,15 +13,11 @@
 
 namespace {
 
-std::string utf8(const QString& s) {
-    return s.toUtf8().toStdString();
-}
-
 TemporaryFile newTemporaryWav() {
     try {
         return TemporaryFile(QDir::tempPath(), QStringLiteral("wav"));
     } catch (const FileError& e) {
-        throw AudioLoaderError(AudioLoaderError::Kind::writeFailed, utf8(e.description()));
+        throw AudioLoaderError(AudioLoaderError::Kind::writeFailed, e.description());
     }
 }
 
@@ -37,7 +33,7 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
 
     QFile out;
     if (!out.open(file_.descriptor(), QIODevice::WriteOnly, QFileDevice::DontCloseHandle))
-        throw AudioLoaderError(Kind::writeFailed, utf8(out.errorString()));
+        throw AudioLoaderError(Kind::writeFailed, out.errorString());
 
     QProcess ffmpeg;
     EncoderProcess::prepare(ffmpeg, encoder,
@@ -46,7 +42,7 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     ffmpeg.setStandardErrorFile(QProcess::nullDevice());
     ffmpeg.start();
     if (!ffmpeg.waitForStarted(-1))
-        throw AudioLoaderError(Kind::launchFailed, utf8(ffmpeg.errorString()));
+        throw AudioLoaderError(Kind::launchFailed, ffmpeg.errorString());
     const Interruption::TrackedChild tracked(static_cast<pid_t>(ffmpeg.processId()));
 
     // The stream goes to the temporary file as it arrives instead of being
@@ -78,9 +74,9 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     out.close();
 
     if (!writeOk)
-        throw AudioLoaderError(Kind::writeFailed, utf8(writeError));
+        throw AudioLoaderError(Kind::writeFailed, writeError);
     if (ffmpeg.exitStatus() != QProcess::NormalExit || ffmpeg.exitCode() != 0 || written == 0)
-        throw AudioLoaderError(Kind::ffmpegFailed, utf8(fileName));
+        throw AudioLoaderError(Kind::ffmpegFailed, fileName);
 }
 
 FFmpegDecodedFile::~FFmpegDecodedFile() = default;

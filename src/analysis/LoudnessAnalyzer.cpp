@@ -35,7 +35,7 @@ AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride)
             throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
         }
         if (measured > AudioLoader::maxFrames) {
-            throw AudioLoaderError(AudioLoaderError::Kind::tooLong, std::to_string(measured));
+            throw AudioLoaderError(AudioLoaderError::Kind::tooLong, QString::number(measured));
         }
         if (measurement.covers(measured)) {
             return measurement.finish();
@@ -43,7 +43,7 @@ AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride)
         known = measured;
     }
     throw AudioLoaderError(AudioLoaderError::Kind::readFailed,
-                           "The file changed while it was being read: " + QFileInfo(path).fileName().toStdString());
+                           QStringLiteral("The file changed while it was being read: ") + QFileInfo(path).fileName());
 }
 
 } // namespace

@@ -26,8 +26,8 @@ QString usage() {
 }
 
 FileReport analyzeFile(const QString& file) {
-    AnalysisOutcome outcome = analyzeFileOutcome(file);
-    return outcome.result ? makeReport(file, *outcome.result) : makeErrorReport(file, outcome.error);
+    const AnalysisOutcome outcome = analyzeFileOutcome(file);
+    return outcome.ok() ? makeReport(file, outcome.value()) : makeErrorReport(file, outcome.error());
 }
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {

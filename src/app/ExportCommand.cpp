@@ -144,8 +144,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         err.flush();
     });
     if (!options->settings.isEmpty()) {
-        SettingsFile::loadSettings(state, options->settings);
-        if (state.statusMessage().startsWith(QLatin1String("Error loading settings: ")))
+        if (!SettingsFile::loadSettings(state, options->settings).ok())
             return 1;
     }
     if (options->target) {
@@ -196,11 +195,11 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
     exports.start(limiter, QFileInfo(options->out).absoluteFilePath(), ffmpegPath);
     runEventsUntil([&] { return result.has_value(); });
-    if (!result->error.isEmpty())
+    if (!result->ok())
         return 1;
     // In list order, each under the name it was written with.
     for (const AudioFileItemPtr& file : state.files()) {
-        for (const ExportedFile& written : result->files) {
+        for (const ExportedFile& written : result->value()) {
             if (written.sourcePath == file->path())
                 out << written.path << '\n';
         }

@@ -23,18 +23,14 @@ SonivelApp::SonivelApp()
 
 void SonivelApp::showCheckResult(const UpdateCheck& result) {
     QDialog* dialog = nullptr;
-    switch (result.outcome) {
-    case UpdateCheck::Outcome::upToDate:
-        dialog = UpdateDialogs::upToDate(&window_, Appcast::displayVersion(result.installed));
-        break;
-    case UpdateCheck::Outcome::newerVersion:
-        dialog = UpdateDialogs::offer(&window_, {Appcast::displayVersion(result.offer.version),
-                                                 Appcast::displayVersion(result.installed), result.offer.releaseNotes,
-                                                 result.offer.releaseNotesLink, result.offer.downloadPage});
-        break;
-    case UpdateCheck::Outcome::failed:
-        dialog = UpdateDialogs::failure(&window_, result.error);
-        break;
+    if (!result.ok()) {
+        dialog = UpdateDialogs::failure(&window_, result.error());
+    } else if (const auto& newer = result.value().newer) {
+        const QString installed = Appcast::displayVersion(result.value().installed);
+        dialog = UpdateDialogs::offer(&window_, {Appcast::displayVersion(newer->version), installed,
+                                                 newer->releaseNotes, newer->releaseNotesLink, newer->downloadPage});
+    } else {
+        dialog = UpdateDialogs::upToDate(&window_, Appcast::displayVersion(result.value().installed));
     }
     dialog->open();
 }

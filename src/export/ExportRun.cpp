@@ -15,18 +15,6 @@ namespace ExportRun {
 
 namespace {
 
-QString describeError(const std::exception_ptr& error) {
-    try {
-        std::rethrow_exception(error);
-    } catch (const DescribedError& e) {
-        return e.description();
-    } catch (const std::exception& e) {
-        return QString::fromLocal8Bit(e.what());
-    } catch (...) {
-        return QStringLiteral("Unexpected error");
-    }
-}
-
 int threadsForJobs() { return std::max(1, QThread::idealThreadCount()); }
 
 } // namespace
@@ -89,10 +77,10 @@ std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<Au
 }
 
 QString describe(const Result& result) {
-    if (!result.error.isEmpty())
-        return QStringLiteral("Export error: ") + result.error;
+    if (!result.ok())
+        return QStringLiteral("Export error: ") + result.error();
     QStringList held;
-    for (const ExportedFile& file : result.files) {
+    for (const ExportedFile& file : result.value()) {
         if (file.offTarget)
             held << QStringLiteral("%1 at %2 LUFS").arg(QFileInfo(file.path).fileName(),
                                                        QString::asprintf("%.1f", file.loudnessLUFS));
@@ -120,12 +108,9 @@ Result run(const Plan& plan, const QString& ffmpegPath, const std::function<void
                                           : FFmpegExporter::runExport(plan.exportJobs[index - plan.renderJobs.size()], ffmpeg);
         },
         progress);
-    Result result;
     if (error)
-        result.error = describeError(error);
-    else
-        result.files = std::move(written);
-    return result;
+        return Result::failure(describeException(error, QStringLiteral("Unexpected error")));
+    return written;
 }
 
 } // namespace ExportRun

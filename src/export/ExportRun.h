@@ -7,6 +7,7 @@
 
 #include "export/FFmpegExporter.h"
 #include "export/InAppRenderer.h"
+#include "io/Outcome.h"
 #include "list/AudioFileItem.h"
 
 #include <functional>
@@ -49,10 +50,8 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destin
 std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<AudioFileItemPtr>& sources);
 
 // How a run ended: what it wrote (in job order), or the first error.
-struct Result {
-    std::vector<ExportedFile> files;
-    QString error; // the status line's text after "Export error: "; empty on success
-};
+// The error is the status line's text after "Export error: ".
+using Result = Outcome<std::vector<ExportedFile>>;
 
 // The status line's text for a finished run.
 QString describe(const Result& result);

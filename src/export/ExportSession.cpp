@@ -55,8 +55,9 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, const QS
     const QString destination = QDir(chosenFolder).filePath(QStringLiteral("normalized"));
     ExportRun::Plan plan = ExportRun::buildPlan(state_.files(), destination, choices_.format, choices_.sampleRate, useLimiter);
     if (const auto replaced = ExportRun::findReplacedSource(plan, state_.files())) {
-        state_.setStatusMessage(ExportRun::describe({{}, *replaced}));
-        emit finished({{}, *replaced});
+        const auto refused = ExportRun::Result::failure(*replaced);
+        state_.setStatusMessage(ExportRun::describe(refused));
+        emit finished(refused);
         return;
     }
 

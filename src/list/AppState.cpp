@@ -189,12 +189,8 @@ void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
                 const size_t i = group->next.fetch_add(1);
                 if (i >= group->work.size())
                     return;
-                AnalysisOutcome outcome;
-                try {
-                    outcome = analyze(group->work[i].path);
-                } catch (...) {
-                    outcome.error = QStringLiteral("Unexpected error while analysing this file");
-                }
+                AnalysisOutcome outcome = AnalysisOutcome::of([&] { return analyze(group->work[i].path); },
+                                                              QStringLiteral("Unexpected error while analysing this file"));
                 {
                     std::lock_guard lock(inbox->mutex);
                     inbox->finished.push_back({group, i, std::move(outcome)});
@@ -222,13 +218,13 @@ void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome o
     // A file removed meanwhile has nothing to show its result on.
     if (const AudioFileItemPtr item = findFile(id)) {
         item->setIsAnalyzing(false);
-        if (outcome.result) {
-            const double peakLUFS = outcome.result->peakLUFS;
-            item->setAnalysis(std::move(outcome.result));
+        if (outcome.ok()) {
+            const double peakLUFS = outcome.value().peakLUFS;
+            item->setAnalysis(outcome.takeValue());
             if (!item->isManualOverride())
                 item->setCorrectionDB(correctionFor(targetLUFS_, peakLUFS));
         } else {
-            item->setAnalysisError(outcome.error);
+            item->setAnalysisError(outcome.error());
         }
         setStatusMessage(QStringLiteral("Analyzing %1/%2...").arg(k).arg(static_cast<int64_t>(group.work.size())));
     }

@@ -1,7 +1,6 @@
 #include "list/SettingsFile.h"
 
 #include "list/AppState.h"
-#include "io/FileError.h"
 #include "io/FileIdentity.h"
 #include "io/TemporaryFile.h"
 
@@ -13,7 +12,6 @@
 #include <QJsonObject>
 #include <algorithm>
 #include <cmath>
-#include <optional>
 
 namespace SettingsFile {
 
@@ -25,59 +23,76 @@ const QString pathKey = QStringLiteral("path");
 const QString correctionKey = QStringLiteral("correction_db");
 const QString manualKey = QStringLiteral("manual");
 
-// Reads the keys of one JSON object, remembering the first thing wrong.
+// Reads the keys of one JSON object; the first thing wrong is thrown.
 class Reader {
 public:
     Reader(const QJsonObject& object, QString where) : object_(object), where_(std::move(where)) {}
 
-    double number(const QString& key) {
+    double number(const QString& key) const {
         const QJsonValue v = field(key);
-        if (!error_.isEmpty())
-            return 0.0;
         if (!v.isDouble() || !std::isfinite(v.toDouble()))
-            fail(QStringLiteral("\"%1\"%2 must be a number.").arg(key, where_));
+            throw SettingsError(QStringLiteral("\"%1\"%2 must be a number.").arg(key, where_));
         return v.toDouble();
     }
-    bool boolean(const QString& key) {
+    bool boolean(const QString& key) const {
         const QJsonValue v = field(key);
-        if (error_.isEmpty() && !v.isBool())
-            fail(QStringLiteral("\"%1\"%2 must be true or false.").arg(key, where_));
+        if (!v.isBool())
+            throw SettingsError(QStringLiteral("\"%1\"%2 must be true or false.").arg(key, where_));
         return v.toBool();
     }
-    QString text(const QString& key) {
+    QString text(const QString& key) const {
         const QJsonValue v = field(key);
-        if (error_.isEmpty() && !v.isString())
-            fail(QStringLiteral("\"%1\"%2 must be text.").arg(key, where_));
+        if (!v.isString())
+            throw SettingsError(QStringLiteral("\"%1\"%2 must be text.").arg(key, where_));
         return v.toString();
     }
-    QJsonArray array(const QString& key) {
+    QJsonArray array(const QString& key) const {
         const QJsonValue v = field(key);
-        if (error_.isEmpty() && !v.isArray())
-            fail(QStringLiteral("\"%1\"%2 must be a list.").arg(key, where_));
+        if (!v.isArray())
+            throw SettingsError(QStringLiteral("\"%1\"%2 must be a list.").arg(key, where_));
         return v.toArray();
     }
-    const QString& error() const { return error_; }
 
 private:
-    QJsonValue field(const QString& key) {
-        if (!error_.isEmpty())
-            return {};
+    QJsonValue field(const QString& key) const {
         const auto it = object_.constFind(key);
-        if (it == object_.constEnd()) {
-            fail(QStringLiteral("The key \"%1\" is missing%2.").arg(key, where_));
-            return {};
-        }
+        if (it == object_.constEnd())
+            throw SettingsError(QStringLiteral("The key \"%1\" is missing%2.").arg(key, where_));
         return *it;
-    }
-    void fail(const QString& text) {
-        if (error_.isEmpty())
-            error_ = text;
     }
 
     const QJsonObject& object_;
     QString where_;
-    QString error_;
 };
+
+SettingsData decodeOrThrow(const QByteArray& json) {
+    QJsonParseError parseError{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        throw SettingsError(QStringLiteral("The file is not valid JSON (%1 at byte %2).")
+                                .arg(parseError.errorString())
+                                .arg(parseError.offset));
+    }
+    if (!document.isObject())
+        throw SettingsError(QStringLiteral("The file does not hold a settings object."));
+
+    const QJsonObject root = document.object();
+    const Reader top(root, QString());
+    SettingsData data;
+    data.targetLUFS = top.number(targetKey);
+    const QJsonArray files = top.array(filesKey);
+    data.files.reserve(static_cast<size_t>(files.size()));
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        if (!files[i].isObject())
+            throw SettingsError(QStringLiteral("The file entry %1 is not an object.").arg(i + 1));
+        const QJsonObject object = files[i].toObject();
+        const Reader entry(object, QStringLiteral(" in file entry %1").arg(i + 1));
+        data.files.push_back({entry.text(pathKey), entry.number(correctionKey), entry.boolean(manualKey)});
+    }
+    return data;
+}
+
+const QString unexpected = QStringLiteral("Unexpected error");
 
 } // namespace
 
@@ -92,41 +107,8 @@ QByteArray encode(const SettingsData& data) {
     return QJsonDocument(root).toJson(QJsonDocument::Compact);
 }
 
-std::variant<SettingsData, SettingsError> decode(const QByteArray& json) {
-    QJsonParseError parseError{};
-    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        return SettingsError{QStringLiteral("The file is not valid JSON (%1 at byte %2).")
-                                 .arg(parseError.errorString())
-                                 .arg(parseError.offset)};
-    }
-    if (!document.isObject())
-        return SettingsError{QStringLiteral("The file does not hold a settings object.")};
-
-    const QJsonObject root = document.object();
-    Reader top(root, QString());
-    SettingsData data;
-    data.targetLUFS = top.number(targetKey);
-    const QJsonArray files = top.array(filesKey);
-    if (!top.error().isEmpty())
-        return SettingsError{top.error()};
-
-    data.files.reserve(static_cast<size_t>(files.size()));
-    for (qsizetype i = 0; i < files.size(); ++i) {
-        const QString where = QStringLiteral(" in file entry %1").arg(i + 1);
-        if (!files[i].isObject())
-            return SettingsError{QStringLiteral("The file entry %1 is not an object.").arg(i + 1)};
-        const QJsonObject object = files[i].toObject();
-        Reader entry(object, where);
-        SettingsData::FileEntry e;
-        e.path = entry.text(pathKey);
-        e.correctionDB = entry.number(correctionKey);
-        e.manual = entry.boolean(manualKey);
-        if (!entry.error().isEmpty())
-            return SettingsError{entry.error()};
-        data.files.push_back(std::move(e));
-    }
-    return data;
+Outcome<SettingsData> decode(const QByteArray& json) {
+    return Outcome<SettingsData>::of([&] { return decodeOrThrow(json); }, unexpected);
 }
 
 SettingsData settingsFrom(const AppState& state) {
@@ -139,52 +121,46 @@ SettingsData settingsFrom(const AppState& state) {
 
 namespace {
 
-std::optional<SettingsError> write(const AppState& state, const QString& path) {
-    const QFileInfo target(path);
+void write(const AppState& state, const QString& path) {
     for (const AudioFileItemPtr& item : state.files()) {
         if (isSameFile(item->path(), path)) {
-            return SettingsError{
-                QStringLiteral("\"%1\" is one of the audio files in the list and is not replaced.")
-                    .arg(target.fileName())};
+            throw SettingsError(QStringLiteral("\"%1\" is one of the audio files in the list and is not replaced.")
+                                    .arg(QFileInfo(path).fileName()));
         }
     }
-    try {
-        TemporaryFiles::replaceWith(path, encode(settingsFrom(state)));
-    } catch (const FileError& e) {
-        return SettingsError{e.description()};
-    }
-    return std::nullopt;
+    TemporaryFiles::replaceWith(path, encode(settingsFrom(state)));
 }
 
-std::variant<SettingsData, SettingsError> read(const QString& path) {
+SettingsData read(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return SettingsError{file.errorString()};
+        throw SettingsError(file.errorString());
     if (file.size() > maximumFileBytes)
-        return SettingsError{QStringLiteral("The file is too large to be a settings file.")};
+        throw SettingsError(QStringLiteral("The file is too large to be a settings file."));
     const QByteArray bytes = file.read(maximumFileBytes + 1);
     if (file.error() != QFileDevice::NoError)
-        return SettingsError{file.errorString()};
+        throw SettingsError(file.errorString());
     if (bytes.size() > maximumFileBytes)
-        return SettingsError{QStringLiteral("The file is too large to be a settings file.")};
-    return decode(bytes);
+        throw SettingsError(QStringLiteral("The file is too large to be a settings file."));
+    return decodeOrThrow(bytes);
 }
 
 } // namespace
 
-void saveSettings(AppState& state, const QString& path) {
-    const std::optional<SettingsError> error = write(state, path);
-    state.setStatusMessage(error ? QStringLiteral("Error saving settings: ") + error->description
-                                 : QStringLiteral("Settings saved."));
+Outcome<> saveSettings(AppState& state, const QString& path) {
+    const auto saved = Outcome<>::of([&] { write(state, path); }, unexpected);
+    state.setStatusMessage(saved.ok() ? QStringLiteral("Settings saved.")
+                                      : QStringLiteral("Error saving settings: ") + saved.error());
+    return saved;
 }
 
-void loadSettings(AppState& state, const QString& path) {
-    auto decoded = read(path);
-    if (const auto* error = std::get_if<SettingsError>(&decoded)) {
-        state.setStatusMessage(QStringLiteral("Error loading settings: ") + error->description);
-        return;
+Outcome<> loadSettings(AppState& state, const QString& path) {
+    const auto decoded = Outcome<SettingsData>::of([&] { return read(path); }, unexpected);
+    if (!decoded.ok()) {
+        state.setStatusMessage(QStringLiteral("Error loading settings: ") + decoded.error());
+        return Outcome<>::failure(decoded.error());
     }
-    const SettingsData& data = std::get<SettingsData>(decoded);
+    const SettingsData& data = decoded.value();
     state.setTargetLUFS(std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS));
 
     std::vector<AudioFileItemPtr> items;
@@ -198,6 +174,7 @@ void loadSettings(AppState& state, const QString& path) {
         items.push_back(std::move(item));
     }
     state.loadFiles(std::move(items));
+    return std::monostate{};
 }
 
 } // namespace SettingsFile

@@ -9,9 +9,10 @@
 // Reading accepts any key order and escaped slashes, requires all five keys
 // with their JSON types (numbers must be finite) and ignores unknown keys.
 
+#include "io/Outcome.h"
+
 #include <QByteArray>
 #include <QString>
-#include <variant>
 #include <vector>
 
 class AppState;
@@ -32,8 +33,9 @@ struct SettingsData {
 };
 
 // Why a settings file could not be read or written, as the status line shows it.
-struct SettingsError {
-    QString description;
+class SettingsError : public DescribedError {
+public:
+    using DescribedError::DescribedError;
 };
 
 namespace SettingsFile {
@@ -45,7 +47,7 @@ inline const QString suggestedFileName = QStringLiteral("loudness_settings.json"
 inline constexpr qint64 maximumFileBytes = 64ll * 1024 * 1024;
 
 QByteArray encode(const SettingsData& data);
-std::variant<SettingsData, SettingsError> decode(const QByteArray& json);
+Outcome<SettingsData> decode(const QByteArray& json);
 
 // The target and the list as they are now.
 SettingsData settingsFrom(const AppState& state);
@@ -53,11 +55,11 @@ SettingsData settingsFrom(const AppState& state);
 // Writes the settings to `path` (replacing the file there, all at once) and
 // reports "Settings saved." or "Error saving settings: ..." in the status line.
 // Refuses to replace one of the listed audio files.
-void saveSettings(AppState& state, const QString& path);
+Outcome<> saveSettings(AppState& state, const QString& path);
 
 // Reads `path` and, when it decodes, applies the target (clamped to
 // -40 ... -3) and replaces the list with the entries whose files exist;
 // otherwise reports "Error loading settings: ..." and changes nothing else.
-void loadSettings(AppState& state, const QString& path);
+Outcome<> loadSettings(AppState& state, const QString& path);
 
 } // namespace SettingsFile

@@ -57,8 +57,8 @@ ExportedFile exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat f
     QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
     exports.start(limiter, dir.filePath(folder));
     EXPECT_TRUE(fixtures::waitUntil([&] { return result.has_value(); }));
-    EXPECT_TRUE(result && result->error.isEmpty() && result->files.size() == 1) << state.statusMessage().toStdString();
-    return result && !result->files.empty() ? result->files.front() : ExportedFile{};
+    EXPECT_TRUE(result && result->ok() && result->value().size() == 1) << state.statusMessage().toStdString();
+    return result && result->ok() && !result->value().empty() ? result->value().front() : ExportedFile{};
 }
 
 float peakOf(const QString& path) {

@@ -79,8 +79,8 @@ TEST(ExportRunTest, StatusLineFollowsRenderThenEncoderJobs) {
     exports.start(false, dir.filePath("out"), fake.path);
     EXPECT_TRUE(exports.isExporting());
     ASSERT_TRUE(waitForExport(exports));
-    ASSERT_TRUE(result && result->error.isEmpty());
-    EXPECT_EQ(result->files.size(), 3u);
+    ASSERT_TRUE(result && result->ok());
+    EXPECT_EQ(result->value().size(), 3u);
     EXPECT_EQ(status.texts, (QStringList{"Exporting 3 files...", "Exporting 1/3...", "Exporting 2/3...",
                                          "Exporting 3/3...", "Export complete!"}));
     EXPECT_EQ(progress, (QList<std::pair<int64_t, int64_t>>{{0, 3}, {1, 3}, {2, 3}, {3, 3}, {0, 0}}));

@@ -12,15 +12,9 @@ void writeText(const QString& path, const QByteArray& text) {
     f.write(text);
 }
 
-const SettingsData* decoded(const std::variant<SettingsData, SettingsError>& result) {
-    return std::get_if<SettingsData>(&result);
-}
+const SettingsData* decoded(const Outcome<SettingsData>& result) { return result.ok() ? &result.value() : nullptr; }
 
-QString errorOf(const QByteArray& json) {
-    const auto result = SettingsFile::decode(json);
-    const auto* error = std::get_if<SettingsError>(&result);
-    return error ? error->description : QString();
-}
+QString errorOf(const QByteArray& json) { return SettingsFile::decode(json).error(); }
 
 } // namespace
 

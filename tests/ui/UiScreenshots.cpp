@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
 
     // The table with a file in every state.
     AppState state(AppState::AnalysisOptions{[](const QString&) {
-        return AnalysisOutcome{std::nullopt, QStringLiteral("Audio file contains no samples")};
+        return AnalysisOutcome::failure(QStringLiteral("Audio file contains no samples"));
     }, 1});
     const auto quiet = analysedItem("Quiet Intro.flac", musicLike(40.0));
     const auto loud = analysedItem("Loud Master.wav", musicLike(30.0));

@@ -88,14 +88,16 @@ int compare(const AppVersion& a, const AppVersion& b) {
     return compareDotted(a.shortVersion, b.shortVersion);
 }
 
-std::variant<std::vector<AppcastItem>, QString> parse(const QByteArray& bytes) {
+Outcome<std::vector<AppcastItem>> parse(const QByteArray& bytes) {
+    using Parsed = Outcome<std::vector<AppcastItem>>;
     QXmlStreamReader xml(bytes);
     const auto invalid = [&xml] {
-        return QStringLiteral("The update feed is not valid XML: %1 (line %2).").arg(xml.errorString()).arg(xml.lineNumber());
+        return Parsed::failure(
+            QStringLiteral("The update feed is not valid XML: %1 (line %2).").arg(xml.errorString()).arg(xml.lineNumber()));
     };
     std::vector<AppcastItem> items;
     if (!xml.readNextStartElement() || xml.name() != QLatin1String("rss"))
-        return xml.hasError() ? invalid() : QStringLiteral("The update feed is not an RSS feed.");
+        return xml.hasError() ? invalid() : Parsed::failure(QStringLiteral("The update feed is not an RSS feed."));
     while (xml.readNextStartElement()) {
         if (xml.name() != QLatin1String("channel")) {
             xml.skipCurrentElement();
@@ -115,7 +117,7 @@ std::variant<std::vector<AppcastItem>, QString> parse(const QByteArray& bytes) {
     if (xml.hasError())
         return invalid();
     if (items.empty())
-        return QStringLiteral("The update feed lists no version of Sonivel.");
+        return Parsed::failure(QStringLiteral("The update feed lists no version of Sonivel."));
     return items;
 }
 

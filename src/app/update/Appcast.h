@@ -9,7 +9,7 @@
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
-#include <variant>
+#include "io/Outcome.h"
 #include <vector>
 
 struct AppVersion {
@@ -37,7 +37,7 @@ QString displayVersion(const AppVersion& version);
 int compare(const AppVersion& a, const AppVersion& b);
 
 // The items of the default channel, or what makes the feed unreadable.
-std::variant<std::vector<AppcastItem>, QString> parse(const QByteArray& xml);
+Outcome<std::vector<AppcastItem>> parse(const QByteArray& xml);
 
 // The newest item, or null when there is none.
 const AppcastItem* newest(const std::vector<AppcastItem>& items);

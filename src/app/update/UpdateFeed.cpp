@@ -8,6 +8,12 @@
 
 namespace UpdateFeed {
 
+namespace {
+
+void fail(const std::function<void(Result)>& done, const QString& why) { done(Result::failure(why)); }
+
+} // namespace
+
 bool isAllowed(const QUrl& url) {
     if (!url.isValid() || url.host().isEmpty())
         return false;
@@ -24,7 +30,7 @@ void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits
         QMetaObject::invokeMethod(
             &network,
             [finish, url] {
-                (*finish)(QStringLiteral("The update feed's address is not a secure (https) address: %1")
+                fail(*finish, QStringLiteral("The update feed's address is not a secure (https) address: %1")
                               .arg(url.toDisplayString()));
             },
             Qt::QueuedConnection);
@@ -55,25 +61,25 @@ void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits
         reply->deleteLater();
         const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (*tooLarge)
-            return (*finish)(QStringLiteral("The update feed is larger than %1 MB.").arg(limits.maxBytes / (1024 * 1024)));
+            return fail(*finish, QStringLiteral("The update feed is larger than %1 MB.").arg(limits.maxBytes / (1024 * 1024)));
         switch (reply->error()) {
         case QNetworkReply::NoError:
             body->append(reply->readAll());
             return (*finish)(*body);
         case QNetworkReply::OperationCanceledError:
         case QNetworkReply::TimeoutError:
-            return (*finish)(QStringLiteral("The update server did not answer within %1 seconds.")
+            return fail(*finish, QStringLiteral("The update server did not answer within %1 seconds.")
                                  .arg(limits.timeoutMs / 1000.0));
         case QNetworkReply::TooManyRedirectsError:
-            return (*finish)(QStringLiteral("The update server redirects in a loop."));
+            return fail(*finish, QStringLiteral("The update server redirects in a loop."));
         case QNetworkReply::InsecureRedirectError:
-            return (*finish)(QStringLiteral("The update server redirects to an address that is not secure."));
+            return fail(*finish, QStringLiteral("The update server redirects to an address that is not secure."));
         default:
             if (status >= 400)
-                return (*finish)(QStringLiteral("The update server answered %1 %2.")
+                return fail(*finish, QStringLiteral("The update server answered %1 %2.")
                                      .arg(status)
                                      .arg(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString()));
-            return (*finish)(QStringLiteral("Could not reach the update server: %1").arg(reply->errorString()));
+            return fail(*finish, QStringLiteral("Could not reach the update server: %1").arg(reply->errorString()));
         }
     });
 }

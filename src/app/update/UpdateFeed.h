@@ -9,7 +9,7 @@
 #include <QString>
 #include <QUrl>
 #include <functional>
-#include <variant>
+#include "io/Outcome.h"
 
 class QNetworkAccessManager;
 
@@ -21,7 +21,7 @@ struct Limits {
     int maxRedirects = 5;
 };
 
-using Result = std::variant<QByteArray, QString>; // the feed, or why there is none
+using Result = Outcome<QByteArray>; // the feed, or why there is none
 
 // True for https, and for http to a loopback address.
 bool isAllowed(const QUrl& url);

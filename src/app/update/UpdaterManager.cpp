@@ -52,31 +52,22 @@ void UpdaterManager::check(bool userInitiated) {
         running_ = false;
         setCanCheck(!configuredFeedURL().isEmpty());
         const UpdateCheck result = evaluate(fetched);
-        if (userInitiated || result.outcome == UpdateCheck::Outcome::newerVersion)
+        if (userInitiated || (result.ok() && result.value().newer))
             emit checkFinished(result, userInitiated);
     });
 }
 
 UpdateCheck UpdaterManager::evaluate(const UpdateFeed::Result& fetched) const {
-    UpdateCheck result;
-    result.installed = installed_;
-    if (const QString* error = std::get_if<QString>(&fetched)) {
-        result.error = *error;
-        return result;
-    }
-    const auto parsed = Appcast::parse(std::get<QByteArray>(fetched));
-    if (const QString* error = std::get_if<QString>(&parsed)) {
-        result.error = *error;
-        return result;
-    }
-    const AppcastItem* newest = Appcast::newest(std::get<std::vector<AppcastItem>>(parsed));
-    if (Appcast::compare(newest->version, installed_) > 0) {
-        result.outcome = UpdateCheck::Outcome::newerVersion;
-        result.offer = *newest;
-    } else {
-        result.outcome = UpdateCheck::Outcome::upToDate;
-    }
-    return result;
+    if (!fetched.ok())
+        return UpdateCheck::failure(fetched.error());
+    const auto parsed = Appcast::parse(fetched.value());
+    if (!parsed.ok())
+        return UpdateCheck::failure(parsed.error());
+    UpdateFinding found{installed_, std::nullopt};
+    const AppcastItem* newest = Appcast::newest(parsed.value());
+    if (Appcast::compare(newest->version, installed_) > 0)
+        found.newer = *newest;
+    return found;
 }
 
 void UpdaterManager::startUp(const std::function<bool()>& ask, const QDateTime& now) {

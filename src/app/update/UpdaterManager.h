@@ -16,13 +16,13 @@
 #include <QNetworkAccessManager>
 #include <QObject>
 
-struct UpdateCheck {
-    enum class Outcome { upToDate, newerVersion, failed };
-    Outcome outcome = Outcome::failed;
+// What a check found: the installed version and, when the feed offers a
+// newer one, the newest.
+struct UpdateFinding {
     AppVersion installed;
-    AppcastItem offer; // the newest version, when newer
-    QString error;     // when failed
+    std::optional<AppcastItem> newer;
 };
+using UpdateCheck = Outcome<UpdateFinding>;
 
 class UpdaterManager : public QObject {
     Q_OBJECT
