@@ -1,15 +1,6 @@
 #include "analysis/AnalysisResult.h"
 
-#include "analysis/SignalMeasurement.h"
-
 #include <algorithm>
-
-WaveformEnvelope AnalysisResult::makeEnvelope(const std::vector<float>& samples,
-                                              int64_t bucketCount) {
-    EnvelopeBuilder builder(static_cast<int64_t>(samples.size()), bucketCount);
-    builder.add(samples.data(), static_cast<int64_t>(samples.size()));
-    return builder.take(static_cast<int64_t>(samples.size()));
-}
 
 std::vector<TimeRange> AnalysisResult::softPassageRanges() const {
     std::vector<TimeRange> ranges;

@@ -46,5 +46,4 @@ struct AnalysisResult {
     // `peakLUFS`, in ascending order. Computed on every call.
     std::vector<TimeRange> softPassageRanges() const;
 
-    static WaveformEnvelope makeEnvelope(const std::vector<float>& samples, int64_t bucketCount);
 };

@@ -12,8 +12,6 @@ namespace AudioLoader {
 
 namespace {
 
-constexpr int64_t readChunkFrames = 65536;
-constexpr int64_t untilTheEnd = std::numeric_limits<int64_t>::max();
 
 OpenedAudio checked(OpenedAudio opened) {
     const int64_t frames = opened.reader.frames();
@@ -75,64 +73,6 @@ int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
         read += got;
     }
     return read;
-}
-
-int64_t readMonoChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
-                       const ChunkConsumer& consume) {
-    const int channels = opened.reader.channels();
-    if (channels == 1) {
-        return readChunks(opened, limit, chunkFrames, consume);
-    }
-    std::vector<float> mono =
-        allocateSamples(static_cast<size_t>(std::max<int64_t>(chunkFrames, 1)));
-    return readChunks(opened, limit, chunkFrames, [&](const float* samples, int64_t frames) {
-        downmixInterleaved(samples, frames, channels, mono.data());
-        consume(mono.data(), frames);
-    });
-}
-
-DecodedAudio loadRaw(const QString& path) {
-    OpenedAudio opened = open(path);
-    const int channels = opened.reader.channels();
-    DecodedAudio audio;
-    audio.sampleRate = opened.reader.sampleRate();
-    try {
-        audio.channels.assign(static_cast<size_t>(channels), {});
-        for (auto& channel : audio.channels) {
-            channel.reserve(static_cast<size_t>(opened.reader.frames()));
-        }
-    } catch (const std::bad_alloc&) {
-        throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
-    }
-    readChunks(opened, untilTheEnd, readChunkFrames,
-               [&](const float* samples, int64_t frames) {
-                   for (int c = 0; c < channels; ++c) {
-                       auto& channel = audio.channels[static_cast<size_t>(c)];
-                       for (int64_t f = 0; f < frames; ++f) {
-                           channel.push_back(samples[f * channels + c]);
-                       }
-                   }
-               });
-    return audio;
-}
-
-MonoAudio loadMono(const QString& path) {
-    OpenedAudio opened = open(path);
-    MonoAudio mono;
-    mono.sampleRate = opened.reader.sampleRate();
-    try {
-        mono.samples.reserve(static_cast<size_t>(opened.reader.frames()));
-    } catch (const std::bad_alloc&) {
-        throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
-    }
-    readMonoChunks(opened, untilTheEnd, readChunkFrames,
-                   [&](const float* samples, int64_t frames) {
-                       mono.samples.insert(mono.samples.end(), samples, samples + frames);
-                   });
-    if (mono.samples.empty()) {
-        throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
-    }
-    return mono;
 }
 
 } // namespace AudioLoader

@@ -10,16 +10,6 @@
 #include <memory>
 #include <vector>
 
-struct DecodedAudio {
-    std::vector<std::vector<float>> channels; // deinterleaved, all of equal length
-    int64_t sampleRate = 0;
-};
-
-struct MonoAudio {
-    std::vector<float> samples;
-    int64_t sampleRate = 0;
-};
-
 // A file ready to be read: opened by the reader, or, when the reader refuses
 // it, decoded by `ffmpeg` into a temporary WAV that lives as long as this.
 struct OpenedAudio {
@@ -43,16 +33,6 @@ OpenedAudio open(const QString& path);
 using ChunkConsumer = std::function<void(const float* samples, int64_t frames)>;
 int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
                    const ChunkConsumer& consume);
-
-// The same, each chunk reduced to one channel: the plain average of all channels.
-int64_t readMonoChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
-                       const ChunkConsumer& consume);
-
-// The plain average of all channels, and the sample rate.
-MonoAudio loadMono(const QString& path);
-
-// Every channel, deinterleaved; the fallback's stream comes at 48000 Hz.
-DecodedAudio loadRaw(const QString& path);
 
 // A reader error in the loader's words.
 AudioLoaderError readError(const DescribedError& e);

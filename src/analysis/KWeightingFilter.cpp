@@ -91,23 +91,3 @@ void KWeightingFilter::process(const float* input, float* output, int64_t count)
     pre_ = a;
     high_ = b;
 }
-
-std::vector<float> KWeightingFilter::apply(const std::vector<float>& input) {
-    std::vector<float> output(input.size());
-    process(input.data(), output.data(), static_cast<int64_t>(input.size()));
-    return output;
-}
-
-double sectionResponseDB(const KWeightingFilter::Section& s, double frequency, double sampleRate) {
-    const std::complex<double> z1 =
-        std::polar(1.0, -2.0 * std::numbers::pi * frequency / sampleRate);
-    const std::complex<double> z2 = z1 * z1;
-    const std::complex<double> h = (s.b0 + s.b1 * z1 + s.b2 * z2) / (1.0 + s.a1 * z1 + s.a2 * z2);
-    return 20.0 * std::log10(std::abs(h));
-}
-
-double kWeightingResponseDB(const KWeightingFilter::Coeffs& coeffs, double frequency,
-                            double sampleRate) {
-    return sectionResponseDB(coeffs.preFilter, frequency, sampleRate) +
-           sectionResponseDB(coeffs.highPass, frequency, sampleRate);
-}

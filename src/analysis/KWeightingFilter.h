@@ -30,9 +30,6 @@ public:
     // buffer), continuing from and updating the delay state.
     void process(const float* input, float* output, int64_t count);
 
-    // Whole-buffer form: a new array of the same length.
-    std::vector<float> apply(const std::vector<float>& input);
-
     const Coeffs& coeffs() const { return coeffs_; }
 
 private:
@@ -43,9 +40,3 @@ private:
     State pre_;
     State high_;
 };
-
-// Magnitude response in dB of the cascade at `frequency` Hz.
-double kWeightingResponseDB(const KWeightingFilter::Coeffs& coeffs, double frequency,
-                            double sampleRate);
-double sectionResponseDB(const KWeightingFilter::Section& section, double frequency,
-                         double sampleRate);

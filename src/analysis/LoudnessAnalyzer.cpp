@@ -58,10 +58,4 @@ LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double window
     return computeLoudnessCurve(r.energy, r.sampleRate, r.totalSamples, windowSec);
 }
 
-AnalysisResult analyzeSamples(const std::vector<float>& mono, int64_t sampleRate) {
-    SignalMeasurement measurement(static_cast<int64_t>(mono.size()), sampleRate);
-    measurement.add(mono.data(), static_cast<int64_t>(mono.size()));
-    return measurement.finish();
-}
-
 } // namespace LoudnessAnalyzer

@@ -41,9 +41,6 @@ AnalysisResult analyze(const QString& path, int64_t chunkFrames = 65536);
 // again. Blocks; run it on a worker. Throws as analyze().
 LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double windowSec);
 
-// Measures mono samples already in memory.
-AnalysisResult analyzeSamples(const std::vector<float>& mono, int64_t sampleRate);
-
 // The integer lengths, in samples, at which the measurement reads its sums.
 inline int64_t gatedBlockSamples(int64_t sampleRate) { return static_cast<int64_t>(0.4 * static_cast<double>(sampleRate)); }
 inline int64_t gatedHopSamples(int64_t sampleRate) { return sampleRate / 10; }

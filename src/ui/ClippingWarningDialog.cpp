@@ -44,6 +44,7 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     column->addWidget(list);
     column->addWidget(new QLabel(QStringLiteral("How would you like to handle this?")));
     limiter_->setChecked(true);
+    anyway_->setObjectName(QStringLiteral("exportAnyway"));
     column->addWidget(limiter_);
     column->addWidget(anyway_);
     if (const auto safe = ExportRun::computeSafeTarget(sources)) {

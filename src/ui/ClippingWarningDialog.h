@@ -16,8 +16,6 @@ public:
     // Lists the files of `files` that would clip.
     explicit ClippingWarningDialog(const std::vector<AudioFileItemPtr>& files, QWidget* parent = nullptr);
     bool useLimiter() const;
-    QRadioButton* limiterChoice() const { return limiter_; }
-    QRadioButton* anywayChoice() const { return anyway_; }
 
 private:
     QRadioButton* limiter_;

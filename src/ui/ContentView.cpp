@@ -102,8 +102,10 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
     add_ = new QPushButton(QStringLiteral("Add Files"));
     add_->setIcon(QIcon::fromTheme(QStringLiteral("list-add")));
     remove_ = new QPushButton(QStringLiteral("Remove"));
+    remove_->setObjectName(QStringLiteral("remove"));
     remove_->setIcon(QIcon::fromTheme(QStringLiteral("list-remove")));
     target_ = new TargetField;
+    target_->setObjectName(QStringLiteral("target"));
     target_->setDecimals(1);
     target_->setRange(-40.0, -3.0); // typed values are clamped into range
     target_->setSingleStep(0.5);
@@ -128,6 +130,7 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
     waveformArea_ = new QStackedWidget;
     waveformArea_->setMinimumHeight(120);
     noSelection_ = new QLabel(QStringLiteral("Select a file to view waveform"));
+    noSelection_->setObjectName(QStringLiteral("waveformPlaceholder"));
     noSelection_->setAlignment(Qt::AlignCenter);
     noSelection_->setAutoFillBackground(true);
     QPalette dark = noSelection_->palette();
@@ -168,6 +171,7 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
 
     // Progress strip, only while exporting.
     progress_ = new QFrame;
+    progress_->setObjectName(QStringLiteral("progressStrip"));
     progress_->setAutoFillBackground(true);
     progress_->setStyleSheet(QStringLiteral("QFrame { background: rgba(52, 199, 89, 20); }"));
     auto* strip = new QVBoxLayout(progress_);
@@ -179,7 +183,9 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
                              .scaled(16, 16, Qt::KeepAspectRatio, Qt::SmoothTransformation));
     stripRow->addWidget(stripIcon);
     progressText_ = new QLabel;
+    progressText_->setObjectName(QStringLiteral("progressText"));
     progressPercent_ = new QLabel;
+    progressPercent_->setObjectName(QStringLiteral("progressPercent"));
     progressPercent_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     stripRow->addWidget(progressText_);
     stripRow->addStretch();
@@ -194,6 +200,7 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
 
     // Status line.
     status_ = new QLabel;
+    status_->setObjectName(QStringLiteral("statusLine"));
     QFont caption = status_->font();
     caption.setPixelSize(11);
     status_->setFont(caption);

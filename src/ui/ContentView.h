@@ -42,18 +42,6 @@ public:
     AudioPlaybackEngine& engine() { return *engine_; }
     PlaybackController& playback() { return *controller_; }
     EditHistory& history() { return *history_; }
-    FileTableView* table() const { return table_; }
-    WaveformView* waveform() const { return waveform_; }
-    PlaybackControlsView* transport() const { return transport_; }
-    ExportControlsView* exportControls() const { return exportControls_; }
-    QDoubleSpinBox* targetField() const { return target_; }
-    QPushButton* addButton() const { return add_; }
-    QPushButton* removeButton() const { return remove_; }
-    QLabel* statusLine() const { return status_; }
-    QFrame* progressStrip() const { return progress_; }
-    QLabel* progressText() const { return progressText_; }
-    QLabel* progressPercent() const { return progressPercent_; }
-    QLabel* emptyWaveformText() const { return noSelection_; }
 
     void addFiles();
     // What a drop of `mime` does: its local file URLs, in order, to addFiles.

@@ -91,7 +91,9 @@ CorrectionControl::CorrectionControl(std::shared_ptr<AudioFileItem> file, std::f
         stepper->addWidget(b);
     }
     up_->setArrowType(Qt::UpArrow);
+    up_->setObjectName(QStringLiteral("stepUp"));
     down_->setArrowType(Qt::DownArrow);
+    down_->setObjectName(QStringLiteral("stepDown"));
     row->addLayout(stepper);
     auto* unit = new QLabel(QStringLiteral("dB"), this);
     QFont caption = unit->font();
@@ -102,6 +104,7 @@ CorrectionControl::CorrectionControl(std::shared_ptr<AudioFileItem> file, std::f
     row->addWidget(unit, 0, Qt::AlignBaseline);
     row->addStretch();
 
+    value_->setObjectName(QStringLiteral("correctionValue"));
     value_->current = [this] { return file_->correctionDB(); };
     value_->onDrag = [this](double start, double dy) { store(afterDrag(start, dy)); };
     connect(up_, &QToolButton::clicked, this, [this] {
@@ -119,7 +122,6 @@ double CorrectionControl::afterDrag(double start, double dy) {
     return std::clamp(raw, minimumDB, maximumDB);
 }
 
-QWidget* CorrectionControl::valueLabel() const { return value_; }
 bool CorrectionControl::isDragging() const { return value_->dragging; }
 
 // Every change, even to the same value, makes the correction manual.

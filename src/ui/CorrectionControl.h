@@ -29,9 +29,6 @@ public:
     // tenths of a dB, halves rounded away from zero, within the limits.
     static double afterDrag(double start, double dy);
 
-    QWidget* valueLabel() const;
-    QToolButton* stepUp() const { return up_; }
-    QToolButton* stepDown() const { return down_; }
     bool isDragging() const;
 
 private:

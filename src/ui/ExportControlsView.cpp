@@ -22,6 +22,7 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
         rate_->addItem(label(r), static_cast<qlonglong>(rawValue(r)));
     rate_->setFixedWidth(100);
     rate_->setObjectName(QStringLiteral("sampleRate"));
+    export_->setObjectName(QStringLiteral("exportAll"));
     QFont bold = export_->font();
     bold.setBold(true);
     export_->setFont(bold);

@@ -18,11 +18,6 @@ class ExportControlsView : public QGroupBox {
 public:
     ExportControlsView(AppState& state, ExportSession& session, Dialogs& dialogs, QWidget* parent = nullptr);
 
-    QComboBox* formatPicker() const { return format_; }
-    QComboBox* ratePicker() const { return rate_; }
-    QPushButton* exportButton() const { return export_; }
-    QPushButton* saveButton() const { return save_; }
-    QPushButton* loadButton() const { return load_; }
     // What "Export All" does: the clipping check, then the export run.
     void startExport();
 

@@ -22,7 +22,6 @@ public:
 
     // Called after every correction change made in the table.
     void setOnCorrectionChanged(std::function<void()> callback) { onCorrectionChanged_ = std::move(callback); }
-    FileTableModel* fileModel() const { return model_; }
     CorrectionControl* correctionControl(int row) const;
     // The menu for a right-click on `row`, or null when there is none.
     QMenu* contextMenuFor(int row);

@@ -22,6 +22,7 @@ PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine&
     // Disabled, they look disabled: the palette's disabled text, not the colour.
     play_->setStyleSheet(QStringLiteral("QPushButton { color: #34c759 } QPushButton:disabled { color: %1 }")
                              .arg(palette().color(QPalette::Disabled, QPalette::ButtonText).name()));
+    play_->setObjectName(QStringLiteral("play"));
     stop_->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
     stop_->setStyleSheet(QStringLiteral("QPushButton { color: #ff3b30 } QPushButton:disabled { color: %1 }")
                              .arg(palette().color(QPalette::Disabled, QPalette::ButtonText).name()));

@@ -18,10 +18,6 @@ public:
     PlaybackControlsView(AppState& state, AudioPlaybackEngine& engine, PlaybackController& controller,
                          QWidget* parent = nullptr);
 
-    QPushButton* playButton() const { return play_; }
-    QPushButton* stopButton() const { return stop_; }
-    QLabel* timeLabel() const { return time_; }
-    QComboBox* devicePicker() const { return devices_; }
     void refreshDevices();
 
 private:

@@ -102,6 +102,8 @@ WaveformView::WaveformView(QWidget* parent)
         update();
     });
     connect(edit_, &QAbstractButton::clicked, this, &WaveformView::toggleEditMode);
+    edit_->setObjectName(QStringLiteral("editSegments"));
+    reset_->setObjectName(QStringLiteral("resetSegments"));
     edit_->installEventFilter(this);
     reset_->installEventFilter(this);
     reset_->setCursor(Qt::ArrowCursor); // not the edit mode's resize arrows
@@ -188,8 +190,6 @@ PlotGeometry WaveformView::plotGeometry() const {
     return PlotGeometry{static_cast<double>(width()), static_cast<double>(height())};
 }
 
-QAbstractButton* WaveformView::editButton() const { return edit_; }
-QAbstractButton* WaveformView::resetButton() const { return reset_; }
 
 bool WaveformView::isEditMode() const { return file_ && file_->isEditMode(); }
 

@@ -47,10 +47,7 @@ public:
     PlotGeometry plotGeometry() const;
     // How often the static layer has been painted (it is cached between).
     int staticLayerPaints() const { return staticLayerPaints_; }
-    QAbstractButton* editButton() const;
     bool hasHoverReadOut() const { return hover_.has_value(); }
-    QAbstractButton* resetButton() const;
-    QFrame* helpPopover() const { return help_; }
     // The edit-mode help, in order, with the keys of this platform.
     static QStringList helpLines();
 

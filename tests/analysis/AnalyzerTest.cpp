@@ -1,4 +1,5 @@
 #include "analysis/AnalysisErrors.h"
+#include "support/AnalysisSupport.h"
 #include "analysis/AudioLoader.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "analysis/SignalMeasurement.h"
@@ -57,8 +58,8 @@ TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {
     const auto c = noise(3, 0.3, n);
     writeWav(path("three.wav"), {a, b, c}, 44100);
 
-    const MonoAudio mono = AudioLoader::loadMono(path("three.wav"));
-    const AnalysisResult whole = LoudnessAnalyzer::analyzeSamples(mono.samples, mono.sampleRate);
+    const support::MonoAudio mono = support::loadMono(path("three.wav"));
+    const AnalysisResult whole = support::analyzeSamples(mono.samples, mono.sampleRate);
     EXPECT_EQ(whole.totalSamples, n);
     expectInvariants(whole);
     for (int64_t chunk : {int64_t{65536}, int64_t{777}, int64_t{44100 * 30}}) {
@@ -69,9 +70,9 @@ TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {
     // A short 16-bit file one frame at a time.
     writeAudio(path("short.wav"), {noise(4, 0.5, 9000), noise(5, 0.5, 9000)}, 8000,
                SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    const MonoAudio shortMono = AudioLoader::loadMono(path("short.wav"));
+    const support::MonoAudio shortMono = support::loadMono(path("short.wav"));
     EXPECT_TRUE(LoudnessAnalyzer::analyze(path("short.wav"), 1) ==
-                LoudnessAnalyzer::analyzeSamples(shortMono.samples, 8000));
+                support::analyzeSamples(shortMono.samples, 8000));
 }
 
 TEST_F(AnalyzerTest, TwentySecondsTakesTheWindowPathAndShorterFilesTheWhole) {
@@ -120,7 +121,7 @@ TEST_F(AnalyzerTest, EmptyFilesAreRejected) {
         EXPECT_EQ(e.description(), "Audio file is empty");
     }
     try {
-        LoudnessAnalyzer::analyzeSamples({}, 48000);
+        support::analyzeSamples({}, 48000);
         FAIL() << "no error";
     } catch (const AnalysisError& e) {
         EXPECT_EQ(e.description(), "Audio file contains no samples");

@@ -1,4 +1,5 @@
 #include "analysis/AudioLoader.h"
+#include "support/AnalysisSupport.h"
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/FFmpegDecode.h"
@@ -56,32 +57,32 @@ template <typename F> AudioLoaderError loaderError(F&& f) {
 TEST_F(AudioLoaderTest, MonoIsUnchangedAndChannelsAreAveraged) {
     const auto a = noise(1, 0.9, 5000);
     writeMonoWav(path("mono.wav"), a, 44100);
-    const MonoAudio mono = AudioLoader::loadMono(path("mono.wav"));
+    const support::MonoAudio mono = support::loadMono(path("mono.wav"));
     EXPECT_EQ(mono.samples, a);
     EXPECT_EQ(mono.sampleRate, 44100);
 
     const auto b = noise(2, 0.9, 5000);
     const auto c = noise(3, 0.9, 5000);
     writeWav(path("three.wav"), {a, b, c}, 32000);
-    const MonoAudio mixed = AudioLoader::loadMono(path("three.wav"));
+    const support::MonoAudio mixed = support::loadMono(path("three.wav"));
     ASSERT_EQ(mixed.samples.size(), a.size());
     const float third = static_cast<float>(1.0 / 3.0);
     for (size_t i = 0; i < a.size(); ++i) {
         ASSERT_EQ(mixed.samples[i], ((a[i] + b[i]) + c[i]) * third) << i;
     }
-    const DecodedAudio raw = AudioLoader::loadRaw(path("three.wav"));
+    const support::DecodedAudio raw = support::loadRaw(path("three.wav"));
     ASSERT_EQ(raw.channels.size(), 3u);
     EXPECT_EQ(raw.channels[1], b);
 
     // Integer files come out scaled to [-1, 1).
     writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000,
                SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    EXPECT_EQ(AudioLoader::loadMono(path("int16.wav")).samples, std::vector<float>(100, 0.5f));
+    EXPECT_EQ(support::loadMono(path("int16.wav")).samples, std::vector<float>(100, 0.5f));
 }
 
 TEST_F(AudioLoaderTest, ZeroFramesIsAnEmptyFile) {
     writeWav(path("empty.wav"), {{}, {}}, 48000);
-    const AudioLoaderError e = loaderError([&] { AudioLoader::loadMono(path("empty.wav")); });
+    const AudioLoaderError e = loaderError([&] { support::loadMono(path("empty.wav")); });
     EXPECT_EQ(e.kind(), AudioLoaderError::Kind::emptyFile);
     EXPECT_EQ(e.description(), "Audio file is empty");
 }
@@ -236,6 +237,6 @@ TEST_F(AudioLoaderTest, FilesOf2To32FramesAreRejected) {
     EXPECT_EQ(e.kind(), AudioLoaderError::Kind::tooLong);
     EXPECT_EQ(e.description(),
               "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
-    EXPECT_EQ(loaderError([&] { AudioLoader::loadMono(big); }).kind(),
+    EXPECT_EQ(loaderError([&] { support::loadMono(big); }).kind(),
               AudioLoaderError::Kind::tooLong);
 }

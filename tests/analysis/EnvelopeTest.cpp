@@ -1,15 +1,16 @@
 #include "analysis/AnalysisResult.h"
+#include "support/AnalysisSupport.h"
 #include "support/AudioFixtures.h"
 
 #include <gtest/gtest.h>
 
 TEST(Envelope, FewerSamplesThanBucketsGiveOneSampleBuckets) {
     const auto s = fixtures::noise(1, 1.0, 1500);
-    const WaveformEnvelope e = AnalysisResult::makeEnvelope(s, 2000);
+    const WaveformEnvelope e = support::makeEnvelope(s, 2000);
     EXPECT_EQ(e.bucketCount, 1500);
     EXPECT_EQ(e.minValues, s);
     EXPECT_EQ(e.maxValues, s);
-    EXPECT_EQ(AnalysisResult::makeEnvelope({}, 2000), WaveformEnvelope{});
+    EXPECT_EQ(support::makeEnvelope({}, 2000), WaveformEnvelope{});
 }
 
 TEST(Envelope, LeftoverSamplesFallInNoBucket) {
@@ -20,7 +21,7 @@ TEST(Envelope, LeftoverSamplesFallInNoBucket) {
     for (size_t i = 4000; i < 4999; ++i) {
         s[i] = 9.0f; // beyond the 2000 buckets of 2 samples
     }
-    const WaveformEnvelope e = AnalysisResult::makeEnvelope(s, 2000);
+    const WaveformEnvelope e = support::makeEnvelope(s, 2000);
     ASSERT_EQ(e.bucketCount, 2000);
     ASSERT_EQ(e.minValues.size(), 2000u);
     for (size_t b = 0; b < 2000; ++b) {

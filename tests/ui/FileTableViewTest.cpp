@@ -28,7 +28,7 @@ AudioFileItemPtr measured(const QString& name, double peakLUFS, double peakDBFS,
 struct Table {
     AppState state{AppState::AnalysisOptions{[](const QString&) { return AnalysisOutcome::failure("no"); }, 1}};
     FileTableView view{state};
-    FileTableModel& model() { return *view.fileModel(); }
+    FileTableModel& model() { return *qobject_cast<FileTableModel*>(view.model()); }
     QString text(int row, int column) { return model().data(model().index(row, column)).toString(); }
     QColor colour(int row, int column) {
         return model().data(model().index(row, column), Qt::ForegroundRole).value<QColor>();
@@ -94,7 +94,7 @@ TEST(FileTableViewTest, CorrectionDragStepperAndResetMenu) {
 
     CorrectionControl* control = t.view.correctionControl(0);
     ASSERT_NE(control, nullptr);
-    QWidget* value = control->valueLabel();
+    QWidget* value = child<QWidget>(*control, "correctionValue");
     EXPECT_EQ(value->toolTip(), "Drag up/down to adjust");
     EXPECT_EQ(value->cursor().shape(), Qt::SizeVerCursor);
     QTest::mousePress(value, Qt::LeftButton, {}, QPoint(20, 10));
@@ -109,9 +109,9 @@ TEST(FileTableViewTest, CorrectionDragStepperAndResetMenu) {
     EXPECT_GE(changes, 1);
 
     file->setCorrectionDB(29.8);
-    QTest::mouseClick(control->stepUp(), Qt::LeftButton);
+    QTest::mouseClick(child<QToolButton>(*control, "stepUp"), Qt::LeftButton);
     EXPECT_DOUBLE_EQ(file->correctionDB(), 30.0) << "the stepper stops at +30";
-    QTest::mouseClick(control->stepDown(), Qt::LeftButton);
+    QTest::mouseClick(child<QToolButton>(*control, "stepDown"), Qt::LeftButton);
     EXPECT_DOUBLE_EQ(file->correctionDB(), 29.5);
 
     QMenu* menu = t.view.contextMenuFor(0);

@@ -78,15 +78,15 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     Window w;
     EXPECT_EQ(w.window->size(), QSize(1200, 700));
     EXPECT_EQ(w.window->minimumSize(), QSize(900, 600));
-    EXPECT_TRUE(w.content().emptyWaveformText()->isVisible());
-    EXPECT_EQ(w.content().emptyWaveformText()->text(), "Select a file to view waveform");
-    EXPECT_FALSE(w.content().removeButton()->isEnabled());
+    EXPECT_TRUE(child<QLabel>(*w.window, "waveformPlaceholder")->isVisible());
+    EXPECT_EQ(child<QLabel>(*w.window, "waveformPlaceholder")->text(), "Select a file to view waveform");
+    EXPECT_FALSE(child<QPushButton>(*w.window, "remove")->isEnabled());
 
     w.drop({w.tone("a.wav", 0.1), w.tone("b.wav", 0.2), w.tone("c.wav", 0.3)});
     ASSERT_TRUE(w.analysed());
     ASSERT_EQ(w.state.files().size(), 3u);
-    EXPECT_EQ(w.content().statusLine()->text(), "Analysis complete.");
-    EXPECT_TRUE(w.content().removeButton()->isEnabled());
+    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->text(), "Analysis complete.");
+    EXPECT_TRUE(child<QPushButton>(*w.window, "remove")->isEnabled());
 
     // Ctrl+Backspace removes the selected (first) file; Undo puts it back at
     // its index, Redo removes it again, as often as wanted.
@@ -106,7 +106,7 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     EXPECT_EQ(w.state.files().size(), 2u);
 
     // Typed targets are clamped; the stepper moves by 0.5.
-    QDoubleSpinBox* target = w.content().targetField();
+    QDoubleSpinBox* target = child<QDoubleSpinBox>(*w.window, "target");
     QLineEdit* typed = target->findChild<QLineEdit*>();
     ASSERT_NE(typed, nullptr);
     typed->selectAll();
@@ -140,8 +140,8 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
 
     // An encoder's message of several lines: the first here, all in the tooltip.
     w.state.setStatusMessage("Export error: Error exporting a.wav: first line\nsecond line");
-    EXPECT_EQ(w.content().statusLine()->text(), "Export error: Error exporting a.wav: first line");
-    EXPECT_EQ(w.content().statusLine()->toolTip(), "Export error: Error exporting a.wav: first line\nsecond line");
+    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->text(), "Export error: Error exporting a.wav: first line");
+    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->toolTip(), "Export error: Error exporting a.wav: first line\nsecond line");
 }
 
 TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
@@ -151,7 +151,7 @@ TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
     ContentView& c = w.content();
     QTest::keyClick(w.window.get(), Qt::Key_Space);
     EXPECT_TRUE(c.engine().isPlaying());
-    EXPECT_EQ(c.transport()->playButton()->text(), "Pause");
+    EXPECT_EQ(child<QPushButton>(c, "play")->text(), "Pause");
     QTest::keyClick(w.window.get(), Qt::Key_Space);
     EXPECT_TRUE(c.engine().isPaused());
     QTest::keyClick(w.window.get(), Qt::Key_Escape);
@@ -159,10 +159,10 @@ TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
     EXPECT_FALSE(c.engine().isPlaying());
 
     w.state.files()[0]->setIsEditMode(true);
-    EXPECT_EQ(c.statusLine()->text(), ContentView::editModeHelpLine());
-    EXPECT_TRUE(c.statusLine()->text().startsWith("Ctrl+Click: add separator  ·  Drag ↕"));
+    EXPECT_EQ(child<QLabel>(c, "statusLine")->text(), ContentView::editModeHelpLine());
+    EXPECT_TRUE(child<QLabel>(c, "statusLine")->text().startsWith("Ctrl+Click: add separator  ·  Drag ↕"));
     w.state.files()[0]->setIsEditMode(false);
-    EXPECT_EQ(c.statusLine()->text(), "Analysis complete.");
+    EXPECT_EQ(child<QLabel>(c, "statusLine")->text(), "Analysis complete.");
 }
 
 TEST(MainWindowTest, SegmentActionsBecomeUndoSteps) {
@@ -220,13 +220,13 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     ASSERT_TRUE(w.analysed());
     w.state.files()[1]->setCorrectionDB(45.0); // far past full scale
     w.state.files()[1]->setIsManualOverride(true);
-    ExportControlsView* controls = w.content().exportControls();
-    EXPECT_TRUE(controls->exportButton()->isEnabled());
+    QPushButton* exportAll = child<QPushButton>(*w.window, "exportAll");
+    EXPECT_TRUE(exportAll->isEnabled());
 
     // Cancelling the clipping dialog exports nothing.
     w.clippingAnswer = std::nullopt;
     w.exportFolder = w.dir.filePath("out");
-    QTest::mouseClick(controls->exportButton(), Qt::LeftButton);
+    QTest::mouseClick(exportAll, Qt::LeftButton);
     EXPECT_EQ(w.clippingAsked, 1);
     ExportSession& exports = w.window->exportSession();
     EXPECT_FALSE(exports.isExporting());
@@ -236,18 +236,18 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     w.clippingAnswer = true;
     QStringList strip;
     QObject::connect(&exports, &ExportSession::progressChanged, [&] {
-        strip << w.content().progressText()->text() + " " + w.content().progressPercent()->text();
+        strip << child<QLabel>(*w.window, "progressText")->text() + " " + child<QLabel>(*w.window, "progressPercent")->text();
     });
-    QTest::mouseClick(controls->exportButton(), Qt::LeftButton);
+    QTest::mouseClick(exportAll, Qt::LeftButton);
     EXPECT_TRUE(exports.isExporting());
-    EXPECT_TRUE(w.content().progressStrip()->isVisible());
-    EXPECT_FALSE(controls->exportButton()->isEnabled());
+    EXPECT_TRUE(child<QFrame>(*w.window, "progressStrip")->isVisible());
+    EXPECT_FALSE(exportAll->isEnabled());
     ASSERT_TRUE(QTest::qWaitFor([&] { return !exports.isExporting(); }, 20000));
     // No gain brings a tone 45 dB up under the limiter's ceiling.
     EXPECT_TRUE(w.state.statusMessage().startsWith(
         "Export complete! The limiter's ceiling keeps 1 file below target: click ("))
         << w.state.statusMessage().toStdString();
-    EXPECT_FALSE(w.content().progressStrip()->isVisible());
+    EXPECT_FALSE(child<QFrame>(*w.window, "progressStrip")->isVisible());
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
 
     EXPECT_EQ(strip, (QStringList{"Exporting 0 / 2 files... 0%", "Exporting 1 / 2 files... 50%",
@@ -306,7 +306,7 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     EXPECT_EQ(rows->topLevelItem(0)->text(1), QString::asprintf("%.1f dB over", ExportRun::findClippingFiles(w.state.files())[0].overshootDB));
     EXPECT_TRUE(hasText("How would you like to handle this?"));
     EXPECT_TRUE(dialog.useLimiter()) << "the limiter is preselected";
-    dialog.anywayChoice()->setChecked(true);
+    child<QRadioButton>(dialog, "exportAnyway")->setChecked(true);
     EXPECT_FALSE(dialog.useLimiter());
     const double safe = *ExportRun::computeSafeTarget(w.state.files());
     EXPECT_EQ(dialog.findChild<QLabel*>("safeTargetTip")->text(),
@@ -343,6 +343,6 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     w.drop({junk.fileName()});
     ASSERT_TRUE(w.analysed());
     w.state.setSelectedFileID(w.state.files().back()->id());
-    EXPECT_TRUE(w.content().emptyWaveformText()->isVisible());
-    EXPECT_TRUE(w.content().emptyWaveformText()->text().startsWith("junk.wav could not be analysed:\n"));
+    EXPECT_TRUE(child<QLabel>(*w.window, "waveformPlaceholder")->isVisible());
+    EXPECT_TRUE(child<QLabel>(*w.window, "waveformPlaceholder")->text().startsWith("junk.wav could not be analysed:\n"));
 }

@@ -4,7 +4,11 @@
 // minutes of music-like sound (chords, a beat) with a quiet passage.
 
 #include "analysis/LoudnessAnalyzer.h"
+#include "support/AnalysisSupport.h"
 #include "list/AudioFileItem.h"
+
+#include <QObject>
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <memory>
@@ -34,7 +38,7 @@ inline std::vector<float> musicLike(double seconds, int64_t rate = 48000) {
 inline std::shared_ptr<AudioFileItem> analysedItem(const QString& name, const std::vector<float>& samples,
                                                    int64_t rate = 48000) {
     auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/music/" + name));
-    item->setAnalysis(LoudnessAnalyzer::analyzeSamples(samples, rate));
+    item->setAnalysis(support::analyzeSamples(samples, rate));
     return item;
 }
 
@@ -57,4 +61,11 @@ inline AnalysisResult synthetic(int pointsPerSecond = 1) {
         r.loudnessCurve.push_back(i >= 50 && i <= 60 ? -26.0 : (i >= 72 && i <= 78 ? -26.5 : -20.0));
     }
     return r;
+}
+
+// The child of `root` with that object name; the test fails without one.
+template <typename T> T* child(const QObject& root, const char* name) {
+    T* found = root.findChild<T*>(QString::fromLatin1(name));
+    EXPECT_NE(found, nullptr) << "no child named " << name;
+    return found;
 }

@@ -125,7 +125,7 @@ TEST(WaveformViewTest, HoverReadOutStaysInsideAndLeavesForTheButtons) {
     QCoreApplication::sendEvent(&view, &move);
     EXPECT_TRUE(view.hasHoverReadOut());
     QEvent enter(QEvent::Enter);
-    QCoreApplication::sendEvent(view.editButton(), &enter);
+    QCoreApplication::sendEvent(child<QAbstractButton>(view, "editSegments"), &enter);
     EXPECT_FALSE(view.hasHoverReadOut());
 }
 
@@ -176,29 +176,29 @@ TEST(WaveformViewTest, EditButtonResetAndHelpAppearOnce) {
     view.setFile(item);
     view.setOnToggleEditMode([&] { item->setIsEditMode(!item->isEditMode()); });
     view.show();
-    EXPECT_FALSE(view.editButton()->isVisible()) << "no analysis, no buttons";
+    EXPECT_FALSE(child<QAbstractButton>(view, "editSegments")->isVisible()) << "no analysis, no buttons";
     item->setAnalysis(synthetic());
-    EXPECT_TRUE(view.editButton()->isVisible());
-    EXPECT_EQ(view.editButton()->toolTip(), "Enter segment edit mode");
-    EXPECT_FALSE(view.resetButton()->isVisible());
+    EXPECT_TRUE(child<QAbstractButton>(view, "editSegments")->isVisible());
+    EXPECT_EQ(child<QAbstractButton>(view, "editSegments")->toolTip(), "Enter segment edit mode");
+    EXPECT_FALSE(child<QAbstractButton>(view, "resetSegments")->isVisible());
 
-    QTest::mouseClick(view.editButton(), Qt::LeftButton);
+    QTest::mouseClick(child<QAbstractButton>(view, "editSegments"), Qt::LeftButton);
     EXPECT_TRUE(item->isEditMode());
-    EXPECT_EQ(view.editButton()->toolTip(), "Exit segment edit mode");
-    EXPECT_TRUE(view.helpPopover()->isVisible()) << "shown the first time";
+    EXPECT_EQ(child<QAbstractButton>(view, "editSegments")->toolTip(), "Exit segment edit mode");
+    EXPECT_TRUE(child<QFrame>(view, "editModeHelp")->isVisible()) << "shown the first time";
     EXPECT_EQ(WaveformView::helpLines().size(), 7);
     EXPECT_EQ(WaveformView::helpLines().front(), "Ctrl+Click to add a separator");
-    QTest::mouseClick(view.helpPopover()->findChild<QAbstractButton*>("closeHelp"), Qt::LeftButton);
-    EXPECT_FALSE(view.helpPopover()->isVisible());
-    QTest::mouseClick(view.editButton(), Qt::LeftButton);
-    QTest::mouseClick(view.editButton(), Qt::LeftButton);
+    QTest::mouseClick(child<QFrame>(view, "editModeHelp")->findChild<QAbstractButton*>("closeHelp"), Qt::LeftButton);
+    EXPECT_FALSE(child<QFrame>(view, "editModeHelp")->isVisible());
+    QTest::mouseClick(child<QAbstractButton>(view, "editSegments"), Qt::LeftButton);
+    QTest::mouseClick(child<QAbstractButton>(view, "editSegments"), Qt::LeftButton);
     EXPECT_TRUE(item->isEditMode());
-    EXPECT_FALSE(view.helpPopover()->isVisible()) << "only once";
+    EXPECT_FALSE(child<QFrame>(view, "editModeHelp")->isVisible()) << "only once";
 
     item->segmentEdits().addSeparator(30.0);
-    EXPECT_TRUE(view.resetButton()->isVisible());
-    EXPECT_EQ(view.resetButton()->toolTip(), "Reset all segment edits");
-    QTest::mouseClick(view.resetButton(), Qt::LeftButton);
+    EXPECT_TRUE(child<QAbstractButton>(view, "resetSegments")->isVisible());
+    EXPECT_EQ(child<QAbstractButton>(view, "resetSegments")->toolTip(), "Reset all segment edits");
+    QTest::mouseClick(child<QAbstractButton>(view, "resetSegments"), Qt::LeftButton);
     EXPECT_FALSE(item->segmentEdits().hasEdits());
-    EXPECT_FALSE(view.resetButton()->isVisible());
+    EXPECT_FALSE(child<QAbstractButton>(view, "resetSegments")->isVisible());
 }

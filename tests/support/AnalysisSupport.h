@@ -1,0 +1,44 @@
+#pragma once
+
+// What tests and benchmarks need from the analysis beyond what the program
+// itself uses: whole files and buffers in memory, and the filter's response.
+
+#include "analysis/AnalysisResult.h"
+#include "analysis/KWeightingFilter.h"
+
+#include <QString>
+#include <cstdint>
+#include <vector>
+
+namespace support {
+
+struct DecodedAudio {
+    std::vector<std::vector<float>> channels; // deinterleaved, all of equal length
+    int64_t sampleRate = 0;
+};
+
+struct MonoAudio {
+    std::vector<float> samples;
+    int64_t sampleRate = 0;
+};
+
+// Every channel of a file, through the program's loader (and its fallback).
+// Throws AudioLoaderError.
+DecodedAudio loadRaw(const QString& path);
+// The plain average of all channels; an empty file is an emptyFile error.
+MonoAudio loadMono(const QString& path);
+
+// Runs samples in memory through the filter.
+std::vector<float> filtered(KWeightingFilter& filter, const std::vector<float>& input);
+
+// Measures mono samples already in memory.
+AnalysisResult analyzeSamples(const std::vector<float>& mono, int64_t sampleRate);
+// The waveform envelope of samples in memory.
+WaveformEnvelope makeEnvelope(const std::vector<float>& samples, int64_t bucketCount);
+
+// Magnitude response in dB of one section, and of the whole K-weighting
+// cascade, at `frequency` Hz.
+double sectionResponseDB(const KWeightingFilter::Section& section, double frequency, double sampleRate);
+double kWeightingResponseDB(const KWeightingFilter::Coeffs& coeffs, double frequency, double sampleRate);
+
+} // namespace support
