@@ -35,9 +35,6 @@ AudioPlaybackEngine::~AudioPlaybackEngine() {
     output_->close(); // no callback runs after this
     reader_.stop();
     file_.reset();
-    delete envelope_;
-    for (auto& [block, sequence] : retired_)
-        delete block;
 }
 
 double AudioPlaybackEngine::uptime() const {
@@ -130,7 +127,7 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
 
     ensureOutput();
     if (edits && edits->hasEdits()) {
-        setEnvelope(edits->computeGainEnvelope(gainDB, fileRate_, fileFrames_, envelopeBlockSize));
+        envelope_.publish(edits->computeGainEnvelope(gainDB, fileRate_, fileFrames_, envelopeBlockSize));
         mixerVolume_.store(1.0f);
         sourceMode_.store(true);
     } else {
@@ -163,7 +160,7 @@ void AudioPlaybackEngine::resume(const SegmentEditState* edits, std::optional<do
     }
     const auto startFrame = static_cast<int64_t>(t * static_cast<double>(fileRate_));
     if (sourceMode) {
-        setEnvelope(edits->computeGainEnvelope(gain, fileRate_, fileFrames_, envelopeBlockSize));
+        envelope_.publish(edits->computeGainEnvelope(gain, fileRate_, fileFrames_, envelopeBlockSize));
     } else {
         ++playbackGeneration_;
         setMixerGain(gain);
@@ -222,7 +219,7 @@ void AudioPlaybackEngine::updateGainEnvelope(const SegmentEditState& edits, doub
         sourceMode_.store(false);
         return;
     }
-    setEnvelope(edits.computeGainEnvelope(baseCorrectionDB, fileRate_, fileFrames_, envelopeBlockSize));
+    envelope_.publish(edits.computeGainEnvelope(baseCorrectionDB, fileRate_, fileFrames_, envelopeBlockSize));
     if (edits.hasEdits() && !sourceMode_.load()) {
         sourceMode_.store(true);
         mixerVolume_.store(1.0f);
@@ -242,52 +239,16 @@ void AudioPlaybackEngine::setOutputDevice(int deviceIndex) {
         startStream(sourceFrame);
 }
 
-void AudioPlaybackEngine::setEnvelope(std::vector<float> gains) {
-    auto* block = new EnvelopeBlock{std::move(gains)};
-    EnvelopeBlock* old = nullptr;
-    envelopeLock_.lock();
-    old = envelope_;
-    envelope_ = block;
-    envelopeLock_.unlock();
-    retire(old);
-}
-
-// Frees a block no callback can read any more: at once when none is running,
-// else once the running one has returned (its sequence number moved on).
-void AudioPlaybackEngine::retire(EnvelopeBlock* block) {
-    if (block) {
-        const uint64_t sequence = callbackSequence_.load();
-        if (sequence % 2 == 0)
-            delete block;
-        else
-            retired_.emplace_back(block, sequence);
-    }
-    reclaimRetired();
-}
-
-void AudioPlaybackEngine::reclaimRetired() {
-    const uint64_t now = callbackSequence_.load();
-    std::erase_if(retired_, [now](const std::pair<EnvelopeBlock*, uint64_t>& r) {
-        if (r.second == now)
-            return false;
-        delete r.first;
-        return true;
-    });
-}
-
 void AudioPlaybackEngine::teardownSourceNode() {
     sourceMode_.store(false);
-    envelopeLock_.lock();
-    EnvelopeBlock* old = std::exchange(envelope_, nullptr);
-    envelopeLock_.unlock();
-    retire(old);
+    envelope_.clear();
 }
 
 void AudioPlaybackEngine::startTimer() { timer_.start(); }
 void AudioPlaybackEngine::stopTimer() { timer_.stop(); }
 
 void AudioPlaybackEngine::updateTime() {
-    reclaimRetired();
+    envelope_.reclaim();
     if (!isPlaying_)
         return;
     if (finishedEpoch_.load() == epoch_.load()) {
@@ -316,7 +277,7 @@ void AudioPlaybackEngine::beginTail(int64_t rampFrames) noexcept {
 }
 
 void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
-    callbackSequence_.fetch_add(1);
+    envelope_.enter();
     const int64_t rampFrames = std::max<int64_t>(1, outputRate_.load() * rampMilliseconds / 1000);
     const float step = 1.0f / static_cast<float>(rampFrames);
     // Adds the tail, if one runs, to frame `i` and remembers what was output.
@@ -345,10 +306,8 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
         // room for the new position even when this call has no frames to fill.
         for (ChunkRing::Chunk* chunk = ring_.front(); chunk && chunk->epoch != epoch; chunk = ring_.front())
             ring_.pop();
-        envelopeLock_.lock();
-        const EnvelopeBlock* envelope = envelope_;
-        envelopeLock_.unlock();
-        const bool useEnvelope = sourceMode_.load() && envelope && !envelope->gains.empty();
+        const EnvelopeHandOff::Gains* envelope = envelope_.current();
+        const bool useEnvelope = sourceMode_.load() && envelope;
         // The envelope carries the correction; the mixer's volume is for the other mode.
         const float volume = useEnvelope ? 1.0f : mixerVolume_.load();
         // A new gain glides from the one in use instead of stepping.
@@ -361,7 +320,7 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
             seenEnvelope_ = envelope;
         }
         const int64_t sourceRate = sourceRate_.load(), outputRate = outputRate_.load();
-        const auto lastBlock = useEnvelope ? static_cast<int64_t>(envelope->gains.size()) - 1 : 0;
+        const auto lastBlock = useEnvelope ? static_cast<int64_t>(envelope->size()) - 1 : 0;
         bool atEnd = false;
         bool fadedOut = paused && fade_ <= 0.0f; // a pause fades the sound out, then holds
 
@@ -390,7 +349,7 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
                 float gain = volume;
                 if (useEnvelope) {
                     const int64_t sourceFrame = sourceRate == outputRate ? first + i : (first + i) * sourceRate / outputRate;
-                    gain = envelope->gains[static_cast<size_t>(std::min(sourceFrame / envelopeBlockSize, lastBlock))] * volume;
+                    gain = (*envelope)[static_cast<size_t>(std::min(sourceFrame / envelopeBlockSize, lastBlock))] * volume;
                 }
                 if (gainRampLeft_ > 0) {
                     gain = gainRampFrom_ + (gain - gainRampFrom_) * (1.0f - static_cast<float>(gainRampLeft_) * step);
@@ -418,5 +377,5 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
         beginTail(rampFrames);
     for (int64_t i = written; i < frames; ++i)
         put(i, 0.0f, 0.0f);
-    callbackSequence_.fetch_add(1);
+    envelope_.leave();
 }

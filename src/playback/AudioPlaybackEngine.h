@@ -9,14 +9,13 @@
 // blocks, correction included, no cap). Both stream from disk through a
 // reader thread and a lock-free ring, so play, seek and resume return at once
 // whatever the file's length. The audio callback shares only atomics, the
-// ring and the envelope (swapped under a spin lock, freed once no callback
-// can still read it) with the main thread.
+// ring and the envelope hand-off with the main thread.
 
 #include "editing/SegmentEditState.h"
 #include "editing/SegmentGainEvaluation.h"
 #include "playback/AudioOutput.h"
 #include "playback/ChunkRing.h"
-#include "playback/SpinLock.h"
+#include "playback/EnvelopeHandOff.h"
 #include "playback/StreamReader.h"
 
 #include <QObject>
@@ -84,19 +83,12 @@ signals:
     void currentTimeChanged();
 
 private:
-    struct EnvelopeBlock {
-        std::vector<float> gains;
-    };
-
     void render(float* out, int64_t frames) noexcept override;
     void beginTail(int64_t rampFrames) noexcept;
 
     void setPlaying(bool playing, bool paused);
     void startStream(int64_t sourceFrame);
     void ensureOutput();
-    void setEnvelope(std::vector<float> gains);
-    void retire(EnvelopeBlock* block);
-    void reclaimRetired();
     void teardownSourceNode();
     void startTimer();
     void stopTimer();
@@ -124,7 +116,6 @@ private:
     QTimer timer_;
     QTimer idleClose_;
     std::chrono::steady_clock::time_point clockZero_ = std::chrono::steady_clock::now();
-    std::vector<std::pair<EnvelopeBlock*, uint64_t>> retired_;
 
     // Shared with the audio callback.
     std::atomic<uint64_t> epoch_{0};          // chunks of other epochs are dropped
@@ -136,9 +127,7 @@ private:
     std::atomic<int64_t> outputRate_{1};
     std::atomic<int64_t> outputPosition_{0};  // next output frame
     std::atomic<uint64_t> finishedEpoch_{0};  // the epoch whose end the callback reached
-    std::atomic<uint64_t> callbackSequence_{0}; // odd while a callback runs
-    SpinLock envelopeLock_;
-    EnvelopeBlock* envelope_ = nullptr;       // guarded by envelopeLock_
+    EnvelopeHandOff envelope_;
 
     // Audio callback only.
     uint64_t seenEpoch_ = 0;
@@ -151,7 +140,7 @@ private:
     float gainRampFrom_ = 0.0f;
     int64_t gainRampLeft_ = 0;
     float seenVolume_ = -1.0f;
-    const EnvelopeBlock* seenEnvelope_ = nullptr;
+    const EnvelopeHandOff::Gains* seenEnvelope_ = nullptr;
     float lastOut_[2] = {0.0f, 0.0f};
     float tailFrom_[2] = {0.0f, 0.0f};
     int64_t tailLeft_ = 0;
