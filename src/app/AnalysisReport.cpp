@@ -1,5 +1,7 @@
 #include "app/AnalysisReport.h"
 
+#include "io/TimeText.h"
+
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -59,25 +61,6 @@ FileReport makeErrorReport(const QString& file, const QString& error) {
     return r;
 }
 
-QString formatTime(double seconds) {
-    if (!std::isfinite(seconds) || seconds < 0.0) {
-        seconds = 0.0;
-    }
-    // Tenths are rounded first so that 59.96 s reads 1:00.0, not 0:60.0.
-    const auto tenths = static_cast<long long>(std::llround(seconds * 10.0));
-    const long long hours = tenths / 36000;
-    const long long minutes = (tenths / 600) % 60;
-    const double secs = static_cast<double>(tenths % 600) / 10.0;
-    const QString secText = QStringLiteral("%1").arg(secs, 4, 'f', 1, QLatin1Char('0'));
-    if (hours > 0) {
-        return QStringLiteral("%1:%2:%3")
-            .arg(hours)
-            .arg(minutes, 2, 10, QLatin1Char('0'))
-            .arg(secText);
-    }
-    return QStringLiteral("%1:%2").arg(minutes).arg(secText);
-}
-
 int reportNameWidth(const QStringList& files) {
     int width = 4; // "File"
     for (const QString& f : files) {
@@ -102,13 +85,13 @@ QString reportRow(const FileReport& r, int nameWidth) {
         return name + QStringLiteral("  ") + *r.error;
     }
     const QString window =
-        formatTime(r.windowStart) + QStringLiteral(" – ") + formatTime(r.windowEnd);
+        TimeText::report(r.windowStart) + QStringLiteral(" – ") + TimeText::report(r.windowEnd);
     return QStringLiteral("%1  %2  %3  %4  %5  %6")
         .arg(name)
         .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)
         .arg(QStringLiteral("%1 dBFS").arg(r.peakDBFS, 0, 'f', 1), 11)
         .arg(window, -21)
-        .arg(formatTime(r.duration), 9)
+        .arg(TimeText::report(r.duration), 9)
         .arg(r.softPassages.size());
 }
 

@@ -25,8 +25,6 @@ struct FileReport {
 FileReport makeReport(const QString& file, const AnalysisResult& result);
 FileReport makeErrorReport(const QString& file, const QString& error);
 
-// "m:ss.s", or "h:mm:ss.s" from one hour on.
-QString formatTime(double seconds);
 
 // The table: a header, then one row per file in the order given.
 QString reportHeader(int nameWidth);

@@ -62,6 +62,12 @@ SegmentBounds segmentBounds(const SegmentEditSnapshot& edits, int64_t index, dou
 // The largest offset among the gains (it may be negative), or 0 without any.
 double largestGainOffsetDB(const std::vector<SegmentGain>& gains);
 
+// A file's peak after its correction and its largest segment offset; its
+// headroom is the negative of this.
+inline double correctedPeakDBFS(double peakDBFS, double correctionDB, double largestOffsetDB) {
+    return peakDBFS + correctionDB + largestOffsetDB;
+}
+
 // Whether the lists have the shape every operation keeps. Spacing is checked
 // to within a nanosecond, since a clamped move stores neighbour + 3.0 s.
 bool satisfiesInvariants(const SegmentEditSnapshot& edits);

@@ -1,5 +1,7 @@
 #include "export/FFmpegExporter.h"
 
+#include "editing/SegmentEditModel.h"
+
 #include "export/ExportErrors.h"
 #include "io/EncoderProcess.h"
 #include "io/TemporaryFile.h"
@@ -44,7 +46,7 @@ ExportedFile runExport(const ExportJob& job, const QString& ffmpegPath) {
         return written;
     };
     return ExportDelivery::deliver(
-        job, ExportDelivery::limiterActs(limiterInChain(job), job.peakDBFS + job.correctionDB), encode);
+        job, ExportDelivery::limiterActs(limiterInChain(job), SegmentEditModel::correctedPeakDBFS(job.peakDBFS, job.correctionDB, 0.0)), encode);
 }
 
 } // namespace FFmpegExporter

@@ -133,7 +133,8 @@ ExportedFile InAppRenderer::render(const RenderJob& job) const {
     TemporaryFile rendered = writeRendered(job, source, limiter);
 
     const double largestOffset = SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains);
-    const bool limiterActs = ExportDelivery::limiterActs(limiter, job.peakDBFS + job.correctionDB + largestOffset);
+    const bool limiterActs = ExportDelivery::limiterActs(
+        limiter, SegmentEditModel::correctedPeakDBFS(job.peakDBFS, job.correctionDB, largestOffset));
     const double targetRate = static_cast<double>(rawValue(job.sampleRate));
     const bool rateDiffers = std::abs(static_cast<double>(rate) - targetRate) > 1.0;
 

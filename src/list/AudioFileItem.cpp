@@ -64,5 +64,5 @@ std::optional<double> AudioFileItem::headroomDB() const {
     if (!analysis_)
         return std::nullopt;
     const double largest = SegmentEditModel::largestGainOffsetDB(segmentEdits_->segmentGains());
-    return -analysis_->peakDBFS - correctionDB_ - largest;
+    return -SegmentEditModel::correctedPeakDBFS(analysis_->peakDBFS, correctionDB_, largest);
 }

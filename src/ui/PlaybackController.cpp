@@ -1,5 +1,7 @@
 #include "ui/PlaybackController.h"
 
+#include "io/TimeText.h"
+
 #include <cmath>
 
 PlaybackController::PlaybackController(AppState& state, AudioPlaybackEngine& engine,
@@ -88,12 +90,5 @@ QString PlaybackController::timeString() const {
     const AudioFileItemPtr file = state_.selectedFile();
     if (!file || !file->analysis())
         return QStringLiteral("0:00.0 / 0:00.0");
-    return formatTime(engine_.currentTime()) + QStringLiteral(" / ") + formatTime(file->analysis()->duration);
-}
-
-QString PlaybackController::formatTime(double seconds) {
-    const double x = std::max(0.0, seconds);
-    const auto minutes = static_cast<int64_t>(x) / 60;
-    const double rest = std::fmod(x, 60.0);
-    return QString::asprintf("%lld:%04.1f", static_cast<long long>(minutes), rest);
+    return TimeText::playhead(engine_.currentTime()) + QStringLiteral(" / ") + TimeText::playhead(file->analysis()->duration);
 }

@@ -35,8 +35,6 @@ public:
     void chooseOutputDevice(uint32_t deviceID);
     uint32_t selectedDeviceID() const { return selectedDeviceID_; }
 
-    // "%d:%04.1f" of whole minutes and the rest: 59.97 s gives 0:60.0.
-    static QString formatTime(double seconds);
 
 private:
     AppState& state_;

@@ -3,6 +3,7 @@
 #include "ui/PaintKit.h"
 
 #include "editing/SegmentEditModel.h"
+#include "io/TimeText.h"
 #include "editing/SegmentGainEvaluation.h"
 
 #include <QFontDatabase>
@@ -190,7 +191,7 @@ void paintForeground(QPainter& painter, const AnalysisResult& data, const Segmen
         painter.setPen(pen(Qt::gray, 1.0));
         painter.drawLine(QPointF(x, g.yBot()), QPointF(x, g.yBot() + g.labelSize * 0.6));
         // Centred under its tick, but never past the widget's edges.
-        const QString label = QString::asprintf("%d:%02d", t / 60, t % 60);
+        const QString label = TimeText::axisLabel(t);
         const double half = painter.fontMetrics().horizontalAdvance(label) / 2.0 + 1;
         drawCentred(painter, label, QPointF(std::clamp(x, half, g.width - half), g.yBot() + g.labelSize * 1.75));
     }
@@ -243,7 +244,7 @@ QString hoverText(const AnalysisResult& data, double hoverX, const SegmentEditSn
     if (!value)
         return QString();
     const auto [t, lufs] = *value;
-    return QString::asprintf("%d:%04.1f  %.1f LUFS", static_cast<int>(t) / 60, std::fmod(t, 60.0), lufs);
+    return TimeText::playhead(t) + QString::asprintf("  %.1f LUFS", lufs);
 }
 
 void paintHover(QPainter& painter, const AnalysisResult& data, QPointF hover, const SegmentEditSnapshot* edits,

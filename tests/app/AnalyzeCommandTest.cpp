@@ -105,14 +105,6 @@ TEST(AnalyzeCommand, UsageErrors) {
     EXPECT_TRUE(analyze({"--", "-odd.wav"}).out.contains("-odd.wav  File not found"));
 }
 
-TEST(AnalysisReport, TimesRoundToTenthsBeforeSplitting) {
-    EXPECT_EQ(formatTime(0.0), "0:00.0");
-    EXPECT_EQ(formatTime(59.96), "1:00.0");
-    EXPECT_EQ(formatTime(83.54), "1:23.5");
-    EXPECT_EQ(formatTime(3725.0), "1:02:05.0");
-    EXPECT_EQ(formatTime(-1.0), "0:00.0");
-}
-
 TEST_F(AnalyzeCommandTest, ColumnsStayAlignedWithWideCharacters) {
     const QString wide = dir.filePath(QStringLiteral("歌曲テスト.wav"));
     ASSERT_TRUE(QFile::copy(loud, wide));
