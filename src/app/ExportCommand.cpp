@@ -45,89 +45,182 @@ struct Options {
     QStringList files;
 };
 
+// A command line that cannot be followed; its description says why.
+class UsageError : public DescribedError {
+public:
+    using DescribedError::DescribedError;
+};
+
+const QStringList optionsWithValues{"--out", "--target", "--format", "--rate", "--settings"};
+
+double targetFrom(const QString& value) {
+    bool ok = false;
+    const double t = value.toDouble(&ok);
+    if (!ok || !std::isfinite(t))
+        throw UsageError(QStringLiteral("'%1' is not a loudness in LUFS").arg(value));
+    // The same range as the window's target field.
+    if (t < SettingsFile::minimumTargetLUFS || t > SettingsFile::maximumTargetLUFS)
+        throw UsageError(QStringLiteral("the target must lie between %1 and %2 LUFS, not %3")
+                             .arg(SettingsFile::minimumTargetLUFS)
+                             .arg(SettingsFile::maximumTargetLUFS)
+                             .arg(value));
+    return t;
+}
+
+ExportFormat formatFrom(const QString& value) {
+    const auto f = exportFormatNamed(value);
+    if (!f)
+        throw UsageError(QStringLiteral("unknown format '%1'").arg(value));
+    return *f;
+}
+
+SampleRate rateFrom(const QString& value) {
+    bool ok = false;
+    const auto r = sampleRateFromRawValue(value.toLongLong(&ok));
+    if (!ok || !r)
+        throw UsageError(QStringLiteral("the rate must be 44100, 48000 or 96000, not '%1'").arg(value));
+    return *r;
+}
+
+// Takes one option (with its value, if it has one) into `o`.
+void apply(Options& o, const QString& arg, const QString& value) {
+    if (arg == QLatin1String("--out")) {
+        o.out = value;
+    } else if (arg == QLatin1String("--target")) {
+        o.target = targetFrom(value);
+    } else if (arg == QLatin1String("--format")) {
+        o.format = formatFrom(value);
+    } else if (arg == QLatin1String("--rate")) {
+        o.rate = rateFrom(value);
+    } else if (arg == QLatin1String("--settings")) {
+        o.settings = value;
+    } else if (arg == QLatin1String("--limiter") || arg == QLatin1String("--no-limiter")) {
+        const bool limiter = arg == QLatin1String("--limiter");
+        if (o.limiter && *o.limiter != limiter)
+            throw UsageError(QStringLiteral("--limiter and --no-limiter exclude each other"));
+        o.limiter = limiter;
+    } else {
+        throw UsageError(QStringLiteral("unknown option '%1'").arg(arg));
+    }
+}
+
+// What the options must satisfy together.
+void checkComplete(const Options& o) {
+    if (o.out.isEmpty())
+        throw UsageError(QStringLiteral("--out DIR is required"));
+    if (o.files.isEmpty() && o.settings.isEmpty())
+        throw UsageError(QStringLiteral("no files given"));
+    if (!supportsRate(o.format, o.rate))
+        throw UsageError(QStringLiteral("%1 holds at most %2 Hz; choose --rate 44100 or 48000")
+                             .arg(rawValue(o.format))
+                             .arg(maximumRate(o.format)));
+}
+
 // Parses the arguments; on a usage error returns none after writing why.
 std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTextStream& err,
                              bool& helpShown) {
     Options o;
-    const auto fail = [&](const QString& why) {
-        err << "sonivel export: " << why << "\nTry 'sonivel export --help'.\n";
-        return std::nullopt;
-    };
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        QString arg = arguments[i];
-        QString value;
-        const bool takesValue = arg.startsWith(QLatin1String("--")) &&
-                                QStringList{"--out", "--target", "--format", "--rate", "--settings"}.contains(
-                                    arg.section(QLatin1Char('='), 0, 0));
-        if (takesValue) {
-            if (arg.contains(QLatin1Char('='))) {
-                value = arg.section(QLatin1Char('='), 1);
-                arg = arg.section(QLatin1Char('='), 0, 0);
-            } else if (i + 1 < arguments.size()) {
-                value = arguments[++i];
-            } else {
-                return fail(QStringLiteral("%1 needs a value").arg(arg));
+    try {
+        for (qsizetype i = 0; i < arguments.size(); ++i) {
+            QString arg = arguments[i];
+            if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
+                out << usage();
+                helpShown = true;
+                return std::nullopt;
             }
+            if (arg == QLatin1String("--")) {
+                o.files << arguments.mid(i + 1);
+                break;
+            }
+            if (!arg.startsWith(QLatin1Char('-')) || arg.size() == 1) {
+                o.files << arg;
+                continue;
+            }
+            QString value;
+            if (arg.startsWith(QLatin1String("--")) && optionsWithValues.contains(arg.section(QLatin1Char('='), 0, 0))) {
+                if (arg.contains(QLatin1Char('='))) {
+                    value = arg.section(QLatin1Char('='), 1);
+                    arg = arg.section(QLatin1Char('='), 0, 0);
+                } else if (i + 1 < arguments.size()) {
+                    value = arguments[++i];
+                } else {
+                    throw UsageError(QStringLiteral("%1 needs a value").arg(arg));
+                }
+            }
+            apply(o, arg, value);
         }
-        if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
-            out << usage();
-            helpShown = true;
-            return std::nullopt;
-        } else if (arg == QLatin1String("--out")) {
-            o.out = value;
-        } else if (arg == QLatin1String("--target")) {
-            bool ok = false;
-            const double t = value.toDouble(&ok);
-            if (!ok || !std::isfinite(t))
-                return fail(QStringLiteral("'%1' is not a loudness in LUFS").arg(value));
-            // The same range as the window's target field.
-            if (t < SettingsFile::minimumTargetLUFS || t > SettingsFile::maximumTargetLUFS)
-                return fail(QStringLiteral("the target must lie between %1 and %2 LUFS, not %3")
-                                .arg(SettingsFile::minimumTargetLUFS)
-                                .arg(SettingsFile::maximumTargetLUFS)
-                                .arg(value));
-            o.target = t;
-        } else if (arg == QLatin1String("--format")) {
-            const auto f = exportFormatNamed(value);
-            if (!f)
-                return fail(QStringLiteral("unknown format '%1'").arg(value));
-            o.format = *f;
-        } else if (arg == QLatin1String("--rate")) {
-            bool ok = false;
-            const auto r = sampleRateFromRawValue(value.toLongLong(&ok));
-            if (!ok || !r)
-                return fail(QStringLiteral("the rate must be 44100, 48000 or 96000, not '%1'").arg(value));
-            o.rate = *r;
-        } else if (arg == QLatin1String("--limiter") || arg == QLatin1String("--no-limiter")) {
-            const bool limiter = arg == QLatin1String("--limiter");
-            if (o.limiter && *o.limiter != limiter)
-                return fail(QStringLiteral("--limiter and --no-limiter exclude each other"));
-            o.limiter = limiter;
-        } else if (arg == QLatin1String("--settings")) {
-            o.settings = value;
-        } else if (arg == QLatin1String("--")) {
-            o.files << arguments.mid(i + 1);
-            break;
-        } else if (arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {
-            return fail(QStringLiteral("unknown option '%1'").arg(arg));
-        } else {
-            o.files << arg;
-        }
+        checkComplete(o);
+    } catch (const UsageError& e) {
+        err << "sonivel export: " << e.description() << "\nTry 'sonivel export --help'.\n";
+        return std::nullopt;
     }
-    if (o.out.isEmpty())
-        return fail(QStringLiteral("--out DIR is required"));
-    if (o.files.isEmpty() && o.settings.isEmpty())
-        return fail(QStringLiteral("no files given"));
-    if (!supportsRate(o.format, o.rate))
-        return fail(QStringLiteral("%1 holds at most %2 Hz; choose --rate 44100 or 48000")
-                        .arg(rawValue(o.format))
-                        .arg(maximumRate(o.format)));
     return o;
 }
 
 template <typename Done> void runEventsUntil(Done done) {
     while (!done())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+} // namespace
+
+namespace {
+
+// Builds and analyses the list: the settings file's, then the files given.
+// False, after saying why, when there is nothing to export or an analysis failed.
+bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err) {
+    if (!options.settings.isEmpty() && !SettingsFile::loadSettings(state, options.settings).ok())
+        return false;
+    if (options.target) {
+        state.setTargetLUFS(*options.target);
+        state.recalcCorrections();
+    }
+    QList<QUrl> urls;
+    for (const QString& file : options.files)
+        urls << QUrl::fromLocalFile(QFileInfo(file).absoluteFilePath());
+    const std::vector<AppState::SkippedFile> skipped = state.addFiles(urls);
+    if (!skipped.empty())
+        err << "sonivel export: skipped " << AppState::describe(skipped) << '\n';
+    if (state.files().empty()) {
+        err << "sonivel export: nothing to export\n";
+        return false;
+    }
+    runEventsUntil([&] { return !state.isAnalyzing(); });
+    bool analysed = true;
+    for (const AudioFileItemPtr& file : state.files()) {
+        if (file->analysisError()) {
+            err << "sonivel export: " << QFileInfo(file->path()).fileName() << ": " << *file->analysisError() << '\n';
+            analysed = false;
+        }
+    }
+    return analysed;
+}
+
+// Whether to limit: as asked, else only when some file would clip, which is
+// then listed like the window's clipping warning.
+bool chooseLimiter(const AppState& state, const Options& options, QTextStream& err) {
+    const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles(state.files());
+    if (clipping.empty())
+        return options.limiter.value_or(false);
+    err << clipping.size() << " file(s) will exceed 0 dBFS after correction:\n";
+    for (const ClippingFile& c : clipping)
+        err << "  " << c.fileName << "  " << QString::asprintf("%.1f", c.overshootDB) << " dB over\n";
+    const bool limiter = options.limiter.value_or(true);
+    err << (limiter ? "Applying the limiter.\n" : "Exporting anyway; peaks will be clipped.\n");
+    if (const auto safe = ExportRun::computeSafeTarget(state.files()))
+        err << "Tip: Set target to " << QString::asprintf("%.1f", *safe) << " LUFS or lower to avoid clipping entirely.\n";
+    return limiter;
+}
+
+ExportRun::Result exportAll(AppState& state, const Options& options, bool limiter, const QString& ffmpegPath) {
+    ExportSession exports(state);
+    exports.setFormat(options.format);
+    exports.setSampleRate(options.rate);
+    std::optional<ExportRun::Result> result;
+    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
+    exports.start(limiter, QFileInfo(options.out).absoluteFilePath(), ffmpegPath);
+    runEventsUntil([&] { return result.has_value(); });
+    return *result;
 }
 
 } // namespace
@@ -143,63 +236,14 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         err << message << '\n';
         err.flush();
     });
-    if (!options->settings.isEmpty()) {
-        if (!SettingsFile::loadSettings(state, options->settings).ok())
-            return 1;
-    }
-    if (options->target) {
-        state.setTargetLUFS(*options->target);
-        state.recalcCorrections();
-    }
-    QList<QUrl> urls;
-    for (const QString& file : options->files)
-        urls << QUrl::fromLocalFile(QFileInfo(file).absoluteFilePath());
-    const std::vector<AppState::SkippedFile> skipped = state.addFiles(urls);
-    if (!skipped.empty())
-        err << "sonivel export: skipped " << AppState::describe(skipped) << '\n';
-    if (state.files().empty()) {
-        err << "sonivel export: nothing to export\n";
+    if (!listAndAnalyse(state, *options, err))
         return 1;
-    }
-    runEventsUntil([&] {
-        return std::none_of(state.files().begin(), state.files().end(),
-                            [](const AudioFileItemPtr& f) { return f->isAnalyzing(); });
-    });
-    bool analysisFailed = false;
-    for (const AudioFileItemPtr& file : state.files()) {
-        if (file->analysisError()) {
-            err << "sonivel export: " << QFileInfo(file->path()).fileName() << ": " << *file->analysisError() << '\n';
-            analysisFailed = true;
-        }
-    }
-    if (analysisFailed)
-        return 1;
-
-    const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles(state.files());
-    bool limiter = options->limiter.value_or(false);
-    if (!clipping.empty()) {
-        err << clipping.size() << " file(s) will exceed 0 dBFS after correction:\n";
-        for (const ClippingFile& c : clipping)
-            err << "  " << c.fileName << "  " << QString::asprintf("%.1f", c.overshootDB) << " dB over\n";
-        limiter = options->limiter.value_or(true);
-        err << (limiter ? "Applying the limiter.\n" : "Exporting anyway; peaks will be clipped.\n");
-        if (const auto safe = ExportRun::computeSafeTarget(state.files()))
-            err << "Tip: Set target to " << QString::asprintf("%.1f", *safe)
-                << " LUFS or lower to avoid clipping entirely.\n";
-    }
-
-    ExportSession exports(state);
-    exports.setFormat(options->format);
-    exports.setSampleRate(options->rate);
-    std::optional<ExportRun::Result> result;
-    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
-    exports.start(limiter, QFileInfo(options->out).absoluteFilePath(), ffmpegPath);
-    runEventsUntil([&] { return result.has_value(); });
-    if (!result->ok())
+    const ExportRun::Result result = exportAll(state, *options, chooseLimiter(state, *options, err), ffmpegPath);
+    if (!result.ok())
         return 1;
     // In list order, each under the name it was written with.
     for (const AudioFileItemPtr& file : state.files()) {
-        for (const ExportedFile& written : result->value()) {
+        for (const ExportedFile& written : result.value()) {
             if (written.sourcePath == file->path())
                 out << written.path << '\n';
         }

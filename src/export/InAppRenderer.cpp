@@ -126,12 +126,14 @@ TemporaryFile InAppRenderer::writeRendered(const RenderJob& job, AudioReader& so
 
 ExportedFile InAppRenderer::render(const RenderJob& job) const {
     AudioReader source = openSource(job.sourcePath);
-    const int64_t rate = source.sampleRate();
-    const int channels = source.channels();
     ExportFiles::makeFolder(job.destinationFolder);
     const bool limiter = needsLimiter(job);
     TemporaryFile rendered = writeRendered(job, source, limiter);
+    return finish(job, rendered, source.sampleRate(), source.channels(), limiter);
+}
 
+ExportedFile InAppRenderer::finish(const RenderJob& job, TemporaryFile& rendered, int64_t rate, int channels,
+                                   bool limiter) const {
     const double largestOffset = SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains);
     const bool limiterActs = ExportDelivery::limiterActs(
         limiter, SegmentEditModel::correctedPeakDBFS(job.peakDBFS, job.correctionDB, largestOffset));

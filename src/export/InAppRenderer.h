@@ -54,6 +54,10 @@ private:
     // beside the output: 32-bit float when the limiter or the encoder
     // follows, else the format's own samples.
     static TemporaryFile writeRendered(const RenderJob& job, AudioReader& source, bool floatSamples);
+    // Turns the rendered WAV into the output: through the limiter or the
+    // encoder, resampled, or as it is; then measured and renamed.
+    ExportedFile finish(const RenderJob& job, TemporaryFile& rendered, int64_t rate, int channels,
+                        bool limiter) const;
     void runFFmpeg(const QStringList& args) const;
 
     QString ffmpegPath_;

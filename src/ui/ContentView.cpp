@@ -94,8 +94,28 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
+    column->addLayout(buildToolbar());
+    column->addWidget(divider());
+    column->addWidget(buildTableAndWaveform(), 1);
+    column->addWidget(divider());
+    transport_ = new PlaybackControlsView(state_, *engine_, *controller_);
+    column->addWidget(transport_);
+    column->addWidget(divider());
+    exportControls_ = new ExportControlsView(state_, session_, dialogs_);
+    // Inset from the window's edges, title included.
+    auto* exportRow = new QHBoxLayout;
+    exportRow->setContentsMargins(12, 6, 12, 6);
+    exportRow->addWidget(exportControls_);
+    column->addLayout(exportRow);
+    column->addWidget(buildProgressStrip());
+    column->addWidget(buildStatusLine());
+    connectActions();
+    onSelectionChanged();
+    refreshProgress();
+}
 
-    // Toolbar.
+// The toolbar: Add Files, Remove and the target.
+QLayout* ContentView::buildToolbar() {
     auto* toolbar = new QHBoxLayout;
     toolbar->setContentsMargins(12, 8, 12, 8);
     toolbar->setSpacing(12);
@@ -118,10 +138,11 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
     toolbar->addStretch();
     toolbar->addWidget(new QLabel(QStringLiteral("Target LUFS:")));
     toolbar->addWidget(target_);
-    column->addLayout(toolbar);
-    column->addWidget(divider());
+    return toolbar;
+}
 
-    // Table over waveform.
+// The file table over the waveform, or the text shown in its place.
+QSplitter* ContentView::buildTableAndWaveform() {
     auto* split = new QSplitter(Qt::Vertical);
     split->setObjectName(QStringLiteral("tableAndWaveform"));
     table_ = new FileTableView(state_);
@@ -156,20 +177,11 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
     split->setStretchFactor(1, 3);
     split->setSizes({220, 330});
     split->setChildrenCollapsible(false);
-    column->addWidget(split, 1);
-    column->addWidget(divider());
+    return split;
+}
 
-    transport_ = new PlaybackControlsView(state_, *engine_, *controller_);
-    column->addWidget(transport_);
-    column->addWidget(divider());
-    exportControls_ = new ExportControlsView(state_, session_, dialogs_);
-    // Inset from the window's edges, title included.
-    auto* exportRow = new QHBoxLayout;
-    exportRow->setContentsMargins(12, 6, 12, 6);
-    exportRow->addWidget(exportControls_);
-    column->addLayout(exportRow);
-
-    // Progress strip, only while exporting.
+// The strip under the export controls, shown only while exporting.
+QFrame* ContentView::buildProgressStrip() {
     progress_ = new QFrame;
     progress_->setObjectName(QStringLiteral("progressStrip"));
     progress_->setAutoFillBackground(true);
@@ -196,17 +208,21 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
     progressBar_->setTextVisible(false);
     progressBar_->setStyleSheet(QStringLiteral("QProgressBar::chunk { background: #34c759; }"));
     strip->addWidget(progressBar_);
-    column->addWidget(progress_);
+    return progress_;
+}
 
-    // Status line.
+QLabel* ContentView::buildStatusLine() {
     status_ = new QLabel;
     status_->setObjectName(QStringLiteral("statusLine"));
     QFont caption = status_->font();
     caption.setPixelSize(11);
     status_->setFont(caption);
     status_->setContentsMargins(12, 4, 12, 4);
-    column->addWidget(status_);
+    return status_;
+}
 
+// What the buttons, shortcuts, state and engine set off.
+void ContentView::connectActions() {
     connect(add_, &QPushButton::clicked, this, &ContentView::addFiles);
     connect(remove_, &QPushButton::clicked, this, [this] { history_->removeSelected(); });
     for (const QKeySequence& keys : {QKeySequence(Qt::CTRL | Qt::Key_Backspace), QKeySequence(Qt::CTRL | Qt::Key_Delete)}) {
@@ -232,8 +248,6 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
             [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
     connect(engine_.get(), &AudioPlaybackEngine::isPlayingChanged, this,
             [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
-    onSelectionChanged();
-    refreshProgress();
 }
 
 void ContentView::addFiles() {

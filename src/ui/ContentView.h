@@ -19,9 +19,11 @@
 class QDoubleSpinBox;
 class QFrame;
 class QLabel;
+class QLayout;
 class QMimeData;
 class QProgressBar;
 class QPushButton;
+class QSplitter;
 class QStackedWidget;
 class QUndoStack;
 class ExportControlsView;
@@ -53,6 +55,11 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
+    QLayout* buildToolbar();
+    QSplitter* buildTableAndWaveform();
+    QFrame* buildProgressStrip();
+    QLabel* buildStatusLine();
+    void connectActions();
     void onSelectionChanged();
     void refreshStatus();
     void refreshWaveformArea();
