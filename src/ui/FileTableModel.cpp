@@ -4,43 +4,83 @@
 #include <QFontDatabase>
 #include <QGuiApplication>
 #include <QPalette>
+#include <algorithm>
 
 FileTableModel::FileTableModel(AppState& state, QObject* parent) : QAbstractTableModel(parent), state_(state) {
-    connect(&state_, &AppState::filesChanged, this, [this] {
-        beginResetModel();
-        endResetModel();
-        watchFiles();
-    });
-    watchFiles();
+    connect(&state_, &AppState::filesChanged, this, &FileTableModel::followList);
+    beginResetModel();
+    rows_ = state_.files();
+    endResetModel();
+    reindex();
 }
 
-void FileTableModel::watchFiles() {
-    for (const auto& c : fileConnections_)
-        disconnect(c);
-    fileConnections_.clear();
-    for (const AudioFileItemPtr& item : state_.files()) {
-        AudioFileItem* raw = item.get();
-        fileConnections_.push_back(connect(raw, &AudioFileItem::changed, this, [this, raw] {
-            const int row = rowOf(raw->id());
-            if (row >= 0)
-                emit dataChanged(index(row, 0), index(row, columnCount_ - 1));
-        }));
+// The list changes by appending, by removing or inserting one file, or by
+// being replaced: the first three are announced row by row, so views keep
+// what they built for the other rows.
+void FileTableModel::followList() {
+    const std::vector<AudioFileItemPtr>& next = state_.files();
+    const size_t before = rows_.size(), after = next.size();
+    const size_t common = static_cast<size_t>(
+        std::mismatch(rows_.begin(), rows_.begin() + static_cast<std::ptrdiff_t>(std::min(before, after)), next.begin())
+            .first - rows_.begin());
+    const auto sameFrom = [](auto a, auto aEnd, auto b) { return std::equal(a, aEnd, b); };
+    const int k = static_cast<int>(common);
+    if (before == after && common == before)
+        return;
+    if (after > before && common == before) {
+        beginInsertRows({}, k, static_cast<int>(after) - 1);
+        rows_ = next;
+        endInsertRows();
+    } else if (after + 1 == before && sameFrom(rows_.begin() + k + 1, rows_.end(), next.begin() + k)) {
+        beginRemoveRows({}, k, k);
+        rows_ = next;
+        endRemoveRows();
+    } else if (after == before + 1 && sameFrom(next.begin() + k + 1, next.end(), rows_.begin() + k)) {
+        beginInsertRows({}, k, k);
+        rows_ = next;
+        endInsertRows();
+    } else {
+        beginResetModel();
+        rows_ = next;
+        endResetModel();
     }
+    reindex();
+}
+
+void FileTableModel::reindex() {
+    rowIndex_.clear();
+    std::unordered_map<const AudioFileItem*, QMetaObject::Connection> kept;
+    for (size_t row = 0; row < rows_.size(); ++row) {
+        AudioFileItem* raw = rows_[row].get();
+        rowIndex_[raw] = static_cast<int>(row);
+        if (const auto it = watched_.find(raw); it != watched_.end()) {
+            kept.emplace(raw, it->second);
+            watched_.erase(it);
+        } else {
+            kept.emplace(raw, connect(raw, &AudioFileItem::changed, this, [this, raw] {
+                if (const auto at = rowIndex_.find(raw); at != rowIndex_.end())
+                    emit dataChanged(index(at->second, 0), index(at->second, columnCount_ - 1));
+            }));
+        }
+    }
+    for (const auto& [item, connection] : watched_)
+        disconnect(connection);
+    watched_ = std::move(kept);
 }
 
 int FileTableModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : static_cast<int>(state_.files().size());
+    return parent.isValid() ? 0 : static_cast<int>(rows_.size());
 }
 
 int FileTableModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : columnCount_; }
 
 AudioFileItemPtr FileTableModel::file(int row) const {
-    return row >= 0 && row < rowCount() ? state_.files()[static_cast<size_t>(row)] : nullptr;
+    return row >= 0 && row < rowCount() ? rows_[static_cast<size_t>(row)] : nullptr;
 }
 
 int FileTableModel::rowOf(const QUuid& id) const {
-    for (int row = 0; row < rowCount(); ++row) {
-        if (state_.files()[static_cast<size_t>(row)]->id() == id)
+    for (const auto& [item, row] : rowIndex_) {
+        if (item->id() == id)
             return row;
     }
     return -1;

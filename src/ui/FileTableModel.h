@@ -2,12 +2,14 @@
 
 // The working list as table rows: one row per file of AppState, five
 // columns (name, Peak 20s, correction, final loudness, headroom), following
-// the list and each file's changes.
+// the list row by row and each file's changes in its own row.
 
 #include "list/AppState.h"
 
 #include <QAbstractTableModel>
 #include <QColor>
+#include <unordered_map>
+#include <vector>
 
 class FileTableModel : public QAbstractTableModel {
     Q_OBJECT
@@ -35,8 +37,11 @@ public:
     AppState& state() const { return state_; }
 
 private:
-    void watchFiles();
+    void followList();
+    void reindex();
 
     AppState& state_;
-    std::vector<QMetaObject::Connection> fileConnections_;
+    std::vector<AudioFileItemPtr> rows_; // as last announced to the views
+    std::unordered_map<const AudioFileItem*, int> rowIndex_;
+    std::unordered_map<const AudioFileItem*, QMetaObject::Connection> watched_;
 };

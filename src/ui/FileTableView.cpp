@@ -155,9 +155,14 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
     });
     connect(&state_, &AppState::selectedFileIDChanged, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::modelReset, this, [this] {
-        rebuildControls();
+        addControls(0, model_->rowCount() - 1);
         selectFromState();
     });
+    connect(model_, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex&, int first, int last) {
+        addControls(first, last);
+        selectFromState();
+    });
+    connect(model_, &QAbstractItemModel::rowsRemoved, this, &FileTableView::selectFromState);
     // The spinners turn while anything is being analysed.
     spinner_->setInterval(50);
     connect(spinner_, &QTimer::timeout, this, [this] {
@@ -174,12 +179,12 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
         if (!spinner_->isActive())
             spinner_->start();
     });
-    rebuildControls();
+    addControls(0, model_->rowCount() - 1);
     selectFromState();
 }
 
-void FileTableView::rebuildControls() {
-    for (int row = 0; row < model_->rowCount(); ++row) {
+void FileTableView::addControls(int first, int last) {
+    for (int row = first; row <= last; ++row) {
         setIndexWidget(model_->index(row, FileTableModel::correction),
                        new CorrectionControl(model_->file(row), [this] {
                            if (onCorrectionChanged_)

@@ -30,7 +30,8 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    void rebuildControls();
+    // The correction controls of rows first to last.
+    void addControls(int first, int last);
     void selectFromState();
 
     AppState& state_;

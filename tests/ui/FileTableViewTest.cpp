@@ -182,3 +182,45 @@ TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
     EXPECT_GT(tinted(FileTableModel::headroom, [](QColor c) { return c.red() > c.green() + 60 && c.red() > c.blue() + 60; }), 10);
     EXPECT_GT(tinted(FileTableModel::name, [](QColor c) { return c.red() > 200 && c.green() > 150 && c.blue() < c.green() - 60; }), 10);
 }
+
+// Adding, removing and restoring a file touch only their rows; the other
+// rows keep their controls, and a change of one file repaints its row only.
+TEST(FileTableViewTest, ListChangesAreAnnouncedRowByRow) {
+    QTemporaryDir dir;
+    Table t;
+    QStringList events;
+    FileTableModel& m = t.model();
+    QObject::connect(&m, &QAbstractItemModel::modelReset, [&] { events << "reset"; });
+    QObject::connect(&m, &QAbstractItemModel::rowsInserted,
+                     [&](const QModelIndex&, int a, int b) { events << QString("insert %1-%2").arg(a).arg(b); });
+    QObject::connect(&m, &QAbstractItemModel::rowsRemoved,
+                     [&](const QModelIndex&, int a, int b) { events << QString("remove %1-%2").arg(a).arg(b); });
+    QObject::connect(&m, &QAbstractItemModel::dataChanged,
+                     [&](const QModelIndex& a, const QModelIndex& b) { events << QString("row %1-%2").arg(a.row()).arg(b.row()); });
+    const auto touch = [&](const QString& name) {
+        QFile f(dir.filePath(name));
+        return f.open(QIODevice::WriteOnly) ? QUrl::fromLocalFile(f.fileName()) : QUrl();
+    };
+    t.state.addFiles({touch("a.wav"), touch("b.wav")});
+    t.state.addFiles({touch("c.wav")});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !t.state.isAnalyzing(); }));
+    EXPECT_EQ(events.filter("insert") + events.filter("reset"), (QStringList{"insert 0-1", "insert 2-2"}));
+    QWidget* lastControl = t.view.indexWidget(m.index(2, FileTableModel::correction));
+    ASSERT_NE(lastControl, nullptr);
+
+    events.clear();
+    t.state.setSelectedFileID(t.state.files()[1]->id());
+    const auto removed = t.state.removeSelected();
+    ASSERT_TRUE(removed);
+    t.state.files()[0]->setCorrectionDB(3.0);
+    t.state.restoreRemovedFile(*removed);
+    EXPECT_EQ(events, (QStringList{"remove 1-1", "row 0-0", "insert 1-1"}));
+    EXPECT_EQ(t.view.indexWidget(m.index(2, FileTableModel::correction)), lastControl) << "kept, not rebuilt";
+    EXPECT_EQ(m.file(1), removed->file);
+    EXPECT_EQ(m.rowOf(removed->file->id()), 1);
+
+    events.clear();
+    t.state.loadFiles({});
+    EXPECT_EQ(events, QStringList{"reset"});
+    EXPECT_EQ(m.rowCount(), 0);
+}
