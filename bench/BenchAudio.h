@@ -7,8 +7,8 @@
 #include <QFileInfo>
 #include <QList>
 #include <QProcess>
-#include <QUrl>
 #include <QString>
+#include <QUrl>
 #include <sndfile.h>
 #include <vector>
 
@@ -54,8 +54,9 @@ inline QString hourLongOgg(const QString& ffmpeg) {
     const QString hour = QDir::homePath() + "/.cache/sonivel/bench/sixty-minutes-48k.ogg";
     if (!QFileInfo::exists(hour)) {
         QDir().mkpath(QFileInfo(hour).path());
-        QProcess::execute(ffmpeg, {"-v", "error", "-y", "-f", "lavfi", "-i", "sine=frequency=440:duration=3600:sample_rate=48000",
-                                   "-ac", "2", "-c:a", "libvorbis", "-q:a", "2", hour});
+        QProcess::execute(ffmpeg, {"-v", "error", "-y", "-f", "lavfi", "-i",
+                                   "sine=frequency=440:duration=3600:sample_rate=48000", "-ac", "2", "-c:a",
+                                   "libvorbis", "-q:a", "2", hour});
     }
     return hour;
 }

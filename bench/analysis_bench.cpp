@@ -3,8 +3,8 @@
 // Usage: build/bench/analysis_bench
 
 #include "analysis/KWeightingFilter.h"
-#include "support/AnalysisSupport.h"
 #include "analysis/LoudnessAnalyzer.h"
+#include "support/AnalysisSupport.h"
 
 #include "RatioMain.h"
 

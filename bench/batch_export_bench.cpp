@@ -50,8 +50,7 @@ double exportAll(ExportSession& exports, const QString& folder, const QString& f
 double bareCommands(const AppState& state, const QString& folder, ExportFormat format, const QString& ffmpeg,
                     int threads) {
     QDir().mkpath(folder);
-    const ExportRun::Plan plan =
-        ExportRun::buildPlan(state.files(), folder, format, SampleRate::rate48000, false);
+    const ExportRun::Plan plan = ExportRun::buildPlan(state.files(), folder, format, SampleRate::rate48000, false);
     QElapsedTimer timer;
     timer.start();
     const auto failed = ParallelJobs::run(
@@ -81,7 +80,8 @@ int main(int argc, char** argv) {
     }
     AppState state;
     state.addFiles(linksTo(source, files));
-    while (std::any_of(state.files().begin(), state.files().end(), [](const AudioFileItemPtr& f) { return f->isAnalyzing(); }))
+    while (std::any_of(state.files().begin(), state.files().end(),
+                       [](const AudioFileItemPtr& f) { return f->isAnalyzing(); }))
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
 
     const QString ffmpeg = FFmpegLocator::find();
@@ -94,7 +94,8 @@ int main(int argc, char** argv) {
         for (int run = 0; run < 2; ++run) {
             const QString suffix = QStringLiteral("%1-%2").arg(name).arg(run);
             const double a = exportAll(exports, dir.filePath(QStringLiteral("ours-") + suffix), ffmpeg);
-            const double b = bareCommands(state, dir.filePath(QStringLiteral("reference-") + suffix), format, ffmpeg, 1);
+            const double b =
+                bareCommands(state, dir.filePath(QStringLiteral("reference-") + suffix), format, ffmpeg, 1);
             const double c = bareCommands(state, dir.filePath(QStringLiteral("bare-") + suffix), format, ffmpeg,
                                           QThread::idealThreadCount());
             if (a < 0 || b < 0 || c < 0) {

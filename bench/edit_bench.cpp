@@ -96,7 +96,8 @@ int main(int argc, char** argv) {
 
     const QPointF start(g.xOfTime(1015.0, r.duration), 300);
     const auto send = [&](QEvent::Type type, QPointF at, Qt::MouseButtons buttons) {
-        QCoreApplication::postEvent(&view, new QMouseEvent(type, at, view.mapToGlobal(at), Qt::LeftButton, buttons, Qt::NoModifier));
+        QCoreApplication::postEvent(
+            &view, new QMouseEvent(type, at, view.mapToGlobal(at), Qt::LeftButton, buttons, Qt::NoModifier));
     };
     const int paintsBefore = view.staticLayerPaints();
     QElapsedTimer dragging;
@@ -116,8 +117,9 @@ int main(int argc, char** argv) {
     dragging.start();
     driver.start();
     const double stall = longestStall([&] { return released && dragging.elapsed() > 5100; });
-    std::printf("5 s gain drag while playing: longest stall %.1f ms (target 16 ms); %d redraws, %d undo step, %s\n", stall,
-                view.staticLayerPaints() - paintsBefore, undo.count(), engine.isPlaying() ? "still playing" : "stopped");
+    std::printf("5 s gain drag while playing: longest stall %.1f ms (target 16 ms); %d redraws, %d undo step, %s\n",
+                stall, view.staticLayerPaints() - paintsBefore, undo.count(),
+                engine.isPlaying() ? "still playing" : "stopped");
     engine.stop();
     return 0;
 }

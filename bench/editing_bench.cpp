@@ -35,8 +35,7 @@ const SegmentEditSnapshot& fiftySeparators() {
 void BM_ComputeGainEnvelope(benchmark::State& state) {
     const auto& edits = fiftySeparators();
     for (auto _ : state)
-        benchmark::DoNotOptimize(
-            SegmentGainEvaluation::computeGainEnvelope(edits, -3.0, rate, frames));
+        benchmark::DoNotOptimize(SegmentGainEvaluation::computeGainEnvelope(edits, -3.0, rate, frames));
 }
 
 void BM_ReferencePerBlockWalk(benchmark::State& state) {
@@ -46,8 +45,7 @@ void BM_ReferencePerBlockWalk(benchmark::State& state) {
         std::vector<float> env(static_cast<size_t>((frames + block - 1) / block));
         for (size_t b = 0; b < env.size(); ++b) {
             const double t = static_cast<double>(static_cast<int64_t>(b) * block + block / 2) / rate;
-            env[b] = static_cast<float>(
-                std::pow(10.0, SegmentGainEvaluation::gainAtTime(edits, t, -3.0) / 20.0));
+            env[b] = static_cast<float>(std::pow(10.0, SegmentGainEvaluation::gainAtTime(edits, t, -3.0) / 20.0));
         }
         benchmark::DoNotOptimize(env.data());
     }
@@ -65,9 +63,9 @@ int main(int argc, char** argv) {
         if (ours == ms.end() || ref == ms.end() || ours->second <= 0)
             return;
         constexpr double frameMs = 1000.0 / 60.0;
-        std::printf("envelope, 10 min at 48 kHz, 50 separators: %.3f ms = %.1f%% of a 60 Hz frame\n",
-                    ours->second, 100.0 * ours->second / frameMs);
-        std::printf("ratio per-block walk / single pass: %.1fx (walk %.3f ms)\n",
-                    ref->second / ours->second, ref->second);
+        std::printf("envelope, 10 min at 48 kHz, 50 separators: %.3f ms = %.1f%% of a 60 Hz frame\n", ours->second,
+                    100.0 * ours->second / frameMs);
+        std::printf("ratio per-block walk / single pass: %.1fx (walk %.3f ms)\n", ref->second / ours->second,
+                    ref->second);
     });
 }

@@ -5,9 +5,9 @@
 // standard output carries the renderer's own log lines)
 
 #include "BenchAudio.h"
-#include "io/FFmpegLocator.h"
 #include "editing/SegmentEditModel.h"
 #include "export/InAppRenderer.h"
+#include "io/FFmpegLocator.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -56,13 +56,16 @@ int main(int argc, char** argv) {
                          SampleRate::rate48000, false},
                         edits};
     const InAppRenderer renderer;
-    const double ours = bestOfThree([&] { renderer.render(job); return true; });
+    const double ours = bestOfThree([&] {
+        renderer.render(job);
+        return true;
+    });
 
     const QString ffmpeg = FFmpegLocator::find();
     const QString reference = dir.filePath(QStringLiteral("reference.wav"));
     const double theirs = bestOfThree([&] {
-        return QProcess::execute(ffmpeg, {"-v", "error", "-y", "-i", source, "-af", "volume=3dB", "-c:a",
-                                          "pcm_s24le", reference}) == 0;
+        return QProcess::execute(ffmpeg, {"-v", "error", "-y", "-i", source, "-af", "volume=3dB", "-c:a", "pcm_s24le",
+                                          reference}) == 0;
     });
     if (theirs < 0) {
         std::fprintf(stderr, "the reference run of %s failed\n", qPrintable(ffmpeg));

@@ -55,9 +55,9 @@ int main(int argc, char** argv) {
     QList<QUrl> urls;
     for (int i = 0; i < 10; ++i) {
         const QString path = dir.filePath(QStringLiteral("tone%1.wav").arg(i));
-        QProcess::execute(FFmpegLocator::find(), {"-v", "error", "-y", "-f", "lavfi", "-i",
-                                                  QStringLiteral("sine=frequency=%1:duration=20").arg(220 + 40 * i),
-                                                  "-ac", "2", path});
+        QProcess::execute(FFmpegLocator::find(),
+                          {"-v", "error", "-y", "-f", "lavfi", "-i",
+                           QStringLiteral("sine=frequency=%1:duration=20").arg(220 + 40 * i), "-ac", "2", path});
         urls << QUrl::fromLocalFile(path);
     }
     AppState state;

@@ -27,19 +27,16 @@ double residentMiB() {
     if (!statm.open(QIODevice::ReadOnly))
         return 0.0;
     const QList<QByteArray> fields = statm.readAll().split(' ');
-    return fields.size() > 1 ? fields[1].toDouble() * static_cast<double>(sysconf(_SC_PAGESIZE)) /
-                                   (1024.0 * 1024.0)
+    return fields.size() > 1 ? fields[1].toDouble() * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0)
                              : 0.0;
 }
 
-template <typename T> double bytesOf(const std::vector<T>& v) {
-    return static_cast<double>(v.capacity() * sizeof(T));
-}
+template <typename T> double bytesOf(const std::vector<T>& v) { return static_cast<double>(v.capacity() * sizeof(T)); }
 
 double resultMiB(const AnalysisResult& r) {
     const double bytes = static_cast<double>(r.energy.bytes()) + bytesOf(r.envelope.minValues) +
-                         bytesOf(r.envelope.maxValues) + bytesOf(r.times) +
-                         bytesOf(r.loudnessCurve) + sizeof(AnalysisResult);
+                         bytesOf(r.envelope.maxValues) + bytesOf(r.times) + bytesOf(r.loudnessCurve) +
+                         sizeof(AnalysisResult);
     return bytes / (1024.0 * 1024.0);
 }
 
@@ -52,9 +49,12 @@ int main(int argc, char** argv) {
 
     QTemporaryDir dir;
     const QString tone = dir.filePath(QStringLiteral("tone.wav"));
-    const bool written = writeBenchWav(tone, 2, minutes * 60, SF_FORMAT_PCM_16, [](double t, int c) {
-        return 0.3 * std::sin(2 * M_PI * (440.0 + 110.0 * c) * t) * (0.5 + 0.5 * std::sin(std::floor(t) * 0.1));
-    }, 44100);
+    const bool written = writeBenchWav(
+        tone, 2, minutes * 60, SF_FORMAT_PCM_16,
+        [](double t, int c) {
+            return 0.3 * std::sin(2 * M_PI * (440.0 + 110.0 * c) * t) * (0.5 + 0.5 * std::sin(std::floor(t) * 0.1));
+        },
+        44100);
     if (!written) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(tone));
         return 1;
@@ -82,7 +82,7 @@ int main(int argc, char** argv) {
                 files, minutes, perResult * 1048.576, perResult * 1048.576 / 200.0);
     std::printf("resident memory per analysed file: %.1f KB (%.1f KB after malloc_trim)\n", perFile * 1048.576,
                 perFileTrimmed * 1048.576);
-    std::printf("ratio resident per file / result: %.3f (%.3f after malloc_trim)\n",
-                perFile / perResult, perFileTrimmed / perResult);
+    std::printf("ratio resident per file / result: %.3f (%.3f after malloc_trim)\n", perFile / perResult,
+                perFileTrimmed / perResult);
     return 0;
 }

@@ -32,8 +32,8 @@ QString cached(const QString& name, const QString& duration, const QStringList& 
         std::fprintf(stderr, "making %s ...\n", qPrintable(path));
         QProcess::execute(FFmpegLocator::find(),
                           QStringList{"-v", "error", "-y", "-f", "lavfi", "-i",
-                                      "sine=frequency=440:duration=" + duration + ":sample_rate=48000",
-                                      "-ac", "2"} + codec + QStringList{path});
+                                      "sine=frequency=440:duration=" + duration + ":sample_rate=48000", "-ac", "2"} +
+                              codec + QStringList{path});
     }
     return path;
 }

@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
     }
     std::sort(ms.begin(), ms.end());
     const double median = ms[ms.size() / 2];
-    std::printf("static layer, 60 min at 1600 x 400: median %.2f ms (best %.2f) = %.0f%% of a 60 Hz frame\n",
-                median, ms.front(), 100.0 * median / (1000.0 / 60.0));
+    std::printf("static layer, 60 min at 1600 x 400: median %.2f ms (best %.2f) = %.0f%% of a 60 Hz frame\n", median,
+                ms.front(), 100.0 * median / (1000.0 / 60.0));
     return 0;
 }

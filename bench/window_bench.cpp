@@ -28,7 +28,8 @@ int main(int argc, char** argv) {
     QTemporaryDir dir;
     const QString ffmpeg = FFmpegLocator::find();
     const QString tone = dir.filePath("tone.wav");
-    QProcess::execute(ffmpeg, {"-v", "error", "-y", "-f", "lavfi", "-i", "sine=frequency=440:duration=10", "-ac", "2", tone});
+    QProcess::execute(ffmpeg,
+                      {"-v", "error", "-y", "-f", "lavfi", "-i", "sine=frequency=440:duration=10", "-ac", "2", tone});
     const QList<QUrl> urls = linksTo(tone, 200);
     const QString hour = hourLongOgg(ffmpeg);
 
@@ -48,7 +49,8 @@ int main(int argc, char** argv) {
     longestStall([&] { return !state.isAnalyzing(); });
     window.exportSession().start(false, out);
     const double exporting = longestStall([&] { return !window.exportSession().isExporting(); });
-    std::printf("export 50 files:             longest stall %6.1f ms  (%s)\n", exporting, qPrintable(state.statusMessage()));
+    std::printf("export 50 files:             longest stall %6.1f ms  (%s)\n", exporting,
+                qPrintable(state.statusMessage()));
 
     AudioPlaybackEngine& engine = window.content()->engine();
     QElapsedTimer playing;

@@ -31,9 +31,12 @@ double peakResidentMB() {
 int measure(int files) {
     QTemporaryDir dir;
     const QString tone = dir.filePath(QStringLiteral("tone.wav"));
-    writeBenchWav(tone, 2, 240, SF_FORMAT_PCM_16, [](double t, int c) {
-        return 0.3 * std::sin(2 * M_PI * (220.0 + 110.0 * c) * t) * (0.6 + 0.4 * std::sin(t * 0.3));
-    }, 44100);
+    writeBenchWav(
+        tone, 2, 240, SF_FORMAT_PCM_16,
+        [](double t, int c) {
+            return 0.3 * std::sin(2 * M_PI * (220.0 + 110.0 * c) * t) * (0.6 + 0.4 * std::sin(t * 0.3));
+        },
+        44100);
     const QList<QUrl> urls = linksTo(tone, files);
     AppState state;
     MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());

@@ -31,8 +31,7 @@ private:
 class AnalysisError : public DescribedError {
 public:
     enum class Kind { emptyFile };
-    explicit AnalysisError(Kind kind)
-        : DescribedError(QStringLiteral("Audio file contains no samples")), kind_(kind) {}
+    explicit AnalysisError(Kind kind) : DescribedError(QStringLiteral("Audio file contains no samples")), kind_(kind) {}
     Kind kind() const noexcept { return kind_; }
 
 private:

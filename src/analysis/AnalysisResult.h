@@ -45,5 +45,4 @@ struct AnalysisResult {
     // Stretches of at least 10 s whose curve stays more than 12 dB below
     // `peakLUFS`, in ascending order. Computed on every call.
     std::vector<TimeRange> softPassageRanges() const;
-
 };

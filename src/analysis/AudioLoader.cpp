@@ -12,7 +12,6 @@ namespace AudioLoader {
 
 namespace {
 
-
 OpenedAudio checked(OpenedAudio opened) {
     const int64_t frames = opened.reader.frames();
     if (frames < 0 || frames > maxFrames) {
@@ -53,11 +52,9 @@ std::vector<float> allocateSamples(size_t count) {
     }
 }
 
-int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
-                   const ChunkConsumer& consume) {
+int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames, const ChunkConsumer& consume) {
     chunkFrames = std::max<int64_t>(chunkFrames, 1);
-    std::vector<float> chunk =
-        allocateSamples(static_cast<size_t>(chunkFrames * opened.reader.channels()));
+    std::vector<float> chunk = allocateSamples(static_cast<size_t>(chunkFrames * opened.reader.channels()));
     int64_t read = 0;
     while (read < limit) {
         int64_t got = 0;

@@ -31,8 +31,7 @@ OpenedAudio open(const QString& path);
 // interleaved chunk and its frame count to `consume`. Returns the frames read,
 // fewer than `limit` when the file ends early. Throws AudioLoaderError.
 using ChunkConsumer = std::function<void(const float* samples, int64_t frames)>;
-int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames,
-                   const ChunkConsumer& consume);
+int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames, const ChunkConsumer& consume);
 
 // A reader error in the loader's words.
 AudioLoaderError readError(const DescribedError& e);

@@ -34,7 +34,8 @@ double EnergyPrefix::sumAt(int64_t sample) const {
     return sample == total_ ? totalSum_ : sums_[static_cast<size_t>(sample / stride_)];
 }
 
-EnergyPrefix::Accumulator::Accumulator(int64_t stride, int64_t expectedSamples) : stride_(std::max<int64_t>(stride, 1)) {
+EnergyPrefix::Accumulator::Accumulator(int64_t stride, int64_t expectedSamples)
+    : stride_(std::max<int64_t>(stride, 1)) {
     sums_.reserve(static_cast<size_t>(std::max<int64_t>(expectedSamples, 0) / stride_ + 1));
     sums_.push_back(0.0);
 }

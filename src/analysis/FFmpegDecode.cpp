@@ -26,8 +26,7 @@ TemporaryFile newTemporaryWav() {
 FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath)
     : FFmpegDecodedFile(sourcePath, FFmpegLocator::find()) {}
 
-FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& encoder)
-    : file_(newTemporaryWav()) {
+FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& encoder) : file_(newTemporaryWav()) {
     using Kind = AudioLoaderError::Kind;
     const QString fileName = QFileInfo(sourcePath).fileName();
 

@@ -7,8 +7,7 @@
 namespace {
 
 constexpr KWeightingFilter::Coeffs rate44100{
-    {1.5308412300498355, -2.6509799951547297, 1.1690790799215869, -1.6636551132560204,
-     0.7125954280732254},
+    {1.5308412300498355, -2.6509799951547297, 1.1690790799215869, -1.6636551132560204, 0.7125954280732254},
     {1.0, -2.0, 1.0, -1.9891696736297957, 0.9891990357870394}};
 
 constexpr KWeightingFilter::Coeffs rate48000{
@@ -25,18 +24,15 @@ constexpr double shelfQ = 0.7071752369554196;
 constexpr double highPassHz = 38.13547087602444;
 constexpr double highPassQ = 0.5003270373238773;
 
-double prewarped(double hz, double rate) {
-    return std::tan(std::numbers::pi * hz / rate);
-}
+double prewarped(double hz, double rate) { return std::tan(std::numbers::pi * hz / rate); }
 
 KWeightingFilter::Section designPreFilter(double rate) {
     const double k = prewarped(shelfHz, rate);
     const double vh = std::pow(10.0, shelfGainDB / 20.0);
     const double vb = std::pow(vh, 0.4996667741545416);
     const double a0 = 1.0 + k / shelfQ + k * k;
-    return {(vh + vb * k / shelfQ + k * k) / a0, 2.0 * (k * k - vh) / a0,
-            (vh - vb * k / shelfQ + k * k) / a0, 2.0 * (k * k - 1.0) / a0,
-            (1.0 - k / shelfQ + k * k) / a0};
+    return {(vh + vb * k / shelfQ + k * k) / a0, 2.0 * (k * k - vh) / a0, (vh - vb * k / shelfQ + k * k) / a0,
+            2.0 * (k * k - 1.0) / a0, (1.0 - k / shelfQ + k * k) / a0};
 }
 
 // The published high-pass keeps numerators of 1, -2, 1, so its pass band

@@ -27,8 +27,7 @@ AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride)
         OpenedAudio opened = AudioLoader::open(path);
         const bool exact = known >= 0 || opened.reader.framesExact();
         const int64_t expected = known >= 0 ? known : opened.reader.frames();
-        SignalMeasurement measurement(expected, opened.reader.sampleRate(), stride,
-                                      exact ? 0 : lengthUncertainty);
+        SignalMeasurement measurement(expected, opened.reader.sampleRate(), stride, exact ? 0 : lengthUncertainty);
         const int64_t measured = AudioLoader::readMonoAhead(
             opened, chunkFrames, [&](const float* mono, int64_t frames) { measurement.add(mono, frames); });
         if (measured == 0) {
@@ -48,9 +47,7 @@ AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride)
 
 } // namespace
 
-AnalysisResult analyze(const QString& path, int64_t chunkFrames) {
-    return measure(path, chunkFrames, 0);
-}
+AnalysisResult analyze(const QString& path, int64_t chunkFrames) { return measure(path, chunkFrames, 0); }
 
 LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double windowSec) {
     const AnalysisResult r =

@@ -42,7 +42,9 @@ AnalysisResult analyze(const QString& path, int64_t chunkFrames = 65536);
 LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double windowSec);
 
 // The integer lengths, in samples, at which the measurement reads its sums.
-inline int64_t gatedBlockSamples(int64_t sampleRate) { return static_cast<int64_t>(0.4 * static_cast<double>(sampleRate)); }
+inline int64_t gatedBlockSamples(int64_t sampleRate) {
+    return static_cast<int64_t>(0.4 * static_cast<double>(sampleRate));
+}
 inline int64_t gatedHopSamples(int64_t sampleRate) { return sampleRate / 10; }
 inline int64_t loudestWindowSamples(int64_t sampleRate) { return 20 * sampleRate; }
 // Rates below 2 Hz never come from a real file; a hop of at least one

@@ -35,8 +35,7 @@ double gatedLoudness(const EnergyPrefix& energy, int64_t start, int64_t end, int
         return silenceLUFS;
     }
 
-    const double threshold =
-        10.0 * std::log10(absoluteSum / static_cast<double>(absoluteCount)) - 0.691 - 10.0;
+    const double threshold = 10.0 * std::log10(absoluteSum / static_cast<double>(absoluteCount)) - 0.691 - 10.0;
     double relativeSum = 0.0;
     int64_t relativeCount = 0;
     for (const double power : powers) {
@@ -72,9 +71,8 @@ LoudestWindow findLoudest20s(const EnergyPrefix& energy, int64_t sampleRate, int
         candidates.push_back({s, (energy.sumAt(s + window) - energy.sumAt(s)) * invWindow});
     }
     // Of equal mean squares the earlier window stays ahead.
-    std::stable_sort(
-        candidates.begin(), candidates.end(),
-        [](const Candidate& a, const Candidate& b) { return a.meanSquare > b.meanSquare; });
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [](const Candidate& a, const Candidate& b) { return a.meanSquare > b.meanSquare; });
 
     double bestLoudness = -200.0;
     int64_t bestStart = 0;

@@ -58,9 +58,7 @@ EnvelopeBuilder::EnvelopeBuilder(int64_t minTotal, int64_t maxTotal, int64_t req
     }
 }
 
-int64_t EnvelopeBuilder::bucketsFor(int64_t total) const {
-    return std::min(total, requested_);
-}
+int64_t EnvelopeBuilder::bucketsFor(int64_t total) const { return std::min(total, requested_); }
 
 void EnvelopeBuilder::add(Buckets& b, int64_t position, const float* samples, int64_t count) {
     int64_t i = 0;
@@ -106,12 +104,10 @@ WaveformEnvelope EnvelopeBuilder::take(int64_t total) {
     return envelope;
 }
 
-SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride,
-                                     int64_t uncertainty)
+SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride, int64_t uncertainty)
     : expected_(std::max<int64_t>(expectedSamples, 0) + std::max<int64_t>(uncertainty, 0)), sampleRate_(sampleRate),
       envelope_(expectedSamples - std::max<int64_t>(uncertainty, 0), expected_, LoudnessAnalyzer::envelopeBuckets),
-      filter_(sampleRate),
-      energy_(stride > 0 ? stride : EnergyPrefix::strideFor(sampleRate), expected_) {}
+      filter_(sampleRate), energy_(stride > 0 ? stride : EnergyPrefix::strideFor(sampleRate), expected_) {}
 
 void SignalMeasurement::add(const float* mono, int64_t count) {
     count = std::min(count, expected_ - measured_);

@@ -84,8 +84,7 @@ QString reportRow(const FileReport& r, int nameWidth) {
     if (r.error) {
         return name + QStringLiteral("  ") + *r.error;
     }
-    const QString window =
-        TimeText::report(r.windowStart) + QStringLiteral(" – ") + TimeText::report(r.windowEnd);
+    const QString window = TimeText::report(r.windowStart) + QStringLiteral(" – ") + TimeText::report(r.windowEnd);
     return QStringLiteral("%1  %2  %3  %4  %5  %6")
         .arg(name)
         .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)

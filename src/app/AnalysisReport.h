@@ -25,7 +25,6 @@ struct FileReport {
 FileReport makeReport(const QString& file, const AnalysisResult& result);
 FileReport makeErrorReport(const QString& file, const QString& error);
 
-
 // The table: a header, then one row per file in the order given.
 QString reportHeader(int nameWidth);
 QString reportRow(const FileReport& report, int nameWidth);

@@ -10,19 +10,18 @@
 namespace AnalyzeCommand {
 
 QString usage() {
-    return QStringLiteral(
-        "Usage: sonivel analyze [--json] FILE...\n"
-        "\n"
-        "Measures each file: the gated loudness of its loudest 20 seconds (Peak 20s),\n"
-        "its sample peak, where that loudest stretch lies, its duration and how many\n"
-        "soft passages it has. Files are analysed in parallel and reported in the\n"
-        "order given.\n"
-        "\n"
-        "Options:\n"
-        "  --json      print one JSON array, one object per file\n"
-        "  -h, --help  show this help\n"
-        "\n"
-        "The exit status is 1 when any file could not be analysed.\n");
+    return QStringLiteral("Usage: sonivel analyze [--json] FILE...\n"
+                          "\n"
+                          "Measures each file: the gated loudness of its loudest 20 seconds (Peak 20s),\n"
+                          "its sample peak, where that loudest stretch lies, its duration and how many\n"
+                          "soft passages it has. Files are analysed in parallel and reported in the\n"
+                          "order given.\n"
+                          "\n"
+                          "Options:\n"
+                          "  --json      print one JSON array, one object per file\n"
+                          "  -h, --help  show this help\n"
+                          "\n"
+                          "The exit status is 1 when any file could not be analysed.\n");
 }
 
 FileReport analyzeFile(const QString& file) {
@@ -39,8 +38,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             optionsEnded = true;
         } else if (!optionsEnded && arg == QStringLiteral("--json")) {
             json = true;
-        } else if (!optionsEnded &&
-                   (arg == QStringLiteral("-h") || arg == QStringLiteral("--help"))) {
+        } else if (!optionsEnded && (arg == QStringLiteral("-h") || arg == QStringLiteral("--help"))) {
             out << usage();
             return 0;
         } else if (!optionsEnded && arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {

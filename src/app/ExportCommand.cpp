@@ -12,25 +12,24 @@
 namespace ExportCommand {
 
 QString usage() {
-    return QStringLiteral(
-        "Usage: sonivel export --out DIR [OPTIONS] FILE...\n"
-        "\n"
-        "Analyses the files, corrects each towards the target loudness (its loudest\n"
-        "20 seconds) and writes them into DIR/normalized, named like\n"
-        "\"Song (-16LUFS).wav\". Source files are never replaced.\n"
-        "\n"
-        "Options:\n"
-        "  --out DIR        folder that receives the \"normalized\" subfolder (required)\n"
-        "  --target LUFS    target loudness (default -16, or the settings file's)\n"
-        "  --format NAME    WAV 16-bit, WAV 24-bit (default), WAV 32-bit float, MP3 320k,\n"
-        "                   MP3 192k, MP3 128k, FLAC; or wav16, wav24, wav32, mp3_320,\n"
-        "                   mp3_192, mp3_128, flac\n"
-        "  --rate HZ        44100, 48000 (default) or 96000\n"
-        "  --limiter        limit files that would exceed 0 dBFS (the default when any would)\n"
-        "  --no-limiter     export them anyway; their peaks will be clipped\n"
-        "  --settings FILE  the list, corrections and target of a saved settings file;\n"
-        "                   FILE arguments are added after its files\n"
-        "  -h, --help       show this help\n");
+    return QStringLiteral("Usage: sonivel export --out DIR [OPTIONS] FILE...\n"
+                          "\n"
+                          "Analyses the files, corrects each towards the target loudness (its loudest\n"
+                          "20 seconds) and writes them into DIR/normalized, named like\n"
+                          "\"Song (-16LUFS).wav\". Source files are never replaced.\n"
+                          "\n"
+                          "Options:\n"
+                          "  --out DIR        folder that receives the \"normalized\" subfolder (required)\n"
+                          "  --target LUFS    target loudness (default -16, or the settings file's)\n"
+                          "  --format NAME    WAV 16-bit, WAV 24-bit (default), WAV 32-bit float, MP3 320k,\n"
+                          "                   MP3 192k, MP3 128k, FLAC; or wav16, wav24, wav32, mp3_320,\n"
+                          "                   mp3_192, mp3_128, flac\n"
+                          "  --rate HZ        44100, 48000 (default) or 96000\n"
+                          "  --limiter        limit files that would exceed 0 dBFS (the default when any would)\n"
+                          "  --no-limiter     export them anyway; their peaks will be clipped\n"
+                          "  --settings FILE  the list, corrections and target of a saved settings file;\n"
+                          "                   FILE arguments are added after its files\n"
+                          "  -h, --help       show this help\n");
 }
 
 namespace {
@@ -117,8 +116,7 @@ void checkComplete(const Options& o) {
 }
 
 // Parses the arguments; on a usage error returns none after writing why.
-std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTextStream& err,
-                             bool& helpShown) {
+std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTextStream& err, bool& helpShown) {
     Options o;
     try {
         for (qsizetype i = 0; i < arguments.size(); ++i) {
@@ -137,7 +135,8 @@ std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTe
                 continue;
             }
             QString value;
-            if (arg.startsWith(QLatin1String("--")) && optionsWithValues.contains(arg.section(QLatin1Char('='), 0, 0))) {
+            if (arg.startsWith(QLatin1String("--")) &&
+                optionsWithValues.contains(arg.section(QLatin1Char('='), 0, 0))) {
                 if (arg.contains(QLatin1Char('='))) {
                     value = arg.section(QLatin1Char('='), 1);
                     arg = arg.section(QLatin1Char('='), 0, 0);
@@ -208,7 +207,8 @@ bool chooseLimiter(const AppState& state, const Options& options, QTextStream& e
     const bool limiter = options.limiter.value_or(true);
     err << (limiter ? "Applying the limiter.\n" : "Exporting anyway; peaks will be clipped.\n");
     if (const auto safe = ExportRun::computeSafeTarget(state.files()))
-        err << "Tip: Set target to " << QString::asprintf("%.1f", *safe) << " LUFS or lower to avoid clipping entirely.\n";
+        err << "Tip: Set target to " << QString::asprintf("%.1f", *safe)
+            << " LUFS or lower to avoid clipping entirely.\n";
     return limiter;
 }
 

@@ -1,22 +1,22 @@
+#include "Version.h"
 #include "app/AnalyzeCommand.h"
 #include "app/ExportCommand.h"
 #include "app/SingleInstance.h"
 #include "app/SonivelApp.h"
-#include "Version.h"
 #include "io/AllocatorTuning.h"
 #include "io/Interruption.h"
 #include "io/TemporaryFile.h"
-#include "ui/Icons.h"
 #include "ui/ContentView.h"
+#include "ui/Icons.h"
 #include "ui/MainWindow.h"
 
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QTextStream>
 #include <QTimer>
 #include <QUrl>
-#include <QTextStream>
 #include <cstdio>
 
 namespace {
@@ -117,8 +117,7 @@ int main(int argc, char* argv[]) {
         return 2;
     }
     const QString command = args.takeFirst();
-    if (command == QStringLiteral("-h") || command == QStringLiteral("--help") ||
-        command == QStringLiteral("help")) {
+    if (command == QStringLiteral("-h") || command == QStringLiteral("--help") || command == QStringLiteral("help")) {
         out << usage();
         return 0;
     }

@@ -9,18 +9,32 @@
 #include <variant>
 
 namespace SegmentEditActions {
-struct AddSeparator { double time; };
-struct RemoveSeparator { QUuid id; };
-struct MoveSeparator { QUuid id; double time; };
-struct SetSegmentGain { int64_t index; double gainOffsetDB; };
-struct ResetSegmentGain { int64_t index; };
-struct SetFadeDuration { QUuid separatorID; double durationMs; };
+struct AddSeparator {
+    double time;
+};
+struct RemoveSeparator {
+    QUuid id;
+};
+struct MoveSeparator {
+    QUuid id;
+    double time;
+};
+struct SetSegmentGain {
+    int64_t index;
+    double gainOffsetDB;
+};
+struct ResetSegmentGain {
+    int64_t index;
+};
+struct SetFadeDuration {
+    QUuid separatorID;
+    double durationMs;
+};
 struct DragBegan {};
 struct DragEnded {};
 } // namespace SegmentEditActions
 
-using SegmentEditAction =
-    std::variant<SegmentEditActions::AddSeparator, SegmentEditActions::RemoveSeparator,
-                 SegmentEditActions::MoveSeparator, SegmentEditActions::SetSegmentGain,
-                 SegmentEditActions::ResetSegmentGain, SegmentEditActions::SetFadeDuration,
-                 SegmentEditActions::DragBegan, SegmentEditActions::DragEnded>;
+using SegmentEditAction = std::variant<SegmentEditActions::AddSeparator, SegmentEditActions::RemoveSeparator,
+                                       SegmentEditActions::MoveSeparator, SegmentEditActions::SetSegmentGain,
+                                       SegmentEditActions::ResetSegmentGain, SegmentEditActions::SetFadeDuration,
+                                       SegmentEditActions::DragBegan, SegmentEditActions::DragEnded>;

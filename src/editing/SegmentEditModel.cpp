@@ -15,9 +15,8 @@ std::vector<Separator>::iterator findSeparator(SegmentEditSnapshot& edits, const
 } // namespace
 
 bool hasEdits(const SegmentEditSnapshot& edits) {
-    return !edits.separators.empty() ||
-           std::any_of(edits.segmentGains.begin(), edits.segmentGains.end(),
-                       [](const SegmentGain& g) { return g.gainOffsetDB != 0.0; });
+    return !edits.separators.empty() || std::any_of(edits.segmentGains.begin(), edits.segmentGains.end(),
+                                                    [](const SegmentGain& g) { return g.gainOffsetDB != 0.0; });
 }
 
 bool addSeparator(SegmentEditSnapshot& edits, double time) {
@@ -54,12 +53,10 @@ void moveSeparator(SegmentEditSnapshot& edits, const QUuid& id, double time, dou
     const auto it = findSeparator(edits, id);
     if (it == edits.separators.end() || std::isnan(time))
         return;
-    const double lower = it == edits.separators.begin()
-                             ? minimumStartSeconds
-                             : std::prev(it)->timeSeconds + minimumSpacingSeconds;
-    const double upper = std::next(it) == edits.separators.end()
-                             ? fileDuration - minimumEndDistanceSeconds
-                             : std::next(it)->timeSeconds - minimumSpacingSeconds;
+    const double lower =
+        it == edits.separators.begin() ? minimumStartSeconds : std::prev(it)->timeSeconds + minimumSpacingSeconds;
+    const double upper = std::next(it) == edits.separators.end() ? fileDuration - minimumEndDistanceSeconds
+                                                                 : std::next(it)->timeSeconds - minimumSpacingSeconds;
     // Clamp to the upper bound first, then raise to the lower one. An unknown
     // (NaN) duration leaves the last separator's upper side open.
     const double clamped = std::isnan(upper) ? time : std::min(time, upper);
@@ -69,8 +66,7 @@ void moveSeparator(SegmentEditSnapshot& edits, const QUuid& id, double time, dou
 }
 
 void setSegmentGain(SegmentEditSnapshot& edits, int64_t index, double gainOffsetDB) {
-    if (index < 0 || index >= static_cast<int64_t>(edits.segmentGains.size()) ||
-        !std::isfinite(gainOffsetDB))
+    if (index < 0 || index >= static_cast<int64_t>(edits.segmentGains.size()) || !std::isfinite(gainOffsetDB))
         return;
     edits.segmentGains[static_cast<size_t>(index)].gainOffsetDB = gainOffsetDB;
 }
@@ -101,9 +97,9 @@ SegmentBounds segmentBounds(const SegmentEditSnapshot& edits, int64_t index, dou
 double largestGainOffsetDB(const std::vector<SegmentGain>& gains) {
     if (gains.empty())
         return 0.0;
-    return std::max_element(gains.begin(), gains.end(), [](const SegmentGain& a, const SegmentGain& b) {
-               return a.gainOffsetDB < b.gainOffsetDB;
-           })->gainOffsetDB;
+    return std::max_element(gains.begin(), gains.end(),
+                            [](const SegmentGain& a, const SegmentGain& b) { return a.gainOffsetDB < b.gainOffsetDB; })
+        ->gainOffsetDB;
 }
 
 bool satisfiesInvariants(const SegmentEditSnapshot& edits) {
@@ -120,8 +116,7 @@ bool satisfiesInvariants(const SegmentEditSnapshot& edits) {
         if (!std::isfinite(s.timeSeconds) || !(s.fadeDurationMs >= minimumFadeMs) ||
             !(s.fadeDurationMs <= maximumFadeMs))
             return false;
-        const double earliest = i == 0 ? minimumStartSeconds
-                                       : seps[i - 1].timeSeconds + minimumSpacingSeconds;
+        const double earliest = i == 0 ? minimumStartSeconds : seps[i - 1].timeSeconds + minimumSpacingSeconds;
         if (s.timeSeconds < earliest - tolerance)
             return false;
     }

@@ -2,8 +2,7 @@
 
 #include "editing/SegmentGainEvaluation.h"
 
-SegmentEditState::SegmentEditState(QObject* parent)
-    : QObject(parent), edits_(SegmentEditSnapshot::initial()) {}
+SegmentEditState::SegmentEditState(QObject* parent) : QObject(parent), edits_(SegmentEditSnapshot::initial()) {}
 
 // Runs one change on the value and signals each list that came out different.
 template <typename Change> void SegmentEditState::apply(Change&& change) {
@@ -36,21 +35,16 @@ void SegmentEditState::setSegmentGain(int64_t index, double gainOffsetDB) {
 }
 
 void SegmentEditState::setFadeDuration(const QUuid& separatorID, double durationMs) {
-    apply([&](SegmentEditSnapshot& e) {
-        SegmentEditModel::setFadeDuration(e, separatorID, durationMs);
-    });
+    apply([&](SegmentEditSnapshot& e) { SegmentEditModel::setFadeDuration(e, separatorID, durationMs); });
 }
 
 void SegmentEditState::resetAll() {
     apply([](SegmentEditSnapshot& e) { e = SegmentEditSnapshot::initial(); });
 }
 
-int64_t SegmentEditState::segmentIndex(double time) const {
-    return SegmentEditModel::segmentIndex(edits_, time);
-}
+int64_t SegmentEditState::segmentIndex(double time) const { return SegmentEditModel::segmentIndex(edits_, time); }
 
-SegmentEditModel::SegmentBounds SegmentEditState::segmentBounds(int64_t index,
-                                                                double fileDuration) const {
+SegmentEditModel::SegmentBounds SegmentEditState::segmentBounds(int64_t index, double fileDuration) const {
     return SegmentEditModel::segmentBounds(edits_, index, fileDuration);
 }
 
@@ -58,16 +52,13 @@ double SegmentEditState::gainOffsetAtTime(double time, double /*fileDuration*/) 
     return SegmentGainEvaluation::gainOffsetAtTime(edits_, time);
 }
 
-double SegmentEditState::gainAtTime(double time, double baseCorrectionDB,
-                                    double /*fileDuration*/) const {
+double SegmentEditState::gainAtTime(double time, double baseCorrectionDB, double /*fileDuration*/) const {
     return SegmentGainEvaluation::gainAtTime(edits_, time, baseCorrectionDB);
 }
 
 std::vector<float> SegmentEditState::computeGainEnvelope(double baseCorrectionDB, int64_t sampleRate,
-                                                         int64_t totalSamples,
-                                                         int64_t blockSize) const {
-    return SegmentGainEvaluation::computeGainEnvelope(edits_, baseCorrectionDB, sampleRate,
-                                                      totalSamples, blockSize);
+                                                         int64_t totalSamples, int64_t blockSize) const {
+    return SegmentGainEvaluation::computeGainEnvelope(edits_, baseCorrectionDB, sampleRate, totalSamples, blockSize);
 }
 
 bool SegmentEditState::restore(const SegmentEditSnapshot& snapshot) {

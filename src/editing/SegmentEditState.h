@@ -37,8 +37,8 @@ public:
     // when it is unknown.
     double gainOffsetAtTime(double time, double fileDuration) const;
     double gainAtTime(double time, double baseCorrectionDB, double fileDuration) const;
-    std::vector<float> computeGainEnvelope(double baseCorrectionDB, int64_t sampleRate,
-                                           int64_t totalSamples, int64_t blockSize) const;
+    std::vector<float> computeGainEnvelope(double baseCorrectionDB, int64_t sampleRate, int64_t totalSamples,
+                                           int64_t blockSize) const;
 
     // A copy of both lists, for undo and for workers.
     SegmentEditSnapshot snapshot() const { return edits_; }

@@ -17,8 +17,8 @@ struct FadeZone {
     double halfWidth;
 
     explicit FadeZone(const Separator& s)
-        : start(s.timeSeconds - s.fadeDurationMs / 2000.0),
-          end(s.timeSeconds + s.fadeDurationMs / 2000.0), halfWidth(s.fadeDurationMs / 2000.0) {}
+        : start(s.timeSeconds - s.fadeDurationMs / 2000.0), end(s.timeSeconds + s.fadeDurationMs / 2000.0),
+          halfWidth(s.fadeDurationMs / 2000.0) {}
 
     bool contains(double t) const { return start <= t && t <= end && halfWidth > 0; }
 };
@@ -29,8 +29,7 @@ double offsetOf(const SegmentEditSnapshot& edits, size_t segment) {
 
 // Straight line in dB from the left segment's offset at the zone's start to
 // the right segment's offset at its end.
-double offsetInZone(const SegmentEditSnapshot& edits, size_t separator, const FadeZone& zone,
-                    double t) {
+double offsetInZone(const SegmentEditSnapshot& edits, size_t separator, const FadeZone& zone, double t) {
     const double left = offsetOf(edits, separator);
     const double right = offsetOf(edits, separator + 1);
     return left + (t - zone.start) / (zone.end - zone.start) * (right - left);
@@ -120,9 +119,8 @@ std::vector<double> gainOffsetsAtTimes(const SegmentEditSnapshot& edits, const s
     return out;
 }
 
-std::vector<float> computeGainEnvelope(const SegmentEditSnapshot& edits, double baseCorrectionDB,
-                                       int64_t sampleRate, int64_t totalSamples,
-                                       int64_t blockFrames) {
+std::vector<float> computeGainEnvelope(const SegmentEditSnapshot& edits, double baseCorrectionDB, int64_t sampleRate,
+                                       int64_t totalSamples, int64_t blockFrames) {
     if (totalSamples <= 0 || sampleRate < 1 || blockFrames < 1)
         return {};
     const int64_t blocks = totalSamples / blockFrames + (totalSamples % blockFrames != 0 ? 1 : 0);

@@ -32,8 +32,7 @@ double gainAtTime(const SegmentEditSnapshot& edits, double time, double baseCorr
 // partial), evaluated at the block's centre frame and rounded to the nearest
 // float. Empty when there are no frames, or when the rate or block size is
 // not positive.
-std::vector<float> computeGainEnvelope(const SegmentEditSnapshot& edits, double baseCorrectionDB,
-                                       int64_t sampleRate, int64_t totalSamples,
-                                       int64_t blockFrames = blockSize);
+std::vector<float> computeGainEnvelope(const SegmentEditSnapshot& edits, double baseCorrectionDB, int64_t sampleRate,
+                                       int64_t totalSamples, int64_t blockFrames = blockSize);
 
 } // namespace SegmentGainEvaluation

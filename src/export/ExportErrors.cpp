@@ -7,20 +7,16 @@ namespace {
 
 QString prefixFor(RenderError::Kind kind) {
     switch (kind) {
-    case RenderError::Kind::cannotReadSource:
-        return QStringLiteral("Cannot read source: ");
-    case RenderError::Kind::cannotCreateOutput:
-        return QStringLiteral("Cannot create output: ");
-    case RenderError::Kind::ffmpegEncodeFailed:
-        break;
+    case RenderError::Kind::cannotReadSource: return QStringLiteral("Cannot read source: ");
+    case RenderError::Kind::cannotCreateOutput: return QStringLiteral("Cannot create output: ");
+    case RenderError::Kind::ffmpegEncodeFailed: break;
     }
     return QStringLiteral("FFmpeg encode failed: ");
 }
 
 } // namespace
 
-RenderError::RenderError(Kind kind, const QString& message)
-    : ExportFailure(prefixFor(kind) + message), kind_(kind) {}
+RenderError::RenderError(Kind kind, const QString& message) : ExportFailure(prefixFor(kind) + message), kind_(kind) {}
 
 namespace ExportFiles {
 

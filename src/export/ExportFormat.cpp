@@ -28,8 +28,7 @@ constexpr FormatRow rows[] = {
 };
 
 const FormatRow& row(ExportFormat format) {
-    return *std::find_if(std::begin(rows), std::end(rows),
-                         [&](const FormatRow& r) { return r.format == format; });
+    return *std::find_if(std::begin(rows), std::end(rows), [&](const FormatRow& r) { return r.format == format; });
 }
 
 QStringList codecWith(ExportFormat format, const char* option) {
@@ -74,7 +73,7 @@ std::optional<SampleRate> sampleRateFromRawValue(int64_t hz) {
 QString label(SampleRate rate) { return QStringLiteral("%1 Hz").arg(rawValue(rate)); }
 
 QStringList encoderInputArguments(const QString& input) {
-    return {QStringLiteral("-y"), QStringLiteral("-xerror"), QStringLiteral("-i"), input,
+    return {QStringLiteral("-y"),  QStringLiteral("-xerror"),       QStringLiteral("-i"), input,
             QStringLiteral("-vn"), QStringLiteral("-map_metadata"), QStringLiteral("-1")};
 }
 
@@ -84,20 +83,16 @@ QString volumeFilter(double gainDB) {
 
 int64_t limiterTrimSamples(int64_t rateHz) { return std::max<int64_t>(rateHz * 5 / 1000, 1) - 1; }
 
-QString limiterTrimFilter(int64_t trimSamples) {
-    return QStringLiteral("atrim=start_sample=%1").arg(trimSamples);
-}
+QString limiterTrimFilter(int64_t trimSamples) { return QStringLiteral("atrim=start_sample=%1").arg(trimSamples); }
 
 QString limiterChain(int64_t trimSamples) {
-    return QStringList{limiterFilter, limiterTrimFilter(trimSamples), restartTimestampsFilter}.join(
-        QLatin1Char(','));
+    return QStringList{limiterFilter, limiterTrimFilter(trimSamples), restartTimestampsFilter}.join(QLatin1Char(','));
 }
 
 QString exportFileName(const QString& sourcePath, double finalLUFS, ExportFormat format) {
     // completeBaseName: only the last extension goes ("My.Song.aiff" → "My.Song").
     return QStringLiteral("%1 (%2LUFS).%3")
-        .arg(QFileInfo(sourcePath).completeBaseName(), QString::asprintf("%.0f", finalLUFS),
-             fileExtension(format));
+        .arg(QFileInfo(sourcePath).completeBaseName(), QString::asprintf("%.0f", finalLUFS), fileExtension(format));
 }
 
 int64_t maximumRate(ExportFormat format) {

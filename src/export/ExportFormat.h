@@ -35,8 +35,8 @@ QStringList encoderArguments(ExportFormat format);
 
 enum class SampleRate : int64_t { rate44100 = 44100, rate48000 = 48000, rate96000 = 96000 };
 
-inline constexpr std::array<SampleRate, 3> allSampleRates = {
-    SampleRate::rate44100, SampleRate::rate48000, SampleRate::rate96000};
+inline constexpr std::array<SampleRate, 3> allSampleRates = {SampleRate::rate44100, SampleRate::rate48000,
+                                                             SampleRate::rate96000};
 
 inline int64_t rawValue(SampleRate rate) { return static_cast<int64_t>(rate); }
 // Exactly 44100, 48000 or 96000.

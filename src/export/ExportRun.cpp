@@ -39,15 +39,15 @@ std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& fil
     return safe;
 }
 
-Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder,
-               ExportFormat format, SampleRate rate, bool useLimiter) {
+Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder, ExportFormat format,
+               SampleRate rate, bool useLimiter) {
     Plan plan;
     for (const AudioFileItemPtr& file : files) {
         if (!file->analysis())
             continue;
         const double finalLUFS = file->correctionDB() + file->analysis()->peakLUFS;
-        const ExportJob job{file->path(), file->correctionDB(), finalLUFS, destinationFolder,
-                            format, rate, useLimiter, file->analysis()->peakDBFS};
+        const ExportJob job{file->path(), file->correctionDB(),      finalLUFS, destinationFolder, format, rate,
+                            useLimiter,   file->analysis()->peakDBFS};
         if (file->segmentEdits().hasEdits())
             plan.renderJobs.push_back({job, file->segmentEdits().snapshot()});
         else
@@ -82,8 +82,8 @@ QString describe(const Result& result) {
     QStringList held;
     for (const ExportedFile& file : result.value()) {
         if (file.offTarget)
-            held << QStringLiteral("%1 at %2 LUFS").arg(QFileInfo(file.path).fileName(),
-                                                       QString::asprintf("%.1f", file.loudnessLUFS));
+            held << QStringLiteral("%1 at %2 LUFS")
+                        .arg(QFileInfo(file.path).fileName(), QString::asprintf("%.1f", file.loudnessLUFS));
     }
     if (held.isEmpty())
         return QStringLiteral("Export complete!");
@@ -104,8 +104,9 @@ Result run(const Plan& plan, const QString& ffmpegPath, const std::function<void
         total, threadsForJobs(),
         [&](int64_t i) {
             const auto index = static_cast<size_t>(i);
-            written[index] = i < rendered ? renderer.render(plan.renderJobs[index])
-                                          : FFmpegExporter::runExport(plan.exportJobs[index - plan.renderJobs.size()], ffmpeg);
+            written[index] = i < rendered
+                                 ? renderer.render(plan.renderJobs[index])
+                                 : FFmpegExporter::runExport(plan.exportJobs[index - plan.renderJobs.size()], ffmpeg);
         },
         progress);
     if (error)

@@ -41,8 +41,8 @@ struct Plan {
 
 // One job per analysed file, in list order: files with segment edits are
 // rendered (with a copy of their edits), the others go to the encoder.
-Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder,
-               ExportFormat format, SampleRate rate, bool useLimiter);
+Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder, ExportFormat format,
+               SampleRate rate, bool useLimiter);
 
 // The first output name of the plan that is one of `sources` (the same file,
 // compared by device and inode, so through links too), as an error text;

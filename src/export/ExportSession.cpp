@@ -21,7 +21,8 @@ void ExportSession::setFormat(ExportFormat format) {
     if (next == choices_)
         return;
     if (next.sampleRate != choices_.sampleRate)
-        state_.setStatusMessage(QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(rawValue(format)));
+        state_.setStatusMessage(
+            QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(rawValue(format)));
     choices_ = next;
     emit choicesChanged();
 }
@@ -53,7 +54,8 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, const QS
     if (chosenFolder.isEmpty() || isExporting_)
         return;
     const QString destination = QDir(chosenFolder).filePath(QStringLiteral("normalized"));
-    ExportRun::Plan plan = ExportRun::buildPlan(state_.files(), destination, choices_.format, choices_.sampleRate, useLimiter);
+    ExportRun::Plan plan =
+        ExportRun::buildPlan(state_.files(), destination, choices_.format, choices_.sampleRate, useLimiter);
     if (const auto replaced = ExportRun::findReplacedSource(plan, state_.files())) {
         const auto refused = ExportRun::Result::failure(*replaced);
         state_.setStatusMessage(ExportRun::describe(refused));

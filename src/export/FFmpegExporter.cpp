@@ -39,14 +39,17 @@ ExportedFile runExport(const ExportJob& job, const QString& ffmpegPath) {
         TemporaryFile written(job.destinationFolder, fileExtension(job.format));
         const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job, written.path(), extraGainDB));
         if (run.exitCode != 0) {
-            const QString message = run.errorOutput.isEmpty() ? QStringLiteral("Unknown error")
-                                                              : run.errorOutput.left(200);
+            const QString message =
+                run.errorOutput.isEmpty() ? QStringLiteral("Unknown error") : run.errorOutput.left(200);
             throw ExportError(QFileInfo(job.sourcePath).fileName(), message);
         }
         return written;
     };
     return ExportDelivery::deliver(
-        job, ExportDelivery::limiterActs(limiterInChain(job), SegmentEditModel::correctedPeakDBFS(job.peakDBFS, job.correctionDB, 0.0)), encode);
+        job,
+        ExportDelivery::limiterActs(limiterInChain(job),
+                                    SegmentEditModel::correctedPeakDBFS(job.peakDBFS, job.correctionDB, 0.0)),
+        encode);
 }
 
 } // namespace FFmpegExporter

@@ -1,12 +1,12 @@
 #include "export/InAppRenderer.h"
 
-#include "io/AudioReader.h"
-#include "io/FFmpegLocator.h"
 #include "editing/SegmentEditModel.h"
 #include "editing/SegmentGainEvaluation.h"
-#include "io/EncoderProcess.h"
-#include "io/TemporaryFile.h"
 #include "export/ExportErrors.h"
+#include "io/AudioReader.h"
+#include "io/EncoderProcess.h"
+#include "io/FFmpegLocator.h"
+#include "io/TemporaryFile.h"
 #include "io/WavWriter.h"
 
 #include <QDir>
@@ -31,7 +31,8 @@ void log(const QString& line) {
 InAppRenderer::InAppRenderer(QString ffmpegPath) : ffmpegPath_(std::move(ffmpegPath)) {}
 
 bool InAppRenderer::needsLimiter(const RenderJob& job) {
-    return job.useLimiter && job.correctionDB + SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains) > 0;
+    return job.useLimiter &&
+           job.correctionDB + SegmentEditModel::largestGainOffsetDB(job.segmentEdits.segmentGains) > 0;
 }
 
 namespace {
@@ -45,9 +46,9 @@ QString limitedChain(int64_t inputRate, double extraGainDB) {
 
 } // namespace
 
-QStringList InAppRenderer::encodeArguments(const QString& input, const QString& output,
-                                           ExportFormat format, SampleRate rate, bool limiter,
-                                           int64_t limiterInputRate, double extraGainDB) {
+QStringList InAppRenderer::encodeArguments(const QString& input, const QString& output, ExportFormat format,
+                                           SampleRate rate, bool limiter, int64_t limiterInputRate,
+                                           double extraGainDB) {
     QStringList args = encoderInputArguments(input);
     if (limiter)
         args << QStringLiteral("-af") << limitedChain(limiterInputRate, extraGainDB);
@@ -83,8 +84,8 @@ TemporaryFile InAppRenderer::writeRendered(const RenderJob& job, AudioReader& so
     const QString outputName = QFileInfo(outputPath(job)).fileName();
 
     TemporaryFile rendered(job.destinationFolder, QStringLiteral("wav"));
-    WavWriter writer(rendered.descriptor(), outputName, rate, channels,
-                     floatSamples ? 32 : pcmBitDepth(job.format), floatSamples || pcmIsFloat(job.format));
+    WavWriter writer(rendered.descriptor(), outputName, rate, channels, floatSamples ? 32 : pcmBitDepth(job.format),
+                     floatSamples || pcmIsFloat(job.format));
     std::vector<float> buffer;
     try {
         buffer.resize(static_cast<size_t>(bufferFrames * channels));
@@ -110,8 +111,8 @@ TemporaryFile InAppRenderer::writeRendered(const RenderJob& job, AudioReader& so
         // The gain table has one factor per 512 frames: look it up per
         // frame, constant within a block.
         for (int64_t i = 0; i < frames; ++i) {
-            const float gain = envelope[static_cast<size_t>(
-                std::min((position + i) / SegmentGainEvaluation::blockSize, lastBlock))];
+            const float gain =
+                envelope[static_cast<size_t>(std::min((position + i) / SegmentGainEvaluation::blockSize, lastBlock))];
             float* frame = buffer.data() + i * channels;
             for (int c = 0; c < channels; ++c)
                 frame[c] *= gain;
@@ -152,8 +153,8 @@ ExportedFile InAppRenderer::finish(const RenderJob& job, TemporaryFile& rendered
                 args << codecArguments(job.format) << encoded.path();
                 runFFmpeg(args);
             } else {
-                runFFmpeg(encodeArguments(rendered.path(), encoded.path(), job.format, job.sampleRate,
-                                          limiter, rate, extraGainDB));
+                runFFmpeg(encodeArguments(rendered.path(), encoded.path(), job.format, job.sampleRate, limiter, rate,
+                                          extraGainDB));
             }
             return encoded;
         });
@@ -167,15 +168,14 @@ ExportedFile InAppRenderer::finish(const RenderJob& job, TemporaryFile& rendered
     return ExportDelivery::deliver(job, limiterActs, [&](double) { return std::move(rendered); });
 }
 
-TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
-                                   bool isFloat, int channels) {
+TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRate, int bitDepth, bool isFloat,
+                                         int channels) {
     AudioReader source = openSource(input);
     const int sourceChannels = source.channels();
     soxr_error_t error = nullptr;
     const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
-    soxr_t converter = soxr_create(static_cast<double>(source.sampleRate()),
-                                   static_cast<double>(targetRate),
+    soxr_t converter = soxr_create(static_cast<double>(source.sampleRate()), static_cast<double>(targetRate),
                                    static_cast<unsigned>(sourceChannels), &error, &io, &quality, nullptr);
     if (!converter || error)
         throw RenderError(RenderError::Kind::cannotCreateOutput, QStringLiteral("Cannot create audio converter"));

@@ -41,12 +41,12 @@ public:
     static bool needsLimiter(const RenderJob& job);
     // The encoder arguments from the renderer's WAV to the final output,
     // with `extraGainDB` before the limiter (to land on target when limited).
-    static QStringList encodeArguments(const QString& input, const QString& output,
-                                       ExportFormat format, SampleRate rate, bool limiter,
-                                       int64_t limiterInputRate, double extraGainDB = 0.0);
+    static QStringList encodeArguments(const QString& input, const QString& output, ExportFormat format,
+                                       SampleRate rate, bool limiter, int64_t limiterInputRate,
+                                       double extraGainDB = 0.0);
     // Converts a WAV file to `targetRate` into a new temporary file beside it.
-    static TemporaryFile resampleWAV(const QString& input, int64_t targetRate, int bitDepth,
-                                     bool isFloat, int channels);
+    static TemporaryFile resampleWAV(const QString& input, int64_t targetRate, int bitDepth, bool isFloat,
+                                     int channels);
 
 private:
     static AudioReader openSource(const QString& path);
@@ -56,8 +56,7 @@ private:
     static TemporaryFile writeRendered(const RenderJob& job, AudioReader& source, bool floatSamples);
     // Turns the rendered WAV into the output: through the limiter or the
     // encoder, resampled, or as it is; then measured and renamed.
-    ExportedFile finish(const RenderJob& job, TemporaryFile& rendered, int64_t rate, int channels,
-                        bool limiter) const;
+    ExportedFile finish(const RenderJob& job, TemporaryFile& rendered, int64_t rate, int channels, bool limiter) const;
     void runFFmpeg(const QStringList& args) const;
 
     QString ffmpegPath_;

@@ -4,9 +4,9 @@
 #include "io/FileError.h"
 
 extern "C" {
-#include <libavutil/log.h>
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/log.h>
 #include <libswresample/swresample.h>
 }
 
@@ -58,7 +58,7 @@ struct AudioReader::Impl {
     size_t pendingOffset = 0;   // floats of `pending` already handed out
     bool inputEnded = false;    // the decoder has been told there is no more
     bool decoderEnded = false;
-    int64_t skipTo = -1;        // after a seek: the frame the caller asked for
+    int64_t skipTo = -1; // after a seek: the frame the caller asked for
     int errorsInARow = 0;
     bool failOnDamage = false;
     bool primed = false; // the first frame has been decoded
@@ -115,7 +115,8 @@ void AudioReader::Impl::open(const QString& path) {
     }
     const AVCodec* decoder = avcodec_find_decoder(st->codecpar->codec_id);
     if (!decoder)
-        fail(QStringLiteral("no decoder for its audio (%1)").arg(QString::fromUtf8(avcodec_get_name(st->codecpar->codec_id))));
+        fail(QStringLiteral("no decoder for its audio (%1)")
+                 .arg(QString::fromUtf8(avcodec_get_name(st->codecpar->codec_id))));
     codec = avcodec_alloc_context3(decoder);
     packet = av_packet_alloc();
     frame = av_frame_alloc();
@@ -247,9 +248,9 @@ void AudioReader::Impl::convert(const AVFrame* decoded) {
             throw std::bad_alloc();
         AVChannelLayout in{};
         copyLayout(&in, decoded->ch_layout);
-        const int made = swr_alloc_set_opts2(&converter, &layout, AV_SAMPLE_FMT_FLT, static_cast<int>(rate), &in,
-                                             static_cast<AVSampleFormat>(decoded->format), decoded->sample_rate, 0,
-                                             nullptr);
+        const int made =
+            swr_alloc_set_opts2(&converter, &layout, AV_SAMPLE_FMT_FLT, static_cast<int>(rate), &in,
+                                static_cast<AVSampleFormat>(decoded->format), decoded->sample_rate, 0, nullptr);
         av_channel_layout_uninit(&in);
         if (made < 0 || swr_init(converter) < 0) {
             swr_free(&converter);

@@ -9,6 +9,9 @@ extern "C" {
 
 #include <QFile>
 #include <QFileInfo>
+#include <array>
+#include <memory>
+#include <mutex>
 #include <taglib/attachedpictureframe.h>
 #include <taglib/flacfile.h>
 #include <taglib/flacpicture.h>
@@ -18,9 +21,6 @@ extern "C" {
 #include <taglib/tpropertymap.h>
 #include <taglib/wavfile.h>
 #include <taglib/xiphcomment.h>
-#include <array>
-#include <memory>
-#include <mutex>
 
 namespace {
 

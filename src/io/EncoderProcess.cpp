@@ -21,8 +21,7 @@ EncoderRun run(const QString& program, const QStringList& arguments) {
     process.setStandardOutputFile(QProcess::nullDevice());
     process.start();
     if (!process.waitForStarted(-1)) {
-        throw FileError(QStringLiteral("Cannot start the encoder \"%1\": %2")
-                              .arg(program, process.errorString()));
+        throw FileError(QStringLiteral("Cannot start the encoder \"%1\": %2").arg(program, process.errorString()));
     }
     const Interruption::TrackedChild tracked(static_cast<pid_t>(process.processId()));
     // waitForFinished keeps reading standard error into the process's buffer.

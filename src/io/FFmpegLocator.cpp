@@ -18,8 +18,7 @@ QString runningProgramDir() {
     if (QCoreApplication::instance()) {
         return QCoreApplication::applicationDirPath();
     }
-    return QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath())
-        .absolutePath();
+    return QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath()).absolutePath();
 }
 
 } // namespace
@@ -33,9 +32,7 @@ FFmpegSearchPlaces defaultPlaces() {
     return places;
 }
 
-QString find() {
-    return find(defaultPlaces());
-}
+QString find() { return find(defaultPlaces()); }
 
 QString find(const FFmpegSearchPlaces& places) {
     if (!places.resourceDir.isEmpty()) {

@@ -8,8 +8,8 @@
 // directory, the directory of the running program, the search path, then
 // fixed candidates. Tests build their own.
 struct FFmpegSearchPlaces {
-    QString resourceDir; // <prefix>/share/sonivel
-    QString programDir;  // directory of the running executable
+    QString resourceDir;               // <prefix>/share/sonivel
+    QString programDir;                // directory of the running executable
     std::optional<QString> searchPath; // folders separated by ':'; none means our PATH
     QStringList fixedCandidates{"/opt/homebrew/bin/ffmpeg", "/usr/local/bin/ffmpeg"};
 };

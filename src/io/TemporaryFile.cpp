@@ -19,17 +19,14 @@ namespace {
 const QString prefix = QStringLiteral(".sonivel-");
 const QString extensionPattern = QStringLiteral("[A-Za-z0-9]{1,8}");
 
-QString systemReason(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
-}
+QString systemReason(int error) { return QString::fromLocal8Bit(std::strerror(error)); }
 
-bool sameInode(const struct stat& a, const struct stat& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
+bool sameInode(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
 
 // Whether `path` still names the file open as `fd`.
 bool stillNames(const QByteArray& path, int fd) {
-    struct stat byName {}, byDescriptor {};
+    struct stat byName {
+    }, byDescriptor{};
     return ::lstat(path.constData(), &byName) == 0 && ::fstat(fd, &byDescriptor) == 0 &&
            sameInode(byName, byDescriptor);
 }
@@ -40,8 +37,8 @@ TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
     // A clean-up of another run may catch the new file between its creation
     // and its lock, and remove it; then take another name.
     for (int attempt = 0; attempt < 16; ++attempt) {
-        const QString name = prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() +
-                             QLatin1Char('.') + extension;
+        const QString name =
+            prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QLatin1Char('.') + extension;
         const QString path = QDir(folder).filePath(name);
         const QByteArray encoded = QFile::encodeName(path);
         Interruption::TrackedPath tracked(encoded);
@@ -98,8 +95,8 @@ void TemporaryFile::commitAs(const QString& finalPath) {
     if (::rename(from.constData(), QFile::encodeName(finalPath).constData()) != 0)
         throw FileError(QStringLiteral("Cannot replace \"%1\": %2").arg(finalName, systemReason(errno)));
     // The rename itself reaches the disk with the folder.
-    const int folder = ::open(QFile::encodeName(QFileInfo(finalPath).absolutePath()).constData(),
-                              O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int folder =
+        ::open(QFile::encodeName(QFileInfo(finalPath).absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder >= 0) {
         ::fsync(folder);
         ::close(folder);
@@ -112,8 +109,9 @@ void TemporaryFile::commitAs(const QString& finalPath) {
 namespace TemporaryFiles {
 
 bool isTemporaryName(const QString& fileName) {
-    static const QRegularExpression pattern(QStringLiteral(
-        "^\\.sonivel-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.%1$").arg(extensionPattern));
+    static const QRegularExpression pattern(
+        QStringLiteral("^\\.sonivel-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.%1$")
+            .arg(extensionPattern));
     return pattern.match(fileName).hasMatch();
 }
 
@@ -149,12 +147,13 @@ void replaceWith(const QString& finalPath, const QByteArray& bytes) {
                        extension.match(target.suffix()).hasMatch() ? target.suffix() : QStringLiteral("tmp"));
     qsizetype done = 0;
     while (done < bytes.size()) {
-        const ssize_t n = ::write(file.descriptor(), bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        const ssize_t n =
+            ::write(file.descriptor(), bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0) {
-            throw FileError(QStringLiteral("Cannot write \"%1\": %2")
-                                .arg(target.fileName(), systemReason(n < 0 ? errno : ENOSPC)));
+            throw FileError(
+                QStringLiteral("Cannot write \"%1\": %2").arg(target.fileName(), systemReason(n < 0 ? errno : ENOSPC)));
         }
         done += n;
     }

@@ -43,8 +43,9 @@ struct VideoLoop::State {
         QFile& file = static_cast<State*>(opaque)->file;
         if (whence == AVSEEK_SIZE)
             return file.size();
-        const int64_t base = (whence & ~AVSEEK_FORCE) == SEEK_CUR ? file.pos()
-                             : (whence & ~AVSEEK_FORCE) == SEEK_END ? file.size() : 0;
+        const int64_t base = (whence & ~AVSEEK_FORCE) == SEEK_CUR   ? file.pos()
+                             : (whence & ~AVSEEK_FORCE) == SEEK_END ? file.size()
+                                                                    : 0;
         return file.seek(base + offset) ? file.pos() : -1;
     }
 
@@ -138,7 +139,7 @@ const VideoFrame* VideoLoop::next() {
     sws_scale(s.scaler, in.data, in.linesize, 0, in.height, planes, strides);
     const int64_t pts = in.best_effort_timestamp == AV_NOPTS_VALUE ? 0 : in.best_effort_timestamp;
     const AVStream* st = s.format->streams[s.stream];
-    frame_.seconds = static_cast<double>(pts - (st->start_time == AV_NOPTS_VALUE ? 0 : st->start_time)) *
-                     av_q2d(st->time_base);
+    frame_.seconds =
+        static_cast<double>(pts - (st->start_time == AV_NOPTS_VALUE ? 0 : st->start_time)) * av_q2d(st->time_base);
     return &frame_;
 }

@@ -4,8 +4,8 @@
 
 #include <sndfile.h>
 
-WavWriter::WavWriter(int descriptor, const QString& displayName, int64_t sampleRate, int channels,
-                     int bitDepth, bool isFloat)
+WavWriter::WavWriter(int descriptor, const QString& displayName, int64_t sampleRate, int channels, int bitDepth,
+                     bool isFloat)
     : displayName_(displayName) {
     SF_INFO info{};
     info.samplerate = static_cast<int>(sampleRate);
@@ -14,7 +14,8 @@ WavWriter::WavWriter(int descriptor, const QString& displayName, int64_t sampleR
     info.format = SF_FORMAT_RF64 | subtype | SF_ENDIAN_LITTLE;
     file_ = sf_open_fd(descriptor, SFM_WRITE, &info, SF_FALSE);
     if (!file_)
-        throw FileError(QStringLiteral("Cannot create \"%1\": %2").arg(displayName, QString::fromUtf8(sf_strerror(nullptr))));
+        throw FileError(
+            QStringLiteral("Cannot create \"%1\": %2").arg(displayName, QString::fromUtf8(sf_strerror(nullptr))));
     sf_command(file_, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
     sf_command(file_, SFC_SET_CLIPPING, nullptr, SF_TRUE);
 }
@@ -28,8 +29,8 @@ void WavWriter::write(const float* interleaved, int64_t frames) {
     if (frames <= 0)
         return;
     if (sf_writef_float(file_, interleaved, frames) != frames) {
-        throw FileError(QStringLiteral("Cannot write \"%1\": %2")
-                              .arg(displayName_, QString::fromUtf8(sf_strerror(file_))));
+        throw FileError(
+            QStringLiteral("Cannot write \"%1\": %2").arg(displayName_, QString::fromUtf8(sf_strerror(file_))));
     }
 }
 
@@ -39,7 +40,7 @@ void WavWriter::close() {
     const int error = sf_close(file_);
     file_ = nullptr;
     if (error != 0) {
-        throw FileError(QStringLiteral("Cannot write \"%1\": %2")
-                              .arg(displayName_, QString::fromUtf8(sf_error_number(error))));
+        throw FileError(
+            QStringLiteral("Cannot write \"%1\": %2").arg(displayName_, QString::fromUtf8(sf_error_number(error))));
     }
 }

@@ -15,8 +15,7 @@ class WavWriter {
 public:
     // Writes into the open `descriptor`, which stays open; `displayName` is
     // the file its errors name. Throws FileError with libsndfile's reason.
-    WavWriter(int descriptor, const QString& displayName, int64_t sampleRate, int channels,
-              int bitDepth, bool isFloat);
+    WavWriter(int descriptor, const QString& displayName, int64_t sampleRate, int channels, int bitDepth, bool isFloat);
     ~WavWriter();
     WavWriter(const WavWriter&) = delete;
     WavWriter& operator=(const WavWriter&) = delete;

@@ -37,8 +37,7 @@ struct AppState::Inbox {
 AppState::AppState(QObject* parent) : AppState(AnalysisOptions{}, parent) {}
 
 AppState::AppState(AnalysisOptions options, QObject* parent)
-    : QObject(parent), options_(std::move(options)),
-      inbox_(std::make_shared<Inbox>()),
+    : QObject(parent), options_(std::move(options)), inbox_(std::make_shared<Inbox>()),
       pool_(std::make_unique<QThreadPool>()) {
     if (options_.activeProcessorCount < 1)
         options_.activeProcessorCount = std::max(1, QThread::idealThreadCount());
@@ -54,9 +53,9 @@ AppState::~AppState() {
 }
 
 const QSet<QString>& AppState::audioExtensions() {
-    static const QSet<QString> extensions = {
-        "wav", "wave", "aif", "aiff", "mp3", "m4a",  "aac", "flac", "ogg", "oga", "opus", "wma",
-        "wv",  "ape",  "caf", "alac", "mp4", "m4b", "m4p", "mka",  "ac3", "ec3", "dts"};
+    static const QSet<QString> extensions = {"wav", "wave", "aif",  "aiff", "mp3", "m4a", "aac", "flac",
+                                             "ogg", "oga",  "opus", "wma",  "wv",  "ape", "caf", "alac",
+                                             "mp4", "m4b",  "m4p",  "mka",  "ac3", "ec3", "dts"};
     return extensions;
 }
 
@@ -64,13 +63,10 @@ double AppState::correctionFor(double targetLUFS, double peakLUFS) {
     return std::round((targetLUFS - peakLUFS) * 10.0) / 10.0; // std::round: halves away from zero
 }
 
-AudioFileItemPtr AppState::selectedFile() const {
-    return selectedFileID_ ? findFile(*selectedFileID_) : nullptr;
-}
+AudioFileItemPtr AppState::selectedFile() const { return selectedFileID_ ? findFile(*selectedFileID_) : nullptr; }
 
 // Stores a field and emits `signal` when it changed.
-template <typename T, typename Signal>
-static void publish(AppState* state, T& field, T value, Signal signal) {
+template <typename T, typename Signal> static void publish(AppState* state, T& field, T value, Signal signal) {
     if (field == value)
         return;
     field = std::move(value);
@@ -91,9 +87,7 @@ void AppState::setStatusMessage(const QString& message) {
     emit statusMessageChanged(statusMessage_);
 }
 
-void AppState::setShowOnboarding(bool show) {
-    publish(this, showOnboarding_, show, &AppState::showOnboardingChanged);
-}
+void AppState::setShowOnboarding(bool show) { publish(this, showOnboarding_, show, &AppState::showOnboardingChanged); }
 
 void AppState::setCurveWindowSec(double seconds) {
     if (std::isfinite(seconds))
@@ -179,8 +173,7 @@ void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
     for (const AudioFileItemPtr& item : items)
         item->setIsAnalyzing(true);
 
-    const size_t limit =
-        std::min(items.size(), static_cast<size_t>(options_.activeProcessorCount));
+    const size_t limit = std::min(items.size(), static_cast<size_t>(options_.activeProcessorCount));
     for (size_t w = 0; w < limit; ++w) {
         pool_->start([this, group, analyze = options_.analyze, inbox = inbox_] {
             for (;;) {
@@ -189,8 +182,9 @@ void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
                 const size_t i = group->next.fetch_add(1);
                 if (i >= group->work.size())
                     return;
-                AnalysisOutcome outcome = AnalysisOutcome::of([&] { return analyze(group->work[i].path); },
-                                                              QStringLiteral("Unexpected error while analysing this file"));
+                AnalysisOutcome outcome =
+                    AnalysisOutcome::of([&] { return analyze(group->work[i].path); },
+                                        QStringLiteral("Unexpected error while analysing this file"));
                 {
                     std::lock_guard lock(inbox->mutex);
                     inbox->finished.push_back({group, i, std::move(outcome)});
@@ -256,8 +250,7 @@ std::optional<RemovedFile> AppState::removeSelected() {
     AudioFileItemPtr removed = files_[i];
     files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(i));
     emit filesChanged();
-    setSelectedFileID(files_.empty() ? std::nullopt
-                                     : std::optional(files_[std::min(i, files_.size() - 1)]->id()));
+    setSelectedFileID(files_.empty() ? std::nullopt : std::optional(files_[std::min(i, files_.size() - 1)]->id()));
     return RemovedFile{std::move(removed), static_cast<int64_t>(i), selectedFileID_};
 }
 
@@ -298,8 +291,8 @@ AudioFileItemPtr AppState::findFile(const QUuid& id) const {
 }
 
 std::optional<size_t> AppState::indexOf(const QUuid& id) const {
-    const auto it = std::find_if(files_.begin(), files_.end(),
-                                 [&](const AudioFileItemPtr& item) { return item->id() == id; });
+    const auto it =
+        std::find_if(files_.begin(), files_.end(), [&](const AudioFileItemPtr& item) { return item->id() == id; });
     if (it == files_.end())
         return std::nullopt;
     return static_cast<size_t>(it - files_.begin());

@@ -105,7 +105,7 @@ signals:
     void selectedFileIDChanged();
     void targetLUFSChanged();
     void statusMessageChanged(const QString& message); // on every assignment
-    void analysisFinished(); // no analysis is running any more
+    void analysisFinished();                           // no analysis is running any more
     void showOnboardingChanged();
     void curveWindowSecChanged();
 

@@ -1,9 +1,7 @@
 #include "list/AudioFileItem.h"
 
-
 AudioFileItem::AudioFileItem(QUrl url, QObject* parent)
-    : QObject(parent), id_(QUuid::createUuid()), url_(std::move(url)),
-      segmentEdits_(new SegmentEditState(this)) {
+    : QObject(parent), id_(QUuid::createUuid()), url_(std::move(url)), segmentEdits_(new SegmentEditState(this)) {
     connect(segmentEdits_, &SegmentEditState::separatorsChanged, this, &AudioFileItem::changed);
     connect(segmentEdits_, &SegmentEditState::segmentGainsChanged, this, &AudioFileItem::changed);
 }
@@ -42,17 +40,13 @@ void AudioFileItem::setAnalysisError(std::optional<QString> error) {
     publish(analysisError_, std::move(error), &AudioFileItem::analysisErrorChanged);
 }
 
-void AudioFileItem::setCorrectionDB(double db) {
-    publish(correctionDB_, db, &AudioFileItem::correctionChanged);
-}
+void AudioFileItem::setCorrectionDB(double db) { publish(correctionDB_, db, &AudioFileItem::correctionChanged); }
 
 void AudioFileItem::setIsManualOverride(bool manual) {
     publish(isManualOverride_, manual, &AudioFileItem::correctionChanged);
 }
 
-void AudioFileItem::setIsEditMode(bool editMode) {
-    publish(isEditMode_, editMode, &AudioFileItem::isEditModeChanged);
-}
+void AudioFileItem::setIsEditMode(bool editMode) { publish(isEditMode_, editMode, &AudioFileItem::isEditModeChanged); }
 
 std::optional<double> AudioFileItem::finalLUFS() const {
     if (!analysis_)

@@ -1,8 +1,8 @@
 #include "list/SettingsFile.h"
 
-#include "list/AppState.h"
 #include "io/FileIdentity.h"
 #include "io/TemporaryFile.h"
+#include "list/AppState.h"
 
 #include <QDir>
 #include <QFile>
@@ -99,9 +99,8 @@ const QString unexpected = QStringLiteral("Unexpected error");
 QByteArray encode(const SettingsData& data) {
     QJsonArray files;
     for (const SettingsData::FileEntry& entry : data.files) {
-        files.append(QJsonObject{{pathKey, entry.path},
-                                 {correctionKey, entry.correctionDB},
-                                 {manualKey, entry.manual}});
+        files.append(
+            QJsonObject{{pathKey, entry.path}, {correctionKey, entry.correctionDB}, {manualKey, entry.manual}});
     }
     const QJsonObject root{{targetKey, data.targetLUFS}, {filesKey, files}};
     return QJsonDocument(root).toJson(QJsonDocument::Compact);

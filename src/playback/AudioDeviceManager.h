@@ -11,7 +11,7 @@ struct AudioDevice {
     // picker's "System Default".
     uint32_t id = 0;
     QString name;
-    int channels = 0;       // output channels, at least 1 in a listed device
+    int channels = 0;        // output channels, at least 1 in a listed device
     double sampleRate = 0.0; // the device's default rate; 0 when unknown
 
     friend bool operator==(const AudioDevice&, const AudioDevice&) = default;

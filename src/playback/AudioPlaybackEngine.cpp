@@ -3,7 +3,6 @@
 #include "io/FileError.h"
 #include "playback/DefaultOutput.h"
 
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -16,8 +15,7 @@ constexpr int64_t maximumFrames = std::numeric_limits<uint32_t>::max();
 
 } // namespace
 
-AudioPlaybackEngine::AudioPlaybackEngine(QObject* parent)
-    : AudioPlaybackEngine(makeDefaultAudioOutput(), parent) {}
+AudioPlaybackEngine::AudioPlaybackEngine(QObject* parent) : AudioPlaybackEngine(makeDefaultAudioOutput(), parent) {}
 
 AudioPlaybackEngine::AudioPlaybackEngine(std::unique_ptr<AudioOutput> output, QObject* parent)
     : QObject(parent), output_(std::move(output)) {
@@ -94,8 +92,7 @@ void AudioPlaybackEngine::startStream(int64_t sourceFrame) {
     reader_.start(file_, epoch, sourceFrame, outRate);
 }
 
-void AudioPlaybackEngine::play(const QString& path, double fromTime, double gainDB,
-                               const SegmentEditState* edits) {
+void AudioPlaybackEngine::play(const QString& path, double fromTime, double gainDB, const SegmentEditState* edits) {
     ++playbackGeneration_;
     teardownSourceNode();
     active_.store(false);
@@ -348,8 +345,10 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
             for (int64_t i = 0; i < n; ++i) {
                 float gain = volume;
                 if (useEnvelope) {
-                    const int64_t sourceFrame = sourceRate == outputRate ? first + i : (first + i) * sourceRate / outputRate;
-                    gain = (*envelope)[static_cast<size_t>(std::min(sourceFrame / envelopeBlockSize, lastBlock))] * volume;
+                    const int64_t sourceFrame =
+                        sourceRate == outputRate ? first + i : (first + i) * sourceRate / outputRate;
+                    gain =
+                        (*envelope)[static_cast<size_t>(std::min(sourceFrame / envelopeBlockSize, lastBlock))] * volume;
                 }
                 if (gainRampLeft_ > 0) {
                     gain = gainRampFrom_ + (gain - gainRampFrom_) * (1.0f - static_cast<float>(gainRampLeft_) * step);

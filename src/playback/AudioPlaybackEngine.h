@@ -118,15 +118,15 @@ private:
     std::chrono::steady_clock::time_point clockZero_ = std::chrono::steady_clock::now();
 
     // Shared with the audio callback.
-    std::atomic<uint64_t> epoch_{0};          // chunks of other epochs are dropped
-    std::atomic<bool> active_{false};         // a stream is set up
+    std::atomic<uint64_t> epoch_{0};  // chunks of other epochs are dropped
+    std::atomic<bool> active_{false}; // a stream is set up
     std::atomic<bool> paused_{false};
     std::atomic<bool> sourceMode_{false};
     std::atomic<float> mixerVolume_{1.0f};
     std::atomic<int64_t> sourceRate_{1};
     std::atomic<int64_t> outputRate_{1};
-    std::atomic<int64_t> outputPosition_{0};  // next output frame
-    std::atomic<uint64_t> finishedEpoch_{0};  // the epoch whose end the callback reached
+    std::atomic<int64_t> outputPosition_{0}; // next output frame
+    std::atomic<uint64_t> finishedEpoch_{0}; // the epoch whose end the callback reached
     EnvelopeHandOff envelope_;
 
     // Audio callback only.

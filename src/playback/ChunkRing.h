@@ -20,7 +20,7 @@ public:
         uint64_t epoch = 0;
         int64_t firstFrame = 0; // in the output's frame domain
         int64_t frames = 0;
-        bool last = false;      // the file ends with this chunk
+        bool last = false; // the file ends with this chunk
         std::array<float, chunkFrames * 2> samples{};
     };
 

@@ -25,9 +25,7 @@ public:
             current_->close();
         current_ = nullptr;
     }
-    std::optional<int64_t> openRate() const override {
-        return current_ ? current_->openRate() : std::nullopt;
-    }
+    std::optional<int64_t> openRate() const override { return current_ ? current_->openRate() : std::nullopt; }
     void setDevice(int deviceIndex) override { portAudio_.setDevice(deviceIndex); }
 
 private:

@@ -26,8 +26,8 @@ template <typename Work> auto withQuietStderr(Work work) {
     return result;
 }
 
-int paCallback(const void*, void* output, unsigned long frames, const PaStreamCallbackTimeInfo*,
-               PaStreamCallbackFlags, void* user) {
+int paCallback(const void*, void* output, unsigned long frames, const PaStreamCallbackTimeInfo*, PaStreamCallbackFlags,
+               void* user) {
     static_cast<AudioCallback*>(user)->render(static_cast<float*>(output), static_cast<int64_t>(frames));
     return paContinue;
 }
@@ -76,8 +76,8 @@ std::optional<int64_t> PortAudioOutput::open(int64_t sampleRate, AudioCallback* 
         rate = info->defaultSampleRate;
     PaStream* stream = nullptr;
     const PaError opened = withQuietStderr([&] {
-        return Pa_OpenStream(&stream, nullptr, &params, rate, paFramesPerBufferUnspecified, paNoFlag,
-                             paCallback, callback);
+        return Pa_OpenStream(&stream, nullptr, &params, rate, paFramesPerBufferUnspecified, paNoFlag, paCallback,
+                             callback);
     });
     if (opened != paNoError || Pa_StartStream(stream) != paNoError) {
         if (stream)

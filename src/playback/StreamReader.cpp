@@ -16,9 +16,9 @@ struct StreamReader::Stream {
     bool ended = false;
     bool sourceDone = false; // converter: all input given, flushing
     soxr_t converter = nullptr;
-    std::vector<float> raw;      // interleaved as in the file
-    std::vector<float> stereo;   // input waiting for the converter
-    size_t stereoOffset = 0;     // frames of `stereo` already consumed
+    std::vector<float> raw;    // interleaved as in the file
+    std::vector<float> stereo; // input waiting for the converter
+    size_t stereoOffset = 0;   // frames of `stereo` already consumed
 
     ~Stream() {
         if (converter)
@@ -113,8 +113,7 @@ void StreamReader::post(Command command) {
     wake_.notify_all();
 }
 
-void StreamReader::start(std::shared_ptr<AudioReader> file, uint64_t epoch, int64_t startFrame,
-                         int64_t outputRate) {
+void StreamReader::start(std::shared_ptr<AudioReader> file, uint64_t epoch, int64_t startFrame, int64_t outputRate) {
     post(Command{std::move(file), false, epoch, startFrame, outputRate});
 }
 
@@ -142,9 +141,9 @@ void StreamReader::run() {
                     soxr_error_t error = nullptr;
                     const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
                     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
-                    stream->converter = soxr_create(static_cast<double>(sourceRate),
-                                                    static_cast<double>(command->outputRate), 2,
-                                                    &error, &io, &quality, nullptr);
+                    stream->converter =
+                        soxr_create(static_cast<double>(sourceRate), static_cast<double>(command->outputRate), 2,
+                                    &error, &io, &quality, nullptr);
                     if (error)
                         stream.reset();
                 }

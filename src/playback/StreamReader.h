@@ -57,7 +57,7 @@ private:
     std::optional<Command> pending_;
     bool quit_ = false;
     std::atomic<uint64_t> readToEndEpoch_{0};
-    std::atomic<int64_t> queuedEnd_{0};    // written before queuedEpoch_
+    std::atomic<int64_t> queuedEnd_{0}; // written before queuedEpoch_
     std::atomic<uint64_t> queuedEpoch_{0};
     std::thread thread_;
 };

@@ -1,7 +1,7 @@
 #include "ui/AboutDialog.h"
 
-#include "ui/PaintKit.h"
 #include "ui/Icons.h"
+#include "ui/PaintKit.h"
 
 #include <QApplication>
 #include <QGraphicsDropShadowEffect>

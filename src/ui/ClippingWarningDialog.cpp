@@ -1,19 +1,20 @@
 #include "ui/ClippingWarningDialog.h"
 
-#include "ui/PaintKit.h"
 #include "export/ExportRun.h"
+#include "ui/PaintKit.h"
 
 #include <QDialogButtonBox>
 #include <QFontDatabase>
-#include <QLabel>
 #include <QHeaderView>
-#include <QTreeWidget>
+#include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTreeWidget>
 #include <QVBoxLayout>
 
 ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>& sources, QWidget* parent)
-    : QDialog(parent), limiter_(new QRadioButton(QStringLiteral("Apply limiter (ffmpeg alimiter — transparent brickwall)"))),
+    : QDialog(parent),
+      limiter_(new QRadioButton(QStringLiteral("Apply limiter (ffmpeg alimiter — transparent brickwall)"))),
       anyway_(new QRadioButton(QStringLiteral("Export anyway (peaks will be clipped)"))) {
     setWindowTitle(QStringLiteral("Clipping"));
     setWindowModality(Qt::WindowModal);
@@ -48,7 +49,8 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     column->addWidget(limiter_);
     column->addWidget(anyway_);
     if (const auto safe = ExportRun::computeSafeTarget(sources)) {
-        auto* tip = new QLabel(QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", *safe));
+        auto* tip =
+            new QLabel(QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", *safe));
         tip->setObjectName(QStringLiteral("safeTargetTip"));
         tip->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
         column->addWidget(tip);
@@ -60,8 +62,9 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     QPushButton* exportButton = buttons->addButton(QStringLiteral("Export"), QDialogButtonBox::AcceptRole);
     exportButton->setObjectName(QStringLiteral("exportButton"));
     exportButton->setDefault(true);
-    exportButton->setStyleSheet(QStringLiteral("QPushButton { background: palette(highlight); color: palette(highlighted-text);"
-                                               " font-weight: bold; border-radius: 5px; padding: 4px 16px; }"));
+    exportButton->setStyleSheet(
+        QStringLiteral("QPushButton { background: palette(highlight); color: palette(highlighted-text);"
+                       " font-weight: bold; border-radius: 5px; padding: 4px 16px; }"));
     limiter_->setFocus();
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);

@@ -1,11 +1,11 @@
 #include "ui/ContentView.h"
 
-#include "ui/PaintKit.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "playback/DefaultOutput.h"
 #include "ui/ExportControlsView.h"
 #include "ui/FileTableView.h"
 #include "ui/Icons.h"
+#include "ui/PaintKit.h"
 #include "ui/PlaybackControlsView.h"
 #include "ui/WaveformPainter.h"
 #include "ui/WaveformView.h"
@@ -13,11 +13,11 @@
 #include <QCoreApplication>
 #include <QDoubleSpinBox>
 #include <QDragEnterEvent>
-#include <QKeyEvent>
 #include <QFileInfo>
 #include <QFontDatabase>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
 #include <QPointer>
@@ -87,8 +87,8 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
                          std::unique_ptr<AudioOutput> output, QWidget* parent)
     : QWidget(parent), state_(state), session_(session), dialogs_(std::move(dialogs)),
       engine_(std::make_unique<AudioPlaybackEngine>(output ? std::move(output) : makeDefaultAudioOutput())) {
-    controller_ = std::make_unique<PlaybackController>(state_, *engine_,
-                                                       [this](double w) { recomputeSelectedCurve(w); });
+    controller_ =
+        std::make_unique<PlaybackController>(state_, *engine_, [this](double w) { recomputeSelectedCurve(w); });
     history_ = std::make_unique<EditHistory>(state_, *engine_, undo);
     setAcceptDrops(true);
     auto* column = new QVBoxLayout(this);
@@ -160,9 +160,8 @@ QSplitter* ContentView::buildTableAndWaveform() {
     noSelection_->setPalette(dark);
     waveform_ = new WaveformView;
     waveform_->setOnSeek([this](double t) { engine_->seek(t); });
-    waveform_->setOnSegmentEditAction([this](const SegmentEditAction& action) {
-        history_->handleSegmentEditAction(action, state_.selectedFile());
-    });
+    waveform_->setOnSegmentEditAction(
+        [this](const SegmentEditAction& action) { history_->handleSegmentEditAction(action, state_.selectedFile()); });
     waveform_->setOnToggleEditMode([this] {
         if (const AudioFileItemPtr file = state_.selectedFile()) {
             file->setIsEditMode(!file->isEditMode());
@@ -225,21 +224,22 @@ QLabel* ContentView::buildStatusLine() {
 void ContentView::connectActions() {
     connect(add_, &QPushButton::clicked, this, &ContentView::addFiles);
     connect(remove_, &QPushButton::clicked, this, [this] { history_->removeSelected(); });
-    for (const QKeySequence& keys : {QKeySequence(Qt::CTRL | Qt::Key_Backspace), QKeySequence(Qt::CTRL | Qt::Key_Delete)}) {
+    for (const QKeySequence& keys :
+         {QKeySequence(Qt::CTRL | Qt::Key_Backspace), QKeySequence(Qt::CTRL | Qt::Key_Delete)}) {
         auto* shortcut = new QShortcut(keys, this);
         shortcut->setContext(Qt::WindowShortcut);
         connect(shortcut, &QShortcut::activated, this, [this] { history_->removeSelected(); });
     }
-    connect(target_, &QDoubleSpinBox::valueChanged, this, [this](double v) {
-        state_.setTargetLUFS(std::clamp(v, -40.0, -3.0));
-    });
+    connect(target_, &QDoubleSpinBox::valueChanged, this,
+            [this](double v) { state_.setTargetLUFS(std::clamp(v, -40.0, -3.0)); });
     connect(&state_, &AppState::targetLUFSChanged, this, [this] {
         target_->setValue(state_.targetLUFS());
         state_.recalcCorrections();
         controller_->updateLiveGain();
     });
     connect(&state_, &AppState::selectedFileIDChanged, this, &ContentView::onSelectionChanged);
-    connect(&state_, &AppState::curveWindowSecChanged, this, [this] { recomputeSelectedCurve(state_.curveWindowSec()); });
+    connect(&state_, &AppState::curveWindowSecChanged, this,
+            [this] { recomputeSelectedCurve(state_.curveWindowSec()); });
     connect(&state_, &AppState::statusMessageChanged, this, &ContentView::refreshStatus);
     connect(&session_, &ExportSession::isExportingChanged, this, &ContentView::refreshProgress);
     connect(&session_, &ExportSession::progressChanged, this, &ContentView::refreshProgress);
@@ -351,10 +351,13 @@ void ContentView::recomputeSelectedCurve(double windowSec) {
         } catch (...) {
             return; // the file went away meanwhile: the old curve stays
         }
-        QMetaObject::invokeMethod(QCoreApplication::instance(), [self, later, curve = std::move(*curve), windowSec]() mutable {
-            const auto file = later.lock();
-            if (self && self->state_.curveWindowSec() == windowSec && file && file->analysis())
-                file->replaceCurve(std::move(curve.times), std::move(curve.values), windowSec);
-        }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self, later, curve = std::move(*curve), windowSec]() mutable {
+                const auto file = later.lock();
+                if (self && self->state_.curveWindowSec() == windowSec && file && file->analysis())
+                    file->replaceCurve(std::move(curve.times), std::move(curve.values), windowSec);
+            },
+            Qt::QueuedConnection);
     });
 }

@@ -9,9 +9,9 @@
 #include "export/ExportSession.h"
 #include "list/AppState.h"
 #include "playback/AudioPlaybackEngine.h"
-#include "ui/PlaybackController.h"
 #include "ui/Dialogs.h"
 #include "ui/EditHistory.h"
+#include "ui/PlaybackController.h"
 
 #include <QWidget>
 #include <memory>

@@ -107,12 +107,8 @@ CorrectionControl::CorrectionControl(std::shared_ptr<AudioFileItem> file, std::f
     value_->setObjectName(QStringLiteral("correctionValue"));
     value_->current = [this] { return file_->correctionDB(); };
     value_->onDrag = [this](double start, double dy) { store(afterDrag(start, dy)); };
-    connect(up_, &QToolButton::clicked, this, [this] {
-        store(std::min(maximumDB, file_->correctionDB() + stepDB));
-    });
-    connect(down_, &QToolButton::clicked, this, [this] {
-        store(std::max(minimumDB, file_->correctionDB() - stepDB));
-    });
+    connect(up_, &QToolButton::clicked, this, [this] { store(std::min(maximumDB, file_->correctionDB() + stepDB)); });
+    connect(down_, &QToolButton::clicked, this, [this] { store(std::max(minimumDB, file_->correctionDB() - stepDB)); });
     connect(file_.get(), &AudioFileItem::correctionChanged, this, &CorrectionControl::refresh);
     refresh();
 }

@@ -30,8 +30,8 @@ QStringList runFileDialog(QWidget* parent, const QString& purpose, const QString
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
         return {};
     const QStringList chosen = dialog.selectedFiles();
-    Dialogs::rememberFolder(purpose, mode == QFileDialog::Directory ? chosen.front()
-                                                                    : QFileInfo(chosen.front()).absolutePath());
+    Dialogs::rememberFolder(purpose,
+                            mode == QFileDialog::Directory ? chosen.front() : QFileInfo(chosen.front()).absolutePath());
     return chosen;
 }
 
@@ -56,9 +56,9 @@ Dialogs Dialogs::standard() {
             patterns << QStringLiteral("*.") + ext << QStringLiteral("*.") + ext.toUpper();
         patterns.sort();
         QList<QUrl> urls;
-        for (const QString& file : runFileDialog(parent, QStringLiteral("audio"), QStringLiteral("Add Audio Files"),
-                                                 QFileDialog::ExistingFiles, QFileDialog::AcceptOpen,
-                                                 QStringLiteral("Audio files (%1)").arg(patterns.join(QLatin1Char(' ')))))
+        for (const QString& file : runFileDialog(
+                 parent, QStringLiteral("audio"), QStringLiteral("Add Audio Files"), QFileDialog::ExistingFiles,
+                 QFileDialog::AcceptOpen, QStringLiteral("Audio files (%1)").arg(patterns.join(QLatin1Char(' ')))))
             urls << QUrl::fromLocalFile(file);
         return urls;
     };
@@ -73,7 +73,8 @@ Dialogs Dialogs::standard() {
     };
     d.chooseSettingsToLoad = [](QWidget* parent) {
         return firstOf(runFileDialog(parent, QStringLiteral("settings"), QStringLiteral("Load Settings"),
-                                     QFileDialog::ExistingFile, QFileDialog::AcceptOpen, QStringLiteral("JSON (*.json)")));
+                                     QFileDialog::ExistingFile, QFileDialog::AcceptOpen,
+                                     QStringLiteral("JSON (*.json)")));
     };
     d.askAboutClipping = [](QWidget* parent, const AppState& state) -> std::optional<bool> {
         ClippingWarningDialog dialog(state.files(), parent);

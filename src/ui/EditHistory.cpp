@@ -17,8 +17,7 @@ private:
 
 class RemoveFileCommand : public AppliedCommand {
 public:
-    RemoveFileCommand(AppState& state, RemovedFile removed)
-        : state_(state), removed_(std::move(removed)) {
+    RemoveFileCommand(AppState& state, RemovedFile removed) : state_(state), removed_(std::move(removed)) {
         setText(QStringLiteral("Remove Song"));
     }
     void undo() override { state_.restoreRemovedFile(removed_); }

@@ -27,8 +27,8 @@ public:
     void handleSegmentEditAction(const SegmentEditAction& action, const AudioFileItemPtr& file);
     void performSegmentEdit(const QString& name, const AudioFileItemPtr& file,
                             const std::function<void(SegmentEditState&)>& block);
-    void registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file,
-                                 const SegmentEditSnapshot& restore, const SegmentEditSnapshot& redo);
+    void registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file, const SegmentEditSnapshot& restore,
+                                 const SegmentEditSnapshot& redo);
     bool isDragging() const { return drag_.has_value(); }
 
 private:

@@ -10,8 +10,8 @@
 #include <QStandardItemModel>
 
 ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, Dialogs& dialogs, QWidget* parent)
-    : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), dialogs_(dialogs), format_(new QComboBox),
-      rate_(new QComboBox), save_(new QPushButton(QStringLiteral("Save Settings"))),
+    : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), dialogs_(dialogs),
+      format_(new QComboBox), rate_(new QComboBox), save_(new QPushButton(QStringLiteral("Save Settings"))),
       load_(new QPushButton(QStringLiteral("Load Settings"))), export_(new QPushButton(QStringLiteral("Export All"))) {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(12, 6, 12, 6);
@@ -26,8 +26,9 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
     QFont bold = export_->font();
     bold.setBold(true);
     export_->setFont(bold);
-    export_->setStyleSheet(QStringLiteral("QPushButton { background: #34c759; color: white; border-radius: 5px; padding: 4px 14px; }"
-                                          "QPushButton:disabled { background: #9bd8a9; }"));
+    export_->setStyleSheet(
+        QStringLiteral("QPushButton { background: #34c759; color: white; border-radius: 5px; padding: 4px 14px; }"
+                       "QPushButton:disabled { background: #9bd8a9; }"));
     row->addWidget(new QLabel(QStringLiteral("Format:")));
     row->addWidget(format_);
     row->addWidget(new QLabel(QStringLiteral("Sample Rate:")));
@@ -39,12 +40,10 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
     }
     row->addWidget(export_);
 
-    connect(format_, &QComboBox::currentIndexChanged, this, [this](int i) {
-        session_.setFormat(allExportFormats[static_cast<size_t>(i)]);
-    });
-    connect(rate_, &QComboBox::currentIndexChanged, this, [this](int i) {
-        session_.setSampleRate(allSampleRates[static_cast<size_t>(i)]);
-    });
+    connect(format_, &QComboBox::currentIndexChanged, this,
+            [this](int i) { session_.setFormat(allExportFormats[static_cast<size_t>(i)]); });
+    connect(rate_, &QComboBox::currentIndexChanged, this,
+            [this](int i) { session_.setSampleRate(allSampleRates[static_cast<size_t>(i)]); });
     connect(save_, &QPushButton::clicked, this, [this] {
         const QString path = dialogs_.chooseSettingsToSave(this);
         if (!path.isEmpty())

@@ -22,7 +22,8 @@ void FileTableModel::followList() {
     const size_t before = rows_.size(), after = next.size();
     const size_t common = static_cast<size_t>(
         std::mismatch(rows_.begin(), rows_.begin() + static_cast<std::ptrdiff_t>(std::min(before, after)), next.begin())
-            .first - rows_.begin());
+            .first -
+        rows_.begin());
     const auto sameFrom = [](auto a, auto aEnd, auto b) { return std::equal(a, aEnd, b); };
     const int k = static_cast<int>(common);
     if (before == after && common == before)
@@ -58,9 +59,9 @@ void FileTableModel::reindex() {
             watched_.erase(it);
         } else {
             kept.emplace(raw, connect(raw, &AudioFileItem::changed, this, [this, raw] {
-                if (const auto at = rowIndex_.find(raw); at != rowIndex_.end())
-                    emit dataChanged(index(at->second, 0), index(at->second, columnCount_ - 1));
-            }));
+                             if (const auto at = rowIndex_.find(raw); at != rowIndex_.end())
+                                 emit dataChanged(index(at->second, 0), index(at->second, columnCount_ - 1));
+                         }));
         }
     }
     for (const auto& [item, connection] : watched_)
@@ -160,8 +161,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
             return f->wouldClip() ? errorColor : (*h < 1.0 ? warningColor : goodColor);
         break;
     }
-    default:
-        break;
+    default: break;
     }
     return {};
 }

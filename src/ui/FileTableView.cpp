@@ -41,9 +41,9 @@ public:
         const QString name = index.data(Qt::DisplayRole).toString();
         const QVariant colour = index.data(Qt::ForegroundRole);
         const bool selected = option.state & QStyle::State_Selected;
-        painter->setPen(colour.isValid() ? (selected ? FileTableModel::onHighlight(colour.value<QColor>())
-                                                     : colour.value<QColor>())
-                                         : option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
+        painter->setPen(colour.isValid()
+                            ? (selected ? FileTableModel::onHighlight(colour.value<QColor>()) : colour.value<QColor>())
+                            : option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
         const QRect textRect(x, option.rect.top(), option.rect.right() - x, option.rect.height());
         const QString shown = option.fontMetrics.elidedText(name, Qt::ElideMiddle, textRect.width() - 40);
         painter->drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter, shown);
@@ -59,8 +59,8 @@ public:
     bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
                    const QModelIndex& index) override {
         int x = option.rect.left() + 4 + (index.data(FileTableModel::isAnalyzingRole).toBool() ? 20 : 0);
-        const QString shown = option.fontMetrics.elidedText(index.data().toString(), Qt::ElideMiddle,
-                                                            option.rect.right() - x - 40);
+        const QString shown =
+            option.fontMetrics.elidedText(index.data().toString(), Qt::ElideMiddle, option.rect.right() - x - 40);
         x += option.fontMetrics.horizontalAdvance(shown) + 6;
         for (const auto& [symbol, colour] : markers(index)) {
             (void)colour;
@@ -127,8 +127,10 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
     header->setMinimumSectionSize(80);
     // The figures keep their width; the name column gives way and elides.
     // The given widths, widened where this font needs more room for the title.
-    const std::pair<int, int> widths[] = {{FileTableModel::peak, 100}, {FileTableModel::correction, 120},
-                                          {FileTableModel::final, 100}, {FileTableModel::headroom, 100}};
+    const std::pair<int, int> widths[] = {{FileTableModel::peak, 100},
+                                          {FileTableModel::correction, 120},
+                                          {FileTableModel::final, 100},
+                                          {FileTableModel::headroom, 100}};
     for (const auto& [column, width] : widths) {
         const QString title = model_->headerData(column, Qt::Horizontal).toString();
         setColumnWidth(column, std::max(width, header->fontMetrics().horizontalAdvance(title) + 16));
@@ -185,8 +187,7 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
 
 void FileTableView::addControls(int first, int last) {
     for (int row = first; row <= last; ++row) {
-        setIndexWidget(model_->index(row, FileTableModel::correction),
-                       new CorrectionControl(model_->file(row), [this] {
+        setIndexWidget(model_->index(row, FileTableModel::correction), new CorrectionControl(model_->file(row), [this] {
                            if (onCorrectionChanged_)
                                onCorrectionChanged_();
                        }));
@@ -235,7 +236,8 @@ void FileTableView::paintEvent(QPaintEvent* event) {
     const int total = 28 + 8 + textHeight;
     const QRect area = viewport()->rect();
     const int top = area.center().y() - total / 2;
-    painter.drawPixmap(QRect(area.center().x() - 14, top, 28, 28), Icons::tinted(QStringLiteral("arrow.down.doc"), tertiary, 56));
+    painter.drawPixmap(QRect(area.center().x() - 14, top, 28, 28),
+                       Icons::tinted(QStringLiteral("arrow.down.doc"), tertiary, 56));
     painter.setPen(secondary);
     painter.drawText(QRect(area.left(), top + 36, area.width(), textHeight), Qt::AlignHCenter, text);
 }

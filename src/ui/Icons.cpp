@@ -4,10 +4,10 @@
 #include <QGraphicsDropShadowEffect>
 #include <QGuiApplication>
 #include <QHash>
-#include <QPalette>
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPalette>
 #include <QSvgRenderer>
 
 // The icons live in this static library; its resources must be registered by hand.

@@ -40,7 +40,8 @@ namespace {
 // a rounded rectangle costs more than everything inside it.
 QImage lensFrame(double width, double height, double ratio) {
     static QImage cached;
-    const QSize pixels(static_cast<int>(std::ceil((width + 2) * ratio)), static_cast<int>(std::ceil((height + 2) * ratio)));
+    const QSize pixels(static_cast<int>(std::ceil((width + 2) * ratio)),
+                       static_cast<int>(std::ceil((height + 2) * ratio)));
     if (cached.size() == pixels && cached.devicePixelRatio() == ratio)
         return cached;
     QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
@@ -67,9 +68,11 @@ void MagnifierOverlay::paint(QPainter& painter) const {
     painter.setRenderHint(QPainter::Antialiasing, true);
     QPainterPath frame;
     frame.addRoundedRect(QRectF(l.x0, l.y0, magnifierWidth, magnifierHeight), 6, 6);
-    painter.drawImage(QPointF(l.x0 - 1, l.y0 - 1), lensFrame(magnifierWidth, magnifierHeight, painter.device()->devicePixelRatioF()));
+    painter.drawImage(QPointF(l.x0 - 1, l.y0 - 1),
+                      lensFrame(magnifierWidth, magnifierHeight, painter.device()->devicePixelRatioF()));
     const WaveformEnvelope& env = data.envelope;
-    const int64_t buckets = std::min<int64_t>(env.bucketCount, static_cast<int64_t>(std::min(env.minValues.size(), env.maxValues.size())));
+    const int64_t buckets =
+        std::min<int64_t>(env.bucketCount, static_cast<int64_t>(std::min(env.minValues.size(), env.maxValues.size())));
     if (!(l.length > 0) || buckets <= 0 || !(duration > 0) || w <= 0 || h <= 0) {
         painter.restore();
         return;
@@ -89,7 +92,8 @@ void MagnifierOverlay::paint(QPainter& painter) const {
         if (k < 0 || k >= buckets)
             continue;
         const double gain = edited ? std::pow(10.0, offsetAt(t) / 20.0) : 1.0;
-        const double lo = env.minValues[static_cast<size_t>(k)] * gain, hi = env.maxValues[static_cast<size_t>(k)] * gain;
+        const double lo = env.minValues[static_cast<size_t>(k)] * gain,
+                     hi = env.maxValues[static_cast<size_t>(k)] * gain;
         const double x = l.left + i;
         spans.add(x, x + 1, mid - half * hi, std::max(mid - half * lo, mid - half * hi + 0.5));
     }
@@ -130,8 +134,8 @@ void MagnifierOverlay::paint(QPainter& painter) const {
         const double f = s.fadeDurationMs / 2000.0;
         const double zoneStart = s.timeSeconds - f, zoneEnd = s.timeSeconds + f;
         if (zoneEnd >= l.start && zoneStart <= l.end)
-            bands.push_back({l.xOfTime(std::max(zoneStart, l.start)), l.xOfTime(std::min(zoneEnd, l.end)), l.top, l.bottom,
-                             withAlpha(Qt::cyan, 0.25)});
+            bands.push_back({l.xOfTime(std::max(zoneStart, l.start)), l.xOfTime(std::min(zoneEnd, l.end)), l.top,
+                             l.bottom, withAlpha(Qt::cyan, 0.25)});
     }
     const auto line = [&](double x, double width, const QColor& color, double on = 0, double off = 0) {
         bands.push_back({x - width / 2, x + width / 2, l.top, l.bottom, color, on, off});

@@ -30,9 +30,9 @@ struct MagnifierOverlay {
 
     // Where the lens sits and which stretch of the file it shows.
     struct Lens {
-        double pointerTime;         // c: the time under the pointer, within the file
-        double start, end, length;  // a, b and s: the window shown, in seconds
-        double x0, y0;              // the lens's top-left corner
+        double pointerTime;              // c: the time under the pointer, within the file
+        double start, end, length;       // a, b and s: the window shown, in seconds
+        double x0, y0;                   // the lens's top-left corner
         double left, right, top, bottom; // the inner area; the time label sits below it
         double xOfTime(double t) const { return left + (right - left) * (t - start) / length; }
     };

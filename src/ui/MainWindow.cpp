@@ -39,9 +39,7 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
     });
 }
 
-void MainWindow::addCommandAfterAbout(QAction* command) {
-    help_->insertAction(help_->actions().value(1), command);
-}
+void MainWindow::addCommandAfterAbout(QAction* command) { help_->insertAction(help_->actions().value(1), command); }
 
 void MainWindow::showOnboarding() {
     if (findChild<OnboardingWizardView*>())
@@ -53,8 +51,7 @@ void MainWindow::showOnboarding() {
 }
 
 void MainWindow::showAbout() {
-    AboutDialog about(QCoreApplication::applicationVersion(),
-                      qApp->property("buildNumber").toString(), this);
+    AboutDialog about(QCoreApplication::applicationVersion(), qApp->property("buildNumber").toString(), this);
     about.exec();
 }
 

@@ -21,8 +21,8 @@ class MainWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    MainWindow(AppState& state, Dialogs dialogs = Dialogs::standard(),
-               std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
+    MainWindow(AppState& state, Dialogs dialogs = Dialogs::standard(), std::unique_ptr<AudioOutput> output = nullptr,
+               QWidget* parent = nullptr);
 
     ContentView* content() const { return content_; }
     // The export of this window's list: its choices and its runs.

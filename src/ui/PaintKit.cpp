@@ -17,7 +17,9 @@ QString textColourStyle(const QColor& c) {
     return QStringLiteral("color: rgba(%1, %2, %3, %4)").arg(c.red()).arg(c.green()).arg(c.blue()).arg(c.alpha());
 }
 
-QString secondaryTextStyle(const QPalette& palette) { return textColourStyle(palette.color(QPalette::PlaceholderText)); }
+QString secondaryTextStyle(const QPalette& palette) {
+    return textColourStyle(palette.color(QPalette::PlaceholderText));
+}
 
 QColor withAlpha(QColor color, double alpha) {
     color.setAlphaF(static_cast<float>(alpha));
@@ -72,7 +74,8 @@ QRgb over(QRgb src, QRgb dst) {
         return (t + (t >> 8)) >> 8;
     };
     return qRgba(static_cast<int>(qRed(src) + scaled(qRed(dst))), static_cast<int>(qGreen(src) + scaled(qGreen(dst))),
-                 static_cast<int>(qBlue(src) + scaled(qBlue(dst))), static_cast<int>(qAlpha(src) + scaled(qAlpha(dst))));
+                 static_cast<int>(qBlue(src) + scaled(qBlue(dst))),
+                 static_cast<int>(qAlpha(src) + scaled(qAlpha(dst))));
 }
 
 // Composites `band` over `layer`, whose top-left corner is at `origin` (points).
@@ -109,7 +112,8 @@ void paintBand(QImage& layer, QPointF origin, double ratio, const VerticalBand& 
             continue;
         auto* pixel = reinterpret_cast<QRgb*>(bits + y * stride) + firstColumn;
         for (size_t c = 0; c < columns.size(); ++c, ++pixel) {
-            const QRgb src = row >= 1.0 ? fullRow[c] : premultiplied(band.color, band.color.alphaF() * columns[c] * row);
+            const QRgb src =
+                row >= 1.0 ? fullRow[c] : premultiplied(band.color, band.color.alphaF() * columns[c] * row);
             *pixel = over(src, *pixel);
         }
     }
@@ -203,8 +207,8 @@ std::vector<CurvePoint> visiblePoints(const std::vector<CurvePoint>& all) {
                 bottom = k;
         }
         for (size_t k = i; k < end; ++k) {
-            const bool changes = (k > 0 && all[k - 1].quiet != all[k].quiet) ||
-                                 (k + 1 < all.size() && all[k + 1].quiet != all[k].quiet);
+            const bool changes =
+                (k > 0 && all[k - 1].quiet != all[k].quiet) || (k + 1 < all.size() && all[k + 1].quiet != all[k].quiet);
             if (k == i || k == end - 1 || k == top || k == bottom || changes)
                 kept.push_back(all[k]);
         }
@@ -240,8 +244,8 @@ void SpanLayer::addSplitCurve(const std::vector<CurvePoint>& all, const QColor& 
 void SpanLayer::draw(QPainter& painter) const {
     if (entries_.empty())
         return;
-    QImage layer(static_cast<int>(std::lround(area_.width() * ratio_)), static_cast<int>(std::lround(area_.height() * ratio_)),
-                 QImage::Format_ARGB32_Premultiplied);
+    QImage layer(static_cast<int>(std::lround(area_.width() * ratio_)),
+                 static_cast<int>(std::lround(area_.height() * ratio_)), QImage::Format_ARGB32_Premultiplied);
     layer.fill(Qt::transparent);
     layer.setDevicePixelRatio(ratio_);
     for (const Entry& e : entries_) {
@@ -265,8 +269,9 @@ void strokeSplitCurve(QPainter& painter, const std::vector<CurvePoint>& points, 
             bottom = std::max(bottom, p.at.y());
         }
         const double left = std::min(points.front().at.x(), points.back().at.x());
-        SpanLayer layer(QRectF(left - width - 1, top - width - 1, std::abs(span) + 2 * width + 2, bottom - top + 2 * width + 2),
-                        painter.device()->devicePixelRatioF());
+        SpanLayer layer(
+            QRectF(left - width - 1, top - width - 1, std::abs(span) + 2 * width + 2, bottom - top + 2 * width + 2),
+            painter.device()->devicePixelRatioF());
         layer.addSplitCurve(points, normal, quiet, width, opacity);
         layer.draw(painter);
         return;

@@ -85,8 +85,8 @@ public:
     ColumnSpans& add(const QColor& color, double opacity = 1.0);
     void addBand(const VerticalBand& band);
     // The polyline through `points` as strokeSplitCurve draws it, as runs.
-    void addSplitCurve(const std::vector<CurvePoint>& points, const QColor& normal, const QColor& quiet,
-                       double width, double opacity = 1.0);
+    void addSplitCurve(const std::vector<CurvePoint>& points, const QColor& normal, const QColor& quiet, double width,
+                       double opacity = 1.0);
     void draw(QPainter& painter) const;
 
 private:

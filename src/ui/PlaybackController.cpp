@@ -90,5 +90,6 @@ QString PlaybackController::timeString() const {
     const AudioFileItemPtr file = state_.selectedFile();
     if (!file || !file->analysis())
         return QStringLiteral("0:00.0 / 0:00.0");
-    return TimeText::playhead(engine_.currentTime()) + QStringLiteral(" / ") + TimeText::playhead(file->analysis()->duration);
+    return TimeText::playhead(engine_.currentTime()) + QStringLiteral(" / ") +
+           TimeText::playhead(file->analysis()->duration);
 }

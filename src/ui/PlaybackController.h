@@ -35,7 +35,6 @@ public:
     void chooseOutputDevice(uint32_t deviceID);
     uint32_t selectedDeviceID() const { return selectedDeviceID_; }
 
-
 private:
     AppState& state_;
     AudioPlaybackEngine& engine_;

@@ -1,8 +1,8 @@
 #include "ui/PlaybackControlsView.h"
 
-#include "ui/PaintKit.h"
 #include "playback/AudioDeviceManager.h"
 #include "ui/Icons.h"
+#include "ui/PaintKit.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>
@@ -12,8 +12,8 @@
 #include <QStyle>
 #include <QToolButton>
 
-PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine& engine,
-                                           PlaybackController& controller, QWidget* parent)
+PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine& engine, PlaybackController& controller,
+                                           QWidget* parent)
     : QWidget(parent), state_(state), engine_(engine), controller_(controller), play_(new QPushButton),
       stop_(new QPushButton(QStringLiteral("Stop"))), time_(new QLabel), devices_(new QComboBox) {
     auto* row = new QHBoxLayout(this);
@@ -62,9 +62,8 @@ PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine&
             engine_.stop();
     });
     connect(refreshButton, &QToolButton::clicked, this, &PlaybackControlsView::refreshDevices);
-    connect(devices_, &QComboBox::activated, this, [this](int index) {
-        controller_.chooseOutputDevice(devices_->itemData(index).toUInt());
-    });
+    connect(devices_, &QComboBox::activated, this,
+            [this](int index) { controller_.chooseOutputDevice(devices_->itemData(index).toUInt()); });
     for (auto signal : {&AudioPlaybackEngine::isPlayingChanged, &AudioPlaybackEngine::isPausedChanged,
                         &AudioPlaybackEngine::currentTimeChanged})
         connect(&engine_, signal, this, &PlaybackControlsView::refresh);
@@ -89,7 +88,8 @@ void PlaybackControlsView::refresh() {
     play_->setIcon(style()->standardIcon(playing ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
     // A file analysed later enables Play through its change signal.
     if (const AudioFileItemPtr file = state_.selectedFile())
-        connect(file.get(), &AudioFileItem::analysisChanged, this, &PlaybackControlsView::refresh, Qt::UniqueConnection);
+        connect(file.get(), &AudioFileItem::analysisChanged, this, &PlaybackControlsView::refresh,
+                Qt::UniqueConnection);
     play_->setEnabled(controller_.canPlay() || engine_.isPaused());
     stop_->setEnabled(playing || engine_.isPaused());
     time_->setText(controller_.timeString());

@@ -94,9 +94,7 @@ void SegmentEditOverlay::change(const Context& c, QPointF p, QPointF start, Qt::
     }
     magnifierPosition_ = p;
     switch (dragType_) {
-    case DragType::separator:
-        emitAction(c, A::MoveSeparator{dragSeparatorID_, timeAt(c, p.x())});
-        break;
+    case DragType::separator: emitAction(c, A::MoveSeparator{dragSeparatorID_, timeAt(c, p.x())}); break;
     case DragType::gain: {
         if (std::abs(p.y() - dragStartY_) < gainDragThreshold && !dragBeganFired_)
             break;
@@ -106,21 +104,22 @@ void SegmentEditOverlay::change(const Context& c, QPointF p, QPointF start, Qt::
             dragStartY_ = p.y(); // no jump by the threshold
         }
         const double perPoint = -gainDragRangeDB / (3 * c.geometry.plotH());
-        const double gain = std::clamp(dragStartGain_ + (p.y() - dragStartY_) * perPoint, -maximumGainDB, maximumGainDB);
+        const double gain =
+            std::clamp(dragStartGain_ + (p.y() - dragStartY_) * perPoint, -maximumGainDB, maximumGainDB);
         emitAction(c, A::SetSegmentGain{dragSegmentIndex_, gain});
         break;
     }
     case DragType::fadeDuration: {
         const auto& seps = c.edits.separators();
-        const auto s = std::find_if(seps.begin(), seps.end(), [&](const Separator& x) { return x.id == dragSeparatorID_; });
+        const auto s =
+            std::find_if(seps.begin(), seps.end(), [&](const Separator& x) { return x.id == dragSeparatorID_; });
         if (s == seps.end() || c.geometry.plotW() <= 0)
             break;
         const double dx = std::max(p.x() - c.geometry.xOfTime(s->timeSeconds, c.data.duration), 0.0);
         emitAction(c, A::SetFadeDuration{s->id, c.data.duration * dx / c.geometry.plotW() * 2000.0});
         break;
     }
-    case DragType::none:
-        break;
+    case DragType::none: break;
     }
 }
 
@@ -153,8 +152,7 @@ void SegmentEditOverlay::leave() {
 }
 
 bool SegmentEditOverlay::showMagnifier() const {
-    return magnifierPosition_ &&
-           (cmdHeld_ || dragType_ == DragType::separator || dragType_ == DragType::fadeDuration);
+    return magnifierPosition_ && (cmdHeld_ || dragType_ == DragType::separator || dragType_ == DragType::fadeDuration);
 }
 
 std::vector<SegmentEditOverlay::MenuItem> SegmentEditOverlay::contextMenu(const Context& c) const {
@@ -175,8 +173,8 @@ std::vector<SegmentEditOverlay::MenuItem> SegmentEditOverlay::contextMenu(const 
     return items;
 }
 
-std::optional<Qt::CursorShape> editModeCursor(QPointF hover, const std::vector<Separator>& separators,
-                                              double duration, const PlotGeometry& g) {
+std::optional<Qt::CursorShape> editModeCursor(QPointF hover, const std::vector<Separator>& separators, double duration,
+                                              const PlotGeometry& g) {
     if (hover.x() < g.marginLeft || hover.x() > g.marginLeft + g.plotW())
         return std::nullopt;
     if (duration > 0) {

@@ -85,5 +85,5 @@ private:
 // The pointer shape in edit mode with the pointer at `hover`: left-right
 // arrows within 7 points of a separator or 10 of its fade handle, up-down
 // arrows elsewhere over the plot's width, none (the normal pointer) outside it.
-std::optional<Qt::CursorShape> editModeCursor(QPointF hover, const std::vector<Separator>& separators,
-                                              double duration, const PlotGeometry& geometry);
+std::optional<Qt::CursorShape> editModeCursor(QPointF hover, const std::vector<Separator>& separators, double duration,
+                                              const PlotGeometry& geometry);

@@ -141,8 +141,10 @@ void drawModifiedCurve(QPainter& painter, SpanLayer& layer, const AnalysisResult
     ColumnSpans& quieter = layer.add(quieterColor, shadingOpacity);
     for (size_t i = 0; i + 1 < ghost.size(); ++i) {
         if (const int sign = differenceSign(ghost, modified, i)) {
-            const double top = std::min({ghost[i].at.y(), ghost[i + 1].at.y(), modified[i].at.y(), modified[i + 1].at.y()});
-            const double bottom = std::max({ghost[i].at.y(), ghost[i + 1].at.y(), modified[i].at.y(), modified[i + 1].at.y()});
+            const double top =
+                std::min({ghost[i].at.y(), ghost[i + 1].at.y(), modified[i].at.y(), modified[i + 1].at.y()});
+            const double bottom =
+                std::max({ghost[i].at.y(), ghost[i + 1].at.y(), modified[i].at.y(), modified[i + 1].at.y()});
             (sign > 0 ? louder : quieter).add(ghost[i].at.x(), ghost[i + 1].at.x(), top, bottom);
         }
     }
@@ -151,8 +153,7 @@ void drawModifiedCurve(QPainter& painter, SpanLayer& layer, const AnalysisResult
 
 } // namespace
 
-void paint(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot& edits,
-           const PlotGeometry& g) {
+void paint(QPainter& painter, const AnalysisResult& data, const SegmentEditSnapshot& edits, const PlotGeometry& g) {
     if (!g.isDrawable())
         return;
     painter.save();

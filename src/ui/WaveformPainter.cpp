@@ -3,8 +3,8 @@
 #include "ui/PaintKit.h"
 
 #include "editing/SegmentEditModel.h"
-#include "io/TimeText.h"
 #include "editing/SegmentGainEvaluation.h"
+#include "io/TimeText.h"
 
 #include <QFontDatabase>
 #include <QFontMetricsF>
@@ -19,16 +19,15 @@ namespace {
 
 using namespace PaintKit;
 
-bool editsApply(const SegmentEditSnapshot* edits) {
-    return edits && SegmentEditModel::hasEdits(*edits);
-}
+bool editsApply(const SegmentEditSnapshot* edits) { return edits && SegmentEditModel::hasEdits(*edits); }
 
 // One run per plot column from the lowest to the highest sample of its
 // buckets, scaled by the segment gains in edit mode.
 void addEnvelope(SpanLayer& layer, const AnalysisResult& data, const SegmentEditSnapshot* edits,
                  const PlotGeometry& g) {
     const WaveformEnvelope& env = data.envelope;
-    const int64_t buckets = std::min<int64_t>(env.bucketCount, static_cast<int64_t>(std::min(env.minValues.size(), env.maxValues.size())));
+    const int64_t buckets =
+        std::min<int64_t>(env.bucketCount, static_cast<int64_t>(std::min(env.minValues.size(), env.maxValues.size())));
     const auto columns = static_cast<int64_t>(g.plotW());
     if (buckets <= 0 || columns <= 0)
         return;
@@ -49,7 +48,8 @@ void addEnvelope(SpanLayer& layer, const AnalysisResult& data, const SegmentEdit
         const auto first = static_cast<int64_t>(step * static_cast<double>(c));
         if (first >= buckets || c >= columns)
             break;
-        const int64_t last = std::max(first + 1, std::min(static_cast<int64_t>(step * static_cast<double>(c + 1)), buckets));
+        const int64_t last =
+            std::max(first + 1, std::min(static_cast<int64_t>(step * static_cast<double>(c + 1)), buckets));
         float lo = env.minValues[static_cast<size_t>(first)], hi = env.maxValues[static_cast<size_t>(first)];
         for (int64_t b = first + 1; b < last; ++b) {
             lo = std::min(lo, env.minValues[static_cast<size_t>(b)]);
@@ -76,7 +76,8 @@ void paintCurve(QPainter& painter, const AnalysisResult& data, const PlotGeometr
     const WholeFileCurve curve = wholeFileCurve(data);
     std::vector<CurvePoint> points(curve.times.size());
     for (size_t i = 0; i < points.size(); ++i)
-        points[i] = {QPointF(g.xOfTime(curve.times[i], data.duration), g.yOfLUFS(curve.lufs[i])), curve.lufs[i] < softBelow};
+        points[i] = {QPointF(g.xOfTime(curve.times[i], data.duration), g.yOfLUFS(curve.lufs[i])),
+                     curve.lufs[i] < softBelow};
     strokeSplitCurve(painter, points, curveColor, softCurveColor, 2.0);
 }
 
@@ -176,7 +177,9 @@ void paintForeground(QPainter& painter, const AnalysisResult& data, const Segmen
     for (int v = -60; v <= 0; v += 10) {
         const QString text = QString::number(v);
         const double y = g.yOfLUFS(v);
-        painter.drawText(QPointF(g.marginLeft / 2 - small.horizontalAdvance(text), y + (small.ascent() - small.descent()) / 2), text);
+        painter.drawText(
+            QPointF(g.marginLeft / 2 - small.horizontalAdvance(text), y + (small.ascent() - small.descent()) / 2),
+            text);
     }
 
     // 8. Centre line, 9. plot frame.
@@ -221,8 +224,8 @@ namespace {
 // the segment offset there in edit mode.
 std::optional<std::pair<double, double>> readOut(const AnalysisResult& data, double hoverX,
                                                  const SegmentEditSnapshot* edits, const PlotGeometry& g) {
-    if (hoverX < g.marginLeft || hoverX > g.width - g.marginRight || data.times.empty() ||
-        data.duration <= 0 || data.loudnessCurve.size() != data.times.size())
+    if (hoverX < g.marginLeft || hoverX > g.width - g.marginRight || data.times.empty() || data.duration <= 0 ||
+        data.loudnessCurve.size() != data.times.size())
         return std::nullopt;
     const double t = g.timeAtX(hoverX, data.duration);
     size_t nearest = 0;
@@ -238,8 +241,7 @@ std::optional<std::pair<double, double>> readOut(const AnalysisResult& data, dou
 
 } // namespace
 
-QString hoverText(const AnalysisResult& data, double hoverX, const SegmentEditSnapshot* edits,
-                  const PlotGeometry& g) {
+QString hoverText(const AnalysisResult& data, double hoverX, const SegmentEditSnapshot* edits, const PlotGeometry& g) {
     const auto value = readOut(data, hoverX, edits, g);
     if (!value)
         return QString();

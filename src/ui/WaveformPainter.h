@@ -41,8 +41,8 @@ void paintForeground(QPainter& painter, const AnalysisResult& data, const Segmen
 void paintPlayhead(QPainter& painter, double playheadTime, double duration, const PlotGeometry& geometry);
 
 // The read-out under the pointer at `hover`; `edits` in edit mode.
-void paintHover(QPainter& painter, const AnalysisResult& data, QPointF hover,
-                const SegmentEditSnapshot* edits, const PlotGeometry& geometry);
+void paintHover(QPainter& painter, const AnalysisResult& data, QPointF hover, const SegmentEditSnapshot* edits,
+                const PlotGeometry& geometry);
 
 // "1:05.3  -14.2 LUFS" for a pointer at x; empty outside the plot or
 // without a curve.

@@ -6,9 +6,9 @@
 #include "ui/WaveformPainter.h"
 
 #include <QAbstractButton>
+#include <QContextMenuEvent>
 #include <QFrame>
 #include <QHBoxLayout>
-#include <QContextMenuEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QMouseEvent>
@@ -53,7 +53,8 @@ protected:
             p.setPen(Qt::NoPen);
             p.setBrush(content);
             p.drawEllipse(glyph);
-            p.drawPixmap(glyph.adjusted(3, 3, -3, -3), Icons::tinted(QStringLiteral("scissors"), QColor(30, 31, 36), 18));
+            p.drawPixmap(glyph.adjusted(3, 3, -3, -3),
+                         Icons::tinted(QStringLiteral("scissors"), QColor(30, 31, 36), 18));
         } else {
             p.drawPixmap(glyph, Icons::tinted(QStringLiteral("scissors"), content, 30));
         }
@@ -62,7 +63,8 @@ protected:
         f.setWeight(QFont::Medium);
         p.setFont(f);
         p.setPen(content);
-        p.drawText(QRect(6 + 15 + 3, 0, width() - 24, height()), Qt::AlignVCenter | Qt::AlignLeft, QStringLiteral("Edit"));
+        p.drawText(QRect(6 + 15 + 3, 0, width() - 24, height()), Qt::AlignVCenter | Qt::AlignLeft,
+                   QStringLiteral("Edit"));
     }
 
 private:
@@ -142,8 +144,9 @@ WaveformView::WaveformView(QWidget* parent)
     header->addStretch();
     header->addWidget(close);
     column->addLayout(header);
-    const QStringList icons = {"plus.circle", "arrow.up.arrow.down", "arrow.left.arrow.right", "minus.circle",
-                               "arrow.counterclockwise", "triangle.bottomhalf.filled", "magnifyingglass"};
+    const QStringList icons = {"plus.circle",    "arrow.up.arrow.down",    "arrow.left.arrow.right",
+                               "minus.circle",   "arrow.counterclockwise", "triangle.bottomhalf.filled",
+                               "magnifyingglass"};
     const QStringList lines = helpLines();
     const QColor secondary = palette().color(QPalette::PlaceholderText);
     for (qsizetype i = 0; i < lines.size(); ++i) {
@@ -189,7 +192,6 @@ void WaveformView::setPlayheadTime(double seconds) {
 PlotGeometry WaveformView::plotGeometry() const {
     return PlotGeometry{static_cast<double>(width()), static_cast<double>(height())};
 }
-
 
 bool WaveformView::isEditMode() const { return file_ && file_->isEditMode(); }
 
@@ -241,8 +243,9 @@ void WaveformView::syncOverlay() {
 void WaveformView::applyCursor() {
     const AnalysisResult* data = analysis();
     const std::optional<Qt::CursorShape> shape =
-        overlay_ && hover_ && data ? editModeCursor(*hover_, file_->segmentEdits().separators(), data->duration, plotGeometry())
-                                   : std::nullopt;
+        overlay_ && hover_ && data
+            ? editModeCursor(*hover_, file_->segmentEdits().separators(), data->duration, plotGeometry())
+            : std::nullopt;
     if (shape)
         setCursor(*shape);
     else
@@ -290,8 +293,16 @@ void WaveformView::paintEvent(QPaintEvent*) {
     const PlotGeometry g = plotGeometry();
     const bool editMode = isEditMode();
     const SegmentEditSnapshot edits = editMode ? file_->segmentEdits().snapshot() : SegmentEditSnapshot{};
-    StaticKey key{data->envelope.bucketCount, data->curveWindowSec, data->windowStart, data->peakLUFS,
-                  data->duration, size(), devicePixelRatioF(), editMode, edits.separators, edits.segmentGains};
+    StaticKey key{data->envelope.bucketCount,
+                  data->curveWindowSec,
+                  data->windowStart,
+                  data->peakLUFS,
+                  data->duration,
+                  size(),
+                  devicePixelRatioF(),
+                  editMode,
+                  edits.separators,
+                  edits.segmentGains};
     if (!staticKey_ || !(*staticKey_ == key)) {
         const auto blank = [&] {
             QPixmap pixmap(size() * devicePixelRatioF());

@@ -1,8 +1,8 @@
 #include "analysis/AnalysisErrors.h"
-#include "support/AnalysisSupport.h"
 #include "analysis/AudioLoader.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "analysis/SignalMeasurement.h"
+#include "support/AnalysisSupport.h"
 #include "support/AudioFixtures.h"
 
 #include <QTemporaryDir>
@@ -68,11 +68,9 @@ TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {
         EXPECT_EQ(streamed.peakLUFS, whole.peakLUFS);
     }
     // A short 16-bit file one frame at a time.
-    writeAudio(path("short.wav"), {noise(4, 0.5, 9000), noise(5, 0.5, 9000)}, 8000,
-               SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    writeAudio(path("short.wav"), {noise(4, 0.5, 9000), noise(5, 0.5, 9000)}, 8000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     const support::MonoAudio shortMono = support::loadMono(path("short.wav"));
-    EXPECT_TRUE(LoudnessAnalyzer::analyze(path("short.wav"), 1) ==
-                support::analyzeSamples(shortMono.samples, 8000));
+    EXPECT_TRUE(LoudnessAnalyzer::analyze(path("short.wav"), 1) == support::analyzeSamples(shortMono.samples, 8000));
 }
 
 TEST_F(AnalyzerTest, TwentySecondsTakesTheWindowPathAndShorterFilesTheWhole) {
@@ -81,17 +79,14 @@ TEST_F(AnalyzerTest, TwentySecondsTakesTheWindowPathAndShorterFilesTheWhole) {
     const AnalysisResult r20 = LoudnessAnalyzer::analyze(path("20.wav"));
     EXPECT_EQ(r20.windowStart, 0.0);
     EXPECT_EQ(r20.windowEnd, 20.0);
-    EXPECT_EQ(r20.peakLUFS,
-              LoudnessAnalyzer::findLoudest20s(r20.energy, 48000, 48000 * 20).peakLUFS);
+    EXPECT_EQ(r20.peakLUFS, LoudnessAnalyzer::findLoudest20s(r20.energy, 48000, 48000 * 20).peakLUFS);
 
-    writeMonoWav(path("19.9.wav"), std::vector<float>(s.begin(), s.begin() + 48000 * 199 / 10),
-                 48000);
+    writeMonoWav(path("19.9.wav"), std::vector<float>(s.begin(), s.begin() + 48000 * 199 / 10), 48000);
     const AnalysisResult r199 = LoudnessAnalyzer::analyze(path("19.9.wav"));
     EXPECT_EQ(r199.windowStart, 0.0);
     EXPECT_DOUBLE_EQ(r199.windowEnd, 19.9);
     EXPECT_EQ(r199.windowEnd, r199.duration);
-    EXPECT_EQ(r199.peakLUFS,
-              LoudnessAnalyzer::gatedLoudness(r199.energy, 0, r199.totalSamples, 48000));
+    EXPECT_EQ(r199.peakLUFS, LoudnessAnalyzer::gatedLoudness(r199.energy, 0, r199.totalSamples, 48000));
     // The gates drop the 15 s of silence: the figure is the noise's own level.
     EXPECT_GT(r20.peakLUFS,
               LoudnessAnalyzer::loudnessOfMeanSquare(r20.energy.sumAt(r20.totalSamples) / (48000 * 20)) + 5.0);
@@ -106,8 +101,7 @@ TEST_F(AnalyzerTest, SilenceAndCancellingChannels) {
     EXPECT_EQ(r.peakDBFS, -120.0);
     EXPECT_EQ(r.peakLUFS, -70.0);
     ASSERT_FALSE(r.loudnessCurve.empty());
-    EXPECT_TRUE(std::all_of(r.loudnessCurve.begin(), r.loudnessCurve.end(),
-                            [](double v) { return v == -70.0; }));
+    EXPECT_TRUE(std::all_of(r.loudnessCurve.begin(), r.loudnessCurve.end(), [](double v) { return v == -70.0; }));
     EXPECT_EQ(r.envelope.maxValues, std::vector<float>(2000, 0.0f));
 }
 
@@ -129,8 +123,7 @@ TEST_F(AnalyzerTest, EmptyFilesAreRejected) {
 }
 
 TEST_F(AnalyzerTest, QuietStretchIsASoftPassage) {
-    const auto s =
-        concat({noise(1, 0.5, 48000 * 30), noise(2, 0.01, 48000 * 20), noise(3, 0.5, 48000 * 30)});
+    const auto s = concat({noise(1, 0.5, 48000 * 30), noise(2, 0.01, 48000 * 20), noise(3, 0.5, 48000 * 30)});
     writeMonoWav(path("soft.wav"), s, 48000);
     const AnalysisResult r = LoudnessAnalyzer::analyze(path("soft.wav"));
     const auto passages = r.softPassageRanges();
@@ -146,8 +139,8 @@ TEST_F(AnalyzerTest, StridedSumsGiveThePerSampleFiguresAtEveryRate) {
     for (int64_t rate : {8000, 11025, 22050, 44100, 48000, 88200, 96000, 192000}) {
         const int64_t stride = EnergyPrefix::strideFor(rate);
         for (int64_t length : {rate * 20, rate * 199 / 10, stride + 1, rate * 23 + 123}) {
-            const std::vector<float> s = concat({noise(static_cast<uint32_t>(rate), 0.4, length / 2),
-                                                 sine(440.0, 0.2, rate, length - length / 2)});
+            const std::vector<float> s = concat(
+                {noise(static_cast<uint32_t>(rate), 0.4, length / 2), sine(440.0, 0.2, rate, length - length / 2)});
             SignalMeasurement strided(length, rate), perSample(length, rate, 1);
             strided.add(s.data(), length / 3);
             strided.add(s.data() + length / 3, length - length / 3);

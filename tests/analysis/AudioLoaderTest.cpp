@@ -3,8 +3,8 @@
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/FFmpegDecode.h"
-#include "io/FFmpegLocator.h"
 #include "analysis/LoudnessAnalyzer.h"
+#include "io/FFmpegLocator.h"
 #include "io/TemporaryFile.h"
 #include "support/AudioFixtures.h"
 
@@ -25,9 +25,7 @@ namespace {
 // decoder's leftovers, if any, can be seen.
 class TempDirGuard {
 public:
-    explicit TempDirGuard(const QString& dir) : old_(qgetenv("TMPDIR")) {
-        qputenv("TMPDIR", dir.toUtf8());
-    }
+    explicit TempDirGuard(const QString& dir) : old_(qgetenv("TMPDIR")) { qputenv("TMPDIR", dir.toUtf8()); }
     ~TempDirGuard() { qputenv("TMPDIR", old_); }
 
 private:
@@ -75,8 +73,7 @@ TEST_F(AudioLoaderTest, MonoIsUnchangedAndChannelsAreAveraged) {
     EXPECT_EQ(raw.channels[1], b);
 
     // Integer files come out scaled to [-1, 1).
-    writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000,
-               SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     EXPECT_EQ(support::loadMono(path("int16.wav")).samples, std::vector<float>(100, 0.5f));
 }
 
@@ -90,8 +87,8 @@ TEST_F(AudioLoaderTest, ZeroFramesIsAnEmptyFile) {
 TEST_F(AudioLoaderTest, EveryFormatMeasuresAsTheWavFFmpegDecodesItTo) {
     // Correlated stereo (both channels alike), where adding the channels
     // instead of averaging them would read 3 dB too loud.
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=25:c=pink:r=44100:a=0.2:seed=7,lowpass=9000",
-                           "-ac", "2", "-c:a", "pcm_f32le", path("music.wav")}));
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=25:c=pink:r=44100:a=0.2:seed=7,lowpass=9000", "-ac", "2",
+                           "-c:a", "pcm_f32le", path("music.wav")}));
     const AnalysisResult original = LoudnessAnalyzer::analyze(path("music.wav"));
     for (const char* extension : {"m4a", "mp3", "ogg", "opus"}) {
         const QString encoded = path(QStringLiteral("music.%1").arg(extension));
@@ -118,9 +115,10 @@ TEST_F(AudioLoaderTest, FallbackKeepsChannelsAndAverages) {
     qputenv("PATH", (bin.path() + ":" + oldPath).toUtf8());
     writeScript(bin.path(), "ffmpeg",
                 QStringLiteral("for a; do shift; set -- \"$@\" \"${a%.odd}\"; done\n"
-                               "exec '%1' \"$@\"").arg(FFmpegLocator::find(FFmpegSearchPlaces{})));
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=5:c=pink:r=48000:a=0.2", "-ac", "2", "-c:a",
-                           "pcm_f32le", "-f", "wav", path("music")}));
+                               "exec '%1' \"$@\"")
+                    .arg(FFmpegLocator::find(FFmpegSearchPlaces{})));
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=5:c=pink:r=48000:a=0.2", "-ac", "2", "-c:a", "pcm_f32le",
+                           "-f", "wav", path("music")}));
     QFile odd(path("music.odd"));
     ASSERT_TRUE(odd.open(QIODevice::WriteOnly) && odd.write("not audio\n") > 0);
     odd.close();
@@ -134,10 +132,33 @@ TEST_F(AudioLoaderTest, FallbackKeepsChannelsAndAverages) {
 
 TEST_F(AudioLoaderTest, StreamsAreChosenAndBrokenPacketsSkipped) {
     // Video with two audio streams, the second marked as the default one.
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "testsrc=d=3:s=64x48", "-f", "lavfi", "-i", "sine=f=440:d=3",
-                           "-f", "lavfi", "-i", "sine=f=440:d=3,volume=0.5", "-map", "0", "-map", "1", "-map", "2",
-                           "-disposition:a:0", "0", "-disposition:a:1", "default", "-c:a", "flac", "-strict",
-                           "-2", path("clip.mp4")}));
+    ASSERT_TRUE(runFFmpeg({"-f",
+                           "lavfi",
+                           "-i",
+                           "testsrc=d=3:s=64x48",
+                           "-f",
+                           "lavfi",
+                           "-i",
+                           "sine=f=440:d=3",
+                           "-f",
+                           "lavfi",
+                           "-i",
+                           "sine=f=440:d=3,volume=0.5",
+                           "-map",
+                           "0",
+                           "-map",
+                           "1",
+                           "-map",
+                           "2",
+                           "-disposition:a:0",
+                           "0",
+                           "-disposition:a:1",
+                           "default",
+                           "-c:a",
+                           "flac",
+                           "-strict",
+                           "-2",
+                           path("clip.mp4")}));
     EXPECT_NEAR(LoudnessAnalyzer::analyze(path("clip.mp4")).peakDBFS, 20 * std::log10(0.125 * 0.5), 0.01);
     ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "testsrc=d=1:s=64x48", path("silent film.mp4")}));
     const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(path("silent film.mp4")); });
@@ -177,12 +198,11 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
     const QString argsFile = bin.filePath("args.txt");
     // Stands in for ffmpeg: records its arguments, floods standard error, then
     // lets the real ffmpeg do the work.
-    const QString recorder =
-        writeScript(bin.path(), "recording-ffmpeg",
-                    QStringLiteral("printf '%s\\n' \"$@\" > '%1'\n"
-                                   "head -c 3000000 /dev/zero | tr '\\0' x >&2\n"
-                                   "exec ffmpeg -nostdin -v error \"$@\"")
-                        .arg(argsFile));
+    const QString recorder = writeScript(bin.path(), "recording-ffmpeg",
+                                         QStringLiteral("printf '%s\\n' \"$@\" > '%1'\n"
+                                                        "head -c 3000000 /dev/zero | tr '\\0' x >&2\n"
+                                                        "exec ffmpeg -nostdin -v error \"$@\"")
+                                             .arg(argsFile));
     {
         FFmpegDecodedFile decoded(path("src.wav"), recorder);
         const QString tmp = decoded.path();
@@ -197,8 +217,8 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
     QFile args(argsFile);
     ASSERT_TRUE(args.open(QIODevice::ReadOnly));
     EXPECT_EQ(QString::fromUtf8(args.readAll()).split('\n', Qt::SkipEmptyParts),
-              (FFmpegLocator::quietArguments + QStringList{"-i", path("src.wav"), "-f", "wav", "-acodec",
-                                                           "pcm_f32le", "-ar", "48000", "-"}));
+              (FFmpegLocator::quietArguments +
+               QStringList{"-i", path("src.wav"), "-f", "wav", "-acodec", "pcm_f32le", "-ar", "48000", "-"}));
 
     const QString silent = writeScript(bin.path(), "silent-ffmpeg", "exit 0");
     EXPECT_EQ(loaderError([&] { FFmpegDecodedFile d(path("src.wav"), silent); }).description(),
@@ -235,8 +255,6 @@ TEST_F(AudioLoaderTest, FilesOf2To32FramesAreRejected) {
 
     const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(big); });
     EXPECT_EQ(e.kind(), AudioLoaderError::Kind::tooLong);
-    EXPECT_EQ(e.description(),
-              "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
-    EXPECT_EQ(loaderError([&] { support::loadMono(big); }).kind(),
-              AudioLoaderError::Kind::tooLong);
+    EXPECT_EQ(e.description(), "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
+    EXPECT_EQ(loaderError([&] { support::loadMono(big); }).kind(), AudioLoaderError::Kind::tooLong);
 }

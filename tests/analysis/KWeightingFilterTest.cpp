@@ -1,6 +1,6 @@
 #include "analysis/KWeightingFilter.h"
-#include "support/AnalysisSupport.h"
 #include "analysis/LoudnessAnalyzer.h"
+#include "support/AnalysisSupport.h"
 
 #include "support/AudioFixtures.h"
 
@@ -34,9 +34,10 @@ TEST(KWeightingFilter, MusicMeasuresTheSameAtEveryRate) {
         const double t = static_cast<double>(i) / 48000.0;
         const double swell = 0.5 + 0.5 * std::sin(2 * std::numbers::pi * 0.1 * t);
         music[i] += static_cast<float>(0.3 * std::sin(2 * std::numbers::pi * 55 * t) +
-                                       swell * 0.1 * (std::sin(2 * std::numbers::pi * 440 * t) +
-                                                      std::sin(2 * std::numbers::pi * 1320 * t) +
-                                                      std::sin(2 * std::numbers::pi * 4400 * t)));
+                                       swell * 0.1 *
+                                           (std::sin(2 * std::numbers::pi * 440 * t) +
+                                            std::sin(2 * std::numbers::pi * 1320 * t) +
+                                            std::sin(2 * std::numbers::pi * 4400 * t)));
     }
     const double at48 = support::analyzeSamples(music, 48000).peakLUFS;
     for (int64_t rate : {22050, 32000, 44100, 88200, 96000, 192000}) {

@@ -14,13 +14,9 @@ EnergyPrefix sums(const std::vector<float>& power) {
     return sums.take();
 }
 
-std::vector<float> profile(size_t n, float value) {
-    return std::vector<float>(n, value);
-}
+std::vector<float> profile(size_t n, float value) { return std::vector<float>(n, value); }
 
-double lufs(double meanSquare) {
-    return 10.0 * std::log10(meanSquare) - 0.691;
-}
+double lufs(double meanSquare) { return 10.0 * std::log10(meanSquare) - 0.691; }
 
 } // namespace
 

@@ -54,8 +54,8 @@ TEST(ReferenceMeter, WholeFileGatedLoudnessMatchesLibebur128) {
             {"tones", concat({sine(100.0, 0.5, rate, rate * 4), sine(1000.0, 0.3, rate, rate * 4),
                               sine(6000.0, 0.2, rate, rate * 4)})},
             {"speech", speechLike(5, rate, 40.0)},
-            {"gaps", concat({noise(12, 0.3, rate * 5), silence(rate * 6),
-                             noise(13, 0.001, rate * 8), noise(14, 0.2, rate * 3)})},
+            {"gaps", concat({noise(12, 0.3, rate * 5), silence(rate * 6), noise(13, 0.001, rate * 8),
+                             noise(14, 0.2, rate * 3)})},
         };
         for (const auto& [name, samples] : cases) {
             const QString path = dir.filePath(QStringLiteral("%1-%2.wav").arg(name).arg(rate));

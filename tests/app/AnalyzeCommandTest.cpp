@@ -1,7 +1,7 @@
 #include "app/AnalyzeCommand.h"
 
-#include "analysis/LoudnessAnalyzer.h"
 #include "CommandRun.h"
+#include "analysis/LoudnessAnalyzer.h"
 #include "support/AudioFixtures.h"
 
 #include <QFile>
@@ -16,7 +16,8 @@ using namespace fixtures;
 namespace {
 
 CommandRun analyze(const QStringList& args) {
-    return runCommand([](const QStringList& a, QTextStream& o, QTextStream& e) { return AnalyzeCommand::run(a, o, e); }, args);
+    return runCommand([](const QStringList& a, QTextStream& o, QTextStream& e) { return AnalyzeCommand::run(a, o, e); },
+                      args);
 }
 
 class AnalyzeCommandTest : public ::testing::Test {
@@ -30,9 +31,7 @@ protected:
         bad = dir.filePath("broken.flac");
         writeMonoWav(loud, noise(1, 0.9, 48000 * 3), 48000);
         writeMonoWav(quiet, noise(2, 0.05, 44100 * 25), 44100);
-        writeMonoWav(soft,
-                     concat({noise(3, 0.5, 48000 * 30), noise(4, 0.005, 48000 * 20),
-                             noise(5, 0.5, 48000 * 20)}),
+        writeMonoWav(soft, concat({noise(3, 0.5, 48000 * 30), noise(4, 0.005, 48000 * 20), noise(5, 0.5, 48000 * 20)}),
                      48000);
         QFile f(bad);
         f.open(QIODevice::WriteOnly);

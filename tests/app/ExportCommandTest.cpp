@@ -1,9 +1,9 @@
 #include "app/ExportCommand.h"
 
+#include "CommandRun.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/AudioReader.h"
 #include "list/SettingsFile.h"
-#include "CommandRun.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
@@ -15,7 +15,8 @@
 namespace {
 
 CommandRun exportCommand(const QStringList& args) {
-    return runCommand([](const QStringList& a, QTextStream& o, QTextStream& e) { return ExportCommand::run(a, o, e); }, args);
+    return runCommand([](const QStringList& a, QTextStream& o, QTextStream& e) { return ExportCommand::run(a, o, e); },
+                      args);
 }
 
 // Four seconds of a 1 kHz tone; `spike` puts one sample of 0.5 in the middle.
@@ -38,7 +39,8 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
     const CommandRun plain = exportCommand({"--out", out, "--format", "FLAC", "--rate", "44100", quiet, loud});
     ASSERT_EQ(plain.status, 0) << plain.err.toStdString();
     const QStringList written = plain.out.split('\n', Qt::SkipEmptyParts);
-    ASSERT_EQ(written, (QStringList{out + "/normalized/quiet (-16LUFS).flac", out + "/normalized/loud (-16LUFS).flac"}));
+    ASSERT_EQ(written,
+              (QStringList{out + "/normalized/quiet (-16LUFS).flac", out + "/normalized/loud (-16LUFS).flac"}));
     for (const QString& path : written) {
         AudioReader f(path);
         EXPECT_EQ(f.sampleRate(), 44100);
@@ -52,7 +54,8 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
     const QString clicky = tone(dir, "clicky.wav", 0.05, true);
     const CommandRun hot = exportCommand({"--out", out, "--target=-3", clicky});
     ASSERT_EQ(hot.status, 0) << hot.err.toStdString();
-    EXPECT_TRUE(hot.err.contains("1 file(s) will exceed 0 dBFS after correction:\n  clicky.wav  ")) << hot.err.toStdString();
+    EXPECT_TRUE(hot.err.contains("1 file(s) will exceed 0 dBFS after correction:\n  clicky.wav  "))
+        << hot.err.toStdString();
     EXPECT_TRUE(hot.err.contains("Applying the limiter."));
     const std::vector<float> limited = fixtures::readFirstChannel(out + "/normalized/clicky (-3LUFS).wav");
     float peak = 0;
@@ -84,8 +87,9 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
     EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--rate", "22050", a}).status, 2);
     EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--target", "loud", a}).status, 2);
     // The window's range, one limiter choice, and no MP3 above 48 kHz.
-    for (const QStringList& bad : {QStringList{"--target", "-60"}, QStringList{"--target=-2"},
-                                   QStringList{"--limiter", "--no-limiter"}, QStringList{"--format", "mp3_320", "--rate", "96000"}}) {
+    for (const QStringList& bad :
+         {QStringList{"--target", "-60"}, QStringList{"--target=-2"}, QStringList{"--limiter", "--no-limiter"},
+          QStringList{"--format", "mp3_320", "--rate", "96000"}}) {
         const CommandRun refused = exportCommand(QStringList{"--out", dir.filePath("o"), a} + bad);
         EXPECT_EQ(refused.status, 2) << bad.join(' ').toStdString();
         EXPECT_FALSE(refused.err.contains("Analyzing")) << "refused before any work";

@@ -99,8 +99,9 @@ TEST(SafeExportTest, NeverWritesThroughAnExistingName) {
     QDir().mkpath(dest);
     const auto sums = fixtures::sha256Of({source, unlisted});
     const auto exportSong = [&] {
-        return runCommand([](const QStringList& a, QTextStream& o, QTextStream& e) { return ExportCommand::run(a, o, e); },
-                          {"--out", dir.filePath("out"), source});
+        return runCommand(
+            [](const QStringList& a, QTextStream& o, QTextStream& e) { return ExportCommand::run(a, o, e); },
+            {"--out", dir.filePath("out"), source});
     };
 
     // The output name is a hard link or a symbolic link to the source:
@@ -108,7 +109,8 @@ TEST(SafeExportTest, NeverWritesThroughAnExistingName) {
     ASSERT_EQ(::link(QFile::encodeName(source).constData(), QFile::encodeName(output).constData()), 0);
     const CommandRun hardLink = exportSong();
     EXPECT_EQ(hardLink.status, 1);
-    EXPECT_TRUE(hardLink.err.contains("\"Song (-16LUFS).wav\" in " + dest + " is a source file")) << hardLink.err.toStdString();
+    EXPECT_TRUE(hardLink.err.contains("\"Song (-16LUFS).wav\" in " + dest + " is a source file"))
+        << hardLink.err.toStdString();
     QFile::remove(output);
     ASSERT_TRUE(QFile::link(source, output));
     EXPECT_EQ(exportSong().status, 1);

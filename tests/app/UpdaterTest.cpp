@@ -43,20 +43,25 @@ private:
 };
 
 QByteArray http(const QByteArray& status, const QByteArray& body, const QByteArray& headers = {}) {
-    return "HTTP/1.1 " + status + "\r\nContent-Type: application/rss+xml\r\nContent-Length: " +
-           QByteArray::number(body.size()) + "\r\nConnection: close\r\n" + headers + "\r\n" + body;
+    return "HTTP/1.1 " + status +
+           "\r\nContent-Type: application/rss+xml\r\nContent-Length: " + QByteArray::number(body.size()) +
+           "\r\nConnection: close\r\n" + headers + "\r\n" + body;
 }
 
 QByteArray item(const char* build, const char* shortVersion, const char* extra = "") {
-    return QByteArray("<item><title>Sonivel ") + shortVersion + "</title><pubDate>Mon, 23 Nov 2026 10:00:00 +0000</pubDate>"
-           "<sparkle:version>" + build + "</sparkle:version><sparkle:shortVersionString>" + shortVersion +
+    return QByteArray("<item><title>Sonivel ") + shortVersion +
+           "</title><pubDate>Mon, 23 Nov 2026 10:00:00 +0000</pubDate>"
+           "<sparkle:version>" +
+           build + "</sparkle:version><sparkle:shortVersionString>" + shortVersion +
            "</sparkle:shortVersionString><description><![CDATA[<b>Faster</b> analysis<img src=\"https://x/i.png\">]]>"
-           "</description><link>https://sonivel.example/download/" + shortVersion + "</link>" + extra + "</item>";
+           "</description><link>https://sonivel.example/download/" +
+           shortVersion + "</link>" + extra + "</item>";
 }
 
 QByteArray feed(const QByteArray& items) {
     return "<?xml version=\"1.0\"?><rss version=\"2.0\" xmlns:sparkle=\"http://www.andymatuschak.org/"
-           "xml-namespaces/sparkle\"><channel><title>Sonivel</title>" + items + "</channel></rss>";
+           "xml-namespaces/sparkle\"><channel><title>Sonivel</title>" +
+           items + "</channel></rss>";
 }
 
 struct Checker {
@@ -111,7 +116,8 @@ TEST(UpdaterTest, WhatAUserCheckReports) {
     EXPECT_EQ(Appcast::displayVersion(r.value().installed), "0.1.0 (5)");
     EXPECT_TRUE(c.reports.front().second) << "user-initiated";
 
-    r = c.check(http("200 OK", feed(item("6", "0.2.0") + item("7", "0.3.0") + item("9", "0.9.0", "<sparkle:channel>beta</sparkle:channel>"))));
+    r = c.check(http("200 OK", feed(item("6", "0.2.0") + item("7", "0.3.0") +
+                                    item("9", "0.9.0", "<sparkle:channel>beta</sparkle:channel>"))));
     auto offer = offered(r);
     ASSERT_TRUE(offer);
     EXPECT_EQ(Appcast::displayVersion(offer->version), "0.3.0 (7)") << "the newest of the default channel";
@@ -122,7 +128,7 @@ TEST(UpdaterTest, WhatAUserCheckReports) {
     EXPECT_TRUE(offered(c.check(http("200 OK", feed(item("6", "0.1.0")))))) << "same version, later build";
     // The version and its build may also sit on the enclosure.
     r = c.check(http("200 OK", feed("<item><enclosure url=\"https://sonivel.example/s.deb\" sparkle:version=\"8\" "
-                                     "sparkle:shortVersionString=\"0.4\"/></item>")));
+                                    "sparkle:shortVersionString=\"0.4\"/></item>")));
     offer = offered(r);
     ASSERT_TRUE(offer);
     EXPECT_EQ(Appcast::displayVersion(offer->version), "0.4 (8)");

@@ -8,8 +8,7 @@
 #include <vector>
 
 // Separators at the given times (added in order) and the given offsets.
-inline SegmentEditSnapshot editsWith(const std::vector<double>& times,
-                                     const std::vector<double>& offsets) {
+inline SegmentEditSnapshot editsWith(const std::vector<double>& times, const std::vector<double>& offsets) {
     SegmentEditSnapshot e = SegmentEditSnapshot::initial();
     for (double t : times)
         EXPECT_TRUE(SegmentEditModel::addSeparator(e, t)) << t;

@@ -196,15 +196,12 @@ TEST(SegmentEditModelTest, RandomOperationSequencesKeepTheInvariants) {
                 EXPECT_EQ(e.separators, before.separators);
                 break;
             }
-            case 4:
-                setFadeDuration(e, id, fade(rng));
-                break;
+            case 4: setFadeDuration(e, id, fade(rng)); break;
             case 5:
                 if (rng() % 10 == 0)
                     e = SegmentEditSnapshot::initial();
                 break;
-            default:
-                break;
+            default: break;
             }
             ASSERT_TRUE(satisfiesInvariants(e)) << "run " << run << " step " << step;
             // Ids stay unique and never change for a surviving separator.
@@ -232,7 +229,6 @@ TEST(SegmentEditModelTest, InvariantCheckCatchesEachBrokenRule) {
     EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { e.separators[1].timeSeconds = 12.9; }));
     EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { e.separators[1].fadeDurationMs = 5000.1; }));
     EXPECT_TRUE(broken([](SegmentEditSnapshot& e) { e.separators[1].fadeDurationMs = -1.0; }));
-    EXPECT_TRUE(broken([](SegmentEditSnapshot& e) {
-        e.segmentGains[0].gainOffsetDB = std::numeric_limits<double>::quiet_NaN();
-    }));
+    EXPECT_TRUE(broken(
+        [](SegmentEditSnapshot& e) { e.segmentGains[0].gainOffsetDB = std::numeric_limits<double>::quiet_NaN(); }));
 }

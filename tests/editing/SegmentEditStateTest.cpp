@@ -69,9 +69,8 @@ TEST(SegmentEditStateTest, SnapshotIsACopyAndRestoreAssignsBothListsWholesale) {
     counts.take();
 
     // Observers only ever see whole, consistent lists.
-    QObject::connect(&state, &SegmentEditState::separatorsChanged, [&] {
-        EXPECT_EQ(state.segmentGains().size(), state.separators().size() + 1);
-    });
+    QObject::connect(&state, &SegmentEditState::separatorsChanged,
+                     [&] { EXPECT_EQ(state.segmentGains().size(), state.separators().size() + 1); });
     ASSERT_TRUE(state.restore(before));
     EXPECT_EQ(state.snapshot(), before) << "ids included";
     EXPECT_EQ(counts.take(), std::pair(1, 1));

@@ -12,8 +12,8 @@ namespace {
 
 // The envelope as defined, one full gainAtTime per block: the reference the
 // single-pass envelope must match bit for bit.
-std::vector<float> envelopeByDefinition(const SegmentEditSnapshot& e, double base, int64_t rate,
-                                        int64_t frames, int64_t block) {
+std::vector<float> envelopeByDefinition(const SegmentEditSnapshot& e, double base, int64_t rate, int64_t frames,
+                                        int64_t block) {
     std::vector<float> out;
     for (int64_t b = 0; b * block < frames; ++b) {
         const double t = static_cast<double>(b * block + block / 2) / static_cast<double>(rate);
@@ -84,8 +84,7 @@ TEST(SegmentGainEvaluationTest, EnvelopeHasOneEntryPerBlockEvaluatedAtItsCentre)
     // A ramp of 10 dB per second from 0 s to 1 s reveals where each block is
     // evaluated: 1000 frames at 1000 Hz give centres at frames 256 and 768.
     const SegmentEditSnapshot ramp{{Separator{QUuid::createUuid(), 0.5, 1000.0}},
-                                   {SegmentGain{QUuid::createUuid(), 0.0},
-                                    SegmentGain{QUuid::createUuid(), 10.0}}};
+                                   {SegmentGain{QUuid::createUuid(), 0.0}, SegmentGain{QUuid::createUuid(), 10.0}}};
     const std::vector<float> env = computeGainEnvelope(ramp, 0.0, 1000, 1000);
     ASSERT_EQ(env.size(), 2u);
     EXPECT_NEAR(env[0], std::pow(10.0, 2.56 / 20.0), 1e-6);

@@ -23,8 +23,7 @@ TEST(ExportFormatTest, FormatsAndRatesCarryTheirParameters) {
     EXPECT_EQ(fileExtension(ExportFormat::mp3_320), "mp3");
     EXPECT_EQ(codecArguments(ExportFormat::wav24), (QStringList{"-c:a", "pcm_s24le"}));
     EXPECT_EQ(codecArguments(ExportFormat::mp3_320), (QStringList{"-c:a", "libmp3lame", "-b:a", "320k"}));
-    EXPECT_EQ(encoderArguments(ExportFormat::mp3_128),
-              (QStringList{"-codec:a", "libmp3lame", "-b:a", "128k"}));
+    EXPECT_EQ(encoderArguments(ExportFormat::mp3_128), (QStringList{"-codec:a", "libmp3lame", "-b:a", "128k"}));
     EXPECT_EQ(encoderArguments(ExportFormat::flac), (QStringList{"-codec:a", "flac"}));
     EXPECT_TRUE(encoderArguments(ExportFormat::wav16).isEmpty());
 

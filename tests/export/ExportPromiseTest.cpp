@@ -3,8 +3,8 @@
 
 #include "../list/ListFixtures.h"
 #include "analysis/LoudnessAnalyzer.h"
-#include "io/AudioReader.h"
 #include "export/ExportSession.h"
+#include "io/AudioReader.h"
 
 #include <cmath>
 #include <optional>
@@ -20,8 +20,8 @@ QString writeMusic(const QTemporaryDir& dir, const QString& name, double seconds
     for (int64_t i = 0; i < n; ++i) {
         const double t = static_cast<double>(i) / rate;
         const double level = amplitude * (0.7 + 0.3 * std::sin(2 * M_PI * t / 7.0));
-        const double x = std::sin(2 * M_PI * 220 * t) + 0.5 * std::sin(2 * M_PI * 1000 * t) +
-                         0.25 * std::sin(2 * M_PI * 5000 * t);
+        const double x =
+            std::sin(2 * M_PI * 220 * t) + 0.5 * std::sin(2 * M_PI * 1000 * t) + 0.25 * std::sin(2 * M_PI * 5000 * t);
         left[static_cast<size_t>(i)] = static_cast<float>(level * x / 1.75);
         right[static_cast<size_t>(i)] = static_cast<float>(level * x / 1.75 * 0.9);
     }
@@ -48,8 +48,8 @@ QString writeHits(const QTemporaryDir& dir, const QString& name, double seconds)
 }
 
 // Exports the one file the state holds and returns what was written.
-ExportedFile exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat format, SampleRate rate,
-                       bool limiter, const QString& folder) {
+ExportedFile exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat format, SampleRate rate, bool limiter,
+                       const QString& folder) {
     ExportSession exports(state);
     exports.setFormat(format);
     exports.setSampleRate(rate);
@@ -87,14 +87,15 @@ TEST(ExportPromiseTest, EveryWavFormatLandsAtItsFinalLoudnessOnBothPaths) {
         int run = 0;
         for (ExportFormat format : {ExportFormat::wav16, ExportFormat::wav24, ExportFormat::wav32}) {
             for (SampleRate rate : {SampleRate::rate48000, SampleRate::rate44100, SampleRate::rate96000}) {
-                const QString out = exportOne(state, dir, format, rate, false,
-                                              QStringLiteral("out%1-%2").arg(edited).arg(run++)).path;
+                const QString out =
+                    exportOne(state, dir, format, rate, false, QStringLiteral("out%1-%2").arg(edited).arg(run++)).path;
                 AudioReader written(out);
                 EXPECT_EQ(written.sampleRate(), rawValue(rate));
                 EXPECT_EQ(written.channels(), 2);
                 EXPECT_NEAR(static_cast<double>(written.frames()) / written.sampleRate(), 30.0, 0.01);
                 EXPECT_NEAR(LoudnessAnalyzer::analyze(out).peakLUFS, finalLUFS, 0.05)
-                    << rawValue(format).toStdString() << " at " << rawValue(rate) << (edited ? " rendered" : " encoded");
+                    << rawValue(format).toStdString() << " at " << rawValue(rate)
+                    << (edited ? " rendered" : " encoded");
             }
         }
     }
@@ -127,8 +128,8 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     for (int s = 0; s < 3; ++s) {
         const auto from = static_cast<int64_t>(middles[s].first * 48000);
         const auto to = static_cast<int64_t>(middles[s].second * 48000);
-        const double expected = LoudnessAnalyzer::gatedLoudness(in.energy, from, to, 48000) +
-                                item.correctionDB() + offsets[s];
+        const double expected =
+            LoudnessAnalyzer::gatedLoudness(in.energy, from, to, 48000) + item.correctionDB() + offsets[s];
         EXPECT_NEAR(LoudnessAnalyzer::gatedLoudness(out.energy, from, to, 48000), expected, 0.05) << "segment " << s;
     }
 
@@ -171,6 +172,7 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     EXPECT_LT(measured, *dense.files().front()->finalLUFS() - 0.2);
     EXPECT_NEAR(held.loudnessLUFS, measured, 1e-9);
     EXPECT_EQ(QFileInfo(held.path).fileName(), exportFileName(held.sourcePath, measured, ExportFormat::wav24));
-    EXPECT_EQ(dense.statusMessage(), QStringLiteral("Export complete! The limiter's ceiling keeps 1 file below target: %1 at %2 LUFS")
-                                         .arg(QFileInfo(held.path).fileName(), QString::asprintf("%.1f", measured)));
+    EXPECT_EQ(dense.statusMessage(),
+              QStringLiteral("Export complete! The limiter's ceiling keeps 1 file below target: %1 at %2 LUFS")
+                  .arg(QFileInfo(held.path).fileName(), QString::asprintf("%.1f", measured)));
 }

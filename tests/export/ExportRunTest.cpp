@@ -35,8 +35,7 @@ TEST(ExportRunTest, ClippingGuardAndSafeTarget) {
     raised->segmentEdits().setSegmentGain(1, 3.0);
     auto unanalysed = itemWith("/m/none.wav", std::nullopt, 50.0);
 
-    const std::vector<ClippingFile> clipping =
-        ExportRun::findClippingFiles({under, over, lowered, raised, unanalysed});
+    const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles({under, over, lowered, raised, unanalysed});
     ASSERT_EQ(clipping.size(), 2u);
     EXPECT_EQ(clipping[0].fileName, "over.wav");
     EXPECT_NEAR(clipping[0].overshootDB, 0.2, 1e-12);
@@ -63,16 +62,15 @@ TEST(ExportRunTest, StatusLineFollowsRenderThenEncoderJobs) {
     QTemporaryDir dir;
     FakeFFmpeg fake(dir.path());
     AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
-    state.addFiles(urlsOf({writeTone(dir, "edited.wav", 4.0), writeTone(dir, "b.wav", 1.0),
-                           writeTone(dir, "c.wav", 1.0)}));
+    state.addFiles(
+        urlsOf({writeTone(dir, "edited.wav", 4.0), writeTone(dir, "b.wav", 1.0), writeTone(dir, "c.wav", 1.0)}));
     ASSERT_TRUE(waitForAnalyses(state));
     state.files()[0]->segmentEdits().setSegmentGain(0, -1.0);
     StatusRecorder status(state);
     QList<std::pair<int64_t, int64_t>> progress;
     ExportSession exports(state);
-    QObject::connect(&exports, &ExportSession::progressChanged, [&] {
-        progress << std::pair(exports.progress().current, exports.progress().total);
-    });
+    QObject::connect(&exports, &ExportSession::progressChanged,
+                     [&] { progress << std::pair(exports.progress().current, exports.progress().total); });
     std::optional<ExportRun::Result> result;
     QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
 
@@ -113,8 +111,8 @@ TEST(ExportRunTest, FirstErrorEndsTheRun) {
     StatusRecorder status(state);
     exports.start(false, dir.filePath("out"), failing.path);
     ASSERT_TRUE(waitForExport(exports));
-    EXPECT_EQ(status.texts, (QStringList{"Exporting 3 files...",
-                                         "Export error: FFmpeg encode failed: ffmpeg exited with code 1"}));
+    EXPECT_EQ(status.texts,
+              (QStringList{"Exporting 3 files...", "Export error: FFmpeg encode failed: ffmpeg exited with code 1"}));
     EXPECT_LE(failing.runs().size(), 2);
     EXPECT_EQ(exports.progress(), (ExportProgress{0, 0}));
 

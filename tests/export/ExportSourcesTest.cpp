@@ -18,15 +18,16 @@
 
 namespace {
 
-const QMap<QString, QString> listed{
-    {"TITLE", "Tïtle"}, {"ARTIST", "Artist"}, {"ALBUM", "Album"}, {"ALBUMARTIST", "Band"},
-    {"TRACKNUMBER", "3/12"}, {"DISCNUMBER", "1/2"}, {"DATE", "2021"}, {"GENRE", "Rock"}, {"COMMENT", "Live"}};
+const QMap<QString, QString> listed{{"TITLE", "Tïtle"},      {"ARTIST", "Artist"},    {"ALBUM", "Album"},
+                                    {"ALBUMARTIST", "Band"}, {"TRACKNUMBER", "3/12"}, {"DISCNUMBER", "1/2"},
+                                    {"DATE", "2021"},        {"GENRE", "Rock"},       {"COMMENT", "Live"}};
 
 // A 25-second tone encoded by the real encoder with `extra` arguments.
 QString encode(const QTemporaryDir& dir, const QString& name, const QStringList& extra) {
     const QString path = dir.filePath(name);
-    EXPECT_TRUE(fixtures::runFFmpeg(QStringList{"-y", "-v", "error", "-f", "lavfi", "-i", "sine=f=330:d=25",
-                                                "-ac", "2"} + extra + QStringList{path}));
+    EXPECT_TRUE(
+        fixtures::runFFmpeg(QStringList{"-y", "-v", "error", "-f", "lavfi", "-i", "sine=f=330:d=25", "-ac", "2"} +
+                            extra + QStringList{path}));
     return path;
 }
 
@@ -61,20 +62,29 @@ ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFo
 TEST(ExportSourcesTest, TagsAndCoverTravelWithoutLoudnessTags) {
     QTemporaryDir dir;
     const QString cover = dir.filePath("cover.png");
-    ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-f", "lavfi", "-i", "color=red:s=64x64", "-frames:v", "1", cover}));
+    ASSERT_TRUE(
+        fixtures::runFFmpeg({"-y", "-v", "error", "-f", "lavfi", "-i", "color=red:s=64x64", "-frames:v", "1", cover}));
     QStringList tags;
     for (auto it = listed.begin(); it != listed.end(); ++it) {
-        const char* key = it.key() == "TRACKNUMBER" ? "track" : it.key() == "DISCNUMBER" ? "disc"
-                        : it.key() == "ALBUMARTIST" ? "album_artist" : nullptr;
+        const char* key = it.key() == "TRACKNUMBER"   ? "track"
+                          : it.key() == "DISCNUMBER"  ? "disc"
+                          : it.key() == "ALBUMARTIST" ? "album_artist"
+                                                      : nullptr;
         tags << "-metadata" << (key ? QString::fromLatin1(key) : it.key().toLower()) + "=" + it.value();
     }
-    tags << "-metadata" << "REPLAYGAIN_TRACK_GAIN=-6.20 dB" << "-metadata" << "R128_TRACK_GAIN=-1536";
+    tags << "-metadata"
+         << "REPLAYGAIN_TRACK_GAIN=-6.20 dB"
+         << "-metadata"
+         << "R128_TRACK_GAIN=-1536";
     // FLAC with a picture; Ogg keeps its tags on the stream, the track total apart.
-    const QString flac = encode(dir, "Tagged.flac", QStringList{"-i", cover, "-map", "0:a", "-map", "1:v", "-c:v", "copy",
-                                                                "-disposition:v", "attached_pic", "-c:a", "flac"} + tags);
+    const QString flac = encode(dir, "Tagged.flac",
+                                QStringList{"-i", cover, "-map", "0:a", "-map", "1:v", "-c:v", "copy", "-disposition:v",
+                                            "attached_pic", "-c:a", "flac"} +
+                                    tags);
     QStringList oggTags = tags;
     oggTags[oggTags.indexOf("track=3/12")] = "track=3";
-    oggTags << "-metadata" << "TRACKTOTAL=12";
+    oggTags << "-metadata"
+            << "TRACKTOTAL=12";
     const QString ogg = encode(dir, "Stream.ogg", QStringList{"-c:a", "libvorbis"} + oggTags);
     // Nothing but a loudness tag: the export has no tags at all.
     const QString plain = encode(dir, "Plain.flac", {"-metadata", "REPLAYGAIN_TRACK_GAIN=-6.20 dB"});

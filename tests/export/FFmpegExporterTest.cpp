@@ -10,9 +10,8 @@
 
 namespace {
 
-ExportJob job(const QString& source, double correction, const QString& dest,
-              ExportFormat format = ExportFormat::wav24,
-                              SampleRate rate = SampleRate::rate48000, bool limiter = false) {
+ExportJob job(const QString& source, double correction, const QString& dest, ExportFormat format = ExportFormat::wav24,
+              SampleRate rate = SampleRate::rate48000, bool limiter = false) {
     return {source, correction, -16.0, dest, format, rate, limiter, -20.0};
 }
 
@@ -33,30 +32,26 @@ TEST(FFmpegExporterTest, ArgumentListsFollowCorrectionLimiterAndRate) {
     const auto arguments = [](const ExportJob& j) { return FFmpegExporter::arguments(j, "W"); };
     EXPECT_EQ(arguments(job("/in/Song.aiff", 0.005, out)),
               (encoderInputArguments("/in/Song.aiff") + QStringList{"-ar", "48000", "-c:a", "pcm_s24le", "W"}));
-    EXPECT_EQ(arguments(job("/in/a.wav", -3.0, out, ExportFormat::wav16,
-                                            SampleRate::rate44100, true)),
+    EXPECT_EQ(arguments(job("/in/a.wav", -3.0, out, ExportFormat::wav16, SampleRate::rate44100, true)),
               (encoderInputArguments("/in/a.wav") +
                QStringList{"-af", "volume=-3.00dB", "-ar", "44100", "-c:a", "pcm_s16le", "W"}));
-    EXPECT_EQ(arguments(job("/in/Song.aiff", 4.5, out, ExportFormat::wav24,
-                                            SampleRate::rate48000, true)),
+    EXPECT_EQ(arguments(job("/in/Song.aiff", 4.5, out, ExportFormat::wav24, SampleRate::rate48000, true)),
               (encoderInputArguments("/in/Song.aiff") +
                QStringList{"-af",
                            "volume=4.50dB,alimiter=limit=0.966:attack=5:release=50:level=false,"
                            "atrim=start_sample=239,asetpts=PTS-STARTPTS",
                            "-ar", "48000", "-c:a", "pcm_s24le", "W"}));
-    const QStringList at96 = arguments(
-        job("/in/x.flac", 2.0, out, ExportFormat::mp3_320, SampleRate::rate96000, true));
+    const QStringList at96 = arguments(job("/in/x.flac", 2.0, out, ExportFormat::mp3_320, SampleRate::rate96000, true));
     EXPECT_TRUE(at96[8].endsWith("atrim=start_sample=479,asetpts=PTS-STARTPTS")) << at96[8].toStdString();
-    EXPECT_EQ(at96.mid(9), (QStringList{"-ar", "96000", "-c:a", "libmp3lame", "-b:a", "320k",
-                                        "W"}));
+    EXPECT_EQ(at96.mid(9), (QStringList{"-ar", "96000", "-c:a", "libmp3lame", "-b:a", "320k", "W"}));
     // No volume filter within ±0.01 dB, but a positive correction still limits.
     EXPECT_EQ(arguments(job("/a.wav", 0.01, out, ExportFormat::flac))[7], "-ar");
-    EXPECT_EQ(arguments(job("/a.wav", 0.01, out, ExportFormat::flac,
-                                            SampleRate::rate48000, true))[8],
+    EXPECT_EQ(arguments(job("/a.wav", 0.01, out, ExportFormat::flac, SampleRate::rate48000, true))[8],
               limiterChain(239));
     EXPECT_EQ(arguments(job("/a.wav", -2.25, out))[8], "volume=-2.25dB");
     // A try that lands a limited file on target adds its gain to the correction.
-    EXPECT_EQ(FFmpegExporter::arguments(job("/a.wav", 4.0, out, ExportFormat::flac, SampleRate::rate48000, true), "W", 1.255)[8],
+    EXPECT_EQ(FFmpegExporter::arguments(job("/a.wav", 4.0, out, ExportFormat::flac, SampleRate::rate48000, true), "W",
+                                        1.255)[8],
               "volume=5.25dB," + limiterChain(239));
 }
 
@@ -77,6 +72,7 @@ TEST(FFmpegExporterTest, OneRunWritesBesideThenRenamesOrReportsTheEncoder) {
               "Error exporting Song.aiff: " + QString(200, QLatin1Char('x')));
     FakeFFmpeg silent(dir.path(), 3);
     EXPECT_EQ(failureOf(job("/in/a.wav", 1, dest), silent.path), "Error exporting a.wav: Unknown error");
-    EXPECT_TRUE(failureOf(job("/in/a.wav", 1, dest), dir.filePath("no-such-ffmpeg")).startsWith("Cannot start the encoder"));
+    EXPECT_TRUE(
+        failureOf(job("/in/a.wav", 1, dest), dir.filePath("no-such-ffmpeg")).startsWith("Cannot start the encoder"));
     EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"a (-16LUFS).wav"}));
 }

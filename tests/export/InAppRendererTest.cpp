@@ -1,12 +1,12 @@
 #include "FakeFFmpeg.h"
 
-#include "io/FFmpegLocator.h"
-#include "io/AudioReader.h"
 #include "editing/SegmentEditModel.h"
-#include "export/ExportErrors.h"
 #include "editing/SegmentGainEvaluation.h"
+#include "export/ExportErrors.h"
 #include "export/FFmpegExporter.h"
 #include "export/InAppRenderer.h"
+#include "io/AudioReader.h"
+#include "io/FFmpegLocator.h"
 #include "io/TemporaryFile.h"
 #include "support/QtPrinters.h"
 
@@ -17,8 +17,7 @@
 
 namespace {
 
-QString writeSource(const QTemporaryDir& dir, const QString& name, int64_t rate, double seconds,
-                    int channels = 2) {
+QString writeSource(const QTemporaryDir& dir, const QString& name, int64_t rate, double seconds, int channels = 2) {
     const QString path = dir.filePath(name);
     std::vector<std::vector<float>> chans;
     for (int c = 0; c < channels; ++c)
@@ -27,8 +26,8 @@ QString writeSource(const QTemporaryDir& dir, const QString& name, int64_t rate,
     return path;
 }
 
-RenderJob jobFor(const QString& source, const QString& dest, double correction, ExportFormat format,
-                 SampleRate rate, bool limiter, std::vector<double> offsets = {}) {
+RenderJob jobFor(const QString& source, const QString& dest, double correction, ExportFormat format, SampleRate rate,
+                 bool limiter, std::vector<double> offsets = {}) {
     SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
     for (size_t i = 1; i < offsets.size(); ++i)
         SegmentEditModel::addSeparator(edits, 3.0 * static_cast<double>(i));
@@ -57,7 +56,8 @@ TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
     const InAppRenderer renderer(fake.path);
 
     // A: WAV with the limiter, trim from the rate the encoder reads (44100).
-    const ExportedFile out = renderer.render(jobFor(src44, dest, 2.0, ExportFormat::wav24, SampleRate::rate48000, true));
+    const ExportedFile out =
+        renderer.render(jobFor(src44, dest, 2.0, ExportFormat::wav24, SampleRate::rate48000, true));
     EXPECT_EQ(out.path, dest + "/Song (-16LUFS).wav");
     EXPECT_FALSE(out.offTarget);
     // B: MP3 with the limiter; a segment at +2 dB over a -1 dB correction needs it.
@@ -79,17 +79,19 @@ TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
     for (int i = 0; i < 4; ++i) {
         ASSERT_GE(runs[i].size(), 4);
         EXPECT_EQ(encoderInputArguments(runs[i][3]), runs[i].mid(0, 7));
-        EXPECT_TRUE(isTemporaryIn(runs[i][3], dest, "wav") && isTemporaryIn(runs[i].last(), dest, QStringList{"wav", "mp3", "flac", "wav"}[i])) << i;
+        EXPECT_TRUE(isTemporaryIn(runs[i][3], dest, "wav") &&
+                    isTemporaryIn(runs[i].last(), dest, QStringList{"wav", "mp3", "flac", "wav"}[i]))
+            << i;
     }
     const auto middle = [](const QStringList& run) { return run.mid(7, run.size() - 8); };
     const QString chain219 = limiterChain(219);
     EXPECT_EQ(middle(runs[0]), (QStringList{"-af", chain219, "-ar", "48000", "-c:a", "pcm_s24le"}));
-    EXPECT_EQ(middle(runs[1]), (QStringList{"-af", chain219, "-ar", "48000", "-codec:a", "libmp3lame",
-                                           "-b:a", "320k"}));
+    EXPECT_EQ(middle(runs[1]),
+              (QStringList{"-af", chain219, "-ar", "48000", "-codec:a", "libmp3lame", "-b:a", "320k"}));
     EXPECT_EQ(middle(runs[2]), (QStringList{"-ar", "44100", "-codec:a", "flac"}));
     EXPECT_EQ(middle(runs[3]), (QStringList{"-af", limiterChain(239), "-c:a", "pcm_s16le"}));
-    EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"Other (-16LUFS).wav", "Song (-16LUFS).flac",
-                                                    "Song (-16LUFS).mp3", "Song (-16LUFS).wav"}));
+    EXPECT_EQ(fixtures::filesIn(dest),
+              (QStringList{"Other (-16LUFS).wav", "Song (-16LUFS).flac", "Song (-16LUFS).mp3", "Song (-16LUFS).wav"}));
     EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();
 
     // Limiter asked for, but nothing raises the level: WAV written here, no encoder run.
@@ -103,7 +105,8 @@ TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
     const QString src = writeSource(dir, "Song.wav", 48000, 0.5);
     // A good output of an earlier run outlives a failing encoder.
     const InAppRenderer good(FFmpegLocator::find());
-    const QString earlier = good.render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true)).path;
+    const QString earlier =
+        good.render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true)).path;
     const auto before = fixtures::sha256Of({src, earlier});
     FakeFFmpeg failing(dir.path(), 1);
     try {
@@ -116,8 +119,8 @@ TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
     EXPECT_TRUE(leftovers(dest).isEmpty());
 
     try {
-        InAppRenderer(failing.path).render(jobFor(dir.filePath("absent.wav"), dest, 1.0, ExportFormat::wav24,
-                                                  SampleRate::rate48000, false));
+        InAppRenderer(failing.path)
+            .render(jobFor(dir.filePath("absent.wav"), dest, 1.0, ExportFormat::wav24, SampleRate::rate48000, false));
         ADD_FAILURE() << "no error";
     } catch (const RenderError& e) {
         EXPECT_TRUE(e.description().startsWith("Cannot read source: ")) << e.what();
@@ -127,10 +130,10 @@ TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
     QFile blocker(dir.filePath("blocked"));
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
     blocker.close();
-    EXPECT_THROW(InAppRenderer(failing.path).render(jobFor(src, dir.filePath("blocked/normalized"), 1.0,
-                                                           ExportFormat::wav24, SampleRate::rate48000, false)),
+    EXPECT_THROW(InAppRenderer(failing.path)
+                     .render(jobFor(src, dir.filePath("blocked/normalized"), 1.0, ExportFormat::wav24,
+                                    SampleRate::rate48000, false)),
                  SystemError);
-
 }
 
 TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
@@ -141,20 +144,22 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
 
     // Same rate: every sample is the source times its block's gain.
     testing::internal::CaptureStdout();
-    const QString out = renderer.render(jobFor(src, dest, -6.0, ExportFormat::wav32, SampleRate::rate48000, false, {0, 3})).path;
+    const QString out =
+        renderer.render(jobFor(src, dest, -6.0, ExportFormat::wav32, SampleRate::rate48000, false, {0, 3})).path;
     const std::string log = testing::internal::GetCapturedStdout();
     EXPECT_EQ(log, "[Renderer] Wrote 336000/336000 samples to Song (-16LUFS).wav\n");
     const std::vector<float> in = fixtures::readFirstChannel(src);
     const std::vector<float> got = fixtures::readFirstChannel(out);
     ASSERT_EQ(got.size(), in.size());
     const std::vector<float> env = SegmentGainEvaluation::computeGainEnvelope(
-        jobFor(src, dest, -6.0, ExportFormat::wav32, SampleRate::rate48000, false, {0, 3}).segmentEdits,
-        -6.0, 48000, 336000);
+        jobFor(src, dest, -6.0, ExportFormat::wav32, SampleRate::rate48000, false, {0, 3}).segmentEdits, -6.0, 48000,
+        336000);
     for (size_t i = 0; i < in.size(); i += 997)
         ASSERT_EQ(got[i], in[i] * env[i / 512]) << i;
 
     // WAV 16-bit at 44100 from 48000: resampled in-app, the name kept.
-    const QString out16 = renderer.render(jobFor(src, dest, 0.0, ExportFormat::wav16, SampleRate::rate44100, false, {0, 1})).path;
+    const QString out16 =
+        renderer.render(jobFor(src, dest, 0.0, ExportFormat::wav16, SampleRate::rate44100, false, {0, 1})).path;
     AudioReader written(out16);
     EXPECT_EQ(written.sampleRate(), 44100);
     EXPECT_EQ(written.channels(), 2);
@@ -164,9 +169,10 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
     // AAC is read streaming like any other format, keeping its channels and rate.
     const QString m4a = dir.filePath("Song.m4a");
     ASSERT_TRUE(fixtures::runFFmpeg({"-y", "-v", "error", "-i", src, "-c:a", "aac", m4a}));
-    const QString fromAac = InAppRenderer(FFmpegLocator::find())
-                                .render(jobFor(m4a, dir.filePath("aac"), 0.0, ExportFormat::wav24,
-                                               SampleRate::rate48000, false, {0, 1})).path;
+    const QString fromAac =
+        InAppRenderer(FFmpegLocator::find())
+            .render(jobFor(m4a, dir.filePath("aac"), 0.0, ExportFormat::wav24, SampleRate::rate48000, false, {0, 1}))
+            .path;
     AudioReader aac(fromAac);
     EXPECT_EQ(aac.channels(), 2);
     EXPECT_NEAR(static_cast<double>(aac.frames()) / 48000.0, 7.0, 0.05);

@@ -73,7 +73,9 @@ TEST(ParallelJobsTest, JobsRunSideBySideOnceEachAndStopStartingAfterAFailure) {
 
     // One thread is the caller's own, in order; nothing at all for no jobs.
     std::vector<int64_t> order;
-    EXPECT_TRUE(ParallelJobs::run(3, 1, [&](int64_t i) { order.push_back(i); }, [](int64_t) {}) == nullptr);
+    EXPECT_TRUE(ParallelJobs::run(
+                    3, 1, [&](int64_t i) { order.push_back(i); }, [](int64_t) {}) == nullptr);
     EXPECT_EQ(order, (std::vector<int64_t>{0, 1, 2}));
-    EXPECT_TRUE(ParallelJobs::run(0, 4, [](int64_t) { throw std::runtime_error("no"); }, [](int64_t) {}) == nullptr);
+    EXPECT_TRUE(ParallelJobs::run(
+                    0, 4, [](int64_t) { throw std::runtime_error("no"); }, [](int64_t) {}) == nullptr);
 }

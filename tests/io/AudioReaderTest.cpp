@@ -5,8 +5,8 @@
 #include <QTemporaryDir>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <tuple>
 #include <sndfile.h>
+#include <tuple>
 
 using namespace fixtures;
 
@@ -36,8 +36,8 @@ TEST(AudioReaderTest, IntegerAndFloatSamplesAreThoseLibsndfileReads) {
     const auto left = concat({{1.0f, -1.0f, 0.0f}, noise(1, 0.99, 20000)});
     const auto right = concat({{-1.0f, 0.5f, 1e-6f}, noise(2, 0.99, 20000)});
     const std::pair<const char*, int> kinds[] = {
-        {"16.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16}, {"24.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24},
-        {"32.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_32}, {"f.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT},
+        {"16.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16},   {"24.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24},
+        {"32.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_32},   {"f.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT},
         {"16.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16}, {"24.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24},
         {"8.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_S8}};
     for (const auto& [name, format] : kinds) {
@@ -55,10 +55,10 @@ TEST(AudioReaderTest, IntegerAndFloatSamplesAreThoseLibsndfileReads) {
 TEST(AudioReaderTest, SeeksToTheFrameAskedFor) {
     QTemporaryDir dir;
     const QString wav = dir.filePath("music.wav");
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=6:c=pink:r=44100:a=0.3,lowpass=4000", "-ac", "2",
-                           "-c:a", "pcm_s16le", wav}));
+    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=6:c=pink:r=44100:a=0.3,lowpass=4000", "-ac", "2", "-c:a",
+                           "pcm_s16le", wav}));
     // Lossless: exactly the frame; lossy: within one codec frame (at most 1152 samples).
-    const std::pair<const char*, int64_t> kinds[] = {{"wav", 0}, {"flac", 0}, {"mp3", 1152},
+    const std::pair<const char*, int64_t> kinds[] = {{"wav", 0},    {"flac", 0},   {"mp3", 1152},
                                                      {"ogg", 1024}, {"opus", 960}, {"m4a", 1024}};
     for (const auto& [extension, tolerance] : kinds) {
         const QString path = dir.filePath(QStringLiteral("music.%1").arg(extension));

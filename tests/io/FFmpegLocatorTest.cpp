@@ -27,9 +27,7 @@ protected:
         places.searchPath = root.filePath("tools") + ":" + root.filePath("path2");
         places.fixedCandidates = {root.filePath("opt/ffmpeg"), root.filePath("local/ffmpeg")};
     }
-    QString encoderIn(const char* dir) {
-        return writeScript(root.filePath(dir), "ffmpeg", "exit 0");
-    }
+    QString encoderIn(const char* dir) { return writeScript(root.filePath(dir), "ffmpeg", "exit 0"); }
 };
 
 } // namespace

@@ -1,6 +1,6 @@
+#include "io/TemporaryFile.h"
 #include "io/FileError.h"
 #include "io/FileIdentity.h"
-#include "io/TemporaryFile.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
@@ -72,7 +72,8 @@ TEST(TemporaryFileTest, StaleCleanupRemovesOnlyWhatNoLiveRunHolds) {
     const QString target = dir.filePath("target.wav");
     writeFile(target, "kept");
     ASSERT_TRUE(QFile::link(target, dir.filePath(".sonivel-0A1B2C3D-0000-4000-8000-000000000001.wav")));
-    for (const char* name : {".sonivel-notours.wav", "Song (-16LUFS).wav", ".sonivel-0a1b2c3d-0000-4000-8000-00000000abcd.mp3"})
+    for (const char* name :
+         {".sonivel-notours.wav", "Song (-16LUFS).wav", ".sonivel-0a1b2c3d-0000-4000-8000-00000000abcd.mp3"})
         writeFile(dir.filePath(name), "user file");
     const QStringList before = fixtures::filesIn(dir.path());
 

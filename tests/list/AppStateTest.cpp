@@ -51,9 +51,8 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
         EXPECT_TRUE(item->isAnalyzing());
     ASSERT_TRUE(waitForAnalyses(state));
 
-    EXPECT_EQ(status.texts, (QStringList{"Analyzing 3 file(s)...", "Analyzing 1/3...",
-                                         "Analyzing 2/3...", "Analyzing 3/3...",
-                                         "Analysis complete."}));
+    EXPECT_EQ(status.texts, (QStringList{"Analyzing 3 file(s)...", "Analyzing 1/3...", "Analyzing 2/3...",
+                                         "Analyzing 3/3...", "Analysis complete."}));
     const AudioFileItem& l = *state.files()[0];
     const AudioFileItem& q = *state.files()[1];
     const AudioFileItem& bad = *state.files()[2];
@@ -191,8 +190,8 @@ TEST(AppStateTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
     ASSERT_TRUE(fixtures::waitUntil([&] { return !state.files()[2]->isAnalyzing(); }));
     gate.release(a);
     ASSERT_TRUE(fixtures::waitUntil([&] { return !state.files()[0]->isAnalyzing(); }));
-    EXPECT_EQ(status.texts, (QStringList{"Analyzing 2 file(s)...", "Analyzing 1 file(s)...",
-                                         "Analyzing 1/1...", "Analyzing 1/2..."}))
+    EXPECT_EQ(status.texts,
+              (QStringList{"Analyzing 2 file(s)...", "Analyzing 1 file(s)...", "Analyzing 1/1...", "Analyzing 1/2..."}))
         << "not complete while the other drop still runs";
 
     // B is removed before its result arrives: the result is dropped quietly,
@@ -213,8 +212,7 @@ TEST(AppStateTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
     state.restoreRemovedFile(*removed);
     ASSERT_TRUE(waitForAnalyses(state));
     EXPECT_TRUE(itemB->analysis());
-    EXPECT_EQ(status.texts.mid(5),
-              (QStringList{"Analyzing 1 file(s)...", "Analyzing 1/1...", "Analysis complete."}));
+    EXPECT_EQ(status.texts.mid(5), (QStringList{"Analyzing 1 file(s)...", "Analyzing 1/1...", "Analysis complete."}));
 }
 
 // 40 files on two cores: never more than two analyses at once, and exactly

@@ -15,9 +15,7 @@
 
 class GatedAnalyzer {
 public:
-    explicit GatedAnalyzer(bool holdEach) : shared_(std::make_shared<Shared>()) {
-        shared_->hold = holdEach;
-    }
+    explicit GatedAnalyzer(bool holdEach) : shared_(std::make_shared<Shared>()) { shared_->hold = holdEach; }
     ~GatedAnalyzer() { releaseAll(); }
 
     AppState::AnalysisOptions options(int cores) const {

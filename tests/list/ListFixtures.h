@@ -13,12 +13,9 @@
 #include <gtest/gtest.h>
 
 // A mono 48 kHz WAV of `seconds` of a 1 kHz sine at `amplitude`, in `dir`.
-inline QString writeTone(const QTemporaryDir& dir, const QString& name, double seconds,
-                         double amplitude = 0.25) {
+inline QString writeTone(const QTemporaryDir& dir, const QString& name, double seconds, double amplitude = 0.25) {
     const QString path = dir.filePath(name);
-    fixtures::writeMonoWav(path,
-                           fixtures::sine(1000.0, amplitude, 48000,
-                                          static_cast<int64_t>(seconds * 48000)),
+    fixtures::writeMonoWav(path, fixtures::sine(1000.0, amplitude, 48000, static_cast<int64_t>(seconds * 48000)),
                            48000);
     return path;
 }
@@ -33,8 +30,7 @@ inline QList<QUrl> urlsOf(const QStringList& paths) {
 struct StatusRecorder {
     QStringList texts;
     explicit StatusRecorder(AppState& state) {
-        QObject::connect(&state, &AppState::statusMessageChanged,
-                         [this](const QString& t) { texts << t; });
+        QObject::connect(&state, &AppState::statusMessageChanged, [this](const QString& t) { texts << t; });
     }
     bool sawComplete() const { return texts.contains(AppState::analysisCompleteMessage); }
 };

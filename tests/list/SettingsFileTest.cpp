@@ -27,9 +27,9 @@ TEST(SettingsFileTest, EncodesCompactlyAndDecodesAnyKeyOrderAndEscapedSlashes) {
     ASSERT_TRUE(decoded(back));
     EXPECT_EQ(*decoded(back), data);
 
-    const auto reordered = SettingsFile::decode(
-        R"({"files":[{"manual":true,"correction_db":-16,"path":"\/a\/b.wav","extra":[1]}],)"
-        R"("unknown":{"x":1},"target_lufs":-23})");
+    const auto reordered =
+        SettingsFile::decode(R"({"files":[{"manual":true,"correction_db":-16,"path":"\/a\/b.wav","extra":[1]}],)"
+                             R"("unknown":{"x":1},"target_lufs":-23})");
     ASSERT_TRUE(decoded(reordered));
     EXPECT_EQ(*decoded(reordered), (SettingsData{-23.0, {{"/a/b.wav", -16.0, true}}}));
 }
@@ -54,8 +54,8 @@ TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
     EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[3]})"), "The file entry 1 is not an object.");
 
     // Deep nesting, a huge array and bytes that are not UTF-8.
-    const QByteArray deep = R"({"target_lufs":-16,"files":[],"x":)" + QByteArray(100000, '[') +
-                            QByteArray(100000, ']') + "}";
+    const QByteArray deep =
+        R"({"target_lufs":-16,"files":[],"x":)" + QByteArray(100000, '[') + QByteArray(100000, ']') + "}";
     EXPECT_FALSE(errorOf(deep).isEmpty());
     QByteArray huge = R"({"target_lufs":-16,"files":[)";
     for (int i = 0; i < 200000; ++i)
@@ -113,11 +113,9 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
         writeText(path, text);
         SettingsFile::loadSettings(state, path);
     };
-    load(R"({"target_lufs":-16,"files":[{"path":")" + a.toUtf8() +
-         R"(","correction_db":0,"manual":false},{"path":")" + a.toUtf8() +
-         R"(","correction_db":0}]})");
-    EXPECT_EQ(state.statusMessage(),
-              R"(Error loading settings: The key "manual" is missing in file entry 2.)");
+    load(R"({"target_lufs":-16,"files":[{"path":")" + a.toUtf8() + R"(","correction_db":0,"manual":false},{"path":")" +
+         a.toUtf8() + R"(","correction_db":0}]})");
+    EXPECT_EQ(state.statusMessage(), R"(Error loading settings: The key "manual" is missing in file entry 2.)");
     ASSERT_EQ(state.files().size(), 1u);
     EXPECT_EQ(state.files()[0], original);
 

@@ -107,18 +107,17 @@ TEST(PlaybackEngineTest, SeekPauseAndResumeContinueWhereTheyShouldInBothModes) {
         EXPECT_FALSE(t.engine.isPlaying());
         const std::vector<float> paused = t.pull(1024);
         EXPECT_EQ(std::vector<float>(paused.begin() + 2 * rampFrames48k, paused.end()),
-                  std::vector<float>(2048 - 2 * rampFrames48k, 0.0f)) << "paused: silence after the fade";
+                  std::vector<float>(2048 - 2 * rampFrames48k, 0.0f))
+            << "paused: silence after the fade";
         t.engine.seek(30.0);
         EXPECT_EQ(t.engine.currentTime(), 30.0);
         t.engine.resume(given, withEdits ? 1.0 : 0.0);
         EXPECT_EQ(t.engine.isSourceNodeMode(), withEdits);
-        expectScaled(t.pull(2048), sourceFrames(path, 30 * 48000, 2048), 30 * 48000,
-                     [&](int64_t) { return gain; });
+        expectScaled(t.pull(2048), sourceFrames(path, 30 * 48000, 2048), 30 * 48000, [&](int64_t) { return gain; });
         // Seeking while playing goes on from there at once.
         t.engine.seek(10.0);
         EXPECT_EQ(t.engine.currentTime(), 10.0);
-        expectScaled(t.pull(2048), sourceFrames(path, 10 * 48000, 2048), 10 * 48000,
-                     [&](int64_t) { return gain; });
+        expectScaled(t.pull(2048), sourceFrames(path, 10 * 48000, 2048), 10 * 48000, [&](int64_t) { return gain; });
     }
 }
 

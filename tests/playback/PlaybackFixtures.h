@@ -17,8 +17,7 @@
 inline constexpr size_t rampFrames48k = 240;
 
 // Stereo 32-bit float WAV: a sine on the left, noise on the right.
-inline QString writeStereo(const QTemporaryDir& dir, const QString& name, double seconds,
-                           int64_t rate = 48000) {
+inline QString writeStereo(const QTemporaryDir& dir, const QString& name, double seconds, int64_t rate = 48000) {
     const auto n = static_cast<int64_t>(seconds * static_cast<double>(rate));
     const QString path = dir.filePath(name);
     fixtures::writeWav(path, {fixtures::sine(440.0, 0.5, rate, n), fixtures::noise(7, 0.3, n)}, rate);
@@ -31,18 +30,19 @@ struct EngineUnderTest {
 
     explicit EngineUnderTest(std::set<int64_t> rates = {})
         : EngineUnderTest(std::make_unique<MemoryOutput>(std::move(rates))) {}
-    explicit EngineUnderTest(std::unique_ptr<MemoryOutput> out)
-        : output(out.get()), engine(std::move(out)) {}
+    explicit EngineUnderTest(std::unique_ptr<MemoryOutput> out) : output(out.get()), engine(std::move(out)) {}
 
     // Pulls `frames` frames, 512 at a time, each once the reader is ahead
     // or has read the whole file.
     std::vector<float> pull(int64_t frames) {
         output->take();
         for (int64_t done = 0; done < frames; done += 512) {
-            fixtures::waitUntil([&] {
-                output->pull(0); // lets the engine drop what was read before a seek
-                return engine.bufferedFrames() >= 2048 || engine.isReadToEnd();
-            }, 1000);
+            fixtures::waitUntil(
+                [&] {
+                    output->pull(0); // lets the engine drop what was read before a seek
+                    return engine.bufferedFrames() >= 2048 || engine.isReadToEnd();
+                },
+                1000);
             output->pull(std::min<int64_t>(512, frames - done));
         }
         return output->take();

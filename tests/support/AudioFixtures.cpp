@@ -17,9 +17,9 @@ namespace fixtures {
 std::vector<float> sine(double frequency, double amplitude, int64_t sampleRate, int64_t samples) {
     std::vector<float> out(static_cast<size_t>(samples));
     for (int64_t i = 0; i < samples; ++i) {
-        out[static_cast<size_t>(i)] = static_cast<float>(
-            amplitude * std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(i) /
-                                 static_cast<double>(sampleRate)));
+        out[static_cast<size_t>(i)] =
+            static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(i) /
+                                                    static_cast<double>(sampleRate)));
     }
     return out;
 }
@@ -34,9 +34,7 @@ std::vector<float> noise(uint32_t seed, double amplitude, int64_t samples) {
     return out;
 }
 
-std::vector<float> silence(int64_t samples) {
-    return std::vector<float>(static_cast<size_t>(samples));
-}
+std::vector<float> silence(int64_t samples) { return std::vector<float>(static_cast<size_t>(samples)); }
 
 std::vector<float> concat(const std::vector<std::vector<float>>& parts) {
     std::vector<float> out;
@@ -46,8 +44,7 @@ std::vector<float> concat(const std::vector<std::vector<float>>& parts) {
     return out;
 }
 
-void writeAudio(const QString& path, const std::vector<std::vector<float>>& channels,
-                int64_t sampleRate, int format) {
+void writeAudio(const QString& path, const std::vector<std::vector<float>>& channels, int64_t sampleRate, int format) {
     SF_INFO info{};
     info.samplerate = static_cast<int>(sampleRate);
     info.channels = static_cast<int>(channels.size());
@@ -67,8 +64,7 @@ void writeAudio(const QString& path, const std::vector<std::vector<float>>& chan
     sf_close(f);
 }
 
-void writeWav(const QString& path, const std::vector<std::vector<float>>& channels,
-              int64_t sampleRate) {
+void writeWav(const QString& path, const std::vector<std::vector<float>>& channels, int64_t sampleRate) {
     writeAudio(path, channels, sampleRate, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
 }
 
@@ -102,8 +98,8 @@ QString writeScript(const QString& dir, const QString& name, const QString& body
     f.write(body.toUtf8());
     f.write("\n");
     f.close();
-    f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
-                     QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
+    f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup |
+                     QFile::ReadOther | QFile::ExeOther);
     return path;
 }
 

@@ -16,11 +16,9 @@ std::vector<float> silence(int64_t samples);
 std::vector<float> concat(const std::vector<std::vector<float>>& parts);
 
 // Writes deinterleaved channels with libsndfile; `format` is an SF_FORMAT_* value.
-void writeAudio(const QString& path, const std::vector<std::vector<float>>& channels,
-                int64_t sampleRate, int format);
+void writeAudio(const QString& path, const std::vector<std::vector<float>>& channels, int64_t sampleRate, int format);
 // 32-bit float WAV.
-void writeWav(const QString& path, const std::vector<std::vector<float>>& channels,
-              int64_t sampleRate);
+void writeWav(const QString& path, const std::vector<std::vector<float>>& channels, int64_t sampleRate);
 void writeMonoWav(const QString& path, const std::vector<float>& samples, int64_t sampleRate);
 
 // Reads a file back with libsndfile, first channel only.

@@ -1,8 +1,8 @@
+#include "ui/FileTableView.h"
 #include "UiFixtures.h"
 #include "support/QtPrinters.h"
 #include "ui/CorrectionControl.h"
 #include "ui/FileTableModel.h"
-#include "ui/FileTableView.h"
 
 #include <QAction>
 #include <QHeaderView>
@@ -179,8 +179,12 @@ TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
                 count += isTint(QColor(image.pixel(x, y))) ? 1 : 0;
         return count;
     };
-    EXPECT_GT(tinted(FileTableModel::headroom, [](QColor c) { return c.red() > c.green() + 60 && c.red() > c.blue() + 60; }), 10);
-    EXPECT_GT(tinted(FileTableModel::name, [](QColor c) { return c.red() > 200 && c.green() > 150 && c.blue() < c.green() - 60; }), 10);
+    EXPECT_GT(
+        tinted(FileTableModel::headroom, [](QColor c) { return c.red() > c.green() + 60 && c.red() > c.blue() + 60; }),
+        10);
+    EXPECT_GT(tinted(FileTableModel::name,
+                     [](QColor c) { return c.red() > 200 && c.green() > 150 && c.blue() < c.green() - 60; }),
+              10);
 }
 
 // Adding, removing and restoring a file touch only their rows; the other
@@ -195,8 +199,9 @@ TEST(FileTableViewTest, ListChangesAreAnnouncedRowByRow) {
                      [&](const QModelIndex&, int a, int b) { events << QString("insert %1-%2").arg(a).arg(b); });
     QObject::connect(&m, &QAbstractItemModel::rowsRemoved,
                      [&](const QModelIndex&, int a, int b) { events << QString("remove %1-%2").arg(a).arg(b); });
-    QObject::connect(&m, &QAbstractItemModel::dataChanged,
-                     [&](const QModelIndex& a, const QModelIndex& b) { events << QString("row %1-%2").arg(a.row()).arg(b.row()); });
+    QObject::connect(&m, &QAbstractItemModel::dataChanged, [&](const QModelIndex& a, const QModelIndex& b) {
+        events << QString("row %1-%2").arg(a.row()).arg(b.row());
+    });
     const auto touch = [&](const QString& name) {
         QFile f(dir.filePath(name));
         return f.open(QIODevice::WriteOnly) ? QUrl::fromLocalFile(f.fileName()) : QUrl();

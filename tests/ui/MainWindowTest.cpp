@@ -1,20 +1,19 @@
+#include "ui/MainWindow.h"
 #include "UiFixtures.h"
+#include "export/ExportRun.h"
+#include "playback/MemoryOutput.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
-#include "export/ExportRun.h"
 #include "ui/AboutDialog.h"
 #include "ui/ClippingWarningDialog.h"
 #include "ui/ContentView.h"
 #include "ui/ExportControlsView.h"
 #include "ui/FileTableView.h"
-#include "ui/MainWindow.h"
-#include "ui/onboarding/OnboardingWizardView.h"
 #include "ui/PlaybackControlsView.h"
-#include "playback/MemoryOutput.h"
+#include "ui/onboarding/OnboardingWizardView.h"
 
 #include <QApplication>
 #include <QComboBox>
-#include <QStandardItemModel>
 #include <QDoubleSpinBox>
 #include <QElapsedTimer>
 #include <QFrame>
@@ -23,10 +22,11 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QTreeWidget>
 #include <QSettings>
+#include <QStandardItemModel>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTreeWidget>
 #include <gtest/gtest.h>
 
 namespace {
@@ -55,7 +55,8 @@ struct Window {
     ContentView& content() { return *window->content(); }
     QString tone(const QString& name, double amplitude, double seconds = 2.0) {
         const QString path = dir.filePath(name);
-        fixtures::writeMonoWav(path, fixtures::sine(440, amplitude, 48000, static_cast<int64_t>(seconds * 48000)), 48000);
+        fixtures::writeMonoWav(path, fixtures::sine(440, amplitude, 48000, static_cast<int64_t>(seconds * 48000)),
+                               48000);
         return path;
     }
     void drop(const QStringList& paths) {
@@ -141,7 +142,8 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     // An encoder's message of several lines: the first here, all in the tooltip.
     w.state.setStatusMessage("Export error: Error exporting a.wav: first line\nsecond line");
     EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->text(), "Export error: Error exporting a.wav: first line");
-    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->toolTip(), "Export error: Error exporting a.wav: first line\nsecond line");
+    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->toolTip(),
+              "Export error: Error exporting a.wav: first line\nsecond line");
 }
 
 TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
@@ -236,7 +238,8 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     w.clippingAnswer = true;
     QStringList strip;
     QObject::connect(&exports, &ExportSession::progressChanged, [&] {
-        strip << child<QLabel>(*w.window, "progressText")->text() + " " + child<QLabel>(*w.window, "progressPercent")->text();
+        strip << child<QLabel>(*w.window, "progressText")->text() + " " +
+                     child<QLabel>(*w.window, "progressPercent")->text();
     });
     QTest::mouseClick(exportAll, Qt::LeftButton);
     EXPECT_TRUE(exports.isExporting());
@@ -244,8 +247,8 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     EXPECT_FALSE(exportAll->isEnabled());
     ASSERT_TRUE(QTest::qWaitFor([&] { return !exports.isExporting(); }, 20000));
     // No gain brings a tone 45 dB up under the limiter's ceiling.
-    EXPECT_TRUE(w.state.statusMessage().startsWith(
-        "Export complete! The limiter's ceiling keeps 1 file below target: click ("))
+    EXPECT_TRUE(
+        w.state.statusMessage().startsWith("Export complete! The limiter's ceiling keeps 1 file below target: click ("))
         << w.state.statusMessage().toStdString();
     EXPECT_FALSE(child<QFrame>(*w.window, "progressStrip")->isVisible());
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
@@ -303,7 +306,8 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     ASSERT_NE(rows, nullptr);
     ASSERT_EQ(rows->topLevelItemCount(), 1);
     EXPECT_EQ(rows->topLevelItem(0)->text(0), "a.wav");
-    EXPECT_EQ(rows->topLevelItem(0)->text(1), QString::asprintf("%.1f dB over", ExportRun::findClippingFiles(w.state.files())[0].overshootDB));
+    EXPECT_EQ(rows->topLevelItem(0)->text(1),
+              QString::asprintf("%.1f dB over", ExportRun::findClippingFiles(w.state.files())[0].overshootDB));
     EXPECT_TRUE(hasText("How would you like to handle this?"));
     EXPECT_TRUE(dialog.useLimiter()) << "the limiter is preselected";
     child<QRadioButton>(dialog, "exportAnyway")->setChecked(true);
@@ -312,7 +316,8 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     EXPECT_EQ(dialog.findChild<QLabel*>("safeTargetTip")->text(),
               QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", safe));
     // Return exports from wherever the focus starts; Escape cancels.
-    for (const auto& [key, result] : {std::pair{Qt::Key_Return, QDialog::Accepted}, {Qt::Key_Escape, QDialog::Rejected}}) {
+    for (const auto& [key, result] :
+         {std::pair{Qt::Key_Return, QDialog::Accepted}, {Qt::Key_Escape, QDialog::Rejected}}) {
         ClippingWarningDialog asked(w.state.files());
         asked.show();
         ASSERT_TRUE(QTest::qWaitForWindowActive(&asked));
@@ -344,5 +349,6 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     ASSERT_TRUE(w.analysed());
     w.state.setSelectedFileID(w.state.files().back()->id());
     EXPECT_TRUE(child<QLabel>(*w.window, "waveformPlaceholder")->isVisible());
-    EXPECT_TRUE(child<QLabel>(*w.window, "waveformPlaceholder")->text().startsWith("junk.wav could not be analysed:\n"));
+    EXPECT_TRUE(
+        child<QLabel>(*w.window, "waveformPlaceholder")->text().startsWith("junk.wav could not be analysed:\n"));
 }

@@ -10,8 +10,8 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QTest>
-#include <gtest/gtest.h>
 #include <algorithm>
+#include <gtest/gtest.h>
 
 namespace {
 

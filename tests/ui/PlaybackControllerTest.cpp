@@ -21,8 +21,10 @@ TEST(PlaybackControllerTest, SelectionJumpsToTheLoudestWindowWhilePlaying) {
     QTemporaryDir dir;
     // 12 s quiet, then 20 s loud: the loudest window starts near 12 s.
     const QString late = dir.filePath("late.wav");
-    fixtures::writeMonoWav(late, fixtures::concat({fixtures::sine(440, 0.01, 48000, 12 * 48000),
-                                                   fixtures::sine(440, 0.5, 48000, 20 * 48000)}), 48000);
+    fixtures::writeMonoWav(
+        late,
+        fixtures::concat({fixtures::sine(440, 0.01, 48000, 12 * 48000), fixtures::sine(440, 0.5, 48000, 20 * 48000)}),
+        48000);
     const QString plain = writeStereo(dir, "plain.wav", 3.0);
     AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
     state.addFiles(urlsOf({plain, late, dir.filePath("pending.wav")}));

@@ -4,8 +4,8 @@
 // minutes of music-like sound (chords, a beat) with a quiet passage.
 
 #include "analysis/LoudnessAnalyzer.h"
-#include "support/AnalysisSupport.h"
 #include "list/AudioFileItem.h"
+#include "support/AnalysisSupport.h"
 
 #include <QObject>
 #include <gtest/gtest.h>
@@ -22,8 +22,8 @@ inline std::vector<float> musicLike(double seconds, int64_t rate = 48000) {
     for (size_t i = 0; i < out.size(); ++i) {
         const double t = static_cast<double>(i) / static_cast<double>(rate);
         const double beat = std::fmod(t, 0.5);
-        const double chord = 0.15 * (std::sin(2 * M_PI * 220 * t) + std::sin(2 * M_PI * 277 * t) +
-                                     std::sin(2 * M_PI * 330 * t));
+        const double chord =
+            0.15 * (std::sin(2 * M_PI * 220 * t) + std::sin(2 * M_PI * 277 * t) + std::sin(2 * M_PI * 330 * t));
         const double drum = 0.5 * std::exp(-beat * 18) * noise(rng);
         double level = 0.6 + 0.3 * std::sin(2 * M_PI * t / 40.0);
         if (t > 70 && t < 95)

@@ -3,12 +3,12 @@
 
 #include "UiFixtures.h"
 #include "export/ExportRun.h"
+#include "playback/SilentOutput.h"
 #include "ui/AboutDialog.h"
 #include "ui/ClippingWarningDialog.h"
 #include "ui/FileTableView.h"
 #include "ui/Icons.h"
 #include "ui/MainWindow.h"
-#include "playback/SilentOutput.h"
 #include "ui/UpdateDialogs.h"
 #include "ui/WaveformView.h"
 #include "ui/onboarding/OnboardingWizardView.h"
@@ -52,9 +52,8 @@ int main(int argc, char** argv) {
     view.grab().save(QDir(out).filePath("waveform-magnifier.png"));
 
     // The table with a file in every state.
-    AppState state(AppState::AnalysisOptions{[](const QString&) {
-        return AnalysisOutcome::failure(QStringLiteral("Audio file contains no samples"));
-    }, 1});
+    AppState state(AppState::AnalysisOptions{
+        [](const QString&) { return AnalysisOutcome::failure(QStringLiteral("Audio file contains no samples")); }, 1});
     const auto quiet = analysedItem("Quiet Intro.flac", musicLike(40.0));
     const auto loud = analysedItem("Loud Master.wav", musicLike(30.0));
     for (const auto& f : {item, quiet, loud})
@@ -106,11 +105,12 @@ int main(int argc, char** argv) {
         dialog->close();
     };
     save(UpdateDialogs::upToDate(nullptr, QStringLiteral("0.1.0 (1)")), "update-up-to-date.png");
-    save(UpdateDialogs::offer(nullptr, {QStringLiteral("1.3.0 (57)"), QStringLiteral("0.1.0 (1)"),
-                                        QStringLiteral("<h3>What's new</h3><ul><li>Analysis twice as fast</li>"
-                                                       "<li>Fades follow the curve</li></ul><img src=\"https://example.com/x.png\">"),
-                                        QUrl(QStringLiteral("https://sonivel.org/notes/1.3.0")),
-                                        QUrl(QStringLiteral("https://sonivel.org/download"))}),
+    save(UpdateDialogs::offer(
+             nullptr, {QStringLiteral("1.3.0 (57)"), QStringLiteral("0.1.0 (1)"),
+                       QStringLiteral("<h3>What's new</h3><ul><li>Analysis twice as fast</li>"
+                                      "<li>Fades follow the curve</li></ul><img src=\"https://example.com/x.png\">"),
+                       QUrl(QStringLiteral("https://sonivel.org/notes/1.3.0")),
+                       QUrl(QStringLiteral("https://sonivel.org/download"))}),
          "update-offer.png");
     save(UpdateDialogs::failure(nullptr, QStringLiteral("The update server did not answer within 15 seconds.")),
          "update-error.png");

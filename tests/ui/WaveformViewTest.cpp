@@ -1,8 +1,8 @@
+#include "ui/WaveformView.h"
 #include "UiFixtures.h"
+#include "editing/SegmentEditModel.h"
 #include "support/QtPrinters.h"
 #include "ui/WaveformPainter.h"
-#include "ui/WaveformView.h"
-#include "editing/SegmentEditModel.h"
 
 #include <QAbstractButton>
 #include <QFrame>
@@ -46,8 +46,10 @@ TEST(WaveformPainterTest, StaticLayerPixelsThatMatter) {
     // The curve: exactly peakLUFS - 12 (-26) is normal, below it soft; the
     // same whether it is stroked (sparse) or written as pixel runs (dense).
     for (const QImage& picture : {image, paintStatic(synthetic(10), QSize(600, 300))}) {
-        const QColor normal = picture.pixelColor(static_cast<int>(g.xOfTime(55, 100)), static_cast<int>(g.yOfLUFS(-26.0)));
-        const QColor soft = picture.pixelColor(static_cast<int>(g.xOfTime(75, 100)), static_cast<int>(g.yOfLUFS(-26.5)));
+        const QColor normal =
+            picture.pixelColor(static_cast<int>(g.xOfTime(55, 100)), static_cast<int>(g.yOfLUFS(-26.0)));
+        const QColor soft =
+            picture.pixelColor(static_cast<int>(g.xOfTime(75, 100)), static_cast<int>(g.yOfLUFS(-26.5)));
         EXPECT_TRUE(near(normal, WaveformPainter::curveColor, 30)) << normal.name().toStdString();
         EXPECT_TRUE(near(soft, WaveformPainter::softCurveColor, 30)) << soft.name().toStdString();
     }
@@ -74,7 +76,8 @@ TEST(WaveformPainterTest, StaticLayerPixelsThatMatter) {
     QPainter over(&withPlayhead);
     WaveformPainter::paintPlayhead(over, 62.5, 100, g);
     over.end();
-    const QColor head = withPlayhead.pixelColor(static_cast<int>(g.xOfTime(62.5, 100)), static_cast<int>(g.midY() + 30));
+    const QColor head =
+        withPlayhead.pixelColor(static_cast<int>(g.xOfTime(62.5, 100)), static_cast<int>(g.midY() + 30));
     EXPECT_GT(head.green(), 200);
     EXPECT_LT(head.red(), 100);
 }
@@ -121,7 +124,8 @@ TEST(WaveformViewTest, HoverReadOutStaysInsideAndLeavesForTheButtons) {
     WaveformView view;
     view.resize(600, 300);
     view.setFile(item);
-    QMouseEvent move(QEvent::MouseMove, QPointF(300, 100), QPointF(300, 100), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+    QMouseEvent move(QEvent::MouseMove, QPointF(300, 100), QPointF(300, 100), Qt::NoButton, Qt::NoButton,
+                     Qt::NoModifier);
     QCoreApplication::sendEvent(&view, &move);
     EXPECT_TRUE(view.hasHoverReadOut());
     QEvent enter(QEvent::Enter);

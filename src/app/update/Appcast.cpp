@@ -30,9 +30,8 @@ int compareDotted(const QString& a, const QString& b) {
 // Only web addresses are kept: a feed cannot make the program open a file.
 QUrl webAddress(const QString& text) {
     const QUrl url(text.trimmed(), QUrl::StrictMode);
-    return url.isValid() && (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"))
-               ? url
-               : QUrl();
+    return url.isValid() && (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http")) ? url
+                                                                                                              : QUrl();
 }
 
 // One <item>; `channel` is set when it belongs to a channel of its own.
@@ -92,8 +91,9 @@ Outcome<std::vector<AppcastItem>> parse(const QByteArray& bytes) {
     using Parsed = Outcome<std::vector<AppcastItem>>;
     QXmlStreamReader xml(bytes);
     const auto invalid = [&xml] {
-        return Parsed::failure(
-            QStringLiteral("The update feed is not valid XML: %1 (line %2).").arg(xml.errorString()).arg(xml.lineNumber()));
+        return Parsed::failure(QStringLiteral("The update feed is not valid XML: %1 (line %2).")
+                                   .arg(xml.errorString())
+                                   .arg(xml.lineNumber()));
     };
     std::vector<AppcastItem> items;
     if (!xml.readNextStartElement() || xml.name() != QLatin1String("rss"))

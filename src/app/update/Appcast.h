@@ -6,10 +6,10 @@
 // download page and the file to download. Only items of the default channel
 // count. Plain values and free functions.
 
+#include "io/Outcome.h"
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
-#include "io/Outcome.h"
 #include <vector>
 
 struct AppVersion {
@@ -23,7 +23,7 @@ struct AppcastItem {
     QString publicationDate;
     QString releaseNotes; // limited HTML from the item's description
     QUrl releaseNotesLink;
-    QUrl downloadPage;    // the item's link, else its enclosure
+    QUrl downloadPage; // the item's link, else its enclosure
 };
 
 namespace Appcast {

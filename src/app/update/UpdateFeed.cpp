@@ -31,7 +31,7 @@ void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits
             &network,
             [finish, url] {
                 fail(*finish, QStringLiteral("The update feed's address is not a secure (https) address: %1")
-                              .arg(url.toDisplayString()));
+                                  .arg(url.toDisplayString()));
             },
             Qt::QueuedConnection);
         return;
@@ -61,15 +61,15 @@ void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits
         reply->deleteLater();
         const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (*tooLarge)
-            return fail(*finish, QStringLiteral("The update feed is larger than %1 MB.").arg(limits.maxBytes / (1024 * 1024)));
+            return fail(*finish,
+                        QStringLiteral("The update feed is larger than %1 MB.").arg(limits.maxBytes / (1024 * 1024)));
         switch (reply->error()) {
-        case QNetworkReply::NoError:
-            body->append(reply->readAll());
-            return (*finish)(*body);
+        case QNetworkReply::NoError: body->append(reply->readAll()); return (*finish)(*body);
         case QNetworkReply::OperationCanceledError:
         case QNetworkReply::TimeoutError:
-            return fail(*finish, QStringLiteral("The update server did not answer within %1 seconds.")
-                                 .arg(limits.timeoutMs / 1000.0));
+            return fail(
+                *finish,
+                QStringLiteral("The update server did not answer within %1 seconds.").arg(limits.timeoutMs / 1000.0));
         case QNetworkReply::TooManyRedirectsError:
             return fail(*finish, QStringLiteral("The update server redirects in a loop."));
         case QNetworkReply::InsecureRedirectError:
@@ -77,8 +77,8 @@ void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits
         default:
             if (status >= 400)
                 return fail(*finish, QStringLiteral("The update server answered %1 %2.")
-                                     .arg(status)
-                                     .arg(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString()));
+                                         .arg(status)
+                                         .arg(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString()));
             return fail(*finish, QStringLiteral("Could not reach the update server: %1").arg(reply->errorString()));
         }
     });

@@ -5,11 +5,11 @@
 // redirects, and an answer within the time limit. Every way it can fail
 // has its own message. Runs on the calling thread's event loop.
 
+#include "io/Outcome.h"
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
 #include <functional>
-#include "io/Outcome.h"
 
 class QNetworkAccessManager;
 
@@ -27,7 +27,6 @@ using Result = Outcome<QByteArray>; // the feed, or why there is none
 bool isAllowed(const QUrl& url);
 
 // Fetches `url` and calls `done` once, later, from the event loop.
-void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits,
-           std::function<void(Result)> done);
+void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits, std::function<void(Result)> done);
 
 } // namespace UpdateFeed

@@ -31,8 +31,8 @@ void LoopingVideoView::advance() {
         timer_.stop();
         return;
     }
-    frame_ = QImage(reinterpret_cast<const uchar*>(frame->pixels.data()), frame->width, frame->height,
-                    frame->width * 4, QImage::Format_RGB32)
+    frame_ = QImage(reinterpret_cast<const uchar*>(frame->pixels.data()), frame->width, frame->height, frame->width * 4,
+                    QImage::Format_RGB32)
                  .copy();
     update();
 }

@@ -1,7 +1,7 @@
 #include "ui/onboarding/OnboardingPages.h"
 
-#include "ui/PaintKit.h"
 #include "ui/Icons.h"
+#include "ui/PaintKit.h"
 #include "ui/onboarding/LoopingVideoView.h"
 #include "ui/onboarding/SimpleModeAnimation.h"
 
@@ -80,8 +80,9 @@ QWidget* welcomePage() {
     column->addSpacing(16);
     column->addWidget(text(QStringLiteral("Welcome to Sonivel"), 24, QFont::Bold));
     column->addSpacing(6);
-    QLabel* body = text(QStringLiteral("Analyze and normalize audio loudness\nfor consistent playback across your files."),
-                        14, QFont::Normal, true);
+    QLabel* body =
+        text(QStringLiteral("Analyze and normalize audio loudness\nfor consistent playback across your files."), 14,
+             QFont::Normal, true);
     body->setTextFormat(Qt::PlainText);
     column->addWidget(body);
     column->addStretch();
@@ -90,9 +91,9 @@ QWidget* welcomePage() {
 
 QWidget* loudnessCheckPage() {
     auto* page = new QWidget;
-    QVBoxLayout* column = withVideo(page, QStringLiteral("Fast Loudness Check"),
-                                    QStringLiteral("Compare loudness between songs while listening"),
-                                    QStringLiteral("demoFastCheck"));
+    QVBoxLayout* column =
+        withVideo(page, QStringLiteral("Fast Loudness Check"),
+                  QStringLiteral("Compare loudness between songs while listening"), QStringLiteral("demoFastCheck"));
     auto* steps = new QGridLayout;
     steps->setHorizontalSpacing(8);
     steps->setVerticalSpacing(6);
@@ -211,16 +212,11 @@ QWidget* getStartedPage() {
 
 QWidget* make(int index) {
     switch (index) {
-    case 0:
-        return welcomePage();
-    case 1:
-        return loudnessCheckPage();
-    case 2:
-        return simpleModePage();
-    case 3:
-        return editModePage();
-    default:
-        return getStartedPage();
+    case 0: return welcomePage();
+    case 1: return loudnessCheckPage();
+    case 2: return simpleModePage();
+    case 3: return editModePage();
+    default: return getStartedPage();
     }
 }
 

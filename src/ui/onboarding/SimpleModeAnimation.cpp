@@ -144,8 +144,7 @@ void SimpleModeAnimation::paintEvent(QPaintEvent*) {
     }
     if (phase_ == 1) {
         // Revealed up to the analysis's progress.
-        painter.setClipRect(QRectF(0, 0, g.marginLeft + analyzeProgress_ * g.plotW(), height()),
-                            Qt::IntersectClip);
+        painter.setClipRect(QRectF(0, 0, g.marginLeft + analyzeProgress_ * g.plotW(), height()), Qt::IntersectClip);
         WaveformPainter::paintStaticLayer(painter, mock_, nullptr, g);
         return;
     }
