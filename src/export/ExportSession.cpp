@@ -4,6 +4,7 @@
 #include "io/TemporaryFile.h"
 
 #include <QDir>
+#include <QThread>
 #include <QThreadPool>
 
 ExportChoices ExportChoices::withFormat(ExportFormat f) const {
@@ -17,6 +18,7 @@ ExportChoices ExportChoices::withSampleRate(SampleRate rate) const {
 ExportSession::ExportSession(AppState& state, QObject* parent) : QObject(parent), state_(state) {}
 
 void ExportSession::setFormat(ExportFormat format) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     const ExportChoices next = choices_.withFormat(format);
     if (next == choices_)
         return;
@@ -43,6 +45,7 @@ void ExportSession::setProgress(ExportProgress progress) {
 }
 
 void ExportSession::end(const ExportRun::Result& result) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     isExporting_ = false;
     emit isExportingChanged();
     setProgress({0, 0});
@@ -51,6 +54,7 @@ void ExportSession::end(const ExportRun::Result& result) {
 }
 
 void ExportSession::start(bool useLimiter, const QString& chosenFolder, const QString& ffmpegPath) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     if (chosenFolder.isEmpty() || isExporting_)
         return;
     const QString destination = QDir(chosenFolder).filePath(QStringLiteral("normalized"));

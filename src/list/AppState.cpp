@@ -83,6 +83,7 @@ void AppState::setTargetLUFS(double lufs) {
 }
 
 void AppState::setStatusMessage(const QString& message) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     statusMessage_ = message;
     emit statusMessageChanged(statusMessage_);
 }
@@ -95,6 +96,7 @@ void AppState::setCurveWindowSec(double seconds) {
 }
 
 std::vector<AppState::SkippedFile> AppState::addFiles(const QList<QUrl>& urls) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     const auto normalized = [](const QString& path) { return QDir::cleanPath(path); };
     QSet<QString> listed;
     for (const AudioFileItemPtr& item : files_)
@@ -153,6 +155,7 @@ QString AppState::describe(const std::vector<SkippedFile>& skipped) {
 }
 
 void AppState::loadFiles(std::vector<AudioFileItemPtr> items) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     files_ = std::move(items);
     emit filesChanged();
     setSelectedFileID(files_.empty() ? std::nullopt : std::optional(files_.front()->id()));
@@ -196,6 +199,7 @@ void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
 }
 
 void AppState::applyFinished() {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     std::vector<Inbox::Finished> finished;
     {
         std::lock_guard lock(inbox_->mutex);

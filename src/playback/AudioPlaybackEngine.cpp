@@ -3,6 +3,7 @@
 #include "io/FileError.h"
 #include "playback/DefaultOutput.h"
 
+#include <QThread>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -93,6 +94,7 @@ void AudioPlaybackEngine::startStream(int64_t sourceFrame) {
 }
 
 void AudioPlaybackEngine::play(const QString& path, double fromTime, double gainDB, const SegmentEditState* edits) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     ++playbackGeneration_;
     teardownSourceNode();
     active_.store(false);
@@ -139,6 +141,7 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
 }
 
 void AudioPlaybackEngine::pause() {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     updateTime();
     paused_.store(true);
     setPlaying(false, true);
@@ -146,6 +149,7 @@ void AudioPlaybackEngine::pause() {
 }
 
 void AudioPlaybackEngine::resume(const SegmentEditState* edits, std::optional<double> gainDB) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     if (!isPaused_ || currentFile_.isEmpty())
         return;
     const double gain = gainDB.value_or(0.0);
@@ -176,6 +180,7 @@ void AudioPlaybackEngine::resume(const SegmentEditState* edits, std::optional<do
 }
 
 void AudioPlaybackEngine::stop() {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     ++playbackGeneration_;
     teardownSourceNode();
     active_.store(false);
@@ -190,6 +195,7 @@ void AudioPlaybackEngine::stop() {
 }
 
 void AudioPlaybackEngine::seek(double seconds) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     setCurrentTime(seconds);
     if (!isPlaying_ || !file_)
         return;
@@ -207,6 +213,7 @@ void AudioPlaybackEngine::seek(double seconds) {
 }
 
 void AudioPlaybackEngine::updateGainEnvelope(const SegmentEditState& edits, double baseCorrectionDB) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     if (!file_)
         return;
     // Edits that appear or vanish during playback switch the mode at once;
