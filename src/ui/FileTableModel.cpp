@@ -143,7 +143,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
             return *f->analysisError();
         break;
     case correction:
-        // Shown by the row's CorrectionControl; the cell itself stays empty.
+        // Painted by the correction delegate; the cell has no text of its own.
         if (role == Qt::EditRole)
             return f->correctionDB();
         break;

@@ -1,6 +1,6 @@
 #include "ui/FileTableView.h"
 
-#include "ui/CorrectionControl.h"
+#include "ui/CorrectionDelegate.h"
 #include "ui/FileTableModel.h"
 #include "ui/Icons.h"
 
@@ -122,6 +122,13 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
     verticalHeader()->setDefaultSectionSize(24);
     setItemDelegate(new MeaningfulColourDelegate(this));
     setItemDelegateForColumn(FileTableModel::name, new FileNameDelegate(spinnerAngle, this));
+    setItemDelegateForColumn(FileTableModel::correction,
+                             new CorrectionDelegate(
+                                 this, FileTableModel::correction, [this](int row) { return model_->file(row); },
+                                 [this] {
+                                     if (onCorrectionChanged_)
+                                         onCorrectionChanged_();
+                                 }));
     QHeaderView* header = horizontalHeader();
     header->setSectionResizeMode(FileTableModel::name, QHeaderView::Stretch);
     header->setMinimumSectionSize(80);
@@ -156,14 +163,8 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
         state_.setSelectedFileID(file ? std::optional(file->id()) : std::nullopt);
     });
     connect(&state_, &AppState::selectedFileIDChanged, this, &FileTableView::selectFromState);
-    connect(model_, &QAbstractItemModel::modelReset, this, [this] {
-        addControls(0, model_->rowCount() - 1);
-        selectFromState();
-    });
-    connect(model_, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex&, int first, int last) {
-        addControls(first, last);
-        selectFromState();
-    });
+    connect(model_, &QAbstractItemModel::modelReset, this, &FileTableView::selectFromState);
+    connect(model_, &QAbstractItemModel::rowsInserted, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::rowsRemoved, this, &FileTableView::selectFromState);
     // The spinners turn while anything is being analysed.
     spinner_->setInterval(50);
@@ -181,19 +182,8 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
         if (!spinner_->isActive())
             spinner_->start();
     });
-    addControls(0, model_->rowCount() - 1);
+    spinner_->start();
     selectFromState();
-}
-
-void FileTableView::addControls(int first, int last) {
-    for (int row = first; row <= last; ++row) {
-        setIndexWidget(model_->index(row, FileTableModel::correction), new CorrectionControl(model_->file(row), [this] {
-                           if (onCorrectionChanged_)
-                               onCorrectionChanged_();
-                       }));
-    }
-    if (!spinner_->isActive())
-        spinner_->start();
 }
 
 void FileTableView::selectFromState() {
@@ -205,10 +195,6 @@ void FileTableView::selectFromState() {
         selectionModel()->setCurrentIndex(model_->index(row, 0),
                                           QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     syncing_ = false;
-}
-
-CorrectionControl* FileTableView::correctionControl(int row) const {
-    return qobject_cast<CorrectionControl*>(indexWidget(model_->index(row, FileTableModel::correction)));
 }
 
 QMenu* FileTableView::contextMenuFor(int row) {

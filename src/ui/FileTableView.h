@@ -10,7 +10,6 @@
 #include <QTableView>
 #include <functional>
 
-class CorrectionControl;
 class FileTableModel;
 class QMenu;
 
@@ -22,7 +21,6 @@ public:
 
     // Called after every correction change made in the table.
     void setOnCorrectionChanged(std::function<void()> callback) { onCorrectionChanged_ = std::move(callback); }
-    CorrectionControl* correctionControl(int row) const;
     // The menu for a right-click on `row`, or null when there is none.
     QMenu* contextMenuFor(int row);
 
@@ -30,8 +28,6 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    // The correction controls of rows first to last.
-    void addControls(int first, int last);
     void selectFromState();
 
     AppState& state_;

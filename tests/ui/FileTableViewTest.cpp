@@ -1,14 +1,15 @@
 #include "ui/FileTableView.h"
 #include "UiFixtures.h"
 #include "support/QtPrinters.h"
-#include "ui/CorrectionControl.h"
+#include "ui/CorrectionDelegate.h"
 #include "ui/FileTableModel.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QHeaderView>
 #include <QMenu>
+#include <QMouseEvent>
 #include <QTest>
-#include <QToolButton>
 #include <gtest/gtest.h>
 
 namespace {
@@ -67,7 +68,6 @@ TEST(FileTableViewTest, CellsShowTheFiguresInTheirColours) {
     EXPECT_TRUE(t.text(3, FileTableModel::headroom).isEmpty());
     EXPECT_EQ(t.text(4, FileTableModel::peak), "ERR");
     EXPECT_EQ(t.colour(4, FileTableModel::peak), FileTableModel::errorColor);
-    EXPECT_NE(t.view.correctionControl(4), nullptr) << "a failed file stays editable";
 
     // Markers and the manual colour follow the file.
     EXPECT_FALSE(t.model().data(t.model().index(0, 0), FileTableModel::hasEditsRole).toBool());
@@ -79,40 +79,51 @@ TEST(FileTableViewTest, CellsShowTheFiguresInTheirColours) {
 }
 
 TEST(FileTableViewTest, CorrectionDragStepperAndResetMenu) {
-    EXPECT_DOUBLE_EQ(CorrectionControl::afterDrag(1.0, -25.0), 3.5);
-    EXPECT_DOUBLE_EQ(CorrectionControl::afterDrag(0.0, 400.0), -30.0);
-    EXPECT_DOUBLE_EQ(CorrectionControl::afterDrag(0.0, 0.5), -0.1) << "-0.05 rounds away from zero";
+    EXPECT_DOUBLE_EQ(CorrectionDelegate::afterDrag(1.0, -25.0), 3.5);
+    EXPECT_DOUBLE_EQ(CorrectionDelegate::afterDrag(0.0, 400.0), -30.0);
+    EXPECT_DOUBLE_EQ(CorrectionDelegate::afterDrag(0.0, 0.5), -0.1) << "-0.05 rounds away from zero";
 
     Table t;
     const auto file = measured("a.wav", -20.0, -6.0, 1.0);
-    t.state.loadFiles({file});
+    const auto failed = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/failed.wav"));
+    t.state.loadFiles({file, failed});
     int changes = 0;
     t.view.setOnCorrectionChanged([&] { ++changes; });
     t.view.resize(1100, 200);
     t.view.show();
     EXPECT_EQ(t.view.contextMenuFor(0), nullptr) << "automatic: no menu";
 
-    CorrectionControl* control = t.view.correctionControl(0);
-    ASSERT_NE(control, nullptr);
-    QWidget* value = child<QWidget>(*control, "correctionValue");
-    EXPECT_EQ(value->toolTip(), "Drag up/down to adjust");
-    EXPECT_EQ(value->cursor().shape(), Qt::SizeVerCursor);
-    QTest::mousePress(value, Qt::LeftButton, {}, QPoint(20, 10));
-    QTest::mouseMove(value, QPoint(20, 9)); // under the 2-point threshold
+    QWidget* viewport = t.view.viewport();
+    const auto parts = [&](int row) {
+        return CorrectionDelegate::partsOf(t.view.visualRect(t.model().index(row, FileTableModel::correction)));
+    };
+    const QPoint value = parts(0).value.center();
+    QMouseEvent hover(QEvent::MouseMove, value, viewport->mapToGlobal(value), Qt::NoButton, {}, {});
+    QApplication::sendEvent(viewport, &hover);
+    EXPECT_EQ(viewport->cursor().shape(), Qt::SizeVerCursor);
+    QTest::mousePress(viewport, Qt::LeftButton, {}, value);
+    QTest::mouseMove(viewport, value - QPoint(0, 1)); // under the 2-point threshold
     EXPECT_EQ(file->correctionDB(), 1.0);
-    QTest::mouseMove(value, QPoint(20, -15)); // 25 points up
-    EXPECT_TRUE(control->isDragging());
+    QTest::mouseMove(viewport, value - QPoint(0, 25)); // 25 points up, out of the cell
     EXPECT_DOUBLE_EQ(file->correctionDB(), 3.5);
     EXPECT_TRUE(file->isManualOverride());
-    QTest::mouseRelease(value, Qt::LeftButton, {}, QPoint(20, -15));
-    EXPECT_FALSE(control->isDragging());
+    QTest::mouseRelease(viewport, Qt::LeftButton, {}, value - QPoint(0, 25));
+    QTest::mouseMove(viewport, value - QPoint(0, 40));
+    EXPECT_DOUBLE_EQ(file->correctionDB(), 3.5) << "the drag ended with the release";
     EXPECT_GE(changes, 1);
 
     file->setCorrectionDB(29.8);
-    QTest::mouseClick(child<QToolButton>(*control, "stepUp"), Qt::LeftButton);
+    QTest::mouseClick(viewport, Qt::LeftButton, {}, parts(0).up.center());
     EXPECT_DOUBLE_EQ(file->correctionDB(), 30.0) << "the stepper stops at +30";
-    QTest::mouseClick(child<QToolButton>(*control, "stepDown"), Qt::LeftButton);
+    QTest::mouseClick(viewport, Qt::LeftButton, {}, parts(0).down.center());
     EXPECT_DOUBLE_EQ(file->correctionDB(), 29.5);
+    QTest::mouseClick(viewport, Qt::LeftButton, {}, parts(1).up.center());
+    EXPECT_DOUBLE_EQ(failed->correctionDB(), 0.5) << "a file that failed stays editable";
+    // Held down, the arrow repeats.
+    QTest::mousePress(viewport, Qt::LeftButton, {}, parts(1).down.center());
+    QTest::qWait(500);
+    QTest::mouseRelease(viewport, Qt::LeftButton, {}, parts(1).down.center());
+    EXPECT_LE(failed->correctionDB(), -1.0);
 
     QMenu* menu = t.view.contextMenuFor(0);
     ASSERT_NE(menu, nullptr);
@@ -187,8 +198,8 @@ TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
               10);
 }
 
-// Adding, removing and restoring a file touch only their rows; the other
-// rows keep their controls, and a change of one file repaints its row only.
+// Adding, removing and restoring a file touch only their rows, and a change
+// of one file repaints its row only.
 TEST(FileTableViewTest, ListChangesAreAnnouncedRowByRow) {
     QTemporaryDir dir;
     Table t;
@@ -210,8 +221,6 @@ TEST(FileTableViewTest, ListChangesAreAnnouncedRowByRow) {
     t.state.addFiles({touch("c.wav")});
     ASSERT_TRUE(QTest::qWaitFor([&] { return !t.state.isAnalyzing(); }));
     EXPECT_EQ(events.filter("insert") + events.filter("reset"), (QStringList{"insert 0-1", "insert 2-2"}));
-    QWidget* lastControl = t.view.indexWidget(m.index(2, FileTableModel::correction));
-    ASSERT_NE(lastControl, nullptr);
 
     events.clear();
     t.state.setSelectedFileID(t.state.files()[1]->id());
@@ -220,7 +229,6 @@ TEST(FileTableViewTest, ListChangesAreAnnouncedRowByRow) {
     t.state.files()[0]->setCorrectionDB(3.0);
     t.state.restoreRemovedFile(*removed);
     EXPECT_EQ(events, (QStringList{"remove 1-1", "row 0-0", "insert 1-1"}));
-    EXPECT_EQ(t.view.indexWidget(m.index(2, FileTableModel::correction)), lastControl) << "kept, not rebuilt";
     EXPECT_EQ(m.file(1), removed->file);
     EXPECT_EQ(m.rowOf(removed->file->id()), 1);
 
