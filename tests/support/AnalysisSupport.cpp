@@ -14,22 +14,14 @@ namespace {
 constexpr int64_t chunkFrames = 65536;
 constexpr int64_t untilTheEnd = std::numeric_limits<int64_t>::max();
 
-} // namespace
-
-DecodedAudio loadRaw(const QString& path) {
-    OpenedAudio opened = AudioLoader::open(path);
-    const int channels = opened.reader.channels();
-    DecodedAudio audio;
-    audio.sampleRate = opened.reader.sampleRate();
-    audio.channels.assign(static_cast<size_t>(channels), {});
-    AudioLoader::readChunks(opened, untilTheEnd, chunkFrames, [&](const float* samples, int64_t frames) {
-        for (int c = 0; c < channels; ++c) {
-            for (int64_t f = 0; f < frames; ++f)
-                audio.channels[static_cast<size_t>(c)].push_back(samples[f * channels + c]);
-        }
-    });
-    return audio;
+double sectionResponseDB(const KWeightingFilter::Section& s, double frequency, double sampleRate) {
+    const std::complex<double> z1 = std::polar(1.0, -2.0 * std::numbers::pi * frequency / sampleRate);
+    const std::complex<double> z2 = z1 * z1;
+    const std::complex<double> h = (s.b0 + s.b1 * z1 + s.b2 * z2) / (1.0 + s.a1 * z1 + s.a2 * z2);
+    return 20.0 * std::log10(std::abs(h));
 }
+
+} // namespace
 
 MonoAudio loadMono(const QString& path) {
     OpenedAudio opened = AudioLoader::open(path);
@@ -61,13 +53,6 @@ WaveformEnvelope makeEnvelope(const std::vector<float>& samples, int64_t bucketC
     EnvelopeBuilder builder(static_cast<int64_t>(samples.size()), bucketCount);
     builder.add(samples.data(), static_cast<int64_t>(samples.size()));
     return builder.take(static_cast<int64_t>(samples.size()));
-}
-
-double sectionResponseDB(const KWeightingFilter::Section& s, double frequency, double sampleRate) {
-    const std::complex<double> z1 = std::polar(1.0, -2.0 * std::numbers::pi * frequency / sampleRate);
-    const std::complex<double> z2 = z1 * z1;
-    const std::complex<double> h = (s.b0 + s.b1 * z1 + s.b2 * z2) / (1.0 + s.a1 * z1 + s.a2 * z2);
-    return 20.0 * std::log10(std::abs(h));
 }
 
 double kWeightingResponseDB(const KWeightingFilter::Coeffs& coeffs, double frequency, double sampleRate) {

@@ -12,20 +12,13 @@
 
 namespace support {
 
-struct DecodedAudio {
-    std::vector<std::vector<float>> channels; // deinterleaved, all of equal length
-    int64_t sampleRate = 0;
-};
-
 struct MonoAudio {
     std::vector<float> samples;
     int64_t sampleRate = 0;
 };
 
-// Every channel of a file, through the program's loader (and its fallback).
-// Throws AudioLoaderError.
-DecodedAudio loadRaw(const QString& path);
-// The plain average of all channels; an empty file is an emptyFile error.
+// A file's channels averaged, through the program's loader (and its
+// fallback) and its downmix; an empty file is an emptyFile error.
 MonoAudio loadMono(const QString& path);
 
 // Runs samples in memory through the filter.
@@ -36,9 +29,7 @@ AnalysisResult analyzeSamples(const std::vector<float>& mono, int64_t sampleRate
 // The waveform envelope of samples in memory.
 WaveformEnvelope makeEnvelope(const std::vector<float>& samples, int64_t bucketCount);
 
-// Magnitude response in dB of one section, and of the whole K-weighting
-// cascade, at `frequency` Hz.
-double sectionResponseDB(const KWeightingFilter::Section& section, double frequency, double sampleRate);
+// Magnitude response in dB of the K-weighting cascade at `frequency` Hz.
 double kWeightingResponseDB(const KWeightingFilter::Coeffs& coeffs, double frequency, double sampleRate);
 
 } // namespace support
