@@ -18,10 +18,10 @@ constexpr int repeatIntervalMs = 100;
 
 CorrectionDelegate::CorrectionDelegate(QAbstractItemView* view, int column,
                                        std::function<AudioFileItemPtr(int row)> fileAt, std::function<void()> onChanged)
-    : QStyledItemDelegate(view), view_(view), column_(column), fileAt_(std::move(fileAt)),
+    : QStyledItemDelegate(view), view_(view), viewport_(view->viewport()), column_(column), fileAt_(std::move(fileAt)),
       onChanged_(std::move(onChanged)) {
-    view_->viewport()->installEventFilter(this);
-    view_->viewport()->setMouseTracking(true); // the drag cursor over the values
+    viewport_->installEventFilter(this);
+    viewport_->setMouseTracking(true); // the drag cursor over the values
     connect(&repeat_, &QTimer::timeout, this, [this] {
         repeat_.setInterval(repeatIntervalMs);
         stepOnce();
@@ -135,7 +135,9 @@ bool CorrectionDelegate::press(const QPoint& pos) {
 }
 
 bool CorrectionDelegate::eventFilter(QObject* watched, QEvent* event) {
-    if (watched != view_->viewport())
+    // Compared by address only: while the view is destroyed its viewport
+    // still sends events, and the view must not be asked for anything.
+    if (watched != viewport_)
         return false;
     switch (event->type()) {
     case QEvent::MouseButtonPress:

@@ -55,6 +55,7 @@ private:
     void stepOnce();
 
     QAbstractItemView* view_;
+    QWidget* viewport_;
     int column_;
     std::function<AudioFileItemPtr(int)> fileAt_;
     std::function<void()> onChanged_;

@@ -8,9 +8,7 @@
 
 FileTableModel::FileTableModel(AppState& state, QObject* parent) : QAbstractTableModel(parent), state_(state) {
     connect(&state_, &AppState::filesChanged, this, &FileTableModel::followList);
-    beginResetModel();
     rows_ = state_.files();
-    endResetModel();
     reindex();
 }
 
@@ -31,21 +29,24 @@ void FileTableModel::followList() {
     if (after > before && common == before) {
         beginInsertRows({}, k, static_cast<int>(after) - 1);
         rows_ = next;
+        reindex(); // before the views hear of it
         endInsertRows();
     } else if (after + 1 == before && sameFrom(rows_.begin() + k + 1, rows_.end(), next.begin() + k)) {
         beginRemoveRows({}, k, k);
         rows_ = next;
+        reindex(); // before the views hear of it
         endRemoveRows();
     } else if (after == before + 1 && sameFrom(next.begin() + k + 1, next.end(), rows_.begin() + k)) {
         beginInsertRows({}, k, k);
         rows_ = next;
+        reindex(); // before the views hear of it
         endInsertRows();
     } else {
         beginResetModel();
         rows_ = next;
+        reindex(); // before the views hear of it
         endResetModel();
     }
-    reindex();
 }
 
 void FileTableModel::reindex() {
