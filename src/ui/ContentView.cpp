@@ -98,14 +98,12 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
     column->addWidget(divider());
     column->addWidget(buildTableAndWaveform(), 1);
     column->addWidget(divider());
-    transport_ = new PlaybackControlsView(state_, *engine_, *controller_);
-    column->addWidget(transport_);
+    column->addWidget(new PlaybackControlsView(state_, *engine_, *controller_));
     column->addWidget(divider());
-    exportControls_ = new ExportControlsView(state_, session_, dialogs_);
     // Inset from the window's edges, title included.
     auto* exportRow = new QHBoxLayout;
     exportRow->setContentsMargins(12, 6, 12, 6);
-    exportRow->addWidget(exportControls_);
+    exportRow->addWidget(new ExportControlsView(state_, session_, dialogs_));
     column->addLayout(exportRow);
     column->addWidget(buildProgressStrip());
     column->addWidget(buildStatusLine());
@@ -145,9 +143,9 @@ QLayout* ContentView::buildToolbar() {
 QSplitter* ContentView::buildTableAndWaveform() {
     auto* split = new QSplitter(Qt::Vertical);
     split->setObjectName(QStringLiteral("tableAndWaveform"));
-    table_ = new FileTableView(state_);
-    table_->setMinimumHeight(150);
-    table_->setOnCorrectionChanged([this] { controller_->updateLiveGain(); });
+    auto* table = new FileTableView(state_);
+    table->setMinimumHeight(150);
+    table->setOnCorrectionChanged([this] { controller_->updateLiveGain(); });
     waveformArea_ = new QStackedWidget;
     waveformArea_->setMinimumHeight(120);
     noSelection_ = new QLabel(QStringLiteral("Select a file to view waveform"));
@@ -170,7 +168,7 @@ QSplitter* ContentView::buildTableAndWaveform() {
     });
     waveformArea_->addWidget(noSelection_);
     waveformArea_->addWidget(waveform_);
-    split->addWidget(table_);
+    split->addWidget(table);
     split->addWidget(waveformArea_);
     split->setStretchFactor(0, 2);
     split->setStretchFactor(1, 3);

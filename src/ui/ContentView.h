@@ -26,9 +26,6 @@ class QPushButton;
 class QSplitter;
 class QStackedWidget;
 class QUndoStack;
-class ExportControlsView;
-class FileTableView;
-class PlaybackControlsView;
 class WaveformView;
 
 class ContentView : public QWidget {
@@ -75,12 +72,9 @@ private:
     QPushButton* add_;
     QPushButton* remove_;
     QDoubleSpinBox* target_;
-    FileTableView* table_;
     QStackedWidget* waveformArea_;
     QLabel* noSelection_;
     WaveformView* waveform_;
-    PlaybackControlsView* transport_;
-    ExportControlsView* exportControls_;
     QFrame* progress_;
     QLabel* progressText_;
     QLabel* progressPercent_;

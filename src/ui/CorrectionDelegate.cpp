@@ -102,7 +102,7 @@ void CorrectionDelegate::store(const QModelIndex& index, double value) {
         return;
     file->setCorrectionDB(value);
     file->setIsManualOverride(true);
-    view_->viewport()->update(view_->visualRect(index));
+    viewport_->update(view_->visualRect(index));
     if (onChanged_)
         onChanged_();
 }
@@ -152,9 +152,9 @@ bool CorrectionDelegate::eventFilter(QObject* watched, QEvent* event) {
             const bool overValue =
                 index.isValid() && index.column() == column_ && partsOf(view_->visualRect(index)).value.contains(pos);
             if (overValue)
-                view_->viewport()->setCursor(Qt::SizeVerCursor);
+                viewport_->setCursor(Qt::SizeVerCursor);
             else
-                view_->viewport()->unsetCursor();
+                viewport_->unsetCursor();
             return false;
         }
         const double dy = pos.y() - drag_->pressY;
@@ -171,7 +171,7 @@ bool CorrectionDelegate::eventFilter(QObject* watched, QEvent* event) {
         if (drag_) {
             const QPersistentModelIndex index = drag_->index;
             drag_.reset();
-            view_->viewport()->update(view_->visualRect(index));
+            viewport_->update(view_->visualRect(index));
             return true;
         }
         return false;

@@ -22,7 +22,6 @@ void FileTableModel::followList() {
         std::mismatch(rows_.begin(), rows_.begin() + static_cast<std::ptrdiff_t>(std::min(before, after)), next.begin())
             .first -
         rows_.begin());
-    const auto sameFrom = [](auto a, auto aEnd, auto b) { return std::equal(a, aEnd, b); };
     const int k = static_cast<int>(common);
     if (before == after && common == before)
         return;
@@ -31,12 +30,12 @@ void FileTableModel::followList() {
         rows_ = next;
         reindex(); // before the views hear of it
         endInsertRows();
-    } else if (after + 1 == before && sameFrom(rows_.begin() + k + 1, rows_.end(), next.begin() + k)) {
+    } else if (after + 1 == before && std::equal(rows_.begin() + k + 1, rows_.end(), next.begin() + k)) {
         beginRemoveRows({}, k, k);
         rows_ = next;
         reindex(); // before the views hear of it
         endRemoveRows();
-    } else if (after == before + 1 && sameFrom(next.begin() + k + 1, next.end(), rows_.begin() + k)) {
+    } else if (after == before + 1 && std::equal(next.begin() + k + 1, next.end(), rows_.begin() + k)) {
         beginInsertRows({}, k, k);
         rows_ = next;
         reindex(); // before the views hear of it
@@ -81,11 +80,8 @@ AudioFileItemPtr FileTableModel::file(int row) const {
 }
 
 int FileTableModel::rowOf(const QUuid& id) const {
-    for (const auto& [item, row] : rowIndex_) {
-        if (item->id() == id)
-            return row;
-    }
-    return -1;
+    const auto it = std::find_if(rows_.begin(), rows_.end(), [&](const AudioFileItemPtr& f) { return f->id() == id; });
+    return it == rows_.end() ? -1 : static_cast<int>(it - rows_.begin());
 }
 
 QVariant FileTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
