@@ -14,6 +14,7 @@
 #include "io/FFmpegLocator.h"
 #include "list/AppState.h"
 #include "playback/SilentOutput.h"
+#include "support/WaveformViewProbe.h"
 #include "ui/EditHistory.h"
 #include "ui/MagnifierOverlay.h"
 #include "ui/SegmentEditPainter.h"
@@ -99,7 +100,7 @@ int main(int argc, char** argv) {
         QCoreApplication::postEvent(
             &view, new QMouseEvent(type, at, view.mapToGlobal(at), Qt::LeftButton, buttons, Qt::NoModifier));
     };
-    const int paintsBefore = view.staticLayerPaints();
+    const int paintsBefore = WaveformViewProbe::staticLayerPaints(view);
     QElapsedTimer dragging;
     bool released = false;
     QTimer driver;
@@ -118,7 +119,7 @@ int main(int argc, char** argv) {
     driver.start();
     const double stall = longestStall([&] { return released && dragging.elapsed() > 5100; });
     std::printf("5 s gain drag while playing: longest stall %.1f ms (target 16 ms); %d redraws, %d undo step, %s\n",
-                stall, view.staticLayerPaints() - paintsBefore, undo.count(),
+                stall, WaveformViewProbe::staticLayerPaints(view) - paintsBefore, undo.count(),
                 engine.isPlaying() ? "still playing" : "stopped");
     engine.stop();
     return 0;

@@ -1,5 +1,7 @@
 #include "list/AudioFileItem.h"
 
+#include <QThread>
+
 AudioFileItem::AudioFileItem(QUrl url, QObject* parent)
     : QObject(parent), id_(QUuid::createUuid()), url_(std::move(url)), segmentEdits_(new SegmentEditState(this)) {
     connect(segmentEdits_, &SegmentEditState::separatorsChanged, this, &AudioFileItem::changed);
@@ -8,6 +10,7 @@ AudioFileItem::AudioFileItem(QUrl url, QObject* parent)
 
 // Stores a published field and tells observers when it changed.
 template <typename T, typename Signal> void AudioFileItem::publish(T& field, T value, Signal signal) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     if (field == value)
         return;
     field = std::move(value);
@@ -16,6 +19,7 @@ template <typename T, typename Signal> void AudioFileItem::publish(T& field, T v
 }
 
 void AudioFileItem::setAnalysis(std::optional<AnalysisResult> analysis) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     // Always published: comparing two analyses would walk their prefix sums.
     analysis_ = std::move(analysis);
     emit analysisChanged();
@@ -23,6 +27,7 @@ void AudioFileItem::setAnalysis(std::optional<AnalysisResult> analysis) {
 }
 
 void AudioFileItem::replaceCurve(std::vector<double> times, std::vector<double> values, double windowSec) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     if (!analysis_)
         return;
     analysis_->times = std::move(times);

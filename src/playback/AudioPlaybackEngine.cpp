@@ -65,11 +65,6 @@ void AudioPlaybackEngine::setMixerGain(double gainDB) {
     mixerVolume_.store(std::min(static_cast<float>(std::pow(10.0, gainDB / 20.0)), maximumMixerVolume));
 }
 
-int64_t AudioPlaybackEngine::bufferedFrames() const {
-    const std::optional<int64_t> end = reader_.queuedEnd(epoch_.load());
-    return end ? std::max<int64_t>(0, *end - outputPosition_.load()) : 0;
-}
-
 int64_t AudioPlaybackEngine::sourceReadPosition() const {
     return outputPosition_.load() * sourceRate_.load() / std::max<int64_t>(1, outputRate_.load());
 }

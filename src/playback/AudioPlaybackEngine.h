@@ -49,7 +49,6 @@ public:
     double currentTime() const { return currentTime_; }
     void setCurrentTime(double seconds);
     bool isSourceNodeMode() const { return sourceMode_.load(); }
-    double fileDuration() const { return fileDuration_; }
     const QString& currentFilePath() const { return currentFile_; }
     float mixerVolume() const { return mixerVolume_.load(); }
 
@@ -70,10 +69,6 @@ public:
     void setOutputDevice(int deviceIndex);
     AudioOutput& output() { return *output_; }
 
-    // Frames of the current stream read ahead and waiting for the output.
-    int64_t bufferedFrames() const;
-    // The reader has queued the end of the file for the current stream.
-    bool isReadToEnd() const { return reader_.readToEndEpoch() == epoch_.load(); }
     // Source frame the output plays next.
     int64_t sourceReadPosition() const;
 
@@ -83,6 +78,7 @@ signals:
     void currentTimeChanged();
 
 private:
+    friend struct EngineProbe; // tests read the reader's progress
     void render(float* out, int64_t frames) noexcept override;
     void beginTail(int64_t rampFrames) noexcept;
 

@@ -45,9 +45,6 @@ public:
     }
 
     PlotGeometry plotGeometry() const;
-    // How often the static layer has been painted (it is cached between).
-    int staticLayerPaints() const { return staticLayerPaints_; }
-    bool hasHoverReadOut() const { return hover_.has_value(); }
     // The edit-mode help, in order, with the keys of this platform.
     static QStringList helpLines();
 
@@ -64,6 +61,7 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    friend struct WaveformViewProbe; // tests count repaints of the cached layer
     struct StaticKey;
 
     void refresh();
@@ -98,7 +96,7 @@ private:
     QPixmap overlayLayer_;
     std::unique_ptr<StaticKey> staticKey_;
     std::unique_ptr<StaticKey> foregroundKey_;
-    int staticLayerPaints_ = 0;
+    int staticLayerPaints_ = 0; // it is cached between
     QTimer* spinner_;
     int spinnerAngle_ = 0;
     class EditButton* edit_;

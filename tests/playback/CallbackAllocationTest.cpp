@@ -85,7 +85,7 @@ TEST(CallbackAllocationTest, TheAudioCallbackNeverAllocates) {
     // Both modes, with envelope swaps, seeks and the end of the file while it pulls.
     for (const SegmentEditState* given : std::vector<const SegmentEditState*>{nullptr, &edits}) {
         engine.play(path, 0.0, 2.0, given);
-        fixtures::waitUntil([&] { return engine.bufferedFrames() >= 8192; }, 1000);
+        fixtures::waitUntil([&] { return EngineProbe::bufferedFrames(engine) >= 8192; }, 1000);
         audio->pullOnAudioThread(50);
         engine.updateGainEnvelope(edits, -1.0);
         engine.seek(2.5);

@@ -6,6 +6,7 @@
 #include "playback/AudioPlaybackEngine.h"
 #include "playback/MemoryOutput.h"
 #include "support/AudioFixtures.h"
+#include "support/EngineProbe.h"
 #include "support/EventLoop.h"
 
 #include <QTemporaryDir>
@@ -40,7 +41,7 @@ struct EngineUnderTest {
             fixtures::waitUntil(
                 [&] {
                     output->pull(0); // lets the engine drop what was read before a seek
-                    return engine.bufferedFrames() >= 2048 || engine.isReadToEnd();
+                    return EngineProbe::bufferedFrames(engine) >= 2048 || EngineProbe::isReadToEnd(engine);
                 },
                 1000);
             output->pull(std::min<int64_t>(512, frames - done));

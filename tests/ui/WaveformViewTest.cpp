@@ -2,6 +2,7 @@
 #include "UiFixtures.h"
 #include "editing/SegmentEditModel.h"
 #include "support/QtPrinters.h"
+#include "support/WaveformViewProbe.h"
 #include "ui/WaveformPainter.h"
 
 #include <QAbstractButton>
@@ -127,10 +128,10 @@ TEST(WaveformViewTest, HoverReadOutStaysInsideAndLeavesForTheButtons) {
     QMouseEvent move(QEvent::MouseMove, QPointF(300, 100), QPointF(300, 100), Qt::NoButton, Qt::NoButton,
                      Qt::NoModifier);
     QCoreApplication::sendEvent(&view, &move);
-    EXPECT_TRUE(view.hasHoverReadOut());
+    EXPECT_TRUE(WaveformViewProbe::hasHoverReadOut(view));
     QEvent enter(QEvent::Enter);
     QCoreApplication::sendEvent(child<QAbstractButton>(view, "editSegments"), &enter);
-    EXPECT_FALSE(view.hasHoverReadOut());
+    EXPECT_FALSE(WaveformViewProbe::hasHoverReadOut(view));
 }
 
 TEST(WaveformViewTest, SeeksByClickAndDragOutsideEditModeOnly) {
@@ -158,19 +159,19 @@ TEST(WaveformViewTest, StaticLayerIsCachedAcrossPlayheadAndHover) {
     view.resize(800, 300);
     view.setFile(item);
     view.grab();
-    const int painted = view.staticLayerPaints();
+    const int painted = WaveformViewProbe::staticLayerPaints(view);
     EXPECT_EQ(painted, 1);
     for (int i = 0; i < 20; ++i) {
         view.setPlayheadTime(i * 0.5);
         QTest::mouseMove(&view, QPoint(100 + i * 10, 120));
         view.grab();
     }
-    EXPECT_EQ(view.staticLayerPaints(), painted);
+    EXPECT_EQ(WaveformViewProbe::staticLayerPaints(view), painted);
     item->setIsEditMode(true);
     view.grab();
     item->segmentEdits().addSeparator(10.0);
     view.grab();
-    EXPECT_EQ(view.staticLayerPaints(), painted + 2) << "edit mode and a new separator repaint it";
+    EXPECT_EQ(WaveformViewProbe::staticLayerPaints(view), painted + 2) << "edit mode and a new separator repaint it";
 }
 
 TEST(WaveformViewTest, EditButtonResetAndHelpAppearOnce) {
