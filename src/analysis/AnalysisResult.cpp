@@ -36,3 +36,11 @@ std::vector<TimeRange> AnalysisResult::softPassageRanges() const {
     }
     return ranges;
 }
+
+std::optional<QString> AnalysisResult::warning() const {
+    if (nonFiniteSamples == 0)
+        return std::nullopt;
+    return nonFiniteSamples == 1
+               ? QStringLiteral("1 sample was not a number and was treated as silence")
+               : QStringLiteral("%1 samples were not numbers and were treated as silence").arg(nonFiniteSamples);
+}

@@ -2,7 +2,9 @@
 
 #include "analysis/EnergyPrefix.h"
 
+#include <QString>
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -39,10 +41,15 @@ struct AnalysisResult {
     double peakLUFS = -70.0;
     double peakDBFS = -120.0;
     double duration = 0.0;
+    // Samples that were not numbers and were measured as silence.
+    int64_t nonFiniteSamples = 0;
 
     bool operator==(const AnalysisResult&) const = default;
 
     // Stretches of at least 10 s whose curve stays more than 12 dB below
     // `peakLUFS`, in ascending order. Computed on every call.
     std::vector<TimeRange> softPassageRanges() const;
+    // The warning the file's row and report show, when there is one: "3
+    // samples were not numbers and were treated as silence".
+    std::optional<QString> warning() const;
 };

@@ -2,6 +2,7 @@
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/SignalMeasurement.h"
+#include "io/RegularFile.h"
 
 #include <QFileInfo>
 #include <algorithm>
@@ -13,8 +14,9 @@ namespace AudioLoader {
 namespace {
 
 OpenedAudio checked(OpenedAudio opened) {
+    // The reader states no length it cannot know (a damaged header's is 0).
     const int64_t frames = opened.reader.frames();
-    if (frames < 0 || frames > maxFrames) {
+    if (frames > maxFrames) {
         throw AudioLoaderError(AudioLoaderError::Kind::tooLong, QString::number(frames));
     }
     return opened;
@@ -31,6 +33,10 @@ OpenedAudio open(const QString& path) {
         return checked(OpenedAudio{nullptr, AudioReader(path)});
     } catch (const NoAudioError&) {
         throw AudioLoaderError(AudioLoaderError::Kind::noAudio, QFileInfo(path).fileName());
+    } catch (const NotAFileError& e) {
+        throw readError(e); // nothing ffmpeg could read either
+    } catch (const ImplausibleSamplesError& e) {
+        throw readError(e); // ffmpeg would decode the same samples
     } catch (const FileError&) {
         // Whatever the reader's reason was, ffmpeg gets its turn; its errors
         // are the ones the caller sees.

@@ -24,7 +24,8 @@ namespace AudioLoader {
 inline constexpr int64_t maxFrames = (int64_t{1} << 32) - 1;
 
 // Opens with the reader, falling back to `ffmpeg`; checks the frame count.
-// A file the reader opens but finds no audio in is not handed to `ffmpeg`.
+// A file the reader opens but finds no audio in, or that is no readable
+// regular file, is not handed to `ffmpeg`.
 OpenedAudio open(const QString& path);
 
 // Reads up to `limit` frames in chunks of at most `chunkFrames`, handing each

@@ -6,6 +6,7 @@
 #include "analysis/SignalMeasurement.h"
 
 #include <QFileInfo>
+#include <algorithm>
 
 namespace LoudnessAnalyzer {
 
@@ -26,7 +27,7 @@ AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride)
     for (int attempt = 1; attempt <= 3; ++attempt) {
         OpenedAudio opened = AudioLoader::open(path);
         const bool exact = known >= 0 || opened.reader.framesExact();
-        const int64_t expected = known >= 0 ? known : opened.reader.frames();
+        const int64_t expected = known >= 0 ? known : std::min(opened.reader.frames(), AudioLoader::maxFrames);
         SignalMeasurement measurement(expected, opened.reader.sampleRate(), stride, exact ? 0 : lengthUncertainty);
         const int64_t measured = AudioLoader::readMonoAhead(
             opened, chunkFrames, [&](const float* mono, int64_t frames) { measurement.add(mono, frames); });
@@ -37,7 +38,9 @@ AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride)
             throw AudioLoaderError(AudioLoaderError::Kind::tooLong, QString::number(measured));
         }
         if (measurement.covers(measured)) {
-            return measurement.finish();
+            AnalysisResult result = measurement.finish();
+            result.nonFiniteSamples = opened.reader.nonFiniteSamples();
+            return result;
         }
         known = measured;
     }

@@ -51,6 +51,7 @@ FileReport makeReport(const QString& file, const AnalysisResult& result) {
     r.windowStart = result.windowStart;
     r.windowEnd = result.windowEnd;
     r.softPassages = result.softPassageRanges();
+    r.warning = result.warning();
     return r;
 }
 
@@ -86,12 +87,13 @@ QString reportRow(const FileReport& r, int nameWidth) {
     }
     const QString window = TimeText::report(r.windowStart) + QStringLiteral(" – ") + TimeText::report(r.windowEnd);
     return QStringLiteral("%1  %2  %3  %4  %5  %6")
-        .arg(name)
-        .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)
-        .arg(QStringLiteral("%1 dBFS").arg(r.peakDBFS, 0, 'f', 1), 11)
-        .arg(window, -21)
-        .arg(TimeText::report(r.duration), 9)
-        .arg(r.softPassages.size());
+               .arg(name)
+               .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)
+               .arg(QStringLiteral("%1 dBFS").arg(r.peakDBFS, 0, 'f', 1), 11)
+               .arg(window, -21)
+               .arg(TimeText::report(r.duration), 9)
+               .arg(r.softPassages.size()) +
+           (r.warning ? QStringLiteral("  (") + *r.warning + QLatin1Char(')') : QString());
 }
 
 QByteArray reportJson(const std::vector<FileReport>& reports) {
@@ -113,6 +115,8 @@ QByteArray reportJson(const std::vector<FileReport>& reports) {
             o.insert(QStringLiteral("windowStart"), r.windowStart);
             o.insert(QStringLiteral("windowEnd"), r.windowEnd);
             o.insert(QStringLiteral("softPassages"), passages);
+            if (r.warning)
+                o.insert(QStringLiteral("warning"), *r.warning);
         }
         array.append(o);
     }

@@ -20,6 +20,7 @@ struct FileReport {
     double windowStart = 0.0;
     double windowEnd = 0.0;
     std::vector<TimeRange> softPassages;
+    std::optional<QString> warning; // measured, but with a caveat
 };
 
 FileReport makeReport(const QString& file, const AnalysisResult& result);

@@ -1,11 +1,13 @@
 #include "app/ExportCommand.h"
 
 #include "export/ExportSession.h"
+#include "io/RegularFile.h"
 #include "list/AppState.h"
 #include "list/SettingsFile.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QSet>
 #include <cmath>
 #include <optional>
 
@@ -165,19 +167,46 @@ template <typename Done> void runEventsUntil(Done done) {
 
 namespace {
 
+// The files given on the command line that can be exported: readable
+// regular files, each once and not already in `state`'s list; the others
+// go to `skipped`.
+QList<QUrl> admissible(const QStringList& files, const AppState& state, std::vector<AppState::SkippedFile>& skipped) {
+    QSet<QString> seen;
+    for (const AudioFileItemPtr& item : state.files())
+        seen.insert(QFileInfo(item->path()).canonicalFilePath());
+    QList<QUrl> urls;
+    for (const QString& file : files) {
+        if (const std::optional<QString> why = RegularFile::problem(file)) {
+            skipped.push_back({file, *why});
+            continue;
+        }
+        const QString canonical = QFileInfo(file).canonicalFilePath();
+        if (seen.contains(canonical)) {
+            skipped.push_back({file, QStringLiteral("listed twice")});
+            continue;
+        }
+        seen.insert(canonical);
+        urls << QUrl::fromLocalFile(QFileInfo(file).absoluteFilePath());
+    }
+    return urls;
+}
+
 // Builds and analyses the list: the settings file's, then the files given.
 // False, after saying why, when there is nothing to export or an analysis failed.
 bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err) {
-    if (!options.settings.isEmpty() && !SettingsFile::loadSettings(state, options.settings).ok())
-        return false;
+    std::vector<AppState::SkippedFile> skipped;
+    if (!options.settings.isEmpty()) {
+        const auto loaded = SettingsFile::loadSettings(state, options.settings, SettingsFile::Entries::exportable);
+        if (!loaded.ok())
+            return false;
+        skipped = loaded.value();
+    }
     if (options.target) {
         state.setTargetLUFS(*options.target);
         state.recalcCorrections();
     }
-    QList<QUrl> urls;
-    for (const QString& file : options.files)
-        urls << QUrl::fromLocalFile(QFileInfo(file).absoluteFilePath());
-    const std::vector<AppState::SkippedFile> skipped = state.addFiles(urls);
+    const std::vector<AppState::SkippedFile> notAdded = state.addFiles(admissible(options.files, state, skipped));
+    skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     if (!skipped.empty())
         err << "sonivel export: skipped " << AppState::describe(skipped) << '\n';
     if (state.files().empty()) {

@@ -48,7 +48,9 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destin
         const double finalLUFS = file->correctionDB() + file->analysis()->peakLUFS;
         const ExportJob job{file->path(), file->correctionDB(),      finalLUFS, destinationFolder, format, rate,
                             useLimiter,   file->analysis()->peakDBFS};
-        if (file->segmentEdits().hasEdits())
+        // The encoder would read samples that are not numbers as they are;
+        // the renderer reads them as silence, like the analysis did.
+        if (file->segmentEdits().hasEdits() || file->analysis()->nonFiniteSamples > 0)
             plan.renderJobs.push_back({job, file->segmentEdits().snapshot()});
         else
             plan.exportJobs.push_back(job);

@@ -39,8 +39,9 @@ struct Plan {
     int64_t count() const { return static_cast<int64_t>(renderJobs.size() + exportJobs.size()); }
 };
 
-// One job per analysed file, in list order: files with segment edits are
-// rendered (with a copy of their edits), the others go to the encoder.
+// One job per analysed file, in list order: files with segment edits (or
+// with samples that were not numbers) are rendered, with a copy of their
+// edits; the others go to the encoder.
 Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder, ExportFormat format,
                SampleRate rate, bool useLimiter);
 

@@ -4,6 +4,7 @@
 
 #include "export/ExportErrors.h"
 #include "io/EncoderProcess.h"
+#include "io/RegularFile.h"
 #include "io/TemporaryFile.h"
 
 #include <QDir>
@@ -34,6 +35,9 @@ QStringList arguments(const ExportJob& job, const QString& written, double extra
 }
 
 ExportedFile runExport(const ExportJob& job, const QString& ffmpegPath) {
+    // The encoder opens the source itself: a named pipe would block it.
+    if (const std::optional<QString> why = RegularFile::problem(job.sourcePath))
+        throw ExportError(QFileInfo(job.sourcePath).fileName(), *why);
     ExportFiles::makeFolder(job.destinationFolder);
     const auto encode = [&](double extraGainDB) {
         TemporaryFile written(job.destinationFolder, fileExtension(job.format));

@@ -2,6 +2,7 @@
 
 #include "io/FFmpegInput.h"
 #include "io/FileError.h"
+#include "io/RegularFile.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -12,6 +13,7 @@ extern "C" {
 
 #include <QFileInfo>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <vector>
 
@@ -22,6 +24,12 @@ QString avError(int code) { return FFmpegInput::describe(code); }
 // Errors in a row, with nothing decoded or read in between, after which a
 // stream counts as ended instead of being retried for ever.
 constexpr int maxErrorsInARow = 64;
+
+// Larger samples (+60 dBFS) are no audio: a damaged or foreign float file.
+constexpr float maximumSample = 1000.0f;
+
+// Eight months at 48 kHz.
+constexpr int64_t maximumPlausibleFrames = int64_t{1} << 40;
 
 // The layout itself, or the default one of its channel count when the file
 // names no positions (converters need positions to match channels).
@@ -61,7 +69,8 @@ struct AudioReader::Impl {
     int64_t skipTo = -1; // after a seek: the frame the caller asked for
     int errorsInARow = 0;
     bool failOnDamage = false;
-    bool primed = false; // the first frame has been decoded
+    bool primed = false;   // the first frame has been decoded
+    int64_t nonFinite = 0; // samples that were not numbers, handed out as 0
 
     ~Impl() {
         swr_free(&converter);
@@ -90,10 +99,12 @@ struct AudioReader::Impl {
     bool describedByHeader() const;
     bool decodeNext();
     void convert(const AVFrame* decoded);
+    void clean(float* samples, size_t count);
 };
 
 void AudioReader::Impl::open(const QString& path) {
     name = QFileInfo(path).fileName();
+    RegularFile::require(path); // a named pipe would block the demuxer for ever
     int result = FFmpegInput::open(&format, path);
     if (result < 0)
         fail(avError(result));
@@ -149,6 +160,11 @@ void AudioReader::Impl::open(const QString& path) {
                 format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
     } else if (format->duration != AV_NOPTS_VALUE && format->duration > 0) {
         frames = av_rescale(format->duration, rate, AV_TIME_BASE);
+    }
+    // A length no file can have is none (a damaged header states one).
+    if (frames < 0 || frames > maximumPlausibleFrames) {
+        frames = 0;
+        exact = false;
     }
     // A lossy decoder needs a few frames before the wanted one to sound right.
     seekPreroll = lossless ? 0 : std::max<int64_t>(st->codecpar->seek_preroll, 4096);
@@ -267,6 +283,7 @@ void AudioReader::Impl::convert(const AVFrame* decoded) {
     const int got = swr_convert(converter, &out, capacity, const_cast<const uint8_t**>(decoded->extended_data),
                                 decoded->nb_samples);
     pending.resize(static_cast<size_t>(std::max(got, 0)) * static_cast<size_t>(channels));
+    clean(pending.data(), pending.size());
 
     if (skipTo >= 0 && !pending.empty()) {
         // After a seek the decoder starts at or before the wanted frame; the
@@ -284,6 +301,30 @@ void AudioReader::Impl::convert(const AVFrame* decoded) {
     }
 }
 
+// Every path reads through here, so analysis, playback and export agree:
+// a sample that is not a number (NaN, infinite) becomes silence and is
+// counted; a file with samples beyond any audio is refused.
+void AudioReader::Impl::clean(float* samples, size_t count) {
+    bool sane = true;
+    for (size_t i = 0; i < count; ++i)
+        sane &= std::fabs(samples[i]) <= maximumSample; // false for NaN too
+    if (sane)
+        return;
+    float largest = 0.0f;
+    for (size_t i = 0; i < count; ++i) {
+        if (!std::isfinite(samples[i])) {
+            samples[i] = 0.0f;
+            ++nonFinite;
+        } else {
+            largest = std::max(largest, std::fabs(samples[i]));
+        }
+    }
+    if (largest > maximumSample)
+        throw ImplausibleSamplesError(
+            QStringLiteral("Cannot read \"%1\": its samples reach %2 dBFS, far beyond what audio can hold")
+                .arg(name, QString::asprintf("%+.0f", 20.0 * std::log10(static_cast<double>(largest)))));
+}
+
 AudioReader::AudioReader(const QString& path, Damage damage) : impl_(std::make_unique<Impl>()) {
     impl_->failOnDamage = damage == Damage::fail;
     impl_->open(path);
@@ -297,6 +338,7 @@ int64_t AudioReader::frames() const { return impl_->frames; }
 bool AudioReader::framesExact() const { return impl_->exact; }
 int64_t AudioReader::sampleRate() const { return impl_->rate; }
 int AudioReader::channels() const { return impl_->channels; }
+int64_t AudioReader::nonFiniteSamples() const { return impl_->nonFinite; }
 
 int64_t AudioReader::readInterleaved(float* interleaved, int64_t frames) {
     Impl& d = *impl_;

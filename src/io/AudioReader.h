@@ -19,18 +19,24 @@ public:
     enum class Damage { skip, fail };
 
     // Throws FileError naming the file and why the libraries refuse it (not
-    // a file they know, no audio stream, no decoder).
+    // a file they know, no audio stream, no decoder), NotAFileError when it
+    // is no readable regular file at all.
     explicit AudioReader(const QString& path, Damage damage = Damage::skip);
     ~AudioReader();
     AudioReader(AudioReader&&) noexcept;
     AudioReader& operator=(AudioReader&&) noexcept;
 
     // The length in frames: exact when the container states it, otherwise
-    // an estimate (framesExact() false) that reading may prove wrong.
+    // an estimate (framesExact() false) that reading may prove wrong, and 0
+    // when the file gives no usable length.
     int64_t frames() const;
     bool framesExact() const;
     int64_t sampleRate() const;
     int channels() const;
+    // Samples read so far that were not numbers (NaN or infinite); they come
+    // out as 0. A file with samples beyond ±1000 (+60 dBFS) is refused as it
+    // is read, with an ImplausibleSamplesError.
+    int64_t nonFiniteSamples() const;
 
     // Reads up to `frames` frames into `interleaved` (frames × channels
     // floats). Returns the frames read; fewer only at the end, 0 after it.
@@ -45,6 +51,12 @@ public:
 private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
+};
+
+// The file's samples lie far beyond what audio can hold: no audio.
+class ImplausibleSamplesError : public FileError {
+public:
+    using FileError::FileError;
 };
 
 // The file opened, but holds no audio stream (only video or cover art).

@@ -23,6 +23,10 @@ class AudioFileItem : public QObject {
 public:
     explicit AudioFileItem(QUrl url, QObject* parent = nullptr);
 
+    // The range of a correction set by hand.
+    static constexpr double minimumManualCorrectionDB = -30.0;
+    static constexpr double maximumManualCorrectionDB = 30.0;
+
     const QUuid& id() const { return id_; }
     const QUrl& url() const { return url_; }
     // The local path of `url`.

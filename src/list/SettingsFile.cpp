@@ -1,6 +1,7 @@
 #include "list/SettingsFile.h"
 
 #include "io/FileIdentity.h"
+#include "io/RegularFile.h"
 #include "io/TemporaryFile.h"
 #include "list/AppState.h"
 
@@ -10,6 +11,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSet>
 #include <algorithm>
 #include <cmath>
 
@@ -131,6 +133,8 @@ void write(const AppState& state, const QString& path) {
 }
 
 SettingsData read(const QString& path) {
+    if (const std::optional<QString> why = RegularFile::problem(path))
+        throw SettingsError(QStringLiteral("\"%1\": %2").arg(QFileInfo(path).fileName(), *why));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         throw SettingsError(file.errorString());
@@ -153,27 +157,49 @@ Outcome<> saveSettings(AppState& state, const QString& path) {
     return saved;
 }
 
-Outcome<> loadSettings(AppState& state, const QString& path) {
+namespace {
+
+// Why an entry is left out, or none when it becomes an item.
+std::optional<QString> skipReason(const QString& path, Entries entries, QSet<QString>& seen) {
+    if (!QDir::isAbsolutePath(path))
+        return QStringLiteral("not an absolute path");
+    if (entries == Entries::asListed)
+        return QFileInfo::exists(path) ? std::nullopt : std::optional(QStringLiteral("not found"));
+    if (std::optional<QString> why = RegularFile::problem(path))
+        return why;
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    if (seen.contains(canonical))
+        return QStringLiteral("listed twice");
+    seen.insert(canonical);
+    return std::nullopt;
+}
+
+} // namespace
+
+Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const QString& path, Entries entries) {
     const auto decoded = Outcome<SettingsData>::of([&] { return read(path); }, unexpected);
     if (!decoded.ok()) {
         state.setStatusMessage(QStringLiteral("Error loading settings: ") + decoded.error());
-        return Outcome<>::failure(decoded.error());
+        return Outcome<std::vector<AppState::SkippedFile>>::failure(decoded.error());
     }
     const SettingsData& data = decoded.value();
     state.setTargetLUFS(std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS));
 
     std::vector<AudioFileItemPtr> items;
+    std::vector<AppState::SkippedFile> skipped;
+    QSet<QString> seen;
     for (const SettingsData::FileEntry& entry : data.files) {
-        // Entries whose file is gone are skipped without a message.
-        if (!QDir::isAbsolutePath(entry.path) || !QFileInfo::exists(entry.path))
+        if (std::optional<QString> why = skipReason(entry.path, entries, seen)) {
+            skipped.push_back({entry.path, *why});
             continue;
+        }
         auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile(entry.path));
-        item->setCorrectionDB(entry.correctionDB);
+        item->setCorrectionDB(std::clamp(entry.correctionDB, minimumCorrectionDB, maximumCorrectionDB));
         item->setIsManualOverride(entry.manual);
         items.push_back(std::move(item));
     }
     state.loadFiles(std::move(items));
-    return std::monostate{};
+    return skipped;
 }
 
 } // namespace SettingsFile

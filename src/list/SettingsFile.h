@@ -10,12 +10,11 @@
 // with their JSON types (numbers must be finite) and ignores unknown keys.
 
 #include "io/Outcome.h"
+#include "list/AppState.h"
 
 #include <QByteArray>
 #include <QString>
 #include <vector>
-
-class AppState;
 
 struct SettingsData {
     struct FileEntry {
@@ -42,6 +41,9 @@ namespace SettingsFile {
 
 inline constexpr double minimumTargetLUFS = -40.0;
 inline constexpr double maximumTargetLUFS = -3.0;
+// Loaded corrections are held to the range the window offers.
+inline constexpr double minimumCorrectionDB = AudioFileItem::minimumManualCorrectionDB;
+inline constexpr double maximumCorrectionDB = AudioFileItem::maximumManualCorrectionDB;
 inline const QString suggestedFileName = QStringLiteral("loudness_settings.json");
 // Larger files are refused before they are read.
 inline constexpr qint64 maximumFileBytes = 64ll * 1024 * 1024;
@@ -57,9 +59,17 @@ SettingsData settingsFrom(const AppState& state);
 // Refuses to replace one of the listed audio files.
 Outcome<> saveSettings(AppState& state, const QString& path);
 
+// Which entries become items: in the window, every absolute path that
+// exists, as often as it is listed (one that cannot be read shows why on its
+// row); for an export, each readable regular file once.
+enum class Entries { asListed, exportable };
+
 // Reads `path` and, when it decodes, applies the target (clamped to
-// -40 ... -3) and replaces the list with the entries whose files exist;
-// otherwise reports "Error loading settings: ..." and changes nothing else.
-Outcome<> loadSettings(AppState& state, const QString& path);
+// -40 ... -3) and replaces the list with the entries' files, their
+// corrections clamped to ±30 dB; returns the entries left out, each with
+// why. Otherwise reports "Error loading settings: ..." and changes nothing
+// else.
+Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const QString& path,
+                                                         Entries entries = Entries::asListed);
 
 } // namespace SettingsFile

@@ -21,8 +21,8 @@ class CorrectionDelegate : public QStyledItemDelegate {
     Q_OBJECT
 
 public:
-    static constexpr double minimumDB = -30.0;
-    static constexpr double maximumDB = 30.0;
+    static constexpr double minimumDB = AudioFileItem::minimumManualCorrectionDB;
+    static constexpr double maximumDB = AudioFileItem::maximumManualCorrectionDB;
     static constexpr double stepDB = 0.5;
     static constexpr double pointsPerDB = 10.0;
     static constexpr int dragThreshold = 2;

@@ -121,6 +121,8 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
             return f->segmentEdits().hasEdits();
         if (role == hasSoftPassagesRole)
             return analysis && !analysis->softPassageRanges().empty();
+        if (role == warningRole && analysis && analysis->warning())
+            return *analysis->warning();
         break;
     case peak:
         if (role == Qt::DisplayRole) {

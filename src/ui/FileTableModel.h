@@ -16,7 +16,7 @@ class FileTableModel : public QAbstractTableModel {
 
 public:
     enum Column { name, peak, correction, final, headroom, columnCount_ };
-    enum Role { isAnalyzingRole = Qt::UserRole + 1, hasEditsRole, hasSoftPassagesRole };
+    enum Role { isAnalyzingRole = Qt::UserRole + 1, hasEditsRole, hasSoftPassagesRole, warningRole };
 
     static inline const QColor manualColor = QColor(255, 165, 0);
     static inline const QColor errorColor = QColor(255, 59, 48);

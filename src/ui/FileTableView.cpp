@@ -18,7 +18,7 @@ constexpr int markerSize = 9;
 constexpr int minimumNameWidth = 160;
 
 // The name cell: a spinner while analysing, the name (orange when manual),
-// then the scissors and soft-passage markers with their tooltips.
+// then the warning, scissors and soft-passage markers with their tooltips.
 class FileNameDelegate : public QStyledItemDelegate {
 public:
     explicit FileNameDelegate(const int& spinnerAngle, QObject* parent)
@@ -48,9 +48,9 @@ public:
         const QString shown = option.fontMetrics.elidedText(name, Qt::ElideMiddle, textRect.width() - 40);
         painter->drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter, shown);
         x += option.fontMetrics.horizontalAdvance(shown) + 6;
-        for (const auto& [symbol, colourOf] : markers(index)) {
+        for (const Marker& marker : markers(index)) {
             painter->drawPixmap(QRect(x, midY - markerSize / 2, markerSize, markerSize),
-                                Icons::tinted(symbol, colourOf, markerSize * 2));
+                                Icons::tinted(marker.symbol, marker.colour, markerSize * 2));
             x += markerSize + 6;
         }
         painter->restore();
@@ -62,10 +62,9 @@ public:
         const QString shown =
             option.fontMetrics.elidedText(index.data().toString(), Qt::ElideMiddle, option.rect.right() - x - 40);
         x += option.fontMetrics.horizontalAdvance(shown) + 6;
-        for (const auto& [symbol, colour] : markers(index)) {
-            (void)colour;
+        for (const Marker& marker : markers(index)) {
             if (event->pos().x() >= x - 2 && event->pos().x() < x + markerSize + 2) {
-                QToolTip::showText(event->globalPos(), tooltipOf(symbol), view);
+                QToolTip::showText(event->globalPos(), marker.tooltip, view);
                 return true;
             }
             x += markerSize + 6;
@@ -73,18 +72,23 @@ public:
         return QStyledItemDelegate::helpEvent(event, view, option, index);
     }
 
-    static QString tooltipOf(const QString& symbol) {
-        return symbol == QLatin1String("scissors") ? QStringLiteral("Has segment edits")
-                                                   : QStringLiteral("Has soft passage (>12 dB below peak)");
-    }
-
 private:
-    static std::vector<std::pair<QString, QColor>> markers(const QModelIndex& index) {
-        std::vector<std::pair<QString, QColor>> out;
+    struct Marker {
+        QString symbol;
+        QColor colour;
+        QString tooltip;
+    };
+
+    static std::vector<Marker> markers(const QModelIndex& index) {
+        std::vector<Marker> out;
+        if (const QVariant warning = index.data(FileTableModel::warningRole); warning.isValid())
+            out.push_back(
+                {QStringLiteral("exclamationmark.triangle"), FileTableModel::warningColor, warning.toString()});
         if (index.data(FileTableModel::hasEditsRole).toBool())
-            out.emplace_back(QStringLiteral("scissors"), QColor(Qt::cyan));
+            out.push_back({QStringLiteral("scissors"), QColor(Qt::cyan), QStringLiteral("Has segment edits")});
         if (index.data(FileTableModel::hasSoftPassagesRole).toBool())
-            out.emplace_back(QStringLiteral("speaker.wave.1"), FileTableModel::manualColor);
+            out.push_back({QStringLiteral("speaker.wave.1"), FileTableModel::manualColor,
+                           QStringLiteral("Has soft passage (>12 dB below peak)")});
         return out;
     }
 

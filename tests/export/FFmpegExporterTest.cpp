@@ -5,8 +5,10 @@
 #include "io/TemporaryFile.h"
 #include "support/QtPrinters.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -58,21 +60,26 @@ TEST(FFmpegExporterTest, ArgumentListsFollowCorrectionLimiterAndRate) {
 TEST(FFmpegExporterTest, OneRunWritesBesideThenRenamesOrReportsTheEncoder) {
     QTemporaryDir dir;
     const QString dest = dir.filePath("normalized");
+    const QString a = dir.filePath("a.wav"), song = dir.filePath("Song.aiff"), pipe = dir.filePath("x.wav");
+    for (const QString& source : {a, song})
+        QFile(source).open(QIODevice::WriteOnly);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     FakeFFmpeg ok(dir.path());
-    const ExportedFile written = FFmpegExporter::runExport(job("/in/a.wav", 1, dest), ok.path);
+    const ExportedFile written = FFmpegExporter::runExport(job(a, 1, dest), ok.path);
     EXPECT_EQ(written.path, dest + "/a (-16LUFS).wav");
     EXPECT_TRUE(QFileInfo(dest).isDir()) << "the folder is made on the way";
     ASSERT_EQ(ok.runs().size(), 1);
     EXPECT_TRUE(TemporaryFiles::isTemporaryName(QFileInfo(ok.runs()[0].last()).fileName()));
     EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"a (-16LUFS).wav"})) << "renamed when done";
 
-    // The encoder's own words, cut at 200 characters; a silent failure; no encoder.
+    // The encoder's own words, cut at 200 characters; a silent failure; no
+    // encoder; a named pipe, which the encoder would wait on for ever.
     FakeFFmpeg chatty(dir.path(), 1, QString(250, QLatin1Char('x')));
-    EXPECT_EQ(failureOf(job("/in/Song.aiff", 1, dest), chatty.path),
+    EXPECT_EQ(failureOf(job(song, 1, dest), chatty.path),
               "Error exporting Song.aiff: " + QString(200, QLatin1Char('x')));
     FakeFFmpeg silent(dir.path(), 3);
-    EXPECT_EQ(failureOf(job("/in/a.wav", 1, dest), silent.path), "Error exporting a.wav: Unknown error");
-    EXPECT_TRUE(
-        failureOf(job("/in/a.wav", 1, dest), dir.filePath("no-such-ffmpeg")).startsWith("Cannot start the encoder"));
+    EXPECT_EQ(failureOf(job(a, 1, dest), silent.path), "Error exporting a.wav: Unknown error");
+    EXPECT_TRUE(failureOf(job(a, 1, dest), dir.filePath("no-such-ffmpeg")).startsWith("Cannot start the encoder"));
+    EXPECT_EQ(failureOf(job(pipe, 1, dest), ok.path), "Error exporting x.wav: a named pipe, not a file");
     EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"a (-16LUFS).wav"}));
 }
