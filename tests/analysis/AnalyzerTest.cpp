@@ -4,11 +4,16 @@
 #include "analysis/SignalMeasurement.h"
 #include "support/AnalysisSupport.h"
 #include "support/AudioFixtures.h"
+#include "support/QtPrinters.h"
 
+#include <QElapsedTimer>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <limits>
 #include <sndfile.h>
+#include <tuple>
 
 using namespace fixtures;
 
@@ -103,6 +108,41 @@ TEST_F(AnalyzerTest, SilenceAndCancellingChannels) {
     ASSERT_FALSE(r.loudnessCurve.empty());
     EXPECT_TRUE(std::all_of(r.loudnessCurve.begin(), r.loudnessCurve.end(), [](double v) { return v == -70.0; }));
     EXPECT_EQ(r.envelope.maxValues, std::vector<float>(2000, 0.0f));
+}
+
+TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
+    std::vector<float> clean = sine(440.0, 0.5, 48000, 48000 * 5), odd = clean;
+    for (const size_t i : {1000, 2000, 3000}) {
+        clean[i] = 0.0f;
+        odd[i] = i == 2000 ? std::numeric_limits<float>::infinity() : std::numeric_limits<float>::quiet_NaN();
+    }
+    writeMonoWav(path("clean.wav"), clean, 48000);
+    writeMonoWav(path("odd.wav"), odd, 48000);
+    writeMonoWav(path("nan.wav"), std::vector<float>(48000, std::numeric_limits<float>::quiet_NaN()), 48000);
+    AnalysisResult r = LoudnessAnalyzer::analyze(path("odd.wav"));
+    EXPECT_EQ(r.nonFiniteSamples, 3);
+    EXPECT_EQ(r.warning(), "3 samples were not numbers and were treated as silence");
+    r.nonFiniteSamples = 0;
+    EXPECT_EQ(r, LoudnessAnalyzer::analyze(path("clean.wav"))) << "measured as the clean file";
+    const AnalysisResult nan = LoudnessAnalyzer::analyze(path("nan.wav"));
+    EXPECT_EQ(std::tuple(nan.peakLUFS, nan.peakDBFS, nan.nonFiniteSamples), std::tuple(-70.0, -120.0, int64_t{48000}));
+
+    // Neither handed to ffmpeg nor waited on: each names itself.
+    writeMonoWav(path("huge.wav"), {0.5f, -1e30f}, 48000);
+    QStringList refused = specialFiles(dir.path());
+    refused << path("huge.wav");
+    QElapsedTimer clock;
+    clock.start();
+    for (const QString& file : refused) {
+        try {
+            LoudnessAnalyzer::analyze(file);
+            ADD_FAILURE() << file.toStdString();
+        } catch (const AudioLoaderError& e) {
+            EXPECT_TRUE(e.description().startsWith("Cannot read \"" + QFileInfo(file).fileName()))
+                << e.description().toStdString();
+        }
+    }
+    EXPECT_LT(clock.elapsed(), 1000);
 }
 
 TEST_F(AnalyzerTest, EmptyFilesAreRejected) {

@@ -10,7 +10,10 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace {
 
@@ -64,6 +67,16 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
     EXPECT_LT(peak, 0.98f);
     EXPECT_TRUE(exportCommand({"--out", out, "--target", "-3", "--no-limiter", clicky})
                     .err.contains("Exporting anyway; peaks will be clipped."));
+
+    // A sample that is not a number is exported as the silence it was measured as.
+    std::vector<float> odd = fixtures::sine(1000.0, 0.1, 48000, 48000);
+    odd[100] = std::numeric_limits<float>::quiet_NaN();
+    fixtures::writeMonoWav(dir.filePath("odd.wav"), odd, 48000);
+    ASSERT_EQ(exportCommand({"--out", out, "--format", "wav32", dir.filePath("odd.wav")}).status, 0);
+    const std::vector<float> cleaned = fixtures::readFirstChannel(out + "/normalized/odd (-16LUFS).wav");
+    ASSERT_EQ(cleaned.size(), odd.size());
+    EXPECT_EQ(cleaned[100], 0.0f);
+    EXPECT_TRUE(std::all_of(cleaned.begin(), cleaned.end(), [](float x) { return std::isfinite(x); }));
 }
 
 TEST(ExportCommandTest, SettingsUsageAndFailures) {
@@ -72,14 +85,24 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
     const QString settings = dir.filePath("s.json");
     QFile f(settings);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(SettingsFile::encode(SettingsData{-20.0, {{a, 1.5, true}}}));
+    const QStringList special = fixtures::specialFiles(dir.path());
+    SettingsData data{
+        -20.0, {{a, -1000.0, true}, {a, 1.5, true}, {"rel.wav", 0, false}, {dir.filePath("gone.wav"), 0, false}}};
+    for (const QString& path : special)
+        data.files.push_back({path, 0, false});
+    f.write(SettingsFile::encode(data));
     f.close();
-    const CommandRun fromSettings = exportCommand({"--out", dir.filePath("o"), "--settings", settings});
+    const CommandRun fromSettings = exportCommand({"--out", dir.filePath("o"), "--settings", settings, a, special[0]});
     ASSERT_EQ(fromSettings.status, 0) << fromSettings.err.toStdString();
-    // The manual correction of the settings file is kept: the name carries its loudness.
+    // The manual correction is kept, held to the window's -30 dB: the name
+    // carries its loudness. Each entry left out is named; `a` is written once.
     const double peak = LoudnessAnalyzer::analyze(a).peakLUFS;
-    EXPECT_TRUE(fromSettings.out.contains(QString::asprintf("a (%.0fLUFS).wav", peak + 1.5)))
-        << fromSettings.out.toStdString();
+    EXPECT_EQ(fromSettings.out, dir.filePath("o") + QString::asprintf("/normalized/a (%.0fLUFS).wav\n", peak - 30));
+    EXPECT_TRUE(fromSettings.err.contains(
+        "skipped a.wav (listed twice), rel.wav (not an absolute path), gone.wav (not found), pipe.wav (a named "
+        "pipe, not a file), socket.wav (a socket, not a file), folder.wav (a folder, not a file), a.wav (listed "
+        "twice), pipe.wav (a named pipe, not a file)\n"))
+        << fromSettings.err.toStdString();
 
     EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--settings", dir.filePath("none.json")}).status, 1);
     EXPECT_EQ(exportCommand({a}).status, 2);

@@ -1,10 +1,12 @@
 #include "io/AudioReader.h"
+#include "io/RegularFile.h"
 
 #include "support/AudioFixtures.h"
 
 #include <QTemporaryDir>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 #include <sndfile.h>
 #include <tuple>
 
@@ -88,6 +90,38 @@ TEST(AudioReaderTest, SeeksToTheFrameAskedFor) {
             if (tolerance == 0) {
                 EXPECT_EQ(bestError, 0.0) << extension << " " << target;
             }
+        }
+    }
+}
+
+TEST(AudioReaderTest, RefusesWhatIsNoAudioAndSilencesSamplesThatAreNotNumbers) {
+    QTemporaryDir dir;
+    const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
+    writeAudio(dir.filePath("odd.wav"), {{0.5f, nan, -0.25f, inf}, {-inf, 0.125f, nan, 1.0f}}, 48000,
+               SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+    AudioReader odd(dir.filePath("odd.wav"));
+    EXPECT_EQ(readAll(odd), (std::vector<float>{0.5f, 0.0f, 0.0f, 0.125f, -0.25f, 0.0f, 0.0f, 1.0f}));
+    EXPECT_EQ(odd.nonFiniteSamples(), 4);
+
+    writeMonoWav(dir.filePath("huge.wav"), {0.5f, 1e30f, 0.5f}, 48000);
+    try {
+        float out[3];
+        AudioReader(dir.filePath("huge.wav")).readInterleaved(out, 3);
+        ADD_FAILURE() << "samples of 1e30 were read as audio";
+    } catch (const ImplausibleSamplesError& e) {
+        EXPECT_EQ(e.description(),
+                  "Cannot read \"huge.wav\": its samples reach +600 dBFS, far beyond what audio can hold");
+    }
+
+    // Refused at once, a named pipe without waiting for a writer.
+    const QStringList reasons{"a named pipe, not a file", "a socket, not a file", "a folder, not a file"};
+    const QStringList special = specialFiles(dir.path());
+    for (int i = 0; i < special.size(); ++i) {
+        try {
+            AudioReader reader(special[i]);
+            ADD_FAILURE() << special[i].toStdString();
+        } catch (const NotAFileError& e) {
+            EXPECT_TRUE(e.description().endsWith(reasons[i])) << e.description().toStdString();
         }
     }
 }

@@ -1,6 +1,7 @@
 #include "GatedAnalyzer.h"
 #include "ListFixtures.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 
 namespace {
@@ -84,6 +85,19 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     EXPECT_EQ(selectedName(state), "loud.wav");
     ASSERT_TRUE(waitForAnalyses(state));
     EXPECT_EQ(status.texts.last(), "Analysis complete.");
+
+    // What is no file shows why on its row at once; a named pipe is not waited on.
+    QElapsedTimer clock;
+    clock.start();
+    state.addFiles(urlsOf(fixtures::specialFiles(dir.path())));
+    ASSERT_TRUE(waitForAnalyses(state));
+    EXPECT_LT(clock.elapsed(), 1000);
+    QStringList errors;
+    for (size_t i = 5; i < state.files().size(); ++i)
+        errors << state.files()[i]->analysisError().value_or("none");
+    EXPECT_EQ(errors, (QStringList{R"(Cannot read "pipe.wav": a named pipe, not a file)",
+                                   R"(Cannot read "socket.wav": a socket, not a file)",
+                                   R"(Cannot read "folder.wav": a folder, not a file)"}));
 }
 
 TEST(AppStateTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilReset) {

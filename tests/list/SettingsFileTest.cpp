@@ -129,13 +129,20 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     EXPECT_TRUE(state.files().empty());
     EXPECT_FALSE(state.selectedFileID());
 
-    const QByteArray twice = R"({"target_lufs":-1,"files":[{"path":")" + a.toUtf8() +
-                             R"(","correction_db":0,"manual":false},{"path":")" + a.toUtf8() +
-                             R"(","correction_db":0,"manual":false}]})";
-    load(twice);
+    // Corrections held to ±30 dB; a named pipe becomes a row with its error.
+    const QString pipe = fixtures::specialFiles(dir.path())[0];
+    const auto entry = [](const QString& file, const char* correction) {
+        return R"({"path":")" + file.toUtf8() + R"(","correction_db":)" + correction + R"(,"manual":true})";
+    };
+    load(R"({"target_lufs":-1,"files":[)" + entry(a, "1e300") + "," + entry(a, "-1000") + "," + entry(pipe, "0") +
+         "]}");
     EXPECT_EQ(state.targetLUFS(), -3.0);
-    ASSERT_EQ(state.files().size(), 2u) << "a path listed twice gives two items";
+    ASSERT_EQ(state.files().size(), 3u) << "a path listed twice gives two items";
     EXPECT_NE(state.files()[0]->id(), state.files()[1]->id());
+    EXPECT_EQ(state.files()[0]->correctionDB(), 30.0);
+    EXPECT_EQ(state.files()[1]->correctionDB(), -30.0);
+    ASSERT_TRUE(waitForAnalyses(state));
+    EXPECT_EQ(state.files()[2]->analysisError(), R"(Cannot read "pipe.wav": a named pipe, not a file)");
     ASSERT_TRUE(waitForAnalyses(state));
 }
 

@@ -3,6 +3,7 @@
 #include "editing/SegmentGainEvaluation.h"
 
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -45,6 +46,16 @@ TEST(PlaybackEngineTest, PlayerModeAppliesTheCorrectionCappedAtFour) {
     t.engine.play(dir.filePath("missing.wav"), 0.0, 0.0, nullptr);
     EXPECT_TRUE(t.engine.isPlaying());
     EXPECT_EQ(t.engine.currentFilePath(), path);
+
+    // Samples that are not numbers are heard as silence, the others as they are.
+    std::vector<float> odd = fixtures::sine(440.0, 0.5, 48000, 4800);
+    odd[3000] = std::numeric_limits<float>::quiet_NaN();
+    odd[3001] = -std::numeric_limits<float>::infinity();
+    fixtures::writeMonoWav(dir.filePath("odd.wav"), odd, 48000);
+    t.engine.play(dir.filePath("odd.wav"), 0.0, 0.0, nullptr);
+    const std::vector<float> heard = t.pull(4800);
+    for (const size_t frame : {2999, 3000, 3001, 3002})
+        EXPECT_EQ(heard[2 * frame + 1], std::isfinite(odd[frame]) ? odd[frame] : 0.0f) << frame;
 }
 
 TEST(PlaybackEngineTest, EditedFileIsTheSourceTimesItsEnvelopeBlockByBlock) {

@@ -7,10 +7,15 @@
 #include <QFile>
 #include <QProcess>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 #include <random>
 #include <sndfile.h>
 #include <stdexcept>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace fixtures {
 
@@ -131,6 +136,19 @@ QMap<QString, QByteArray> sha256Of(const QStringList& paths) {
             sums[path] = QByteArray();
     }
     return sums;
+}
+
+QStringList specialFiles(const QString& dir) {
+    const QString pipe = dir + "/pipe.wav", socket = dir + "/socket.wav", folder = dir + "/folder.wav";
+    ::mkfifo(QFile::encodeName(pipe).constData(), 0600);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, QFile::encodeName(socket).constData(), sizeof address.sun_path - 1);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address); // leaves the socket file
+    ::close(fd);
+    QDir().mkpath(folder);
+    return {pipe, socket, folder};
 }
 
 } // namespace fixtures

@@ -21,6 +21,9 @@ void writeAudio(const QString& path, const std::vector<std::vector<float>>& chan
 void writeWav(const QString& path, const std::vector<std::vector<float>>& channels, int64_t sampleRate);
 void writeMonoWav(const QString& path, const std::vector<float>& samples, int64_t sampleRate);
 
+// A named pipe, a socket and a folder in `dir`, each named like a WAV file.
+QStringList specialFiles(const QString& dir);
+
 // Reads a file back with libsndfile, first channel only.
 std::vector<float> readFirstChannel(const QString& path);
 
