@@ -30,10 +30,6 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     using Kind = AudioLoaderError::Kind;
     const QString fileName = QFileInfo(sourcePath).fileName();
 
-    QFile out;
-    if (!out.open(file_.descriptor(), QIODevice::WriteOnly, QFileDevice::DontCloseHandle))
-        throw AudioLoaderError(Kind::writeFailed, out.errorString());
-
     QProcess ffmpeg;
     EncoderProcess::prepare(ffmpeg, encoder,
                             {"-i", sourcePath, "-f", "wav", "-acodec", "pcm_f32le", "-ar", "48000", "-"});
@@ -47,33 +43,23 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     // The stream goes to the temporary file as it arrives instead of being
     // held in memory whole.
     qint64 written = 0;
-    bool writeOk = true;
-    auto drain = [&] {
-        const QByteArray chunk = ffmpeg.readAllStandardOutput();
-        if (writeOk && !chunk.isEmpty()) {
-            writeOk = out.write(chunk) == chunk.size();
+    try {
+        const auto drain = [&] {
+            const QByteArray chunk = ffmpeg.readAllStandardOutput();
+            file_.write(chunk.constData(), chunk.size());
             written += chunk.size();
-        }
-    };
-    while (ffmpeg.waitForReadyRead(-1)) {
-        drain();
-        if (!writeOk) {
-            break;
-        }
-    }
-    if (writeOk) {
+        };
+        while (ffmpeg.waitForReadyRead(-1))
+            drain();
         ffmpeg.waitForFinished(-1);
         drain();
-        writeOk = out.flush();
-    } else {
+    } catch (const FileError& e) {
         ffmpeg.kill();
         ffmpeg.waitForFinished(-1);
+        throw AudioLoaderError(
+            Kind::writeFailed,
+            QStringLiteral("%1 (in %2)").arg(e.description(), QDir::toNativeSeparators(QDir::tempPath())));
     }
-    const QString writeError = out.errorString();
-    out.close();
-
-    if (!writeOk)
-        throw AudioLoaderError(Kind::writeFailed, writeError);
     if (ffmpeg.exitStatus() != QProcess::NormalExit || ffmpeg.exitCode() != 0 || written == 0)
         throw AudioLoaderError(Kind::ffmpegFailed, fileName);
 }

@@ -43,9 +43,8 @@ ExportedFile runExport(const ExportJob& job, const QString& ffmpegPath) {
         TemporaryFile written(job.destinationFolder, fileExtension(job.format));
         const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job, written.path(), extraGainDB));
         if (run.exitCode != 0) {
-            const QString message =
-                run.errorOutput.isEmpty() ? QStringLiteral("Unknown error") : run.errorOutput.left(200);
-            throw ExportError(QFileInfo(job.sourcePath).fileName(), message);
+            throw ExportError(QFileInfo(job.sourcePath).fileName(),
+                              run.reason(written.path(), QFileInfo(outputPath(job)).fileName()));
         }
         return written;
     };

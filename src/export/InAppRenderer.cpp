@@ -57,12 +57,11 @@ QStringList InAppRenderer::encodeArguments(const QString& input, const QString& 
     return args;
 }
 
-void InAppRenderer::runFFmpeg(const QStringList& args) const {
+void InAppRenderer::runFFmpeg(const QStringList& args, const QString& shownName) const {
     const QString ffmpeg = ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_;
     const EncoderRun run = EncoderProcess::run(ffmpeg, args);
     if (run.exitCode != 0) {
-        throw RenderError(RenderError::Kind::ffmpegEncodeFailed,
-                          QStringLiteral("ffmpeg exited with code %1").arg(run.exitCode));
+        throw RenderError(RenderError::Kind::ffmpegEncodeFailed, run.reason(args.last(), shownName));
     }
 }
 
@@ -142,6 +141,7 @@ ExportedFile InAppRenderer::finish(const RenderJob& job, TemporaryFile& rendered
     const bool rateDiffers = std::abs(static_cast<double>(rate) - targetRate) > 1.0;
 
     if (limiter || !isWAV(job.format)) {
+        const QString outputName = QFileInfo(outputPath(job)).fileName();
         // The encoder writes a temporary file of its own too, once per try.
         return ExportDelivery::deliver(job, limiterActs, [&](double extraGainDB) {
             TemporaryFile encoded(job.destinationFolder, fileExtension(job.format));
@@ -151,10 +151,11 @@ ExportedFile InAppRenderer::finish(const RenderJob& job, TemporaryFile& rendered
                 if (rateDiffers)
                     args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
                 args << codecArguments(job.format) << encoded.path();
-                runFFmpeg(args);
+                runFFmpeg(args, outputName);
             } else {
                 runFFmpeg(encodeArguments(rendered.path(), encoded.path(), job.format, job.sampleRate, limiter, rate,
-                                          extraGainDB));
+                                          extraGainDB),
+                          outputName);
             }
             return encoded;
         });

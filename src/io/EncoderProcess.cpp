@@ -5,6 +5,19 @@
 #include "io/Interruption.h"
 
 #include <QProcess>
+#include <QRegularExpression>
+
+QString EncoderRun::reason(const QString& written, const QString& shownName) const {
+    // "[mp3float @ 0x55d0c8] Header missing": the part before the words is
+    // for FFmpeg's developers.
+    static const QRegularExpression context(QStringLiteral("^\\[[^\\]]* @ 0x[0-9a-fA-F]+\\]\\s*"));
+    for (QString line : errorOutput.split(QLatin1Char('\n'))) {
+        line = line.trimmed().remove(context);
+        if (!line.isEmpty())
+            return line.replace(written, shownName).left(200);
+    }
+    return QStringLiteral("the encoder stopped with exit code %1 and no message").arg(exitCode);
+}
 
 namespace EncoderProcess {
 

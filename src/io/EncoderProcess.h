@@ -10,6 +10,12 @@ class QProcess;
 struct EncoderRun {
     int exitCode = 0;
     QString errorOutput; // what it wrote to standard error, read while it ran
+
+    // Why it failed, for the user: its first line of complaint (at most 200
+    // characters, without the decoder's address) with the temporary file it
+    // wrote, `written`, called `shownName`; or its exit code when it said
+    // nothing.
+    QString reason(const QString& written, const QString& shownName) const;
 };
 
 namespace EncoderProcess {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <cstring>
 #include <exception>
 #include <string>
 
@@ -22,3 +23,6 @@ class FileError : public DescribedError {
 public:
     using DescribedError::DescribedError;
 };
+
+// The system's reason for an error number, in its own words.
+inline QString systemReason(int errorNumber) { return QString::fromLocal8Bit(std::strerror(errorNumber)); }

@@ -3,12 +3,9 @@
 #include <QFile>
 #include <QFileInfo>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-QString systemReason(int errorNumber) { return QString::fromLocal8Bit(std::strerror(errorNumber)); }
 
 namespace RegularFile {
 

@@ -28,6 +28,3 @@ std::optional<QString> problem(const QString& path);
 void require(const QString& path);
 
 } // namespace RegularFile
-
-// The system's reason for an error number, in its own words.
-QString systemReason(int errorNumber);

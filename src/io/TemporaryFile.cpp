@@ -19,8 +19,6 @@ namespace {
 const QString prefix = QStringLiteral(".sonivel-");
 const QString extensionPattern = QStringLiteral("[A-Za-z0-9]{1,8}");
 
-QString systemReason(int error) { return QString::fromLocal8Bit(std::strerror(error)); }
-
 bool sameInode(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
 
 // Whether `path` still names the file open as `fd`.
@@ -137,6 +135,18 @@ int removeStale(const QString& folder) {
 
 } // namespace TemporaryFiles
 
+void TemporaryFile::write(const char* data, qsizetype size) {
+    qsizetype done = 0;
+    while (done < size) {
+        const ssize_t n = ::write(fd_, data + done, static_cast<size_t>(size - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            throw FileError(systemReason(n < 0 ? errno : ENOSPC));
+        done += n;
+    }
+}
+
 namespace TemporaryFiles {
 
 void replaceWith(const QString& finalPath, const QByteArray& bytes) {
@@ -145,17 +155,10 @@ void replaceWith(const QString& finalPath, const QByteArray& bytes) {
     static const QRegularExpression extension(QStringLiteral("^%1$").arg(extensionPattern));
     TemporaryFile file(target.absolutePath(),
                        extension.match(target.suffix()).hasMatch() ? target.suffix() : QStringLiteral("tmp"));
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n =
-            ::write(file.descriptor(), bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            throw FileError(
-                QStringLiteral("Cannot write \"%1\": %2").arg(target.fileName(), systemReason(n < 0 ? errno : ENOSPC)));
-        }
-        done += n;
+    try {
+        file.write(bytes.constData(), bytes.size());
+    } catch (const FileError& e) {
+        throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(target.fileName(), e.description()));
     }
     file.commitAs(finalPath);
 }

@@ -27,6 +27,9 @@ public:
     const QString& path() const { return path_; }
     // Open for reading and writing from the start; owned by this object.
     int descriptor() const { return fd_; }
+    // Appends `size` bytes at the descriptor's position. Throws FileError
+    // whose description is the system's reason alone.
+    void write(const char* data, qsizetype size);
 
     // Syncs the file and renames it over `finalPath`; from then on it is no
     // longer temporary. Throws FileError, and then the file is still removed

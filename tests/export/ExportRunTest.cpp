@@ -112,7 +112,8 @@ TEST(ExportRunTest, FirstErrorEndsTheRun) {
     exports.start(false, dir.filePath("out"), failing.path);
     ASSERT_TRUE(waitForExport(exports));
     EXPECT_EQ(status.texts,
-              (QStringList{"Exporting 3 files...", "Export error: FFmpeg encode failed: ffmpeg exited with code 1"}));
+              (QStringList{"Exporting 3 files...",
+                           "Export error: FFmpeg encode failed: the encoder stopped with exit code 1 and no message"}));
     EXPECT_LE(failing.runs().size(), 2);
     EXPECT_EQ(exports.progress(), (ExportProgress{0, 0}));
 

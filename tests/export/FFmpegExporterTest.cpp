@@ -78,7 +78,8 @@ TEST(FFmpegExporterTest, OneRunWritesBesideThenRenamesOrReportsTheEncoder) {
     EXPECT_EQ(failureOf(job(song, 1, dest), chatty.path),
               "Error exporting Song.aiff: " + QString(200, QLatin1Char('x')));
     FakeFFmpeg silent(dir.path(), 3);
-    EXPECT_EQ(failureOf(job(a, 1, dest), silent.path), "Error exporting a.wav: Unknown error");
+    EXPECT_EQ(failureOf(job(a, 1, dest), silent.path),
+              "Error exporting a.wav: the encoder stopped with exit code 3 and no message");
     EXPECT_TRUE(failureOf(job(a, 1, dest), dir.filePath("no-such-ffmpeg")).startsWith("Cannot start the encoder"));
     EXPECT_EQ(failureOf(job(pipe, 1, dest), ok.path), "Error exporting x.wav: a named pipe, not a file");
     EXPECT_EQ(fixtures::filesIn(dest), (QStringList{"a (-16LUFS).wav"}));

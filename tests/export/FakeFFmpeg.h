@@ -1,7 +1,8 @@
 #pragma once
 
 // A stand-in for the encoder: a script that records each run's arguments and
-// exits as told, optionally writing to standard error first.
+// exits as told, optionally writing to standard error first (where ${last}
+// is the last argument, the file it would write).
 
 #include "support/AudioFixtures.h"
 
@@ -20,7 +21,7 @@ struct FakeFFmpeg {
                                       "echo '--end--' >> '%1'\n")
                            .arg(log);
         if (!errorText.isEmpty())
-            body += QStringLiteral("printf '%s' '%1' >&2\n").arg(errorText);
+            body += QStringLiteral("for last; do :; done\nprintf '%s' \"%1\" >&2\n").arg(errorText);
         body += QStringLiteral("exit %1").arg(exitCode);
         path = fixtures::writeScript(dir, "fake-ffmpeg", body);
     }

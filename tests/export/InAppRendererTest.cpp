@@ -108,12 +108,16 @@ TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
     const QString earlier =
         good.render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true)).path;
     const auto before = fixtures::sha256Of({src, earlier});
-    FakeFFmpeg failing(dir.path(), 1);
+    // Its first complaint, naming the output instead of the temporary file.
+    FakeFFmpeg failing(dir.path(), 1,
+                       "\n[mp3 @ 0x5f0a] Error writing trailer of ${last}: No space left on device\nRepeated 1 times");
+    const RenderJob job = jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true);
     try {
-        InAppRenderer(failing.path).render(jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true));
+        InAppRenderer(failing.path).render(job);
         ADD_FAILURE() << "no error";
     } catch (const RenderError& e) {
-        EXPECT_EQ(e.description(), "FFmpeg encode failed: ffmpeg exited with code 1");
+        EXPECT_EQ(e.description(), "FFmpeg encode failed: Error writing trailer of " +
+                                       QFileInfo(outputPath(job)).fileName() + ": No space left on device");
     }
     EXPECT_EQ(fixtures::sha256Of({src, earlier}), before);
     EXPECT_TRUE(leftovers(dest).isEmpty());
