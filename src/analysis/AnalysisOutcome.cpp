@@ -1,11 +1,12 @@
 #include "analysis/AnalysisOutcome.h"
 
 #include "analysis/LoudnessAnalyzer.h"
+#include "io/NativePath.h"
 
 #include <QFileInfo>
 
 AnalysisOutcome analyzeFileOutcome(const QString& path) {
-    if (!QFileInfo::exists(path))
+    if (!NativePath::exists(path))
         return AnalysisOutcome::failure(QStringLiteral("File not found"));
     return AnalysisOutcome::of([&] { return LoudnessAnalyzer::analyze(path); },
                                QStringLiteral("Unexpected error while analysing this file"));

@@ -1,5 +1,6 @@
 #include "app/AnalysisReport.h"
 
+#include "io/NativePath.h"
 #include "io/TimeText.h"
 
 #include <QFileInfo>
@@ -13,7 +14,7 @@ namespace {
 
 QString displayName(const QString& file) {
     const QString name = QFileInfo(file).fileName();
-    return name.isEmpty() ? file : name;
+    return NativePath::shown(name.isEmpty() ? file : name);
 }
 
 // Columns a terminal gives a text: two for East Asian wide and full-width

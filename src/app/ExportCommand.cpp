@@ -1,6 +1,7 @@
 #include "app/ExportCommand.h"
 
 #include "export/ExportSession.h"
+#include "io/NativePath.h"
 #include "io/RegularFile.h"
 #include "list/AppState.h"
 #include "list/SettingsFile.h"
@@ -173,20 +174,20 @@ namespace {
 QList<QUrl> admissible(const QStringList& files, const AppState& state, std::vector<AppState::SkippedFile>& skipped) {
     QSet<QString> seen;
     for (const AudioFileItemPtr& item : state.files())
-        seen.insert(QFileInfo(item->path()).canonicalFilePath());
+        seen.insert(NativePath::canonical(item->path()));
     QList<QUrl> urls;
     for (const QString& file : files) {
         if (const std::optional<QString> why = RegularFile::problem(file)) {
             skipped.push_back({file, *why});
             continue;
         }
-        const QString canonical = QFileInfo(file).canonicalFilePath();
+        const QString canonical = NativePath::canonical(file);
         if (seen.contains(canonical)) {
             skipped.push_back({file, QStringLiteral("listed twice")});
             continue;
         }
         seen.insert(canonical);
-        urls << QUrl::fromLocalFile(QFileInfo(file).absoluteFilePath());
+        urls << NativePath::toUrl(file);
     }
     return urls;
 }
@@ -274,7 +275,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     for (const AudioFileItemPtr& file : state.files()) {
         for (const ExportedFile& written : result.value()) {
             if (written.sourcePath == file->path())
-                out << written.path << '\n';
+                out << NativePath::shown(written.path) << '\n';
         }
     }
     return 0;

@@ -5,6 +5,7 @@
 #include "app/SonivelApp.h"
 #include "io/AllocatorTuning.h"
 #include "io/Interruption.h"
+#include "io/NativePath.h"
 #include "io/TemporaryFile.h"
 #include "ui/ContentView.h"
 #include "ui/Icons.h"
@@ -61,6 +62,15 @@ void takeScreenshotWhenReady(MainWindow& window, AppState& state, const QString&
         Qt::SingleShotConnection);
 }
 
+// The arguments left after Qt took its own, every byte of a file name kept
+// (Qt's own list replaces bytes that are not UTF-8).
+QStringList argumentsOf(int argc, char* argv[]) {
+    QStringList out;
+    for (int i = 0; i < argc; ++i)
+        out << NativePath::decode(argv[i]);
+    return out;
+}
+
 // The window, with any files given on the command line added.
 int runWindow(int argc, char* argv[], const QString& screenshot) {
     QApplication app(argc, argv);
@@ -70,7 +80,7 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
     QApplication::setDesktopFileName(QStringLiteral("sonivel"));
     app.setProperty("buildNumber", QStringLiteral(SONIVEL_BUILD_NUMBER));
     QApplication::setWindowIcon(Icons::appIcon());
-    const QStringList files = QApplication::arguments().mid(screenshot.isEmpty() ? 1 : 3);
+    const QStringList files = argumentsOf(argc, argv).mid(screenshot.isEmpty() ? 1 : 3);
     // One window per session: an open one takes the files and comes forward.
     if (screenshot.isEmpty() && SingleInstance::handOver(files))
         return 0;
@@ -109,7 +119,7 @@ int main(int argc, char* argv[]) {
 
     QTextStream out(stdout);
     QTextStream err(stderr);
-    QStringList args = QCoreApplication::arguments();
+    QStringList args = argumentsOf(argc, argv);
     args.removeFirst();
 
     if (args.isEmpty()) {

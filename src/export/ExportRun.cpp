@@ -5,6 +5,7 @@
 #include "io/FFmpegLocator.h"
 #include "io/FileError.h"
 #include "io/FileIdentity.h"
+#include "io/NativePath.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -50,7 +51,9 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destin
                             useLimiter,   file->analysis()->peakDBFS};
         // The encoder would read samples that are not numbers as they are;
         // the renderer reads them as silence, like the analysis did.
-        if (file->segmentEdits().hasEdits() || file->analysis()->nonFiniteSamples > 0)
+        // Nor can it be handed a name that is not UTF-8.
+        if (file->segmentEdits().hasEdits() || file->analysis()->nonFiniteSamples > 0 ||
+            NativePath::shown(file->path()) != file->path())
             plan.renderJobs.push_back({job, file->segmentEdits().snapshot()});
         else
             plan.exportJobs.push_back(job);

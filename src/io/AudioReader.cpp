@@ -2,6 +2,7 @@
 
 #include "io/FFmpegInput.h"
 #include "io/FileError.h"
+#include "io/NativePath.h"
 #include "io/RegularFile.h"
 
 extern "C" {
@@ -103,7 +104,7 @@ struct AudioReader::Impl {
 };
 
 void AudioReader::Impl::open(const QString& path) {
-    name = QFileInfo(path).fileName();
+    name = NativePath::shown(QFileInfo(path).fileName());
     RegularFile::require(path); // a named pipe would block the demuxer for ever
     int result = FFmpegInput::open(&format, path);
     if (result < 0)

@@ -2,6 +2,7 @@
 
 #include "io/FFmpegInput.h"
 #include "io/FileError.h"
+#include "io/NativePath.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -111,7 +112,7 @@ void writeMp3(const QByteArray& path, const AudioTags& tags) {
         tag->addFrame(frame); // the tag owns it
     }
     if (!file.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v3))
-        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(QFile::decodeName(path)));
+        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::decode(path)));
 }
 
 void writeFlac(const QByteArray& path, const AudioTags& tags) {
@@ -127,7 +128,7 @@ void writeFlac(const QByteArray& path, const AudioTags& tags) {
         file.addPicture(picture); // the file owns it
     }
     if (!file.save())
-        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(QFile::decodeName(path)));
+        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::decode(path)));
 }
 
 void writeWav(const QByteArray& path, const AudioTags& tags) {
@@ -146,7 +147,7 @@ void writeWav(const QByteArray& path, const AudioTags& tags) {
     info->setYear(tags.text.value(QStringLiteral("DATE")).left(4).toUInt());
     info->setTrack(tags.text.value(QStringLiteral("TRACKNUMBER")).section(QLatin1Char('/'), 0, 0).toUInt());
     if (!file.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers))
-        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(QFile::decodeName(path)));
+        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::decode(path)));
 }
 
 } // namespace
@@ -175,7 +176,7 @@ void write(const QString& path, const AudioTags& tags) {
     // encodings) and promises nothing for threads: one writer at a time.
     static std::mutex oneAtATime;
     const std::lock_guard lock(oneAtATime);
-    const QByteArray name = QFile::encodeName(path);
+    const QByteArray name = NativePath::encode(path);
     const QString extension = QFileInfo(path).suffix().toLower();
     if (extension == QLatin1String("mp3"))
         writeMp3(name, tags);

@@ -1,5 +1,7 @@
 #include "io/FFmpegInput.h"
 
+#include "io/NativePath.h"
+
 extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/log.h>
@@ -18,7 +20,7 @@ void quiet() {
 
 int open(AVFormatContext** format, const QString& path) {
     quiet();
-    const QByteArray url = "file:" + QFile::encodeName(QFileInfo(path).absoluteFilePath());
+    const QByteArray url = "file:" + NativePath::encode(NativePath::absolute(path));
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     const int result = avformat_open_input(format, url.constData(), nullptr, &options);

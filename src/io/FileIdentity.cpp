@@ -1,12 +1,14 @@
 #include "io/FileIdentity.h"
 
+#include "io/NativePath.h"
+
 #include <QFile>
 #include <sys/stat.h>
 
 bool isSameFile(const QString& a, const QString& b) {
     struct stat sa {
     }, sb{};
-    if (::stat(QFile::encodeName(a).constData(), &sa) != 0 || ::stat(QFile::encodeName(b).constData(), &sb) != 0)
+    if (::stat(NativePath::encode(a).constData(), &sa) != 0 || ::stat(NativePath::encode(b).constData(), &sb) != 0)
         return false;
     return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
 }

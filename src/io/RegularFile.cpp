@@ -1,5 +1,7 @@
 #include "io/RegularFile.h"
 
+#include "io/NativePath.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <cerrno>
@@ -10,7 +12,7 @@
 namespace RegularFile {
 
 std::optional<QString> problem(const QString& path) {
-    const QByteArray name = QFile::encodeName(path);
+    const QByteArray name = NativePath::encode(path);
     struct stat st {};
     if (::stat(name.constData(), &st) != 0)
         return errno == ENOENT ? QStringLiteral("not found") : systemReason(errno);
@@ -35,7 +37,8 @@ std::optional<QString> problem(const QString& path) {
 
 void require(const QString& path) {
     if (const std::optional<QString> why = problem(path))
-        throw NotAFileError(QStringLiteral("Cannot read \"%1\": %2").arg(QFileInfo(path).fileName(), *why));
+        throw NotAFileError(
+            QStringLiteral("Cannot read \"%1\": %2").arg(NativePath::shown(QFileInfo(path).fileName()), *why));
 }
 
 } // namespace RegularFile

@@ -1,6 +1,7 @@
 #include "io/TemporaryFile.h"
 
 #include "io/FileError.h"
+#include "io/NativePath.h"
 
 #include <QDir>
 #include <QFile>
@@ -38,7 +39,7 @@ TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
         const QString name =
             prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QLatin1Char('.') + extension;
         const QString path = QDir(folder).filePath(name);
-        const QByteArray encoded = QFile::encodeName(path);
+        const QByteArray encoded = NativePath::encode(path);
         Interruption::TrackedPath tracked(encoded);
         const int fd = ::open(encoded.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
         if (fd < 0) {
@@ -75,7 +76,7 @@ TemporaryFile::TemporaryFile(TemporaryFile&& other) noexcept
 void TemporaryFile::discard() noexcept {
     if (fd_ < 0)
         return;
-    const QByteArray encoded = QFile::encodeName(path_);
+    const QByteArray encoded = NativePath::encode(path_);
     // Only while the name is still this file: never remove what took its place.
     if (stillNames(encoded, fd_))
         ::unlink(encoded.constData());
@@ -84,17 +85,17 @@ void TemporaryFile::discard() noexcept {
 }
 
 void TemporaryFile::commitAs(const QString& finalPath) {
-    const QByteArray from = QFile::encodeName(path_);
+    const QByteArray from = NativePath::encode(path_);
     const QString finalName = QFileInfo(finalPath).fileName();
     if (fd_ < 0 || !stillNames(from, fd_))
         throw FileError(QStringLiteral("Cannot write \"%1\": its temporary file was replaced").arg(finalName));
     if (::fsync(fd_) != 0)
         throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
-    if (::rename(from.constData(), QFile::encodeName(finalPath).constData()) != 0)
+    if (::rename(from.constData(), NativePath::encode(finalPath).constData()) != 0)
         throw FileError(QStringLiteral("Cannot replace \"%1\": %2").arg(finalName, systemReason(errno)));
     // The rename itself reaches the disk with the folder.
     const int folder =
-        ::open(QFile::encodeName(QFileInfo(finalPath).absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ::open(NativePath::encode(QFileInfo(finalPath).absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder >= 0) {
         ::fsync(folder);
         ::close(folder);
@@ -119,7 +120,7 @@ int removeStale(const QString& folder) {
     for (const QString& name : names) {
         if (!isTemporaryName(name))
             continue;
-        const QByteArray path = QFile::encodeName(QDir(folder).filePath(name));
+        const QByteArray path = NativePath::encode(QDir(folder).filePath(name));
         // Never blocks: not on a FIFO of that name, not on a live run's lock.
         const int fd = ::open(path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (fd < 0)

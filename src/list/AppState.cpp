@@ -1,5 +1,7 @@
 #include "list/AppState.h"
 
+#include "io/NativePath.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QThread>
@@ -107,7 +109,7 @@ std::vector<AppState::SkippedFile> AppState::addFiles(const QList<QUrl>& urls) {
     for (const QUrl& url : urls) {
         if (!url.isLocalFile())
             continue;
-        const QString path = url.toLocalFile();
+        const QString path = NativePath::fromUrl(url);
         if (!audioExtensions().contains(QFileInfo(path).suffix().toLower())) {
             skipped.push_back({path, QStringLiteral("not an audio file")});
             continue;
@@ -135,9 +137,8 @@ void AppState::addPaths(const QStringList& paths) {
     QList<QUrl> urls;
     std::vector<SkippedFile> skipped;
     for (const QString& path : paths) {
-        const QFileInfo info(path);
-        if (info.exists())
-            urls << QUrl::fromLocalFile(info.absoluteFilePath());
+        if (NativePath::exists(path))
+            urls << NativePath::toUrl(path);
         else
             skipped.push_back({path, QStringLiteral("not found")});
     }
@@ -150,7 +151,7 @@ void AppState::addPaths(const QStringList& paths) {
 QString AppState::describe(const std::vector<SkippedFile>& skipped) {
     QStringList parts;
     for (const SkippedFile& s : skipped)
-        parts << QStringLiteral("%1 (%2)").arg(QFileInfo(s.path).fileName(), s.reason);
+        parts << QStringLiteral("%1 (%2)").arg(NativePath::shown(QFileInfo(s.path).fileName()), s.reason);
     return parts.join(QStringLiteral(", "));
 }
 

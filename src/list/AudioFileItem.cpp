@@ -1,9 +1,12 @@
 #include "list/AudioFileItem.h"
 
+#include "io/NativePath.h"
+
 #include <QThread>
 
 AudioFileItem::AudioFileItem(QUrl url, QObject* parent)
-    : QObject(parent), id_(QUuid::createUuid()), url_(std::move(url)), segmentEdits_(new SegmentEditState(this)) {
+    : QObject(parent), id_(QUuid::createUuid()), url_(std::move(url)), path_(NativePath::fromUrl(url_)),
+      segmentEdits_(new SegmentEditState(this)) {
     connect(segmentEdits_, &SegmentEditState::separatorsChanged, this, &AudioFileItem::changed);
     connect(segmentEdits_, &SegmentEditState::segmentGainsChanged, this, &AudioFileItem::changed);
 }

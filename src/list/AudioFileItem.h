@@ -29,8 +29,8 @@ public:
 
     const QUuid& id() const { return id_; }
     const QUrl& url() const { return url_; }
-    // The local path of `url`.
-    QString path() const { return url_.toLocalFile(); }
+    // The local path of `url`, every byte of its name kept (NativePath).
+    const QString& path() const { return path_; }
 
     const std::optional<AnalysisResult>& analysis() const { return analysis_; }
     bool isAnalyzing() const { return isAnalyzing_; }
@@ -82,6 +82,7 @@ private:
 
     const QUuid id_;
     const QUrl url_;
+    const QString path_;
     std::optional<AnalysisResult> analysis_;
     bool isAnalyzing_ = false;
     std::optional<QString> analysisError_;

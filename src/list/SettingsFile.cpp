@@ -1,6 +1,7 @@
 #include "list/SettingsFile.h"
 
 #include "io/FileIdentity.h"
+#include "io/NativePath.h"
 #include "io/RegularFile.h"
 #include "io/TemporaryFile.h"
 #include "list/AppState.h"
@@ -164,10 +165,10 @@ std::optional<QString> skipReason(const QString& path, Entries entries, QSet<QSt
     if (!QDir::isAbsolutePath(path))
         return QStringLiteral("not an absolute path");
     if (entries == Entries::asListed)
-        return QFileInfo::exists(path) ? std::nullopt : std::optional(QStringLiteral("not found"));
+        return NativePath::exists(path) ? std::nullopt : std::optional(QStringLiteral("not found"));
     if (std::optional<QString> why = RegularFile::problem(path))
         return why;
-    const QString canonical = QFileInfo(path).canonicalFilePath();
+    const QString canonical = NativePath::canonical(path);
     if (seen.contains(canonical))
         return QStringLiteral("listed twice");
     seen.insert(canonical);
@@ -193,7 +194,7 @@ Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const 
             skipped.push_back({entry.path, *why});
             continue;
         }
-        auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile(entry.path));
+        auto item = std::make_shared<AudioFileItem>(NativePath::toUrl(entry.path));
         item->setCorrectionDB(std::clamp(entry.correctionDB, minimumCorrectionDB, maximumCorrectionDB));
         item->setIsManualOverride(entry.manual);
         items.push_back(std::move(item));

@@ -1,5 +1,7 @@
 #include "ui/FileTableModel.h"
 
+#include "io/NativePath.h"
+
 #include <QFileInfo>
 #include <QFontDatabase>
 #include <QGuiApplication>
@@ -110,7 +112,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     switch (index.column()) {
     case name:
         if (role == Qt::DisplayRole)
-            return QFileInfo(f->path()).fileName();
+            return NativePath::shown(QFileInfo(f->path()).fileName());
         if (role == Qt::ToolTipRole && f->analysisError())
             return *f->analysisError();
         if (role == Qt::ForegroundRole && f->isManualOverride())

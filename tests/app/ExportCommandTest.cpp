@@ -3,6 +3,7 @@
 #include "CommandRun.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/AudioReader.h"
+#include "io/NativePath.h"
 #include "list/SettingsFile.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
@@ -12,6 +13,7 @@
 #include <QTemporaryDir>
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <gtest/gtest.h>
 #include <limits>
 
@@ -68,15 +70,21 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
     EXPECT_TRUE(exportCommand({"--out", out, "--target", "-3", "--no-limiter", clicky})
                     .err.contains("Exporting anyway; peaks will be clipped."));
 
-    // A sample that is not a number is exported as the silence it was measured as.
+    // A sample that is not a number is exported as the silence it was
+    // measured as, and a name that is not UTF-8 keeps its bytes.
     std::vector<float> odd = fixtures::sine(1000.0, 0.1, 48000, 48000);
     odd[100] = std::numeric_limits<float>::quiet_NaN();
     fixtures::writeMonoWav(dir.filePath("odd.wav"), odd, 48000);
-    ASSERT_EQ(exportCommand({"--out", out, "--format", "wav32", dir.filePath("odd.wav")}).status, 0);
-    const std::vector<float> cleaned = fixtures::readFirstChannel(out + "/normalized/odd (-16LUFS).wav");
-    ASSERT_EQ(cleaned.size(), odd.size());
-    EXPECT_EQ(cleaned[100], 0.0f);
-    EXPECT_TRUE(std::all_of(cleaned.begin(), cleaned.end(), [](float x) { return std::isfinite(x); }));
+    const QString latin1 = dir.path() + NativePath::decode("/odd\xe9.wav");
+    ASSERT_EQ(std::rename(QFile::encodeName(dir.filePath("odd.wav")).constData(), NativePath::encode(latin1)), 0);
+    const CommandRun cleaning = exportCommand({"--out", out, "--format", "wav32", latin1});
+    ASSERT_EQ(cleaning.status, 0) << cleaning.err.toStdString();
+    EXPECT_EQ(cleaning.out, out + QString::fromUtf8("/normalized/odd\xef\xbf\xbd (-16LUFS).wav\n"));
+    AudioReader cleaned(out + NativePath::decode("/normalized/odd\xe9 (-16LUFS).wav"));
+    std::vector<float> samples(odd.size() + 1);
+    ASSERT_EQ(cleaned.readInterleaved(samples.data(), static_cast<int64_t>(samples.size())), 48000);
+    EXPECT_EQ(samples[100], 0.0f);
+    EXPECT_TRUE(std::all_of(samples.begin(), samples.end(), [](float x) { return std::isfinite(x); }));
 }
 
 TEST(ExportCommandTest, SettingsUsageAndFailures) {
