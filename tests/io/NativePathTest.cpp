@@ -34,5 +34,6 @@ TEST(NativePathTest, EveryByteOfANameSurvivesAndOpens) {
     EXPECT_TRUE(NativePath::exists(path));
     EXPECT_EQ(NativePath::canonical(path), path);
     EXPECT_EQ(RegularFile::problem(path), std::nullopt);
+    EXPECT_EQ(RegularFile::problem(path + "/x.wav"), "Not a directory") << "the system's own reason";
     EXPECT_EQ(AudioReader(path).frames(), 2);
 }

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,6 +52,19 @@ TEST(TemporaryFileTest, CommitFailuresAndWholeContents) {
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("out.wav")));
     EXPECT_TRUE(fixtures::temporaryFilesIn(dir.path()).isEmpty());
     EXPECT_THROW(TemporaryFile(dir.filePath("no-such-folder"), "wav"), FileError);
+    // A full disk gives the system's reason, not an unknown error.
+    {
+        TemporaryFile full(dir.path(), "wav");
+        const int device = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+        ASSERT_GE(::dup2(device, full.descriptor()), 0);
+        ::close(device);
+        try {
+            full.write("x", 1);
+            ADD_FAILURE() << "wrote to a full disk";
+        } catch (const FileError& e) {
+            EXPECT_EQ(e.description(), "No space left on device");
+        }
+    }
 
     // A whole content (the settings file) replaces the link, not its target.
     TemporaryFiles::replaceWith(link, "{}");
