@@ -3,7 +3,6 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/NativePath.h"
 
-#include <QFileInfo>
 
 AnalysisOutcome analyzeFileOutcome(const QString& path) {
     if (!NativePath::exists(path))

@@ -7,7 +7,6 @@
 #include "io/Interruption.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 

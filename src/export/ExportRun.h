@@ -40,8 +40,8 @@ struct Plan {
 };
 
 // One job per analysed file, in list order: files with segment edits (or
-// with samples that were not numbers) are rendered, with a copy of their
-// edits; the others go to the encoder.
+// with samples that were not numbers, or a name that is not UTF-8) are
+// rendered, with a copy of their edits; the others go to the encoder.
 Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder, ExportFormat format,
                SampleRate rate, bool useLimiter);
 

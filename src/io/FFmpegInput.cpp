@@ -7,8 +7,6 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-#include <QFile>
-#include <QFileInfo>
 #include <mutex>
 
 namespace FFmpegInput {

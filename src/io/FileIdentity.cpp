@@ -2,7 +2,6 @@
 
 #include "io/NativePath.h"
 
-#include <QFile>
 #include <sys/stat.h>
 
 bool isSameFile(const QString& a, const QString& b) {

@@ -2,7 +2,6 @@
 
 #include "io/NativePath.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <cerrno>
 #include <fcntl.h>
