@@ -3,7 +3,6 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/NativePath.h"
 
-
 AnalysisOutcome analyzeFileOutcome(const QString& path) {
     if (!NativePath::exists(path))
         return AnalysisOutcome::failure(QStringLiteral("File not found"));

@@ -2,6 +2,7 @@
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/SignalMeasurement.h"
+#include "io/NativePath.h"
 #include "io/RegularFile.h"
 
 #include <QFileInfo>
@@ -32,7 +33,7 @@ OpenedAudio open(const QString& path) {
     try {
         return checked(OpenedAudio{nullptr, AudioReader(path)});
     } catch (const NoAudioError&) {
-        throw AudioLoaderError(AudioLoaderError::Kind::noAudio, QFileInfo(path).fileName());
+        throw AudioLoaderError(AudioLoaderError::Kind::noAudio, NativePath::shownName(path));
     } catch (const NotAFileError& e) {
         throw readError(e); // nothing ffmpeg could read either
     } catch (const ImplausibleSamplesError& e) {

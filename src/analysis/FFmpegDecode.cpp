@@ -5,6 +5,7 @@
 #include "io/FFmpegLocator.h"
 #include "io/FileError.h"
 #include "io/Interruption.h"
+#include "io/NativePath.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -27,7 +28,7 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath)
 
 FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& encoder) : file_(newTemporaryWav()) {
     using Kind = AudioLoaderError::Kind;
-    const QString fileName = QFileInfo(sourcePath).fileName();
+    const QString fileName = NativePath::shownName(sourcePath);
 
     QProcess ffmpeg;
     EncoderProcess::prepare(ffmpeg, encoder,

@@ -4,6 +4,7 @@
 #include "analysis/AudioLoader.h"
 #include "analysis/MonoReadAhead.h"
 #include "analysis/SignalMeasurement.h"
+#include "io/NativePath.h"
 
 #include <QFileInfo>
 #include <algorithm>
@@ -45,7 +46,7 @@ AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride)
         known = measured;
     }
     throw AudioLoaderError(AudioLoaderError::Kind::readFailed,
-                           QStringLiteral("The file changed while it was being read: ") + QFileInfo(path).fileName());
+                           QStringLiteral("The file changed while it was being read: ") + NativePath::shownName(path));
 }
 
 } // namespace

@@ -218,7 +218,7 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err) {
     bool analysed = true;
     for (const AudioFileItemPtr& file : state.files()) {
         if (file->analysisError()) {
-            err << "sonivel export: " << QFileInfo(file->path()).fileName() << ": " << *file->analysisError() << '\n';
+            err << "sonivel export: " << NativePath::shownName(file->path()) << ": " << *file->analysisError() << '\n';
             analysed = false;
         }
     }

@@ -24,7 +24,7 @@ std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>&
     std::vector<ClippingFile> clipping;
     for (const AudioFileItemPtr& file : files) {
         if (file->wouldClip())
-            clipping.push_back({QFileInfo(file->path()).fileName(), -*file->headroomDB()});
+            clipping.push_back({NativePath::shownName(file->path()), -*file->headroomDB()});
     }
     return clipping;
 }
@@ -74,7 +74,7 @@ std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<Au
             if (isSameFile(output, source->path())) {
                 return QStringLiteral("\"%1\" in %2 is a source file and would be replaced; "
                                       "choose another folder")
-                    .arg(QFileInfo(output).fileName(), QFileInfo(output).absolutePath());
+                    .arg(NativePath::shownName(output), QFileInfo(output).absolutePath());
             }
         }
     }
@@ -88,7 +88,7 @@ QString describe(const Result& result) {
     for (const ExportedFile& file : result.value()) {
         if (file.offTarget)
             held << QStringLiteral("%1 at %2 LUFS")
-                        .arg(QFileInfo(file.path).fileName(), QString::asprintf("%.1f", file.loudnessLUFS));
+                        .arg(NativePath::shownName(file.path), QString::asprintf("%.1f", file.loudnessLUFS));
     }
     if (held.isEmpty())
         return QStringLiteral("Export complete!");

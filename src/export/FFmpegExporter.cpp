@@ -1,9 +1,9 @@
 #include "export/FFmpegExporter.h"
 
 #include "editing/SegmentEditModel.h"
-
 #include "export/ExportErrors.h"
 #include "io/EncoderProcess.h"
+#include "io/NativePath.h"
 #include "io/RegularFile.h"
 #include "io/TemporaryFile.h"
 
@@ -37,14 +37,14 @@ QStringList arguments(const ExportJob& job, const QString& written, double extra
 ExportedFile runExport(const ExportJob& job, const QString& ffmpegPath) {
     // The encoder opens the source itself: a named pipe would block it.
     if (const std::optional<QString> why = RegularFile::problem(job.sourcePath))
-        throw ExportError(QFileInfo(job.sourcePath).fileName(), *why);
+        throw ExportError(NativePath::shownName(job.sourcePath), *why);
     ExportFiles::makeFolder(job.destinationFolder);
     const auto encode = [&](double extraGainDB) {
         TemporaryFile written(job.destinationFolder, fileExtension(job.format));
         const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job, written.path(), extraGainDB));
         if (run.exitCode != 0) {
-            throw ExportError(QFileInfo(job.sourcePath).fileName(),
-                              run.reason(written.path(), QFileInfo(outputPath(job)).fileName()));
+            throw ExportError(NativePath::shownName(job.sourcePath),
+                              run.reason(written.path(), NativePath::shownName(outputPath(job))));
         }
         return written;
     };

@@ -6,6 +6,7 @@
 #include "io/AudioReader.h"
 #include "io/EncoderProcess.h"
 #include "io/FFmpegLocator.h"
+#include "io/NativePath.h"
 #include "io/TemporaryFile.h"
 #include "io/WavWriter.h"
 
@@ -80,7 +81,7 @@ TemporaryFile InAppRenderer::writeRendered(const RenderJob& job, AudioReader& so
     const int channels = source.channels();
     const std::vector<float> envelope = SegmentGainEvaluation::computeGainEnvelope(
         job.segmentEdits, job.correctionDB, rate, length, SegmentGainEvaluation::blockSize);
-    const QString outputName = QFileInfo(outputPath(job)).fileName();
+    const QString outputName = NativePath::shownName(outputPath(job));
 
     TemporaryFile rendered(job.destinationFolder, QStringLiteral("wav"));
     WavWriter writer(rendered.descriptor(), outputName, rate, channels, floatSamples ? 32 : pcmBitDepth(job.format),
@@ -141,7 +142,7 @@ ExportedFile InAppRenderer::finish(const RenderJob& job, TemporaryFile& rendered
     const bool rateDiffers = std::abs(static_cast<double>(rate) - targetRate) > 1.0;
 
     if (limiter || !isWAV(job.format)) {
-        const QString outputName = QFileInfo(outputPath(job)).fileName();
+        const QString outputName = NativePath::shownName(outputPath(job));
         // The encoder writes a temporary file of its own too, once per try.
         return ExportDelivery::deliver(job, limiterActs, [&](double extraGainDB) {
             TemporaryFile encoded(job.destinationFolder, fileExtension(job.format));
@@ -183,7 +184,7 @@ TemporaryFile InAppRenderer::resampleWAV(const QString& input, int64_t targetRat
     const std::unique_ptr<soxr, decltype(&soxr_delete)> guard(converter, &soxr_delete);
 
     TemporaryFile output(QFileInfo(input).absolutePath(), QStringLiteral("wav"));
-    WavWriter writer(output.descriptor(), QFileInfo(input).fileName(), targetRate, channels, bitDepth, isFloat);
+    WavWriter writer(output.descriptor(), NativePath::shownName(input), targetRate, channels, bitDepth, isFloat);
 
     const double ratio = static_cast<double>(targetRate) / static_cast<double>(source.sampleRate());
     std::vector<float> in(static_cast<size_t>(bufferFrames * sourceChannels));

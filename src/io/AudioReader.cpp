@@ -127,7 +127,7 @@ struct AudioReader::Impl {
 };
 
 void AudioReader::Impl::open(const QString& path) {
-    name = NativePath::shown(QFileInfo(path).fileName());
+    name = NativePath::shownName(path);
     RegularFile::require(path); // a named pipe would block the demuxer for ever
     int result = FFmpegInput::open(&format, path);
     if (result < 0)

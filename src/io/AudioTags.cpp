@@ -111,7 +111,8 @@ void writeMp3(const QByteArray& path, const AudioTags& tags) {
         tag->addFrame(frame); // the tag owns it
     }
     if (!file.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v3))
-        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
+        throw FileError(
+            QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
 }
 
 void writeFlac(const QByteArray& path, const AudioTags& tags) {
@@ -127,7 +128,8 @@ void writeFlac(const QByteArray& path, const AudioTags& tags) {
         file.addPicture(picture); // the file owns it
     }
     if (!file.save())
-        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
+        throw FileError(
+            QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
 }
 
 void writeWav(const QByteArray& path, const AudioTags& tags) {
@@ -146,7 +148,8 @@ void writeWav(const QByteArray& path, const AudioTags& tags) {
     info->setYear(tags.text.value(QStringLiteral("DATE")).left(4).toUInt());
     info->setTrack(tags.text.value(QStringLiteral("TRACKNUMBER")).section(QLatin1Char('/'), 0, 0).toUInt());
     if (!file.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers))
-        throw FileError(QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
+        throw FileError(
+            QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
 }
 
 } // namespace

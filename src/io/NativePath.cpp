@@ -1,6 +1,7 @@
 #include "io/NativePath.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <cstdlib>
 #include <sys/stat.h>
 
@@ -121,5 +122,7 @@ QString shown(const QString& path) {
     }
     return out;
 }
+
+QString shownName(const QString& path) { return shown(QFileInfo(path).fileName()); }
 
 } // namespace NativePath

@@ -35,5 +35,7 @@ QString canonical(const QString& path);
 
 // For display: each kept byte as the replacement character.
 QString shown(const QString& path);
+// The last component of `path`, for display.
+QString shownName(const QString& path);
 
 } // namespace NativePath

@@ -36,8 +36,7 @@ std::optional<QString> problem(const QString& path) {
 
 void require(const QString& path) {
     if (const std::optional<QString> why = problem(path))
-        throw NotAFileError(
-            QStringLiteral("Cannot read \"%1\": %2").arg(NativePath::shown(QFileInfo(path).fileName()), *why));
+        throw NotAFileError(QStringLiteral("Cannot read \"%1\": %2").arg(NativePath::shownName(path), *why));
 }
 
 } // namespace RegularFile

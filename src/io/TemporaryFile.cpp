@@ -86,7 +86,7 @@ void TemporaryFile::discard() noexcept {
 
 void TemporaryFile::commitAs(const QString& finalPath) {
     const QByteArray from = NativePath::encode(path_);
-    const QString finalName = QFileInfo(finalPath).fileName();
+    const QString finalName = NativePath::shownName(finalPath);
     if (fd_ < 0 || !stillNames(from, fd_))
         throw FileError(QStringLiteral("Cannot write \"%1\": its temporary file was replaced").arg(finalName));
     if (::fsync(fd_) != 0)
@@ -159,7 +159,8 @@ void replaceWith(const QString& finalPath, const QByteArray& bytes) {
     try {
         file.write(bytes.constData(), bytes.size());
     } catch (const FileError& e) {
-        throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(target.fileName(), e.description()));
+        throw FileError(
+            QStringLiteral("Cannot write \"%1\": %2").arg(NativePath::shownName(finalPath), e.description()));
     }
     file.commitAs(finalPath);
 }

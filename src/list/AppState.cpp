@@ -151,7 +151,7 @@ void AppState::addPaths(const QStringList& paths) {
 QString AppState::describe(const std::vector<SkippedFile>& skipped) {
     QStringList parts;
     for (const SkippedFile& s : skipped)
-        parts << QStringLiteral("%1 (%2)").arg(NativePath::shown(QFileInfo(s.path).fileName()), s.reason);
+        parts << QStringLiteral("%1 (%2)").arg(NativePath::shownName(s.path), s.reason);
     return parts.join(QStringLiteral(", "));
 }
 

@@ -127,7 +127,7 @@ void write(const AppState& state, const QString& path) {
     for (const AudioFileItemPtr& item : state.files()) {
         if (isSameFile(item->path(), path)) {
             throw SettingsError(QStringLiteral("\"%1\" is one of the audio files in the list and is not replaced.")
-                                    .arg(QFileInfo(path).fileName()));
+                                    .arg(NativePath::shownName(path)));
         }
     }
     TemporaryFiles::replaceWith(path, encode(settingsFrom(state)));
@@ -135,7 +135,7 @@ void write(const AppState& state, const QString& path) {
 
 SettingsData read(const QString& path) {
     if (const std::optional<QString> why = RegularFile::problem(path))
-        throw SettingsError(QStringLiteral("\"%1\": %2").arg(QFileInfo(path).fileName(), *why));
+        throw SettingsError(QStringLiteral("\"%1\": %2").arg(NativePath::shownName(path), *why));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         throw SettingsError(file.errorString());

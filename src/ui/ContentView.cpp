@@ -1,6 +1,7 @@
 #include "ui/ContentView.h"
 
 #include "analysis/LoudnessAnalyzer.h"
+#include "io/NativePath.h"
 #include "playback/DefaultOutput.h"
 #include "ui/ExportControlsView.h"
 #include "ui/FileTableView.h"
@@ -293,7 +294,7 @@ void ContentView::refreshWaveformArea() {
     const AudioFileItemPtr file = state_.selectedFile();
     const bool failed = file && file->analysisError();
     noSelection_->setText(failed ? QStringLiteral("%1 could not be analysed:\n%2")
-                                       .arg(QFileInfo(file->path()).fileName(), *file->analysisError())
+                                       .arg(NativePath::shownName(file->path()), *file->analysisError())
                                  : QStringLiteral("Select a file to view waveform"));
     waveformArea_->setCurrentWidget(file && !failed ? static_cast<QWidget*>(waveform_) : noSelection_);
 }

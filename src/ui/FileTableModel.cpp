@@ -112,7 +112,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     switch (index.column()) {
     case name:
         if (role == Qt::DisplayRole)
-            return NativePath::shown(QFileInfo(f->path()).fileName());
+            return NativePath::shownName(f->path());
         if (role == Qt::ToolTipRole && f->analysisError())
             return *f->analysisError();
         if (role == Qt::ForegroundRole && f->isManualOverride())
