@@ -5,6 +5,7 @@
 extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/log.h>
+#include <libavutil/mem.h>
 }
 
 #include <mutex>
@@ -13,7 +14,10 @@ namespace FFmpegInput {
 
 void quiet() {
     static std::once_flag once;
-    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+    std::call_once(once, [] {
+        av_log_set_level(AV_LOG_QUIET);
+        av_max_alloc(maximumAllocation);
+    });
 }
 
 int open(AVFormatContext** format, const QString& path) {

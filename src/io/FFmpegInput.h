@@ -5,13 +5,20 @@
 // no protocol) and nothing else reachable from inside it (a playlist).
 
 #include <QString>
+#include <cstddef>
 
 struct AVFormatContext;
 
 namespace FFmpegInput {
 
-// Keeps the libraries' own log lines off the user's terminal: what goes
-// wrong reaches the user as an error in our words instead.
+// The most the libraries (and the ffmpeg program) may allocate at once. A
+// damaged header can make a demuxer zero gigabytes for a 95-byte file; no
+// audio needs more.
+inline constexpr size_t maximumAllocation = size_t{256} << 20;
+
+// Keeps the libraries' own log lines off the user's terminal (what goes
+// wrong reaches the user as an error in our words instead), and their
+// allocations within `maximumAllocation`, which then fail with ENOMEM.
 void quiet();
 
 // Opens `path` into `*format` (nullptr before); returns FFmpeg's result code.

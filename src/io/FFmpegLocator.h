@@ -1,5 +1,7 @@
 #pragma once
 
+#include "io/FFmpegInput.h"
+
 #include <QString>
 #include <QStringList>
 #include <optional>
@@ -26,8 +28,10 @@ QString find(const FFmpegSearchPlaces& places);
 // The executable `ffmpeg` in the search path, the first folder first.
 std::optional<QString> findInPath(const FFmpegSearchPlaces& places);
 
-// Leading arguments of every run: no banner, no reading the terminal, and
-// only errors on standard error, so a failure reads as the encoder's own line.
-inline const QStringList quietArguments{"-hide_banner", "-nostdin", "-loglevel", "error"};
+// Leading arguments of every run: no banner, no reading the terminal, only
+// errors on standard error, so a failure reads as the encoder's own line, and
+// no allocation a damaged header could make huge.
+inline const QStringList quietArguments{"-hide_banner", "-nostdin",   "-loglevel",
+                                        "error",        "-max_alloc", QString::number(FFmpegInput::maximumAllocation)};
 
 } // namespace FFmpegLocator

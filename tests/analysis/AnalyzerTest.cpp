@@ -6,6 +6,8 @@
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
+#include <QElapsedTimer>
+#include <QFile>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -125,15 +127,30 @@ TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
     const AnalysisResult nan = LoudnessAnalyzer::analyze(path("nan.wav"));
     EXPECT_EQ(std::tuple(nan.peakLUFS, nan.peakDBFS, nan.nonFiniteSamples), std::tuple(-70.0, -120.0, int64_t{48000}));
 
-    // Refused, not handed to ffmpeg (which would decode the same samples).
+    // Samples of 1e30 are refused, not handed to ffmpeg, which would decode
+    // the same. Found by fuzzing: a 95-byte WAV whose header made the reader
+    // and then ffmpeg zero 2 GB each, for 15 s in all.
     writeMonoWav(path("huge.wav"), {0.5f, -1e30f}, 48000);
-    try {
-        LoudnessAnalyzer::analyze(path("huge.wav"));
-        ADD_FAILURE() << "measured";
-    } catch (const AudioLoaderError& e) {
-        EXPECT_EQ(e.description(),
-                  R"(Cannot read "huge.wav": its samples reach +600 dBFS, far beyond what audio can hold)");
-    }
+    QFile damaged(path("damaged.wav"));
+    ASSERT_TRUE(damaged.open(QIODevice::WriteOnly));
+    damaged.write(
+        QByteArray::fromBase64("UklGRkZJAABXQVZFZm10OhAAAAABAAIAgLsAAADuAsIEABAATElTVBoAAHpJTkZPSVNGVA4AAABMYXZm"
+                               "NTkungAuMTAwAGRhdGEAAAAAAKYApiBMAUwwB6dxdCAgzw=="));
+    damaged.close();
+    const auto refusal = [&](const QString& name) {
+        try {
+            LoudnessAnalyzer::analyze(path(name));
+        } catch (const AudioLoaderError& e) {
+            return e.description();
+        }
+        return QString("measured");
+    };
+    EXPECT_EQ(refusal("huge.wav"),
+              R"(Cannot read "huge.wav": its samples reach +600 dBFS, far beyond what audio can hold)");
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(refusal("damaged.wav"), "Cannot decode damaged.wav");
+    EXPECT_LT(clock.elapsed(), 3000) << "not a hang";
 }
 
 TEST_F(AnalyzerTest, EmptyFilesAreRejected) {
