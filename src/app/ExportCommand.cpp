@@ -2,7 +2,6 @@
 
 #include "export/ExportSession.h"
 #include "io/NativePath.h"
-#include "io/RegularFile.h"
 #include "list/AppState.h"
 #include "list/SettingsFile.h"
 
@@ -177,17 +176,10 @@ QList<QUrl> admissible(const QStringList& files, const AppState& state, std::vec
         seen.insert(NativePath::canonical(item->path()));
     QList<QUrl> urls;
     for (const QString& file : files) {
-        if (const std::optional<QString> why = RegularFile::problem(file)) {
+        if (const std::optional<QString> why = SettingsFile::notExportable(file, seen))
             skipped.push_back({file, *why});
-            continue;
-        }
-        const QString canonical = NativePath::canonical(file);
-        if (seen.contains(canonical)) {
-            skipped.push_back({file, QStringLiteral("listed twice")});
-            continue;
-        }
-        seen.insert(canonical);
-        urls << NativePath::toUrl(file);
+        else
+            urls << NativePath::toUrl(file);
     }
     return urls;
 }

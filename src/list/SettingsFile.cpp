@@ -166,6 +166,12 @@ std::optional<QString> skipReason(const QString& path, Entries entries, QSet<QSt
         return QStringLiteral("not an absolute path");
     if (entries == Entries::asListed)
         return NativePath::exists(path) ? std::nullopt : std::optional(QStringLiteral("not found"));
+    return notExportable(path, seen);
+}
+
+} // namespace
+
+std::optional<QString> notExportable(const QString& path, QSet<QString>& seen) {
     if (std::optional<QString> why = RegularFile::problem(path))
         return why;
     const QString canonical = NativePath::canonical(path);
@@ -174,8 +180,6 @@ std::optional<QString> skipReason(const QString& path, Entries entries, QSet<QSt
     seen.insert(canonical);
     return std::nullopt;
 }
-
-} // namespace
 
 Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const QString& path, Entries entries) {
     const auto decoded = Outcome<SettingsData>::of([&] { return read(path); }, unexpected);

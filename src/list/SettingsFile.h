@@ -13,7 +13,9 @@
 #include "list/AppState.h"
 
 #include <QByteArray>
+#include <QSet>
 #include <QString>
+#include <optional>
 #include <vector>
 
 struct SettingsData {
@@ -58,6 +60,10 @@ SettingsData settingsFrom(const AppState& state);
 // reports "Settings saved." or "Error saving settings: ..." in the status line.
 // Refuses to replace one of the listed audio files.
 Outcome<> saveSettings(AppState& state, const QString& path);
+
+// Why `path` is no file to export (not a readable regular file, or one in
+// `seen`, the canonical paths taken so far), or none; then it joins `seen`.
+std::optional<QString> notExportable(const QString& path, QSet<QString>& seen);
 
 // Which entries become items: in the window, every absolute path that
 // exists, as often as it is listed (one that cannot be read shows why on its
