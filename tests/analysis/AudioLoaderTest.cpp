@@ -5,7 +5,6 @@
 #include "analysis/FFmpegDecode.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/FFmpegLocator.h"
-#include "io/TemporaryFile.h"
 #include "support/AudioFixtures.h"
 
 #include <QDir>
@@ -69,23 +68,18 @@ TEST_F(AudioLoaderTest, MonoIsUnchangedAndChannelsAreAveraged) {
         ASSERT_EQ(mixed.samples[i], ((a[i] + b[i]) + c[i]) * third) << i;
     }
 
-    // Integer files come out scaled to [-1, 1).
+    // Integer files come out scaled to [-1, 1); zero frames is an empty file.
     writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     EXPECT_EQ(support::loadMono(path("int16.wav")).samples, std::vector<float>(100, 0.5f));
-}
-
-TEST_F(AudioLoaderTest, ZeroFramesIsAnEmptyFile) {
     writeWav(path("empty.wav"), {{}, {}}, 48000);
-    const AudioLoaderError e = loaderError([&] { support::loadMono(path("empty.wav")); });
-    EXPECT_EQ(e.kind(), AudioLoaderError::Kind::emptyFile);
-    EXPECT_EQ(e.description(), "Audio file is empty");
+    EXPECT_EQ(loaderError([&] { support::loadMono(path("empty.wav")); }).description(), "Audio file is empty");
 }
 
 TEST_F(AudioLoaderTest, EveryFormatMeasuresAsTheWavFFmpegDecodesItTo) {
     // Correlated stereo (both channels alike), where adding the channels
     // instead of averaging them would read 3 dB too loud.
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=25:c=pink:r=44100:a=0.2:seed=7,lowpass=9000", "-ac", "2",
-                           "-c:a", "pcm_f32le", path("music.wav")}));
+    ASSERT_TRUE(runFFmpeg("-f lavfi -i anoisesrc=d=25:c=pink:r=44100:a=0.2:seed=7,lowpass=9000 -ac 2 -c:a pcm_f32le",
+                          path("music.wav")));
     const AnalysisResult original = LoudnessAnalyzer::analyze(path("music.wav"));
     for (const char* extension : {"m4a", "mp3", "ogg", "opus"}) {
         const QString encoded = path(QStringLiteral("music.%1").arg(extension));
@@ -98,7 +92,6 @@ TEST_F(AudioLoaderTest, EveryFormatMeasuresAsTheWavFFmpegDecodesItTo) {
         EXPECT_EQ(direct.totalSamples, viaWav.totalSamples) << extension;
         EXPECT_NEAR(direct.peakLUFS, viaWav.peakLUFS, 0.02) << extension;
         EXPECT_NEAR(direct.peakDBFS, viaWav.peakDBFS, 0.02) << extension;
-        EXPECT_EQ(direct.envelope.bucketCount, viaWav.envelope.bucketCount) << extension;
         EXPECT_NEAR(direct.peakLUFS, original.peakLUFS, 0.5) << extension;
     }
     EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
@@ -114,11 +107,8 @@ TEST_F(AudioLoaderTest, FallbackKeepsChannelsAndAverages) {
                 QStringLiteral("for a; do shift; set -- \"$@\" \"${a%.odd}\"; done\n"
                                "exec '%1' \"$@\"")
                     .arg(FFmpegLocator::find(FFmpegSearchPlaces{})));
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "anoisesrc=d=5:c=pink:r=48000:a=0.2", "-ac", "2", "-c:a", "pcm_f32le",
-                           "-f", "wav", path("music")}));
-    QFile odd(path("music.odd"));
-    ASSERT_TRUE(odd.open(QIODevice::WriteOnly) && odd.write("not audio\n") > 0);
-    odd.close();
+    ASSERT_TRUE(runFFmpeg("-f lavfi -i anoisesrc=d=5:c=pink:r=48000:a=0.2 -ac 2 -c:a pcm_f32le -f wav", path("music")));
+    writeFile(path("music.odd"), "not audio\n");
     const AnalysisResult viaFallback = LoudnessAnalyzer::analyze(path("music.odd"));
     qputenv("PATH", oldPath);
     const AnalysisResult direct = LoudnessAnalyzer::analyze(path("music"));
@@ -129,40 +119,17 @@ TEST_F(AudioLoaderTest, FallbackKeepsChannelsAndAverages) {
 
 TEST_F(AudioLoaderTest, StreamsAreChosenAndBrokenPacketsSkipped) {
     // Video with two audio streams, the second marked as the default one.
-    ASSERT_TRUE(runFFmpeg({"-f",
-                           "lavfi",
-                           "-i",
-                           "testsrc=d=3:s=64x48",
-                           "-f",
-                           "lavfi",
-                           "-i",
-                           "sine=f=440:d=3",
-                           "-f",
-                           "lavfi",
-                           "-i",
-                           "sine=f=440:d=3,volume=0.5",
-                           "-map",
-                           "0",
-                           "-map",
-                           "1",
-                           "-map",
-                           "2",
-                           "-disposition:a:0",
-                           "0",
-                           "-disposition:a:1",
-                           "default",
-                           "-c:a",
-                           "flac",
-                           "-strict",
-                           "-2",
-                           path("clip.mp4")}));
+    ASSERT_TRUE(runFFmpeg("-f lavfi -i testsrc=d=3:s=64x48 -f lavfi -i sine=f=440:d=3 -f lavfi -i "
+                          "sine=f=440:d=3,volume=0.5 -map 0 -map 1 -map 2 -disposition:a:0 0 -disposition:a:1 "
+                          "default -c:a flac -strict -2",
+                          path("clip.mp4")));
     EXPECT_NEAR(LoudnessAnalyzer::analyze(path("clip.mp4")).peakDBFS, 20 * std::log10(0.125 * 0.5), 0.01);
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "testsrc=d=1:s=64x48", path("silent film.mp4")}));
-    const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(path("silent film.mp4")); });
-    EXPECT_EQ(e.description(), "No audio stream in silent film.mp4");
+    ASSERT_TRUE(runFFmpeg("-f lavfi -i testsrc=d=1:s=64x48", path("silent film.mp4")));
+    EXPECT_EQ(loaderError([&] { LoudnessAnalyzer::analyze(path("silent film.mp4")); }).description(),
+              "No audio stream in silent film.mp4");
 
     // Garbage over a stretch in the middle of an MP3: the rest is measured.
-    ASSERT_TRUE(runFFmpeg({"-f", "lavfi", "-i", "sine=f=440:d=20", "-b:a", "128k", path("broken.mp3")}));
+    ASSERT_TRUE(runFFmpeg("-f lavfi -i sine=f=440:d=20 -b:a 128k", path("broken.mp3")));
     QFile mp3(path("broken.mp3"));
     ASSERT_TRUE(mp3.open(QIODevice::ReadWrite));
     mp3.seek(mp3.size() / 2);
@@ -174,19 +141,6 @@ TEST_F(AudioLoaderTest, StreamsAreChosenAndBrokenPacketsSkipped) {
     EXPECT_NEAR(broken.duration, 20.0, 0.5);
     EXPECT_EQ(broken.totalSamples, byFFmpeg.totalSamples);
     EXPECT_NEAR(broken.peakLUFS, byFFmpeg.peakLUFS, 0.02);
-}
-
-TEST_F(AudioLoaderTest, UndecodableFileNamesTheFileAndLeavesNothingBehind) {
-    QDir(dir.path()).mkdir("folder.with.dots");
-    const QString bad = dir.filePath("folder.with.dots/not audio.xyz");
-    QFile f(bad);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write("this is not audio at all\n");
-    f.close();
-    const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(bad); });
-    EXPECT_EQ(e.kind(), AudioLoaderError::Kind::ffmpegFailed);
-    EXPECT_EQ(e.description(), "Cannot decode not audio.xyz");
-    EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
 }
 
 TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
@@ -202,13 +156,8 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
                                              .arg(argsFile));
     {
         FFmpegDecodedFile decoded(path("src.wav"), recorder);
-        const QString tmp = decoded.path();
-        EXPECT_TRUE(QFile::exists(tmp));
-        EXPECT_EQ(QFileInfo(tmp).absolutePath(), QFileInfo(scratch.path()).absoluteFilePath());
-        EXPECT_TRUE(TemporaryFiles::isTemporaryName(QFileInfo(tmp).fileName()) && tmp.endsWith(".wav"))
-            << tmp.toStdString();
-        const auto decodedSamples = readFirstChannel(tmp);
-        EXPECT_EQ(decodedSamples, readFirstChannel(path("src.wav")));
+        EXPECT_EQ(temporaryFilesIn(scratch.path()), QStringList{QFileInfo(decoded.path()).fileName()});
+        EXPECT_EQ(readFirstChannel(decoded.path()), readFirstChannel(path("src.wav")));
     }
     EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
     QFile args(argsFile);
@@ -227,6 +176,10 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
         loaderError([&] { FFmpegDecodedFile d(path("src.wav"), bin.filePath("missing-ffmpeg")); });
     EXPECT_EQ(launch.kind(), AudioLoaderError::Kind::launchFailed);
     EXPECT_TRUE(launch.description().startsWith("Cannot start ffmpeg: "));
+    // What neither the reader nor the real ffmpeg can decode names the file.
+    QDir(dir.path()).mkdir("folder.with.dots");
+    const QString bad = writeFile(dir.filePath("folder.with.dots/not audio.xyz"), "this is not audio at all\n");
+    EXPECT_EQ(loaderError([&] { LoudnessAnalyzer::analyze(bad); }).description(), "Cannot decode not audio.xyz");
     EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
 }
 
@@ -250,8 +203,7 @@ TEST_F(AudioLoaderTest, FilesOf2To32FramesAreRejected) {
     ASSERT_TRUE(f.resize(qint64(riffSize)));
     f.close();
 
-    const AudioLoaderError e = loaderError([&] { LoudnessAnalyzer::analyze(big); });
-    EXPECT_EQ(e.kind(), AudioLoaderError::Kind::tooLong);
-    EXPECT_EQ(e.description(), "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
+    EXPECT_EQ(loaderError([&] { LoudnessAnalyzer::analyze(big); }).description(),
+              "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
     EXPECT_EQ(loaderError([&] { support::loadMono(big); }).kind(), AudioLoaderError::Kind::tooLong);
 }

@@ -1,7 +1,9 @@
 #include "analysis/LoudnessAnalyzer.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <tuple>
 
 using namespace LoudnessAnalyzer;
 
@@ -45,6 +47,12 @@ TEST(LoudnessMath, SilenceAndShortSpansReadMinus70) {
     EXPECT_EQ(gatedLoudness(sums(profile(48000, 0.0)), 0, 48000, 48000), -70.0);
     // Everything below the absolute gate: 1e-8 is about -80.7 LUFS.
     EXPECT_EQ(gatedLoudness(sums(profile(48000, 1e-8f)), 0, 48000, 48000), -70.0);
+
+    // Rate 100: blocks of 40 samples every 10. 95 samples hold 6 blocks ending at 90;
+    // whatever lies in the last 5 samples is never measured.
+    std::vector<float> p = profile(95, 0.25);
+    std::fill(p.begin() + 90, p.end(), 1000.0f);
+    EXPECT_DOUBLE_EQ(gatedLoudness(sums(p), 0, 95, 100), lufs(0.25));
 }
 
 TEST(LoudnessMath, RelativeGateDropsQuietBlocks) {
@@ -63,32 +71,25 @@ TEST(LoudnessMath, RelativeGateDropsQuietBlocks) {
     EXPECT_NEAR(gatedLoudness(sums(q), 0, 2000, 100), lufs((1.0 + std::pow(10.0, -0.5)) / 2), 0.05);
 }
 
-TEST(LoudnessMath, TailShorterThanAHopIsNotMeasured) {
-    // Rate 100: blocks of 40 samples every 10. 95 samples hold 6 blocks ending at 90;
-    // whatever lies in the last 5 samples is never measured.
-    std::vector<float> p = profile(95, 0.25);
-    for (size_t i = 90; i < 95; ++i) {
-        p[i] = 1000.0;
-    }
-    EXPECT_DOUBLE_EQ(gatedLoudness(sums(p), 0, 95, 100), lufs(0.25));
-}
-
-TEST(LoudnessMath, LoudestWindowTiesKeepTheEarlierWindow) {
+TEST(LoudnessMath, LoudestWindowTiesKeepTheEarlierWindowAndAShortSignalIsWhole) {
     // 100 Hz: windows of 2000 samples every 50; three candidates, all alike.
     const auto c = sums(profile(2100, 1.0));
     const LoudestWindow w = findLoudest20s(c, 100, 2100);
-    EXPECT_EQ(w.start, 0.0);
-    EXPECT_EQ(w.end, 20.0);
+    EXPECT_EQ(std::tuple(w.start, w.end), std::tuple(0.0, 20.0));
     EXPECT_DOUBLE_EQ(w.peakLUFS, lufs(1.0));
+
+    const auto shortSums = sums(profile(1999, 0.5));
+    const LoudestWindow whole = findLoudest20s(shortSums, 100, 1999);
+    EXPECT_EQ(whole.start, 0.0);
+    EXPECT_DOUBLE_EQ(whole.end, 19.99);
+    EXPECT_EQ(whole.peakLUFS, gatedLoudness(shortSums, 0, 1999, 100));
 }
 
 TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
     // A later window with a lower mean square but a louder gated level wins.
     std::vector<float> p = profile(2100, 0.0);
-    for (size_t i = 0; i < 100; ++i)
-        p[i] = 1.0;
-    for (size_t i = 100; i < 900; ++i)
-        p[i] = 2.0;
+    std::fill(p.begin(), p.begin() + 100, 1.0f);
+    std::fill(p.begin() + 100, p.begin() + 900, 2.0f);
     auto c = sums(p);
     LoudestWindow w = findLoudest20s(c, 100, 2100);
     EXPECT_EQ(w.start, 1.0);
@@ -98,10 +99,8 @@ TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
     // Seven candidates ranked by mean square from s = 0 down to s = 300; the
     // gated level rises along the same line, but only the first five are gated.
     p = profile(2300, 0.0);
-    for (size_t i = 0; i < 300; ++i)
-        p[i] = 1.0;
-    for (size_t i = 300; i < 700; ++i)
-        p[i] = 3.0;
+    std::fill(p.begin(), p.begin() + 300, 1.0f);
+    std::fill(p.begin() + 300, p.begin() + 700, 3.0f);
     c = sums(p);
     w = findLoudest20s(c, 100, 2300);
     EXPECT_EQ(w.start, 2.0);
@@ -109,18 +108,9 @@ TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
     EXPECT_GT(gatedLoudness(c, 300, 2300, 100), w.peakLUFS);
 }
 
-TEST(LoudnessMath, LoudestWindowOfAShortSignalIsTheWhole) {
-    const auto c = sums(profile(1999, 0.5));
-    const LoudestWindow w = findLoudest20s(c, 100, 1999);
-    EXPECT_EQ(w.start, 0.0);
-    EXPECT_DOUBLE_EQ(w.end, 19.99);
-    EXPECT_EQ(w.peakLUFS, gatedLoudness(c, 0, 1999, 100));
-}
-
 TEST(LoudnessMath, CurvePointsAndEdges) {
     std::vector<float> p = profile(1000, 0.0);
-    for (size_t i = 500; i < 1000; ++i)
-        p[i] = 0.1;
+    std::fill(p.begin() + 500, p.end(), 0.1f);
     const auto c = sums(p);
     // 3 s window at 100 Hz: 300 samples every 10 → (1000 - 300) / 10 + 1 points.
     const LoudnessCurve curve = computeLoudnessCurve(c, 100, 1000, 3.0);

@@ -33,9 +33,7 @@ protected:
         writeMonoWav(quiet, noise(2, 0.05, 44100 * 25), 44100);
         writeMonoWav(soft, concat({noise(3, 0.5, 48000 * 30), noise(4, 0.005, 48000 * 20), noise(5, 0.5, 48000 * 20)}),
                      48000);
-        QFile f(bad);
-        f.open(QIODevice::WriteOnly);
-        f.write("fLaC but not really");
+        fixtures::writeFile(bad, "fLaC but not really");
     }
 };
 

@@ -90,16 +90,12 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
 TEST(ExportCommandTest, SettingsUsageAndFailures) {
     QTemporaryDir dir;
     const QString a = tone(dir, "a.wav", 0.1);
-    const QString settings = dir.filePath("s.json");
-    QFile f(settings);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     const QStringList special = fixtures::specialFiles(dir.path());
     SettingsData data{
         -20.0, {{a, -1000.0, true}, {a, 1.5, true}, {"rel.wav", 0, false}, {dir.filePath("gone.wav"), 0, false}}};
     for (const QString& path : special)
         data.files.push_back({path, 0, false});
-    f.write(SettingsFile::encode(data));
-    f.close();
+    const QString settings = fixtures::writeFile(dir.filePath("s.json"), SettingsFile::encode(data));
     const CommandRun fromSettings = exportCommand({"--out", dir.filePath("o"), "--settings", settings, a, special[0]});
     ASSERT_EQ(fromSettings.status, 0) << fromSettings.err.toStdString();
     // The manual correction is kept, held to the window's -30 dB: the name
@@ -129,11 +125,8 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
                     .err.contains("MP3 320k holds at most 48000 Hz"));
     EXPECT_EQ(exportCommand({"--help"}).status, 0);
 
-    QFile bad(dir.filePath("bad.wav"));
-    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
-    bad.write("not audio at all");
-    bad.close();
-    const CommandRun failed = exportCommand({"--out", dir.filePath("p"), a, dir.filePath("bad.wav")});
+    const QString bad = fixtures::writeFile(dir.filePath("bad.wav"), "not audio at all");
+    const CommandRun failed = exportCommand({"--out", dir.filePath("p"), a, bad});
     EXPECT_EQ(failed.status, 1);
     EXPECT_TRUE(failed.err.contains("bad.wav: ")) << failed.err.toStdString();
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("p"))) << "nothing is written when a file cannot be analysed";

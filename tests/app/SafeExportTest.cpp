@@ -195,9 +195,7 @@ TEST(SafeExportTest, InterruptedAnalysisRemovesTheDecodersFile) {
     QTemporaryDir dir;
     const QString tmp = dir.filePath("tmp"), odd = dir.filePath("odd.xyz");
     QDir().mkpath(tmp);
-    QFile f(odd);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly) && f.write("not a format the reader knows\n") > 0);
-    f.close();
+    fixtures::writeFile(odd, "not a format the reader knows\n");
     fixtures::writeScript(dir.path(), "ffmpeg",
                           "exec '" + FFmpegLocator::find() +
                               "' -nostdin -v error -re -f lavfi -i sine=d=120 -metadata \"comment=$*\" "

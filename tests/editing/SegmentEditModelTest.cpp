@@ -10,8 +10,7 @@ using namespace SegmentEditModel;
 TEST(SegmentEditModelTest, InitialAndResetStateHaveOneSegmentAndNoEdits) {
     SegmentEditSnapshot e = SegmentEditSnapshot::initial();
     EXPECT_TRUE(e.separators.empty());
-    ASSERT_EQ(e.segmentGains.size(), 1u);
-    EXPECT_EQ(e.segmentGains[0].gainOffsetDB, 0.0);
+    ASSERT_EQ(offsetsOf(e), std::vector<double>{0.0});
     EXPECT_FALSE(e.segmentGains[0].id.isNull());
     EXPECT_NE(e.segmentGains[0].id, SegmentEditSnapshot::initial().segmentGains[0].id);
     EXPECT_FALSE(hasEdits(e));
@@ -28,10 +27,8 @@ TEST(SegmentEditModelTest, InitialAndResetStateHaveOneSegmentAndNoEdits) {
 
 TEST(SegmentEditModelTest, AddRejectsNearStartAndNearOtherSeparators) {
     SegmentEditSnapshot e = SegmentEditSnapshot::initial();
-    EXPECT_FALSE(addSeparator(e, 2.999));
-    EXPECT_FALSE(addSeparator(e, std::numeric_limits<double>::quiet_NaN()));
-    EXPECT_FALSE(addSeparator(e, std::numeric_limits<double>::infinity()));
-    EXPECT_EQ(e.separators.size(), 0u);
+    for (double t : {2.999, std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()})
+        EXPECT_FALSE(addSeparator(e, t)) << t;
     EXPECT_TRUE(addSeparator(e, 3.0));
 
     SegmentEditSnapshot ten = editsWith({10.0}, {});
@@ -116,34 +113,30 @@ TEST(SegmentEditModelTest, MoveClampsBetweenNeighboursAndFileEnds) {
 TEST(SegmentEditModelTest, GainAndFadeSettersCheckIndexesAndClamp) {
     SegmentEditSnapshot e = editsWith({10.0}, {});
     const QUuid id = e.separators[0].id;
-    setFadeDuration(e, id, -10.0);
-    EXPECT_EQ(e.separators[0].fadeDurationMs, 0.0);
-    setFadeDuration(e, id, 9000.0);
-    EXPECT_EQ(e.separators[0].fadeDurationMs, 5000.0);
-    setFadeDuration(e, id, 1234.5);
-    EXPECT_EQ(e.separators[0].fadeDurationMs, 1234.5);
-    setFadeDuration(e, id, std::numeric_limits<double>::quiet_NaN());
-    setFadeDuration(e, QUuid::createUuid(), 100.0);
-    EXPECT_EQ(e.separators[0].fadeDurationMs, 1234.5);
+    const auto fadeAfter = [&](const QUuid& which, double ms) {
+        setFadeDuration(e, which, ms);
+        return e.separators[0].fadeDurationMs;
+    };
+    EXPECT_EQ(fadeAfter(id, -10.0), 0.0);
+    EXPECT_EQ(fadeAfter(id, 9000.0), 5000.0);
+    EXPECT_EQ(fadeAfter(id, 1234.5), 1234.5);
+    EXPECT_EQ(fadeAfter(id, std::numeric_limits<double>::quiet_NaN()), 1234.5);
+    EXPECT_EQ(fadeAfter(QUuid::createUuid(), 100.0), 1234.5);
 
     setSegmentGain(e, 1, 40.0); // not limited by the model
     setSegmentGain(e, 2, 5.0);
     setSegmentGain(e, -1, 5.0);
     setSegmentGain(e, 0, std::numeric_limits<double>::infinity());
     EXPECT_EQ(offsetsOf(e), (std::vector<double>{0.0, 40.0}));
-}
 
-TEST(SegmentEditModelTest, SegmentIndexAndBounds) {
-    const SegmentEditSnapshot e = editsWith({10.0, 20.0}, {});
-    EXPECT_EQ(segmentIndex(e, 9.99), 0);
-    EXPECT_EQ(segmentIndex(e, 10.0), 1);
-    EXPECT_EQ(segmentIndex(e, 19.99), 1);
-    EXPECT_EQ(segmentIndex(e, 20.0), 2);
-    EXPECT_EQ(segmentIndex(e, 100.0), 2);
-    EXPECT_EQ(segmentIndex(e, -5.0), 0);
-
+    // Which segment a time falls in, and where each segment lies.
+    const SegmentEditSnapshot two = editsWith({10.0, 20.0}, {});
+    std::vector<int64_t> indexes;
+    for (double t : {9.99, 10.0, 19.99, 20.0, 100.0, -5.0})
+        indexes.push_back(segmentIndex(two, t));
+    EXPECT_EQ(indexes, (std::vector<int64_t>{0, 1, 1, 2, 2, 0}));
     const auto bounds = [&](int64_t i) {
-        const SegmentBounds b = segmentBounds(e, i, 30.0);
+        const SegmentBounds b = segmentBounds(two, i, 30.0);
         return std::pair{b.start, b.end};
     };
     EXPECT_EQ(bounds(0), std::pair(0.0, 10.0));

@@ -113,28 +113,19 @@ TEST(InAppRendererTest, FailuresRaiseTheirTextAndLeaveNoTemporaryFile) {
     FakeFFmpeg failing(dir.path(), 1,
                        "\n[mp3 @ 0x5f0a] Error writing trailer of ${last}: No space left on device\nRepeated 1 times");
     const RenderJob job = jobFor(src, dest, 1.0, ExportFormat::mp3_128, SampleRate::rate48000, true);
-    try {
-        InAppRenderer(failing.path).render(job);
-        ADD_FAILURE() << "no error";
-    } catch (const RenderError& e) {
-        EXPECT_EQ(e.description(), "FFmpeg encode failed: Error writing trailer of " +
-                                       QFileInfo(outputPath(job)).fileName() + ": No space left on device");
-    }
+    EXPECT_EQ(fixtures::errorOf([&] { InAppRenderer(failing.path).render(job); }),
+              "FFmpeg encode failed: Error writing trailer of " + QFileInfo(outputPath(job)).fileName() +
+                  ": No space left on device");
     EXPECT_EQ(fixtures::sha256Of({src, earlier}), before);
     EXPECT_TRUE(leftovers(dest).isEmpty());
-
-    try {
-        InAppRenderer(failing.path)
-            .render(jobFor(dir.filePath("absent.wav"), dest, 1.0, ExportFormat::wav24, SampleRate::rate48000, false));
-        ADD_FAILURE() << "no error";
-    } catch (const RenderError& e) {
-        EXPECT_TRUE(e.description().startsWith("Cannot read source: ")) << e.what();
-    }
+    EXPECT_TRUE(fixtures::errorOf([&] {
+                    InAppRenderer(failing.path)
+                        .render(jobFor(dir.filePath("absent.wav"), dest, 1.0, ExportFormat::wav24,
+                                       SampleRate::rate48000, false));
+                }).startsWith("Cannot read source: "));
 
     // A destination that cannot be a folder (a file is in the way).
-    QFile blocker(dir.filePath("blocked"));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    fixtures::writeFile(dir.filePath("blocked"), {});
     EXPECT_THROW(InAppRenderer(failing.path)
                      .render(jobFor(src, dir.filePath("blocked/normalized"), 1.0, ExportFormat::wav24,
                                     SampleRate::rate48000, false)),
@@ -166,8 +157,7 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
     const QString out16 =
         renderer.render(jobFor(src, dest, 0.0, ExportFormat::wav16, SampleRate::rate44100, false, {0, 1})).path;
     AudioReader written(out16);
-    EXPECT_EQ(written.sampleRate(), 44100);
-    EXPECT_EQ(written.channels(), 2);
+    EXPECT_EQ(std::pair(written.sampleRate(), written.channels()), std::pair(int64_t{44100}, 2));
     EXPECT_NEAR(static_cast<double>(written.frames()), 7.0 * 44100, 2.0);
     EXPECT_TRUE(leftovers(dest).isEmpty());
 
@@ -207,31 +197,23 @@ TEST(InAppRendererTest, FullDiskFailsWithItsReasonAndLeavesNoTemporaryFile) {
     // Earlier outputs of the same names: each failed job leaves them as they were.
     QDir().mkpath(dest);
     QStringList earlier;
-    for (const char* name : {"Song (-16LUFS).wav", "Song (-16LUFS).mp3"}) {
-        earlier << QDir(dest).filePath(name);
-        QFile f(earlier.last());
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(QByteArray(4096, 'e'));
-    }
+    for (const char* name : {"Song (-16LUFS).wav", "Song (-16LUFS).mp3"})
+        earlier << fixtures::writeFile(QDir(dest).filePath(name), QByteArray(4096, 'e'));
     const auto before = fixtures::sha256Of(earlier << src);
     for (ExportFormat format : {ExportFormat::wav32, ExportFormat::mp3_320}) {
-        try {
+        const QString error = fixtures::errorOf([&] {
             InAppRenderer(FFmpegLocator::find())
                 .render(jobFor(src, dest, 1.0, format, SampleRate::rate48000, false, {0, 1}));
-            ADD_FAILURE() << "a full disk went unnoticed";
-        } catch (const DescribedError& e) {
-            EXPECT_TRUE(e.description().startsWith("Cannot write \"Song (-16LUFS).")) << e.what();
-        }
+        });
+        EXPECT_TRUE(error.startsWith("Cannot write \"Song (-16LUFS).")) << error.toStdString();
         EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();
     }
     // The encoder path reports the encoder's own words.
-    try {
+    const QString encoderError = fixtures::errorOf([&] {
         FFmpegExporter::runExport({src, 1.0, -16.0, dest, ExportFormat::wav32, SampleRate::rate96000, false, -12.0},
                                   FFmpegLocator::find());
-        ADD_FAILURE() << "a full disk went unnoticed";
-    } catch (const ExportError& e) {
-        EXPECT_TRUE(e.description().startsWith("Error exporting Song.wav: ")) << e.what();
-    }
+    });
+    EXPECT_TRUE(encoderError.startsWith("Error exporting Song.wav: ")) << encoderError.toStdString();
     EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();
     EXPECT_EQ(fixtures::sha256Of(earlier), before);
 }

@@ -54,10 +54,7 @@ TEST_F(FFmpegLocatorTest, PlacesAreTriedInOrder) {
 }
 
 TEST_F(FFmpegLocatorTest, ResourceThatIsNotExecutableIsSkipped) {
-    QFile plain(root.filePath("share/ffmpeg"));
-    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
-    plain.write("not a program");
-    plain.close();
+    fixtures::writeFile(root.filePath("share/ffmpeg"), "not a program");
     const QString beside = encoderIn("bin");
     EXPECT_EQ(FFmpegLocator::find(places), beside);
     // A folder named ffmpeg is not an executable either.

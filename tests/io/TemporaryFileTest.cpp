@@ -13,20 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace {
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
-
-QByteArray contentOf(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-} // namespace
+using fixtures::readFile, fixtures::writeFile;
 
 // Replacing a hard link or a symbolic link without writing through it is
 // checked on the real export; here, the ways a commit can fail.
@@ -68,9 +55,9 @@ TEST(TemporaryFileTest, CommitFailuresAndWholeContents) {
 
     // A whole content (the settings file) replaces the link, not its target.
     TemporaryFiles::replaceWith(link, "{}");
-    EXPECT_EQ(contentOf(link), "{}");
+    EXPECT_EQ(readFile(link), "{}");
     EXPECT_FALSE(QFileInfo(link).isSymLink());
-    EXPECT_EQ(contentOf(unlisted), "precious");
+    EXPECT_EQ(readFile(unlisted), "precious");
     EXPECT_TRUE(fixtures::temporaryFilesIn(dir.path()).isEmpty());
 }
 
@@ -96,5 +83,5 @@ TEST(TemporaryFileTest, StaleCleanupRemovesOnlyWhatNoLiveRunHolds) {
     expected.removeOne(QFileInfo(stale).fileName());
     EXPECT_EQ(fixtures::filesIn(dir.path()), expected);
     EXPECT_TRUE(QFileInfo::exists(live.path())) << "a live run's file is locked";
-    EXPECT_EQ(contentOf(target), "kept");
+    EXPECT_EQ(readFile(target), "kept");
 }

@@ -34,12 +34,8 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     QTemporaryDir dir;
     const QString loud = writeTone(dir, "loud.wav", 4.0, 0.5);
     const QString quiet = writeTone(dir, "QUIET.WAV", 4.0, 0.05);
-    const QString notAudio = dir.filePath("notes.mp3");
-    QFile f(notAudio);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write("this is not audio\n");
-    f.close();
-    QFile(dir.filePath("readme.txt")).open(QIODevice::WriteOnly);
+    const QString notAudio = fixtures::writeFile(dir.filePath("notes.mp3"), "this is not audio\n");
+    fixtures::writeFile(dir.filePath("readme.txt"), {});
     QDir(dir.path()).mkdir("folder");
 
     AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});

@@ -2,17 +2,12 @@
 
 #include "list/SettingsFile.h"
 
-#include <QFile>
-
 namespace {
 
-void writeText(const QString& path, const QByteArray& text) {
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(text);
+std::optional<SettingsData> decoded(const QByteArray& json) {
+    const Outcome<SettingsData> result = SettingsFile::decode(json);
+    return result.ok() ? std::optional(result.value()) : std::nullopt;
 }
-
-const SettingsData* decoded(const Outcome<SettingsData>& result) { return result.ok() ? &result.value() : nullptr; }
 
 QString errorOf(const QByteArray& json) { return SettingsFile::decode(json).error(); }
 
@@ -23,15 +18,10 @@ TEST(SettingsFileTest, EncodesCompactlyAndDecodesAnyKeyOrderAndEscapedSlashes) {
     const QByteArray json = SettingsFile::encode(data);
     EXPECT_FALSE(json.contains('\n'));
     EXPECT_FALSE(json.contains(' ') && !json.contains("a b"));
-    const auto back = SettingsFile::decode(json);
-    ASSERT_TRUE(decoded(back));
-    EXPECT_EQ(*decoded(back), data);
-
-    const auto reordered =
-        SettingsFile::decode(R"({"files":[{"manual":true,"correction_db":-16,"path":"\/a\/b.wav","extra":[1]}],)"
-                             R"("unknown":{"x":1},"target_lufs":-23})");
-    ASSERT_TRUE(decoded(reordered));
-    EXPECT_EQ(*decoded(reordered), (SettingsData{-23.0, {{"/a/b.wav", -16.0, true}}}));
+    EXPECT_EQ(decoded(json), data);
+    EXPECT_EQ(decoded(R"({"files":[{"manual":true,"correction_db":-16,"path":"\/a\/b.wav","extra":[1]}],)"
+                      R"("unknown":{"x":1},"target_lufs":-23})"),
+              (SettingsData{-23.0, {{"/a/b.wav", -16.0, true}}}));
 }
 
 TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
@@ -110,7 +100,7 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
 
     const QString path = dir.filePath("s.json");
     const auto load = [&](const QByteArray& text) {
-        writeText(path, text);
+        fixtures::writeFile(path, text);
         SettingsFile::loadSettings(state, path);
     };
     load(R"({"target_lufs":-16,"files":[{"path":")" + a.toUtf8() + R"(","correction_db":0,"manual":false},{"path":")" +
@@ -148,11 +138,7 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
 TEST(SettingsFileTest, SavingNeverReplacesAnAudioFileAndReportsWriteErrors) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0);
-    const QByteArray audio = [&] {
-        QFile f(a);
-        f.open(QIODevice::ReadOnly);
-        return f.readAll();
-    }();
+    const QByteArray audio = fixtures::readFile(a);
     AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 1});
     state.addFiles(urlsOf({a}));
     ASSERT_TRUE(waitForAnalyses(state));
@@ -160,9 +146,7 @@ TEST(SettingsFileTest, SavingNeverReplacesAnAudioFileAndReportsWriteErrors) {
     SettingsFile::saveSettings(state, a);
     EXPECT_EQ(state.statusMessage(),
               R"(Error saving settings: "a.wav" is one of the audio files in the list and is not replaced.)");
-    QFile f(a);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    EXPECT_EQ(f.readAll(), audio);
+    EXPECT_EQ(fixtures::readFile(a), audio);
 
     SettingsFile::saveSettings(state, dir.filePath("no/such/folder/s.json"));
     EXPECT_TRUE(state.statusMessage().startsWith("Error saving settings: "));

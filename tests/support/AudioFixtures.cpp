@@ -93,16 +93,21 @@ std::vector<float> readFirstChannel(const QString& path) {
     return out;
 }
 
-QString writeScript(const QString& dir, const QString& name, const QString& body) {
-    const QString path = QDir(dir).filePath(name);
+QString writeFile(const QString& path, const QByteArray& bytes) {
     QFile f(path);
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        throw std::runtime_error("cannot write script");
-    }
-    f.write("#!/bin/sh\n");
-    f.write(body.toUtf8());
-    f.write("\n");
-    f.close();
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) || f.write(bytes) != bytes.size())
+        throw std::runtime_error("cannot write " + path.toStdString());
+    return path;
+}
+
+QByteArray readFile(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+QString writeScript(const QString& dir, const QString& name, const QString& body) {
+    const QString path = writeFile(QDir(dir).filePath(name), "#!/bin/sh\n" + body.toUtf8() + "\n");
+    QFile f(path);
     f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup |
                      QFile::ReadOther | QFile::ExeOther);
     return path;
@@ -113,6 +118,10 @@ bool runFFmpeg(const QStringList& arguments) {
     p.setStandardInputFile(QProcess::nullDevice());
     p.start(QStringLiteral("ffmpeg"), QStringList{"-nostdin", "-v", "error", "-y"} + arguments);
     return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+}
+
+bool runFFmpeg(const QString& options, const QString& output) {
+    return runFFmpeg(options.split(' ', Qt::SkipEmptyParts) << output);
 }
 
 QStringList filesIn(const QString& dir) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "io/FileError.h"
+
 #include <QMap>
 #include <QString>
 #include <QStringList>
@@ -27,11 +29,17 @@ QStringList specialFiles(const QString& dir);
 // Reads a file back with libsndfile, first channel only.
 std::vector<float> readFirstChannel(const QString& path);
 
+// Writes the bytes to path (throws when it cannot) and gives the path back.
+QString writeFile(const QString& path, const QByteArray& bytes);
+// A file's bytes, empty when it cannot be read.
+QByteArray readFile(const QString& path);
 // A `#!/bin/sh` script at dir/name with the given body, made executable.
 QString writeScript(const QString& dir, const QString& name, const QString& body);
 
 // Runs the real ffmpeg with the arguments; true when it exits 0.
 bool runFFmpeg(const QStringList& arguments);
+// The same with options split at spaces, then the output file.
+bool runFFmpeg(const QString& options, const QString& output);
 
 // Files in a folder, by name, hidden ones too.
 QStringList filesIn(const QString& dir);
@@ -41,5 +49,15 @@ QStringList temporaryFilesIn(const QString& dir);
 // The SHA-256 of each file, by path (empty for a file that cannot be read):
 // taken before and after a run, it shows which files the run changed.
 QMap<QString, QByteArray> sha256Of(const QStringList& paths);
+
+// The description of the error f() throws, or "no error".
+template <typename F> QString errorOf(F&& f) {
+    try {
+        f();
+    } catch (const DescribedError& e) {
+        return e.description();
+    }
+    return QStringLiteral("no error");
+}
 
 } // namespace fixtures

@@ -342,10 +342,7 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     const auto* rates = qobject_cast<QStandardItemModel*>(w.window->findChild<QComboBox*>("sampleRate")->model());
     EXPECT_FALSE(rates->item(2)->isEnabled());
     EXPECT_TRUE(rates->item(1)->isEnabled());
-    QFile junk(w.dir.filePath("junk.wav"));
-    ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write("not audio") > 0);
-    junk.close();
-    w.drop({junk.fileName()});
+    w.drop({fixtures::writeFile(w.dir.filePath("junk.wav"), "not audio")});
     ASSERT_TRUE(w.analysed());
     w.state.setSelectedFileID(w.state.files().back()->id());
     EXPECT_TRUE(child<QLabel>(*w.window, "waveformPlaceholder")->isVisible());
