@@ -1,7 +1,7 @@
 // Renders each widget with a realistic file into PNG files, for a person to
 // look at: ui_screenshots [OUTPUT_DIR]
 
-#include "UiFixtures.h"
+#include "ui/UiFixtures.h"
 #include "export/ExportRun.h"
 #include "playback/SilentOutput.h"
 #include "ui/AboutDialog.h"
