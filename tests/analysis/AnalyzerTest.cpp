@@ -7,10 +7,6 @@
 #include "support/QtPrinters.h"
 
 #include <QElapsedTimer>
-#include <QTemporaryDir>
-#include <algorithm>
-#include <gtest/gtest.h>
-#include <limits>
 #include <sndfile.h>
 #include <tuple>
 

@@ -7,13 +7,7 @@
 #include "io/FFmpegLocator.h"
 #include "support/AudioFixtures.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
-#include <cmath>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <sndfile.h>
 
 using namespace fixtures;

@@ -1,8 +1,5 @@
-#include "analysis/AnalysisResult.h"
 #include "support/AnalysisSupport.h"
 #include "support/AudioFixtures.h"
-
-#include <gtest/gtest.h>
 
 TEST(Envelope, FewerSamplesThanBucketsGiveOneSampleBuckets) {
     const auto s = fixtures::noise(1, 1.0, 1500);

@@ -1,11 +1,8 @@
-#include "analysis/KWeightingFilter.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "support/AnalysisSupport.h"
 #include "support/AudioFixtures.h"
 
-#include <cmath>
 #include <cstdio>
-#include <gtest/gtest.h>
 #include <numbers>
 #include <soxr.h>
 

@@ -1,10 +1,7 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "support/AudioFixtures.h"
 
-#include <QTemporaryDir>
-#include <cmath>
 #include <ebur128.h>
-#include <gtest/gtest.h>
 #include <numbers>
 
 using namespace fixtures;

@@ -4,12 +4,9 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "support/AudioFixtures.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
 
 using namespace fixtures;
 

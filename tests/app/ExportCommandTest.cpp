@@ -8,14 +8,7 @@
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <gtest/gtest.h>
-#include <limits>
 
 namespace {
 

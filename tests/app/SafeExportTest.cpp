@@ -7,12 +7,8 @@
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <csignal>
-#include <gtest/gtest.h>
 #include <memory>
 #include <unistd.h>
 

@@ -7,8 +7,6 @@
 #include <QProcess>
 #include <QSettings>
 #include <QSplitter>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>

@@ -6,7 +6,6 @@
 #include "export/ExportSession.h"
 #include "io/AudioReader.h"
 
-#include <cmath>
 #include <optional>
 
 namespace {

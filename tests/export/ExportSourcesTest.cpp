@@ -10,9 +10,6 @@
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
-#include <QFile>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
 #include <taglib/fileref.h>
 #include <taglib/tpropertymap.h>
 

@@ -5,8 +5,6 @@
 #include "io/TemporaryFile.h"
 #include "support/QtPrinters.h"
 
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 namespace {

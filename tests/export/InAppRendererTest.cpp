@@ -11,9 +11,6 @@
 #include "support/QtPrinters.h"
 
 #include <QProcess>
-#include <QTemporaryDir>
-#include <cmath>
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -2,10 +2,6 @@
 
 #include "support/AudioFixtures.h"
 
-#include <QTemporaryDir>
-#include <cmath>
-#include <gtest/gtest.h>
-#include <limits>
 #include <sndfile.h>
 #include <tuple>
 

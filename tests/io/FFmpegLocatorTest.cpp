@@ -2,11 +2,6 @@
 
 #include "support/AudioFixtures.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-
 using fixtures::writeScript;
 
 namespace {

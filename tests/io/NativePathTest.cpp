@@ -5,11 +5,7 @@
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
 #include <cstdio>
-#include <gtest/gtest.h>
 
 TEST(NativePathTest, EveryByteOfANameSurvivesAndOpens) {
     // Latin-1, overlong, an encoded surrogate, a cut sequence, then valid

@@ -1,15 +1,9 @@
 #include "io/TemporaryFile.h"
-#include "io/FileError.h"
 #include "io/FileIdentity.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

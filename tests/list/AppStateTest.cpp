@@ -2,7 +2,6 @@
 #include "ListFixtures.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 
 namespace {
 

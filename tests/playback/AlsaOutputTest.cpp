@@ -7,9 +7,6 @@
 #include "playback/AudioDeviceManager.h"
 #include "playback/PortAudioOutput.h"
 
-#include <QCoreApplication>
-#include <QFile>
-
 namespace {
 QString capturePath;
 }

@@ -2,9 +2,6 @@
 
 #include "editing/SegmentGainEvaluation.h"
 
-#include <cmath>
-#include <limits>
-
 namespace {
 
 // Checks out[i] == source[i] × gain(frame) for every sample after the ramp

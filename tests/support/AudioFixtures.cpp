@@ -3,10 +3,7 @@
 #include "io/TemporaryFile.h"
 
 #include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
 #include <QProcess>
-#include <cmath>
 #include <cstring>
 #include <numbers>
 #include <random>

@@ -2,10 +2,18 @@
 
 #include "io/FileError.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QMap>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <gtest/gtest.h>
+#include <limits>
 #include <vector>
 
 // Audio made by the tests themselves, and small helper programs for them.

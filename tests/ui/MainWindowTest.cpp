@@ -2,8 +2,6 @@
 #include "UiFixtures.h"
 #include "export/ExportRun.h"
 #include "playback/MemoryOutput.h"
-#include "support/AudioFixtures.h"
-#include "support/QtPrinters.h"
 #include "ui/AboutDialog.h"
 #include "ui/ClippingWarningDialog.h"
 #include "ui/ContentView.h"
@@ -12,22 +10,16 @@
 #include "ui/PlaybackControlsView.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
-#include <QApplication>
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QElapsedTimer>
 #include <QFrame>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QSettings>
 #include <QStandardItemModel>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTreeWidget>
-#include <gtest/gtest.h>
 
 namespace {
 

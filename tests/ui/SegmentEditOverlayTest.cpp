@@ -8,11 +8,7 @@
 #include "ui/WaveformView.h"
 
 #include <QContextMenuEvent>
-#include <QMenu>
-#include <QPainter>
-#include <QTest>
 #include <QUndoStack>
-#include <gtest/gtest.h>
 
 namespace A = SegmentEditActions;
 

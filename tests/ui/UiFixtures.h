@@ -6,6 +6,15 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "list/AudioFileItem.h"
 #include "support/AnalysisSupport.h"
+#include "support/AudioFixtures.h"
+#include "support/QtPrinters.h"
+#include <QApplication>
+#include <QLabel>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPushButton>
+#include <QTest>
 
 #include <QObject>
 #include <gtest/gtest.h>

@@ -1,17 +1,11 @@
-#include "ui/WaveformView.h"
 #include "UiFixtures.h"
 #include "editing/SegmentEditModel.h"
-#include "support/QtPrinters.h"
 #include "support/WaveformViewProbe.h"
 #include "ui/WaveformPainter.h"
 
 #include <QAbstractButton>
 #include <QFrame>
 #include <QImage>
-#include <QMouseEvent>
-#include <QPainter>
-#include <QTest>
-#include <gtest/gtest.h>
 
 namespace {
 
