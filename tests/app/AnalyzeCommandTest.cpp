@@ -40,14 +40,12 @@ TEST_F(AnalyzeCommandTest, RowsComeInTheOrderGivenWithErrorsInPlace) {
     const CommandRun r = analyze({quiet, bad, loud, dir.filePath("missing.wav"), soft});
     EXPECT_EQ(r.status, 1);
     const QStringList lines = r.out.split('\n', Qt::SkipEmptyParts);
-    ASSERT_EQ(lines.size(), 6) << r.out.toStdString();
-    EXPECT_TRUE(lines[0].startsWith("File"));
-    EXPECT_TRUE(lines[1].startsWith("quiet.wav"));
-    EXPECT_TRUE(lines[2].startsWith("broken.flac"));
+    QStringList firstWords;
+    for (const QString& line : lines)
+        firstWords << line.section(' ', 0, 0);
+    ASSERT_EQ(firstWords, (QStringList{"File", "quiet.wav", "broken.flac", "loud.wav", "missing.wav", "soft.wav"}));
     EXPECT_TRUE(lines[2].endsWith("Cannot decode broken.flac"));
-    EXPECT_TRUE(lines[3].startsWith("loud.wav"));
     EXPECT_TRUE(lines[4].endsWith("File not found"));
-    EXPECT_TRUE(lines[5].startsWith("soft.wav"));
 
     const AnalysisResult q = LoudnessAnalyzer::analyze(quiet);
     EXPECT_TRUE(lines[1].contains(QStringLiteral("%1 LUFS").arg(q.peakLUFS, 0, 'f', 1)));
@@ -69,32 +67,25 @@ TEST_F(AnalyzeCommandTest, JsonHasOneObjectPerFile) {
     ASSERT_EQ(array.size(), 2);
 
     const AnalysisResult s = LoudnessAnalyzer::analyze(soft);
-    const QJsonObject o = array[0].toObject();
-    EXPECT_EQ(o["file"].toString(), soft);
-    EXPECT_EQ(o["sampleRate"].toInteger(), 48000);
-    EXPECT_EQ(o["duration"].toDouble(), 70.0);
-    EXPECT_EQ(o["peakLUFS"].toDouble(), s.peakLUFS);
-    EXPECT_EQ(o["peakDBFS"].toDouble(), s.peakDBFS);
-    EXPECT_EQ(o["windowStart"].toDouble(), s.windowStart);
-    EXPECT_EQ(o["windowEnd"].toDouble(), s.windowEnd);
-    const QJsonArray passages = o["softPassages"].toArray();
-    ASSERT_EQ(passages.size(), 1);
-    EXPECT_EQ(passages[0].toArray()[0].toDouble(), s.softPassageRanges()[0].start);
-    EXPECT_EQ(passages[0].toArray()[1].toDouble(), s.softPassageRanges()[0].end);
-
-    const QJsonObject failed = array[1].toObject();
-    EXPECT_EQ(failed.keys(), (QStringList{"error", "file"}));
-    EXPECT_EQ(failed["error"].toString(), "Cannot decode broken.flac");
+    ASSERT_EQ(s.softPassageRanges().size(), 1u);
+    const TimeRange passage = s.softPassageRanges()[0];
+    EXPECT_EQ(array[0].toObject(), (QJsonObject{{"file", soft},
+                                                {"sampleRate", 48000},
+                                                {"duration", 70.0},
+                                                {"peakLUFS", s.peakLUFS},
+                                                {"peakDBFS", s.peakDBFS},
+                                                {"windowStart", s.windowStart},
+                                                {"windowEnd", s.windowEnd},
+                                                {"softPassages", QJsonArray{QJsonArray{passage.start, passage.end}}}}));
+    EXPECT_EQ(array[1].toObject(), (QJsonObject{{"file", bad}, {"error", "Cannot decode broken.flac"}}));
 }
 
 TEST(AnalyzeCommand, UsageErrors) {
     EXPECT_EQ(analyze({}).status, 2);
     const CommandRun unknown = analyze({"--loud"});
-    EXPECT_EQ(unknown.status, 2);
-    EXPECT_TRUE(unknown.err.contains("unknown option '--loud'"));
+    EXPECT_TRUE(unknown.status == 2 && unknown.err.contains("unknown option '--loud'"));
     const CommandRun help = analyze({"--help"});
-    EXPECT_EQ(help.status, 0);
-    EXPECT_TRUE(help.out.startsWith("Usage: sonivel analyze"));
+    EXPECT_TRUE(help.status == 0 && help.out.startsWith("Usage: sonivel analyze"));
     // After "--" a name that starts with a dash is a file.
     EXPECT_TRUE(analyze({"--", "-odd.wav"}).out.contains("-odd.wav  File not found"));
 }

