@@ -41,10 +41,9 @@ TEST(AudioReaderTest, IntegerAndFloatSamplesAreThoseLibsndfileReads) {
         const QString path = dir.filePath(name);
         writeAudio(path, {left, right}, 44100, format);
         AudioReader reader(path);
-        EXPECT_EQ(reader.sampleRate(), 44100) << name;
-        EXPECT_EQ(reader.channels(), 2) << name;
-        EXPECT_EQ(reader.frames(), 20003) << name;
-        EXPECT_TRUE(reader.framesExact()) << name;
+        EXPECT_EQ(std::tuple(reader.sampleRate(), reader.channels(), reader.frames(), reader.framesExact()),
+                  std::tuple(int64_t{44100}, 2, int64_t{20003}, true))
+            << name;
         EXPECT_EQ(readAll(reader, 777), readWithLibsndfile(path)) << name;
     }
 }

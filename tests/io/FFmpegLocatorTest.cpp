@@ -27,33 +27,21 @@ protected:
 
 } // namespace
 
-TEST_F(FFmpegLocatorTest, NothingAnywhereGivesTheBareName) {
+// Nothing anywhere gives the bare name; then each place found wins over
+// those made before it; what cannot run is skipped.
+TEST_F(FFmpegLocatorTest, PlacesAreTriedInOrderAndOnlyProgramsCount) {
     EXPECT_EQ(FFmpegLocator::find(places), "ffmpeg");
     places.searchPath = "";
     EXPECT_EQ(FFmpegLocator::find(places), "ffmpeg") << "an empty search path is not our own";
-}
-
-TEST_F(FFmpegLocatorTest, PlacesAreTriedInOrder) {
-    const QString local = encoderIn("local");
-    EXPECT_EQ(FFmpegLocator::find(places), local);
-    const QString opt = encoderIn("opt");
-    EXPECT_EQ(FFmpegLocator::find(places), opt); // both fixed candidates: the first wins
-    const QString later = encoderIn("path2");
-    EXPECT_EQ(FFmpegLocator::find(places), later);
-    const QString inPath = encoderIn("tools");
-    EXPECT_EQ(FFmpegLocator::find(places), inPath); // the search path's first folder first
-    const QString beside = encoderIn("bin");
-    EXPECT_EQ(FFmpegLocator::find(places), beside);
-    const QString resource = encoderIn("share");
-    EXPECT_EQ(FFmpegLocator::find(places), resource);
-}
-
-TEST_F(FFmpegLocatorTest, ResourceThatIsNotExecutableIsSkipped) {
+    places.searchPath = root.filePath("tools") + ":" + root.filePath("path2");
+    for (const char* dir : {"local", "opt", "path2", "tools", "bin", "share"}) {
+        const QString made = encoderIn(dir);
+        EXPECT_EQ(FFmpegLocator::find(places), made) << dir;
+    }
     fixtures::writeFile(root.filePath("share/ffmpeg"), "not a program");
-    const QString beside = encoderIn("bin");
-    EXPECT_EQ(FFmpegLocator::find(places), beside);
+    EXPECT_EQ(FFmpegLocator::find(places), root.filePath("bin/ffmpeg"));
     // A folder named ffmpeg is not an executable either.
     QDir(root.path()).mkpath("bin2/ffmpeg");
     places.programDir = root.filePath("bin2");
-    EXPECT_EQ(FFmpegLocator::find(places), "ffmpeg");
+    EXPECT_EQ(FFmpegLocator::find(places), root.filePath("tools/ffmpeg"));
 }

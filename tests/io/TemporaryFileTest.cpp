@@ -39,12 +39,7 @@ TEST(TemporaryFileTest, CommitFailuresAndWholeContents) {
         const int device = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
         ASSERT_GE(::dup2(device, full.descriptor()), 0);
         ::close(device);
-        try {
-            full.write("x", 1);
-            ADD_FAILURE() << "wrote to a full disk";
-        } catch (const FileError& e) {
-            EXPECT_EQ(e.description(), "No space left on device");
-        }
+        EXPECT_EQ(fixtures::errorOf([&] { full.write("x", 1); }), "No space left on device");
     }
 
     // A whole content (the settings file) replaces the link, not its target.
