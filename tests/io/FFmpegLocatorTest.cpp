@@ -38,6 +38,7 @@ TEST_F(FFmpegLocatorTest, PlacesAreTriedInOrderAndOnlyProgramsCount) {
         const QString made = encoderIn(dir);
         EXPECT_EQ(FFmpegLocator::find(places), made) << dir;
     }
+    QFile::remove(root.filePath("share/ffmpeg"));
     fixtures::writeFile(root.filePath("share/ffmpeg"), "not a program");
     EXPECT_EQ(FFmpegLocator::find(places), root.filePath("bin/ffmpeg"));
     // A folder named ffmpeg is not an executable either.
