@@ -1,7 +1,6 @@
 // Renders each widget with a realistic file into PNG files, for a person to
 // look at: ui_screenshots [OUTPUT_DIR]
 
-#include "ui/UiFixtures.h"
 #include "export/ExportRun.h"
 #include "playback/SilentOutput.h"
 #include "ui/AboutDialog.h"
@@ -9,6 +8,7 @@
 #include "ui/FileTableView.h"
 #include "ui/Icons.h"
 #include "ui/MainWindow.h"
+#include "ui/UiFixtures.h"
 #include "ui/UpdateDialogs.h"
 #include "ui/WaveformView.h"
 #include "ui/onboarding/OnboardingWizardView.h"

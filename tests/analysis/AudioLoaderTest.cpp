@@ -58,9 +58,8 @@ TEST_F(AudioLoaderTest, MonoIsUnchangedAndChannelsAreAveraged) {
     const support::MonoAudio mixed = support::loadMono(path("three.wav"));
     ASSERT_EQ(mixed.samples.size(), a.size());
     const float third = static_cast<float>(1.0 / 3.0);
-    for (size_t i = 0; i < a.size(); ++i) {
+    for (size_t i = 0; i < a.size(); ++i)
         ASSERT_EQ(mixed.samples[i], ((a[i] + b[i]) + c[i]) * third) << i;
-    }
 
     // Integer files come out scaled to [-1, 1); zero frames is an empty file.
     writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);

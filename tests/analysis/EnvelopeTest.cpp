@@ -12,12 +12,10 @@ TEST(Envelope, FewerSamplesThanBucketsGiveOneSampleBuckets) {
 
 TEST(Envelope, LeftoverSamplesFallInNoBucket) {
     std::vector<float> s(4999);
-    for (size_t i = 0; i < s.size(); ++i) {
+    for (size_t i = 0; i < s.size(); ++i)
         s[i] = (i % 2 == 0) ? -0.25f * float(i % 7) / 7.0f : 0.5f * float(i % 5) / 5.0f;
-    }
-    for (size_t i = 4000; i < 4999; ++i) {
+    for (size_t i = 4000; i < 4999; ++i)
         s[i] = 9.0f; // beyond the 2000 buckets of 2 samples
-    }
     const WaveformEnvelope e = support::makeEnvelope(s, 2000);
     ASSERT_EQ(e.bucketCount, 2000);
     ASSERT_EQ(e.minValues.size(), 2000u);

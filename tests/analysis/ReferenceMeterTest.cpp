@@ -30,12 +30,10 @@ std::vector<float> speechLike(uint32_t seed, int64_t rate, double seconds) {
         smoothed = 0.7f * smoothed + 0.3f * raw[static_cast<size_t>(i)];
         const double syllable = std::max(0.0, std::sin(2.0 * std::numbers::pi * 3.1 * t));
         double level = 0.5 * (0.6 + 0.4 * std::sin(2.0 * std::numbers::pi * 0.13 * t)) * syllable;
-        if (std::fmod(t, 7.0) > 5.5) {
+        if (std::fmod(t, 7.0) > 5.5)
             level = 0.0; // pause
-        }
-        if (t > seconds * 0.6) {
+        if (t > seconds * 0.6)
             level *= 0.02; // murmur, about 34 dB down
-        }
         out[static_cast<size_t>(i)] = static_cast<float>(level * smoothed);
     }
     return out;

@@ -14,9 +14,8 @@ protected:
     FFmpegSearchPlaces places;
 
     void SetUp() override {
-        for (const char* d : {"share", "bin", "tools", "path2", "opt", "local"}) {
+        for (const char* d : {"share", "bin", "tools", "path2", "opt", "local"})
             QDir(root.path()).mkdir(d);
-        }
         places.resourceDir = root.filePath("share");
         places.programDir = root.filePath("bin");
         places.searchPath = root.filePath("tools") + ":" + root.filePath("path2");

@@ -32,18 +32,9 @@ public:
         shared_->hold = false;
         shared_->changed.notify_all();
     }
-    int inFlight() const {
-        std::lock_guard lock(shared_->mutex);
-        return shared_->inFlight;
-    }
-    int maxInFlight() const {
-        std::lock_guard lock(shared_->mutex);
-        return shared_->maxInFlight;
-    }
-    int started() const {
-        std::lock_guard lock(shared_->mutex);
-        return shared_->started;
-    }
+    int inFlight() const { return read(&Shared::inFlight); }
+    int maxInFlight() const { return read(&Shared::maxInFlight); }
+    int started() const { return read(&Shared::started); }
 
 private:
     struct Shared {
@@ -69,4 +60,9 @@ private:
         }
     };
     std::shared_ptr<Shared> shared_;
+
+    int read(int Shared::*count) const {
+        std::lock_guard lock(shared_->mutex);
+        return (*shared_).*count;
+    }
 };

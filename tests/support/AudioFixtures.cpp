@@ -30,9 +30,8 @@ std::vector<float> noise(uint32_t seed, double amplitude, int64_t samples) {
     std::mt19937 rng(seed);
     std::uniform_real_distribution<double> dist(-amplitude, amplitude);
     std::vector<float> out(static_cast<size_t>(samples));
-    for (float& s : out) {
+    for (float& s : out)
         s = static_cast<float>(dist(rng));
-    }
     return out;
 }
 
@@ -40,9 +39,8 @@ std::vector<float> silence(int64_t samples) { return std::vector<float>(static_c
 
 std::vector<float> concat(const std::vector<std::vector<float>>& parts) {
     std::vector<float> out;
-    for (const auto& p : parts) {
+    for (const auto& p : parts)
         out.insert(out.end(), p.begin(), p.end());
-    }
     return out;
 }
 
@@ -52,16 +50,13 @@ void writeAudio(const QString& path, const std::vector<std::vector<float>>& chan
     info.channels = static_cast<int>(channels.size());
     info.format = format;
     SNDFILE* f = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
-    if (!f) {
+    if (!f)
         throw std::runtime_error(std::string("cannot write fixture: ") + sf_strerror(nullptr));
-    }
     const size_t frames = channels.empty() ? 0 : channels.front().size();
     std::vector<float> interleaved(frames * channels.size());
-    for (size_t fr = 0; fr < frames; ++fr) {
-        for (size_t c = 0; c < channels.size(); ++c) {
+    for (size_t fr = 0; fr < frames; ++fr)
+        for (size_t c = 0; c < channels.size(); ++c)
             interleaved[fr * channels.size() + c] = channels[c][fr];
-        }
-    }
     sf_writef_float(f, interleaved.data(), static_cast<sf_count_t>(frames));
     sf_close(f);
 }
@@ -77,16 +72,14 @@ void writeMonoWav(const QString& path, const std::vector<float>& samples, int64_
 std::vector<float> readFirstChannel(const QString& path) {
     SF_INFO info{};
     SNDFILE* f = sf_open(QFile::encodeName(path).constData(), SFM_READ, &info);
-    if (!f) {
+    if (!f)
         throw std::runtime_error("cannot read fixture");
-    }
     std::vector<float> interleaved(static_cast<size_t>(info.frames * info.channels));
     const sf_count_t got = sf_readf_float(f, interleaved.data(), info.frames);
     sf_close(f);
     std::vector<float> out(static_cast<size_t>(got));
-    for (sf_count_t i = 0; i < got; ++i) {
+    for (sf_count_t i = 0; i < got; ++i)
         out[static_cast<size_t>(i)] = interleaved[static_cast<size_t>(i * info.channels)];
-    }
     return out;
 }
 
