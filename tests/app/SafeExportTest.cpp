@@ -79,8 +79,9 @@ bool waitForNewTemporary(const QString& folder, const QStringList& before) {
 // Every file under a final name in `folder` decodes whole.
 void expectOnlyWholeFiles(const QString& folder, double seconds) {
     for (const QString& name : fixtures::filesIn(folder))
-        if (!fixtures::temporaryFilesIn(folder).contains(name))
+        if (!fixtures::temporaryFilesIn(folder).contains(name)) {
             EXPECT_NEAR(decodedSeconds(QDir(folder).filePath(name)), seconds, 0.1) << name.toStdString();
+        }
 }
 
 } // namespace

@@ -170,8 +170,9 @@ TEST(SegmentEditModelTest, RandomOperationSequencesKeepTheInvariants) {
                 const double t = time(rng);
                 const bool added = addSeparator(e, t);
                 EXPECT_EQ(added, e.separators.size() == before.separators.size() + 1);
-                if (!added)
+                if (!added) {
                     EXPECT_EQ(e, before);
+                }
                 break;
             }
             case 1:

@@ -58,8 +58,9 @@ TEST(AudioReaderTest, SeeksToTheFrameAskedFor) {
                                                      {"ogg", 1024}, {"opus", 960}, {"m4a", 1024}};
     for (const auto& [extension, tolerance] : kinds) {
         const QString path = dir.filePath(QStringLiteral("music.%1").arg(extension));
-        if (path != wav)
+        if (path != wav) {
             ASSERT_TRUE(runFFmpeg({"-i", wav, path}));
+        }
         AudioReader reader(path);
         const std::vector<float> whole = readAll(reader);
         const int channels = reader.channels();
@@ -80,8 +81,9 @@ TEST(AudioReaderTest, SeeksToTheFrameAskedFor) {
                     std::tie(bestError, bestLag) = std::pair(error, lag);
             }
             EXPECT_LE(std::abs(bestLag), tolerance) << extension << " " << target;
-            if (tolerance == 0)
+            if (tolerance == 0) {
                 EXPECT_EQ(bestError, 0.0) << extension << " " << target;
+            }
         }
     }
 }
