@@ -34,8 +34,7 @@ TEST(SegmentGainEvaluationTest, FadeZonesMoveInDecibelsAcrossTheSeparator) {
         EXPECT_EQ(gainAtTime(none, t, -3.0), -3.0);
     const std::vector<float> flat = computeGainEnvelope(none, -3.0, 48000, 48000 * 2);
     ASSERT_EQ(flat.size(), 188u);
-    const float minus3dB = static_cast<float>(std::pow(10.0, -3.0 / 20.0)); // 0.70794576
-    EXPECT_NEAR(minus3dB, 0.7079458, 5e-8);
+    const float minus3dB = static_cast<float>(std::pow(10.0, -3.0 / 20.0));
     for (float g : flat)
         ASSERT_EQ(g, minus3dB);
 

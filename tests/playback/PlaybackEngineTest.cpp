@@ -29,7 +29,6 @@ TEST(PlaybackEngineTest, PlayerModeAppliesTheCorrectionCappedAtFour) {
 
     t.engine.play(path, 1.0, -6.0, nullptr);
     const float minus6 = static_cast<float>(std::pow(10.0, -6.0 / 20.0));
-    EXPECT_NEAR(minus6, 0.501187, 1e-6);
     EXPECT_EQ(t.engine.mixerVolume(), minus6);
     EXPECT_EQ(t.engine.currentTime(), 1.0);
     expectScaled(t.pull(3000), sourceFrames(path, 48000, 3000), 48000, [&](int64_t) { return minus6; });
