@@ -69,6 +69,10 @@ TEST(LoudnessMath, RelativeGateDropsQuietBlocks) {
     std::vector<float> q = profile(1000, 1.0);
     q.insert(q.end(), 1000, std::pow(10.0f, -0.5f));
     EXPECT_NEAR(gatedLoudness(sums(q), 0, 2000, 100), lufs((1.0 + std::pow(10.0, -0.5)) / 2), 0.05);
+    // The gate sits 10 LU under the level of what passed the absolute gate:
+    // half the blocks at 1/19.2 of the others' power lie 10.05 LU under it.
+    std::fill(q.begin() + 1000, q.end(), 1.0f / 19.2f);
+    EXPECT_NEAR(gatedLoudness(sums(q), 0, 2000, 100), lufs(1.0), 0.1);
 }
 
 TEST(LoudnessMath, LoudestWindowTiesKeepTheEarlierWindowAndAShortSignalIsWhole) {
@@ -124,6 +128,7 @@ TEST(LoudnessMath, CurvePointsAndEdges) {
     EXPECT_TRUE(computeLoudnessCurve(c, 100, 1000, 10.01).times.empty()); // longer than the file
     EXPECT_EQ(computeLoudnessCurve(c, 100, 1000, 10.0).times.size(), 1u);
     EXPECT_TRUE(computeLoudnessCurve(c, 9, 1000, 3.0).times.empty());
+    EXPECT_FALSE(computeLoudnessCurve(c, 10, 1000, 3.0).times.empty()) << "10 Hz is the lowest rate measured";
     EXPECT_TRUE(computeLoudnessCurve(EnergyPrefix(), 100, 0, 3.0).times.empty());
     // A window under one sample is one sample long: one point per hop, centred half a sample in.
     const LoudnessCurve tiny = computeLoudnessCurve(c, 100, 1000, 0.001);

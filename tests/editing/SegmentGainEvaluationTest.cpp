@@ -51,6 +51,14 @@ TEST(SegmentGainEvaluationTest, FadeZonesMoveInDecibelsAcrossTheSeparator) {
     SegmentEditModel::setFadeDuration(e, e.separators[0].id, 0.0);
     EXPECT_EQ(gainOffsetAtTime(e, 9.999), 0.0);
     EXPECT_EQ(gainOffsetAtTime(e, 10.0), 6.0);
+
+    // Offsets for many times at once are the same, also where the times go back.
+    const SegmentEditSnapshot two = editsWith({10.0, 20.0}, {1.0, 2.0, 3.0});
+    const std::vector<double> times{5.0, 12.0, 25.0, 9.0, 11.0, 30.0, 2.0};
+    std::vector<double> one;
+    for (double t : times)
+        one.push_back(gainOffsetAtTime(two, t));
+    EXPECT_EQ(gainOffsetsAtTimes(two, times), one);
 }
 
 TEST(SegmentGainEvaluationTest, OverlappingZonesAreGovernedByTheEarlierSeparator) {
