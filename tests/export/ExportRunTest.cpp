@@ -74,9 +74,16 @@ TEST(ExportRunTest, StatusLineFollowsRenderThenEncoderJobs) {
     std::optional<ExportRun::Result> result;
     QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
 
+    // What a killed run left in the temporary folder goes at the start.
+    QTemporaryDir tmp;
+    const QString stale = fixtures::writeFile(tmp.filePath(".sonivel-0A1B2C3D-0000-4000-8000-00000000ABCD.wav"), "x");
+    const QByteArray oldTmp = qgetenv("TMPDIR");
+    qputenv("TMPDIR", QFile::encodeName(tmp.path()));
     exports.start(false, dir.filePath("out"), fake.path);
     EXPECT_TRUE(exports.isExporting());
     ASSERT_TRUE(waitForExport(exports));
+    qputenv("TMPDIR", oldTmp);
+    EXPECT_FALSE(QFileInfo::exists(stale));
     ASSERT_TRUE(result && result->ok());
     EXPECT_EQ(result->value().size(), 3u);
     EXPECT_EQ(status.texts, (QStringList{"Exporting 3 files...", "Exporting 1/3...", "Exporting 2/3...",

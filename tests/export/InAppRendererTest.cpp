@@ -11,6 +11,7 @@
 #include "support/QtPrinters.h"
 
 #include <QProcess>
+#include <sndfile.h>
 
 namespace {
 
@@ -153,6 +154,10 @@ TEST(InAppRendererTest, WritesGainedSamplesAndResamplesWithoutTheEncoder) {
     // WAV 16-bit at 44100 from 48000: resampled in-app, the name kept.
     const QString out16 =
         renderer.render(jobFor(src, dest, 0.0, ExportFormat::wav16, SampleRate::rate44100, false, {0, 1})).path;
+    SF_INFO info{};
+    SNDFILE* header = sf_open(QFile::encodeName(out16).constData(), SFM_READ, &info);
+    sf_close(header);
+    EXPECT_EQ(info.format & SF_FORMAT_SUBMASK, SF_FORMAT_PCM_16) << "16-bit as chosen";
     AudioReader written(out16);
     EXPECT_EQ(std::pair(written.sampleRate(), written.channels()), std::pair(int64_t{44100}, 2));
     EXPECT_NEAR(static_cast<double>(written.frames()), 7.0 * 44100, 2.0);

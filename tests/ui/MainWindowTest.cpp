@@ -232,6 +232,7 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
         w.state.statusMessage().startsWith("Export complete! The limiter's ceiling keeps 1 file below target: click ("))
         << w.state.statusMessage().toStdString();
     EXPECT_FALSE(child<QFrame>(*w.window, "progressStrip")->isVisible());
+    EXPECT_TRUE(exportAll->isEnabled()) << "ready for the next export";
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
 
     EXPECT_EQ(strip, (QStringList{"Exporting 0 / 2 files... 0%", "Exporting 1 / 2 files... 50%",
