@@ -85,6 +85,7 @@ TEST_F(AudioLoaderTest, EveryFormatMeasuresAsTheWavFFmpegDecodesItTo) {
         EXPECT_EQ(direct.totalSamples, viaWav.totalSamples) << extension;
         EXPECT_NEAR(direct.peakLUFS, viaWav.peakLUFS, 0.02) << extension;
         EXPECT_NEAR(direct.peakDBFS, viaWav.peakDBFS, 0.02) << extension;
+        EXPECT_EQ(direct.envelope.bucketCount, viaWav.envelope.bucketCount) << extension;
         EXPECT_NEAR(direct.peakLUFS, original.peakLUFS, 0.5) << extension;
     }
     EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
