@@ -14,22 +14,11 @@ using namespace fixtures;
 
 namespace {
 
-// Points the temporary directory at a folder of the test's own, so that the
-// decoder's leftovers, if any, can be seen.
-class TempDirGuard {
-public:
-    explicit TempDirGuard(const QString& dir) : old_(qgetenv("TMPDIR")) { qputenv("TMPDIR", dir.toUtf8()); }
-    ~TempDirGuard() { qputenv("TMPDIR", old_); }
-
-private:
-    QByteArray old_;
-};
-
 class AudioLoaderTest : public ::testing::Test {
 protected:
     QTemporaryDir dir;
-    QTemporaryDir scratch; // the loader's temporary directory
-    TempDirGuard guard{scratch.path()};
+    QTemporaryDir scratch;                 // the loader's temporary directory
+    TemporaryFolder guard{scratch.path()}; // shows the decoder's leftovers, if any
     QString path(const QString& name) const { return dir.filePath(name); }
 };
 
@@ -65,7 +54,7 @@ TEST_F(AudioLoaderTest, MonoIsUnchangedAndChannelsAreAveraged) {
     writeAudio(path("int16.wav"), {std::vector<float>(100, 0.5f)}, 48000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     EXPECT_EQ(support::loadMono(path("int16.wav")).samples, std::vector<float>(100, 0.5f));
     writeWav(path("empty.wav"), {{}, {}}, 48000);
-    EXPECT_EQ(loaderError([&] { support::loadMono(path("empty.wav")); }).description(), "Audio file is empty");
+    EXPECT_EQ(errorOf([&] { support::loadMono(path("empty.wav")); }), "Audio file is empty");
 }
 
 TEST_F(AudioLoaderTest, EveryFormatMeasuresAsTheWavFFmpegDecodesItTo) {
@@ -119,7 +108,7 @@ TEST_F(AudioLoaderTest, StreamsAreChosenAndBrokenPacketsSkipped) {
                           path("clip.mp4")));
     EXPECT_NEAR(LoudnessAnalyzer::analyze(path("clip.mp4")).peakDBFS, 20 * std::log10(0.125 * 0.5), 0.01);
     ASSERT_TRUE(runFFmpeg("-f lavfi -i testsrc=d=1:s=64x48", path("silent film.mp4")));
-    EXPECT_EQ(loaderError([&] { LoudnessAnalyzer::analyze(path("silent film.mp4")); }).description(),
+    EXPECT_EQ(errorOf([&] { LoudnessAnalyzer::analyze(path("silent film.mp4")); }),
               "No audio stream in silent film.mp4");
 
     // Garbage over a stretch in the middle of an MP3: the rest is measured.
@@ -161,8 +150,7 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
                QStringList{"-i", path("src.wav"), "-f", "wav", "-acodec", "pcm_f32le", "-ar", "48000", "-"}));
 
     const QString silent = writeScript(bin.path(), "silent-ffmpeg", "exit 0");
-    EXPECT_EQ(loaderError([&] { FFmpegDecodedFile d(path("src.wav"), silent); }).description(),
-              "Cannot decode src.wav");
+    EXPECT_EQ(errorOf([&] { FFmpegDecodedFile d(path("src.wav"), silent); }), "Cannot decode src.wav");
     const QString failing = writeScript(bin.path(), "failing-ffmpeg", "echo partial; exit 1");
     EXPECT_EQ(loaderError([&] { FFmpegDecodedFile d(path("src.wav"), failing); }).kind(),
               AudioLoaderError::Kind::ffmpegFailed);
@@ -173,7 +161,7 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
     // What neither the reader nor the real ffmpeg can decode names the file.
     QDir(dir.path()).mkdir("folder.with.dots");
     const QString bad = writeFile(dir.filePath("folder.with.dots/not audio.xyz"), "this is not audio at all\n");
-    EXPECT_EQ(loaderError([&] { LoudnessAnalyzer::analyze(bad); }).description(), "Cannot decode not audio.xyz");
+    EXPECT_EQ(errorOf([&] { LoudnessAnalyzer::analyze(bad); }), "Cannot decode not audio.xyz");
     EXPECT_TRUE(filesIn(scratch.path()).isEmpty());
 }
 
@@ -197,7 +185,7 @@ TEST_F(AudioLoaderTest, FilesOf2To32FramesAreRejected) {
     ASSERT_TRUE(f.resize(qint64(riffSize)));
     f.close();
 
-    EXPECT_EQ(loaderError([&] { LoudnessAnalyzer::analyze(big); }).description(),
+    EXPECT_EQ(errorOf([&] { LoudnessAnalyzer::analyze(big); }),
               "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
     EXPECT_EQ(loaderError([&] { support::loadMono(big); }).kind(), AudioLoaderError::Kind::tooLong);
 }

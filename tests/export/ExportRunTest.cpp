@@ -77,12 +77,12 @@ TEST(ExportRunTest, StatusLineFollowsRenderThenEncoderJobs) {
     // What a killed run left in the temporary folder goes at the start.
     QTemporaryDir tmp;
     const QString stale = fixtures::writeFile(tmp.filePath(".sonivel-0A1B2C3D-0000-4000-8000-00000000ABCD.wav"), "x");
-    const QByteArray oldTmp = qgetenv("TMPDIR");
-    qputenv("TMPDIR", QFile::encodeName(tmp.path()));
-    exports.start(false, dir.filePath("out"), fake.path);
-    EXPECT_TRUE(exports.isExporting());
-    ASSERT_TRUE(waitForExport(exports));
-    qputenv("TMPDIR", oldTmp);
+    {
+        const fixtures::TemporaryFolder inTmp(tmp.path());
+        exports.start(false, dir.filePath("out"), fake.path);
+        EXPECT_TRUE(exports.isExporting());
+        ASSERT_TRUE(waitForExport(exports));
+    }
     EXPECT_FALSE(QFileInfo::exists(stale));
     ASSERT_TRUE(result && result->ok());
     EXPECT_EQ(result->value().size(), 3u);

@@ -58,6 +58,18 @@ QStringList temporaryFilesIn(const QString& dir);
 // taken before and after a run, it shows which files the run changed.
 QMap<QString, QByteArray> sha256Of(const QStringList& paths);
 
+// Points TMPDIR at dir for its lifetime, then back.
+class TemporaryFolder {
+public:
+    explicit TemporaryFolder(const QString& dir) : old_(qgetenv("TMPDIR")) {
+        qputenv("TMPDIR", QFile::encodeName(dir));
+    }
+    ~TemporaryFolder() { qputenv("TMPDIR", old_); }
+
+private:
+    QByteArray old_;
+};
+
 // The description of the error f() throws, or "no error".
 template <typename F> QString errorOf(F&& f) {
     try {
