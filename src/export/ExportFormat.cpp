@@ -77,6 +77,11 @@ QStringList encoderInputArguments(const QString& input) {
             QStringLiteral("-vn"), QStringLiteral("-map_metadata"), QStringLiteral("-1")};
 }
 
+QStringList encoderOutputArguments(ExportFormat format, const QString& output) {
+    // Each extension is also the name of FFmpeg's container for it.
+    return {QStringLiteral("-f"), fileExtension(format), output};
+}
+
 QString volumeFilter(double gainDB) {
     return std::abs(gainDB) > 0.01 ? QString::asprintf("volume=%.2fdB", gainDB) : QString();
 }

@@ -57,6 +57,9 @@ inline int64_t limiterTrimSamples(SampleRate rate) { return limiterTrimSamples(r
 // `input`, and keep its audio only, without its tags: the source's tags are
 // copied into the output afterwards, loudness tags left out.
 QStringList encoderInputArguments(const QString& input);
+// The container named, since `output` (a temporary file's descriptor path)
+// has no extension to pick it by, then `output`.
+QStringList encoderOutputArguments(ExportFormat format, const QString& output);
 
 // "volume=4.50dB": the encoder's filter for a gain; empty within ±0.01 dB,
 // where it would change nothing.

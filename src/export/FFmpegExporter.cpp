@@ -30,7 +30,7 @@ QStringList arguments(const ExportJob& job, const QString& written, double extra
     if (!filters.isEmpty())
         args << QStringLiteral("-af") << filters.join(QLatin1Char(','));
     args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
-    args << codecArguments(job.format) << written;
+    args << codecArguments(job.format) << encoderOutputArguments(job.format, written);
     return args;
 }
 
@@ -41,10 +41,11 @@ ExportedFile runExport(const ExportJob& job, const QString& ffmpegPath) {
     ExportFiles::makeFolder(job.destinationFolder);
     const auto encode = [&](double extraGainDB) {
         TemporaryFile written(job.destinationFolder, fileExtension(job.format));
-        const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job, written.path(), extraGainDB));
+        const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job, written.descriptorPath(), extraGainDB),
+                                                   written.descriptor());
         if (run.exitCode != 0) {
             throw ExportError(NativePath::shownName(job.sourcePath),
-                              run.reason(written.path(), NativePath::shownName(outputPath(job))));
+                              run.reason(written.descriptorPath(), NativePath::shownName(outputPath(job))));
         }
         return written;
     };

@@ -54,13 +54,13 @@ QStringList InAppRenderer::encodeArguments(const QString& input, const QString& 
     if (limiter)
         args << QStringLiteral("-af") << limitedChain(limiterInputRate, extraGainDB);
     args << QStringLiteral("-ar") << QString::number(rawValue(rate));
-    args << encoderArguments(format) << output;
+    args << encoderArguments(format) << encoderOutputArguments(format, output);
     return args;
 }
 
-void InAppRenderer::runFFmpeg(const QStringList& args, const QString& shownName) const {
+void InAppRenderer::runFFmpeg(const QStringList& args, const TemporaryFile& output, const QString& shownName) const {
     const QString ffmpeg = ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_;
-    const EncoderRun run = EncoderProcess::run(ffmpeg, args);
+    const EncoderRun run = EncoderProcess::run(ffmpeg, args, output.descriptor());
     if (run.exitCode != 0) {
         throw RenderError(RenderError::Kind::ffmpegEncodeFailed, run.reason(args.last(), shownName));
     }
@@ -151,12 +151,12 @@ ExportedFile InAppRenderer::finish(const RenderJob& job, TemporaryFile& rendered
                 args << QStringLiteral("-af") << limitedChain(rate, extraGainDB);
                 if (rateDiffers)
                     args << QStringLiteral("-ar") << QString::number(rawValue(job.sampleRate));
-                args << codecArguments(job.format) << encoded.path();
-                runFFmpeg(args, outputName);
+                args << codecArguments(job.format) << encoderOutputArguments(job.format, encoded.descriptorPath());
+                runFFmpeg(args, encoded, outputName);
             } else {
-                runFFmpeg(encodeArguments(rendered.path(), encoded.path(), job.format, job.sampleRate, limiter, rate,
-                                          extraGainDB),
-                          outputName);
+                runFFmpeg(encodeArguments(rendered.path(), encoded.descriptorPath(), job.format, job.sampleRate,
+                                          limiter, rate, extraGainDB),
+                          encoded, outputName);
             }
             return encoded;
         });

@@ -21,16 +21,16 @@ QString EncoderRun::reason(const QString& written, const QString& shownName) con
 
 namespace EncoderProcess {
 
-void prepare(QProcess& process, const QString& program, const QStringList& arguments) {
+void prepare(QProcess& process, const QString& program, const QStringList& arguments, int passedDescriptor) {
     process.setProgram(program);
     process.setArguments(FFmpegLocator::quietArguments + arguments);
     process.setStandardInputFile(QProcess::nullDevice());
-    Interruption::prepareChild(process);
+    Interruption::prepareChild(process, passedDescriptor);
 }
 
-EncoderRun run(const QString& program, const QStringList& arguments) {
+EncoderRun run(const QString& program, const QStringList& arguments, int passedDescriptor) {
     QProcess process;
-    prepare(process, program, arguments);
+    prepare(process, program, arguments, passedDescriptor);
     process.setStandardOutputFile(QProcess::nullDevice());
     process.start();
     if (!process.waitForStarted(-1)) {

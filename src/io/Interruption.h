@@ -16,26 +16,35 @@ namespace Interruption {
 // Installs the handlers; once, at the start of main().
 void installHandlers();
 
-// A path removed by the handlers while this lives. Registration never
-// allocates in the handler; beyond a few hundred live paths the rest are
-// left to the next run's clean-up.
+// A path removed by the handlers while this lives. Made before the file:
+// a handler that runs while another thread makes it waits for `created`, so
+// that no file is made after the handlers removed theirs. Beyond a few
+// hundred live paths the rest are left to the next run's clean-up.
 class TrackedPath {
 public:
     TrackedPath() = default;
     // An empty path tracks nothing.
     explicit TrackedPath(const QByteArray& path);
     ~TrackedPath();
+    // The program is being stopped: make no file.
+    bool refused() const { return refused_; }
+    // The file is made; a failed attempt just lets this go.
+    void created();
     TrackedPath(TrackedPath&& other) noexcept;
     TrackedPath& operator=(TrackedPath&& other) noexcept;
     TrackedPath(const TrackedPath&) = delete;
     TrackedPath& operator=(const TrackedPath&) = delete;
 
 private:
+    void release();
+
     int slot_ = -1;
+    bool refused_ = false;
 };
 
-// Makes `process` die with the program (set before start()).
-void prepareChild(QProcess& process);
+// Makes `process` die with the program (set before start()). The child
+// inherits `passedDescriptor`, when there is one, open across its start.
+void prepareChild(QProcess& process, int passedDescriptor = -1);
 
 // A started child stopped by the handlers while this lives.
 class TrackedChild {

@@ -41,7 +41,12 @@ TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
         const QString path = QDir(folder).filePath(name);
         const QByteArray encoded = NativePath::encode(path);
         Interruption::TrackedPath tracked(encoded);
+        if (tracked.refused())
+            throw FileError(QStringLiteral("Cannot create a file in \"%1\": the program is stopping")
+                                .arg(QDir::toNativeSeparators(folder)));
         const int fd = ::open(encoded.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (fd >= 0)
+            tracked.created();
         if (fd < 0) {
             if (errno == EEXIST)
                 continue;

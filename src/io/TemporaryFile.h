@@ -15,7 +15,7 @@
 class TemporaryFile {
 public:
     // Creates the file in `folder` (which must exist) with `extension`
-    // ("wav", "mp3" ...; the encoder picks its container by it). Throws FileError.
+    // ("wav", "mp3" ...). Throws FileError.
     TemporaryFile(const QString& folder, const QString& extension);
     // Removes the file unless it was committed.
     ~TemporaryFile();
@@ -27,6 +27,10 @@ public:
     const QString& path() const { return path_; }
     // Open for reading and writing from the start; owned by this object.
     int descriptor() const { return fd_; }
+    // The name by which a child that inherited the descriptor opens the file.
+    // An encoder writes through it, so it never makes a file of the
+    // temporary name itself, not even after an interruption removed ours.
+    QString descriptorPath() const { return QStringLiteral("/proc/self/fd/%1").arg(fd_); }
     // Appends `size` bytes at the descriptor's position. Throws FileError
     // whose description is the system's reason alone.
     void write(const char* data, qsizetype size);

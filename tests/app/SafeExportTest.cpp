@@ -128,7 +128,7 @@ TEST(SafeExportTest, KilledOrInterruptedExportsLeaveOnlyWholeFiles) {
     const QString a = stereoTone(dir, "a.wav", 40.0), b = stereoTone(dir, "b.wav", 40.0);
     const auto sums = fixtures::sha256Of({a, b});
     const QStringList args{"export", "--format", "mp3_320", "--out", out, a, b};
-    const auto encoderGone = [&] { return fixtures::waitUntil([&] { return processesMentioning(dest) == 0; }); };
+    const auto encoderGone = [&] { return fixtures::waitUntil([&] { return processesMentioning(dir.path()) == 0; }); };
 
     // SIGKILL while analysing and while encoding: what is under a final name
     // is whole, and the encoders die too.
@@ -163,6 +163,22 @@ TEST(SafeExportTest, KilledOrInterruptedExportsLeaveOnlyWholeFiles) {
     expectOnlyWholeFiles(dest, 40.0);
     EXPECT_TRUE(fixtures::filesIn(tmp).isEmpty());
     EXPECT_EQ(fixtures::sha256Of({a, b}), sums);
+}
+
+TEST(SafeExportTest, AnEncoderThatOutlivesAnInterruptionMakesNoFile) {
+    // It ignores the signal and only then opens what it was told to write.
+    QTemporaryDir dir;
+    const QString tmp = dir.filePath("tmp"), out = dir.filePath("out"), song = stereoTone(dir, "song.wav", 1.0);
+    QDir().mkpath(tmp);
+    const QString ready = dir.filePath("ready");
+    fixtures::writeScript(dir.path(), "ffmpeg",
+                          "trap '' TERM; touch " + ready + "; sleep 1; for last; do :; done; echo late > \"$last\"");
+    const auto run = startSonivel({"export", "--out", out, song}, tmp, dir.path());
+    ASSERT_TRUE(fixtures::waitUntil([&] { return QFileInfo::exists(ready); }));
+    ::kill(static_cast<pid_t>(run->processId()), SIGTERM);
+    EXPECT_EQ(outcomeOf(*run), -SIGTERM);
+    EXPECT_TRUE(fixtures::waitUntil([&] { return processesMentioning(song) == 0; }));
+    EXPECT_TRUE(fixtures::filesIn(out + "/normalized").isEmpty());
 }
 
 TEST(SafeExportTest, TwoExportsOfOneNameEndWithOneWholeFile) {

@@ -27,12 +27,13 @@ TEST(FFmpegExporterTest, ArgumentListsFollowCorrectionLimiterAndRate) {
     // A lowering correction needs no limiter.
     EXPECT_EQ(arguments(job("/in/a.wav", -3.0, out, ExportFormat::wav16, SampleRate::rate44100, true)),
               (encoderInputArguments("/in/a.wav") +
-               QStringList{"-af", "volume=-3.00dB", "-ar", "44100", "-c:a", "pcm_s16le", "W"}));
+               QStringList{"-af", "volume=-3.00dB", "-ar", "44100", "-c:a", "pcm_s16le", "-f", "wav", "W"}));
     EXPECT_EQ(arguments(job("/in/Song.aiff", 4.5, out, ExportFormat::wav24, SampleRate::rate48000, true)).mid(7),
-              (QStringList{"-af", "volume=4.50dB," + limiterChain(239), "-ar", "48000", "-c:a", "pcm_s24le", "W"}));
+              (QStringList{"-af", "volume=4.50dB," + limiterChain(239), "-ar", "48000", "-c:a", "pcm_s24le", "-f",
+                           "wav", "W"}));
     const QStringList at96 = arguments(job("/in/x.flac", 2.0, out, ExportFormat::mp3_320, SampleRate::rate96000, true));
     EXPECT_TRUE(at96[8].endsWith("atrim=start_sample=479,asetpts=PTS-STARTPTS")) << at96[8].toStdString();
-    EXPECT_EQ(at96.mid(9), (QStringList{"-ar", "96000", "-c:a", "libmp3lame", "-b:a", "320k", "W"}));
+    EXPECT_EQ(at96.mid(9), (QStringList{"-ar", "96000", "-c:a", "libmp3lame", "-b:a", "320k", "-f", "mp3", "W"}));
     // No volume filter within ±0.01 dB, but a positive correction still limits.
     EXPECT_EQ(arguments(job("/a.wav", 0.01, out, ExportFormat::flac))[7], "-ar");
     EXPECT_EQ(arguments(job("/a.wav", 0.01, out, ExportFormat::flac, SampleRate::rate48000, true))[8],

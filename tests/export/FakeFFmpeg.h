@@ -1,8 +1,9 @@
 #pragma once
 
-// A stand-in for the encoder: a script that records each run's arguments and
-// exits as told, optionally writing to standard error first (where ${last}
-// is the last argument, the file it would write).
+// A stand-in for the encoder: a script that records each run's arguments
+// (a descriptor path as the file it names, so only when it was inherited)
+// and exits as told, optionally writing to standard error first (where
+// ${last} is the last argument, the file it would write).
 
 #include "support/AudioFixtures.h"
 
@@ -17,7 +18,8 @@ struct FakeFFmpeg {
 
     FakeFFmpeg(const QString& dir, int exitCode = 0, const QString& errorText = QString()) {
         log = QDir(dir).filePath("ffmpeg-runs.log");
-        QString body = QStringLiteral("for a in \"$@\"; do printf '%s\\n' \"$a\"; done >> '%1'\n"
+        QString body = QStringLiteral("for a in \"$@\"; do case $a in /proc/self/fd/*) readlink \"$a\";; *) printf "
+                                      "'%s\\n' \"$a\";; esac; done >> '%1'\n"
                                       "echo '--end--' >> '%1'\n")
                            .arg(log);
         if (!errorText.isEmpty())

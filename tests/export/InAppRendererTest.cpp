@@ -84,11 +84,11 @@ TEST(InAppRendererTest, EncoderArgumentsForTheFourFinishingCases) {
     }
     const auto middle = [](const QStringList& run) { return run.mid(7, run.size() - 8); };
     const QString chain219 = limiterChain(219);
-    EXPECT_EQ(middle(runs[0]), (QStringList{"-af", chain219, "-ar", "48000", "-c:a", "pcm_s24le"}));
+    EXPECT_EQ(middle(runs[0]), (QStringList{"-af", chain219, "-ar", "48000", "-c:a", "pcm_s24le", "-f", "wav"}));
     EXPECT_EQ(middle(runs[1]),
-              (QStringList{"-af", chain219, "-ar", "48000", "-codec:a", "libmp3lame", "-b:a", "320k"}));
-    EXPECT_EQ(middle(runs[2]), (QStringList{"-ar", "44100", "-codec:a", "flac"}));
-    EXPECT_EQ(middle(runs[3]), (QStringList{"-af", limiterChain(239), "-c:a", "pcm_s16le"}));
+              (QStringList{"-af", chain219, "-ar", "48000", "-codec:a", "libmp3lame", "-b:a", "320k", "-f", "mp3"}));
+    EXPECT_EQ(middle(runs[2]), (QStringList{"-ar", "44100", "-codec:a", "flac", "-f", "flac"}));
+    EXPECT_EQ(middle(runs[3]), (QStringList{"-af", limiterChain(239), "-c:a", "pcm_s16le", "-f", "wav"}));
     EXPECT_EQ(fixtures::filesIn(dest),
               (QStringList{"Other (-16LUFS).wav", "Song (-16LUFS).flac", "Song (-16LUFS).mp3", "Song (-16LUFS).wav"}));
     EXPECT_TRUE(leftovers(dest).isEmpty()) << leftovers(dest).join(", ").toStdString();

@@ -3,8 +3,10 @@
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 using fixtures::readFile, fixtures::writeFile;
@@ -73,4 +75,30 @@ TEST(TemporaryFileTest, StaleCleanupRemovesOnlyWhatNoLiveRunHolds) {
     EXPECT_EQ(fixtures::filesIn(dir.path()), expected);
     EXPECT_TRUE(QFileInfo::exists(live.path())) << "a live run's file is locked";
     EXPECT_EQ(readFile(target), "kept");
+}
+
+// A signal handled on one thread while another makes files: none is left.
+TEST(TemporaryFileTest, AnInterruptionLeavesNoFileAnotherThreadMakes) {
+    QTemporaryDir dir;
+    for (int round = 0; round < 10; ++round) {
+        EXPECT_EXIT(
+            {
+                Interruption::installHandlers();
+                std::thread maker([&] {
+                    std::vector<TemporaryFile> kept;
+                    for (;;) {
+                        if (kept.size() == 64)
+                            kept.clear();
+                        try {
+                            kept.emplace_back(dir.path(), "wav");
+                        } catch (const FileError&) {
+                        }
+                    }
+                });
+                ::usleep(static_cast<useconds_t>(1000 * round));
+                ::raise(SIGTERM);
+            },
+            testing::KilledBySignal(SIGTERM), "");
+        ASSERT_TRUE(fixtures::temporaryFilesIn(dir.path()).isEmpty()) << round;
+    }
 }
