@@ -38,13 +38,6 @@ int outcomeOf(QProcess& process) {
     return process.exitStatus() == QProcess::CrashExit ? -process.exitCode() : process.exitCode();
 }
 
-QString stereoTone(const QTemporaryDir& dir, const QString& name, double seconds) {
-    const QString path = dir.filePath(name);
-    const auto n = static_cast<int64_t>(seconds * 48000);
-    fixtures::writeWav(path, {fixtures::sine(440, 0.1, 48000, n), fixtures::sine(660, 0.1, 48000, n)}, 48000);
-    return path;
-}
-
 // Seconds of audio in a file as ffmpeg decodes it; -1 when it reports any error.
 double decodedSeconds(const QString& path) {
     QTemporaryDir scratch;
@@ -88,7 +81,7 @@ void expectOnlyWholeFiles(const QString& folder, double seconds) {
 
 TEST(SafeExportTest, NeverWritesThroughAnExistingName) {
     QTemporaryDir dir;
-    const QString source = stereoTone(dir, "Song.wav", 3.0), unlisted = dir.filePath("unlisted.wav");
+    const QString source = fixtures::writeTone(dir, "Song.wav", 3.0, 0.1, 2), unlisted = dir.filePath("unlisted.wav");
     QFile::copy(source, unlisted);
     const QString dest = dir.filePath("out/normalized"), output = dest + "/Song (-16LUFS).wav";
     QDir().mkpath(dest);
@@ -125,7 +118,8 @@ TEST(SafeExportTest, KilledOrInterruptedExportsLeaveOnlyWholeFiles) {
     QTemporaryDir dir;
     const QString tmp = dir.filePath("tmp"), out = dir.filePath("out"), dest = out + "/normalized";
     QDir().mkpath(tmp);
-    const QString a = stereoTone(dir, "a.wav", 40.0), b = stereoTone(dir, "b.wav", 40.0);
+    const QString a = fixtures::writeTone(dir, "a.wav", 40.0, 0.1, 2),
+                  b = fixtures::writeTone(dir, "b.wav", 40.0, 0.1, 2);
     const auto sums = fixtures::sha256Of({a, b});
     const QStringList args{"export", "--format", "mp3_320", "--out", out, a, b};
     const auto encoderGone = [&] { return fixtures::waitUntil([&] { return processesMentioning(dir.path()) == 0; }); };
@@ -168,7 +162,8 @@ TEST(SafeExportTest, KilledOrInterruptedExportsLeaveOnlyWholeFiles) {
 TEST(SafeExportTest, AnEncoderThatOutlivesAnInterruptionMakesNoFile) {
     // It ignores the signal and only then opens what it was told to write.
     QTemporaryDir dir;
-    const QString tmp = dir.filePath("tmp"), out = dir.filePath("out"), song = stereoTone(dir, "song.wav", 1.0);
+    const QString tmp = dir.filePath("tmp"), out = dir.filePath("out"),
+                  song = fixtures::writeTone(dir, "song.wav", 1.0, 0.1, 2);
     QDir().mkpath(tmp);
     const QString ready = dir.filePath("ready");
     fixtures::writeScript(dir.path(), "ffmpeg",
@@ -185,7 +180,7 @@ TEST(SafeExportTest, TwoExportsOfOneNameEndWithOneWholeFile) {
     QTemporaryDir dir;
     const QString tmp = dir.filePath("tmp"), out = dir.filePath("out"), dest = out + "/normalized";
     QDir().mkpath(tmp);
-    const QString song = stereoTone(dir, "song.wav", 30.0);
+    const QString song = fixtures::writeTone(dir, "song.wav", 30.0, 0.1, 2);
     const auto sums = fixtures::sha256Of({song});
 
     // The second starts while the first encodes: its clean-up must leave the

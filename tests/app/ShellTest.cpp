@@ -30,8 +30,7 @@ TEST(SingleInstanceTest, LaterStartsHandTheirFilesToTheOpenWindow) {
 
     SonivelApp first;
     first.start({});
-    const QString song = runtime.filePath("song.wav");
-    fixtures::writeMonoWav(song, fixtures::sine(440, 0.3, 48000, 48000), 48000);
+    const QString song = fixtures::writeTone(runtime, "song.wav", 1.0, 0.3);
 
     QProcess second;
     second.setWorkingDirectory(runtime.path());

@@ -16,12 +16,7 @@
 namespace {
 
 QString writeSource(const QTemporaryDir& dir, const QString& name, int64_t rate, double seconds, int channels = 2) {
-    const QString path = dir.filePath(name);
-    std::vector<std::vector<float>> chans;
-    for (int c = 0; c < channels; ++c)
-        chans.push_back(fixtures::sine(440.0 * (c + 1), 0.25, rate, static_cast<int64_t>(seconds * rate)));
-    fixtures::writeWav(path, chans, rate);
-    return path;
+    return fixtures::writeTone(dir, name, seconds, 0.25, channels, rate);
 }
 
 RenderJob jobFor(const QString& source, const QString& dest, double correction, ExportFormat format, SampleRate rate,

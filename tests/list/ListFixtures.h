@@ -12,13 +12,7 @@
 #include <QUrl>
 #include <gtest/gtest.h>
 
-// A mono 48 kHz WAV of `seconds` of a 1 kHz sine at `amplitude`, in `dir`.
-inline QString writeTone(const QTemporaryDir& dir, const QString& name, double seconds, double amplitude = 0.25) {
-    const QString path = dir.filePath(name);
-    fixtures::writeMonoWav(path, fixtures::sine(1000.0, amplitude, 48000, static_cast<int64_t>(seconds * 48000)),
-                           48000);
-    return path;
-}
+using fixtures::writeTone;
 
 inline QList<QUrl> urlsOf(const QStringList& paths) {
     QList<QUrl> urls;

@@ -69,6 +69,15 @@ void writeMonoWav(const QString& path, const std::vector<float>& samples, int64_
     writeWav(path, {samples}, sampleRate);
 }
 
+QString writeTone(const QTemporaryDir& dir, const QString& name, double seconds, double amplitude, int channels,
+                  int64_t rate) {
+    std::vector<std::vector<float>> samples;
+    for (int c = 0; c < channels; ++c)
+        samples.push_back(sine(1000.0 + 500.0 * c, amplitude, rate, static_cast<int64_t>(seconds * rate)));
+    writeWav(dir.filePath(name), samples, rate);
+    return dir.filePath(name);
+}
+
 std::vector<float> readFirstChannel(const QString& path) {
     SF_INFO info{};
     SNDFILE* f = sf_open(QFile::encodeName(path).constData(), SFM_READ, &info);

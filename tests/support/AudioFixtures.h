@@ -30,6 +30,10 @@ void writeAudio(const QString& path, const std::vector<std::vector<float>>& chan
 // 32-bit float WAV.
 void writeWav(const QString& path, const std::vector<std::vector<float>>& channels, int64_t sampleRate);
 void writeMonoWav(const QString& path, const std::vector<float>& samples, int64_t sampleRate);
+// `seconds` of a sine at `amplitude` in dir/name, 32-bit float WAV: 1 kHz,
+// 1.5 kHz in a second channel, and so on. Returns the path.
+QString writeTone(const QTemporaryDir& dir, const QString& name, double seconds, double amplitude = 0.25,
+                  int channels = 1, int64_t rate = 48000);
 
 // A named pipe, a socket and a folder in `dir`, each named like a WAV file.
 QStringList specialFiles(const QString& dir);

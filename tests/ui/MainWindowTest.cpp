@@ -46,10 +46,7 @@ struct Window {
     }
     ContentView& content() { return *window->content(); }
     QString tone(const QString& name, double amplitude, double seconds = 2.0) {
-        const QString path = dir.filePath(name);
-        fixtures::writeMonoWav(path, fixtures::sine(440, amplitude, 48000, static_cast<int64_t>(seconds * 48000)),
-                               48000);
-        return path;
+        return fixtures::writeTone(dir, name, seconds, amplitude);
     }
     void drop(const QStringList& paths) {
         QMimeData mime;
