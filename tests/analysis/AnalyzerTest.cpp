@@ -141,17 +141,6 @@ TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
     EXPECT_LT(clock.elapsed(), 3000) << "not a hang";
 }
 
-TEST_F(AnalyzerTest, QuietStretchIsASoftPassage) {
-    const auto s = concat({noise(1, 0.5, 48000 * 30), noise(2, 0.01, 48000 * 20), noise(3, 0.5, 48000 * 30)});
-    writeMonoWav(path("soft.wav"), s, 48000);
-    const AnalysisResult r = LoudnessAnalyzer::analyze(path("soft.wav"));
-    const auto passages = r.softPassageRanges();
-    ASSERT_EQ(passages.size(), 1u);
-    EXPECT_NEAR(passages[0].start, 30.0, 1.6);
-    EXPECT_NEAR(passages[0].end, 50.0, 1.6);
-    EXPECT_EQ(r.envelope.bucketCount, 2000);
-}
-
 // Sums kept every stride give every figure that sums kept at every sample
 // give (a stride of 1 is the per-sample computation), at every rate.
 TEST_F(AnalyzerTest, StridedSumsGiveThePerSampleFiguresAtEveryRate) {

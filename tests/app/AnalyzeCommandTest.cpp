@@ -69,6 +69,8 @@ TEST_F(AnalyzeCommandTest, JsonHasOneObjectPerFile) {
     const AnalysisResult s = LoudnessAnalyzer::analyze(soft);
     ASSERT_EQ(s.softPassageRanges().size(), 1u);
     const TimeRange passage = s.softPassageRanges()[0];
+    EXPECT_NEAR(passage.start, 30.0, 1.6); // the quiet 20 s
+    EXPECT_NEAR(passage.end, 50.0, 1.6);
     EXPECT_EQ(array[0].toObject(), (QJsonObject{{"file", soft},
                                                 {"sampleRate", 48000},
                                                 {"duration", 70.0},

@@ -1,7 +1,6 @@
 #include "EditFixtures.h"
 
 #include "editing/SegmentEditState.h"
-#include "editing/SegmentGainEvaluation.h"
 
 namespace {
 
@@ -80,23 +79,4 @@ TEST(SegmentEditStateTest, SnapshotIsACopyAndRestoreAssignsBothListsWholesale) {
     EXPECT_FALSE(state.restore(broken));
     EXPECT_EQ(state.snapshot(), before);
     EXPECT_EQ(counts.take(), std::pair(0, 0));
-}
-
-TEST(SegmentEditStateTest, QueriesAnswerLikeTheValueFunctions) {
-    SegmentEditState state;
-    state.addSeparator(10.0);
-    state.addSeparator(20.0);
-    state.setSegmentGain(1, 6.0);
-    state.setFadeDuration(state.separators()[1].id, 2000.0);
-    const SegmentEditSnapshot copy = state.snapshot();
-
-    EXPECT_EQ(state.segmentIndex(15.0), 1);
-    EXPECT_EQ(state.segmentBounds(2, 42.0).end, 42.0);
-    for (double t : {0.0, 9.9, 10.0, 19.5, 20.2, 50.0}) {
-        EXPECT_EQ(state.gainOffsetAtTime(t, 0.0), SegmentGainEvaluation::gainOffsetAtTime(copy, t));
-        EXPECT_EQ(state.gainAtTime(t, -4.0, 60.0), SegmentGainEvaluation::gainAtTime(copy, t, -4.0));
-    }
-    EXPECT_DOUBLE_EQ(state.gainAtTime(19.5, -4.0, 60.0), -4.0 + 6.0 * 0.75);
-    EXPECT_EQ(state.computeGainEnvelope(-4.0, 48000, 48000 * 30, 512),
-              SegmentGainEvaluation::computeGainEnvelope(copy, -4.0, 48000, 48000 * 30));
 }
