@@ -44,18 +44,6 @@ void SegmentEditState::resetAll() {
 
 int64_t SegmentEditState::segmentIndex(double time) const { return SegmentEditModel::segmentIndex(edits_, time); }
 
-SegmentEditModel::SegmentBounds SegmentEditState::segmentBounds(int64_t index, double fileDuration) const {
-    return SegmentEditModel::segmentBounds(edits_, index, fileDuration);
-}
-
-double SegmentEditState::gainOffsetAtTime(double time, double /*fileDuration*/) const {
-    return SegmentGainEvaluation::gainOffsetAtTime(edits_, time);
-}
-
-double SegmentEditState::gainAtTime(double time, double baseCorrectionDB, double /*fileDuration*/) const {
-    return SegmentGainEvaluation::gainAtTime(edits_, time, baseCorrectionDB);
-}
-
 std::vector<float> SegmentEditState::computeGainEnvelope(double baseCorrectionDB, int64_t sampleRate,
                                                          int64_t totalSamples, int64_t blockSize) const {
     return SegmentGainEvaluation::computeGainEnvelope(edits_, baseCorrectionDB, sampleRate, totalSamples, blockSize);

@@ -31,12 +31,6 @@ public:
     void resetAll();
 
     int64_t segmentIndex(double time) const;
-    SegmentEditModel::SegmentBounds segmentBounds(int64_t index, double fileDuration) const;
-
-    // The results do not depend on the file's duration; callers pass it, or 0
-    // when it is unknown.
-    double gainOffsetAtTime(double time, double fileDuration) const;
-    double gainAtTime(double time, double baseCorrectionDB, double fileDuration) const;
     std::vector<float> computeGainEnvelope(double baseCorrectionDB, int64_t sampleRate, int64_t totalSamples,
                                            int64_t blockSize) const;
 
