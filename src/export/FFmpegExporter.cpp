@@ -41,11 +41,12 @@ ExportedFile runExport(const ExportJob& job, const QString& ffmpegPath) {
     ExportFiles::makeFolder(job.destinationFolder);
     const auto encode = [&](double extraGainDB) {
         TemporaryFile written(job.destinationFolder, fileExtension(job.format));
-        const EncoderRun run = EncoderProcess::run(ffmpegPath, arguments(job, written.descriptorPath(), extraGainDB),
-                                                   written.descriptor());
+        const QString through = written.descriptorPath();
+        const EncoderRun run =
+            EncoderProcess::run(ffmpegPath, arguments(job, through, extraGainDB), written.descriptor());
         if (run.exitCode != 0) {
             throw ExportError(NativePath::shownName(job.sourcePath),
-                              run.reason(written.descriptorPath(), NativePath::shownName(outputPath(job))));
+                              run.reason(through, NativePath::shownName(outputPath(job))));
         }
         return written;
     };

@@ -62,7 +62,7 @@ void InAppRenderer::runFFmpeg(const QStringList& args, const TemporaryFile& outp
     const QString ffmpeg = ffmpegPath_.isEmpty() ? FFmpegLocator::find() : ffmpegPath_;
     const EncoderRun run = EncoderProcess::run(ffmpeg, args, output.descriptor());
     if (run.exitCode != 0) {
-        throw RenderError(RenderError::Kind::ffmpegEncodeFailed, run.reason(args.last(), shownName));
+        throw RenderError(RenderError::Kind::ffmpegEncodeFailed, run.reason(output.descriptorPath(), shownName));
     }
 }
 

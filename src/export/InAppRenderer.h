@@ -57,8 +57,8 @@ private:
     // Turns the rendered WAV into the output: through the limiter or the
     // encoder, resampled, or as it is; then measured and renamed.
     ExportedFile finish(const RenderJob& job, TemporaryFile& rendered, int64_t rate, int channels, bool limiter) const;
-    // Runs the encoder on `args`, whose last is `output`'s descriptor path,
-    // the file it writes, shown in its complaints as `shownName`. Throws RenderError.
+    // Runs the encoder on `args`, which write `output` through its descriptor
+    // path; the file is shown in its complaints as `shownName`. Throws RenderError.
     void runFFmpeg(const QStringList& args, const TemporaryFile& output, const QString& shownName) const;
 
     QString ffmpegPath_;

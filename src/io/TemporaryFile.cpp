@@ -33,6 +33,10 @@ bool stillNames(const QByteArray& path, int fd) {
 } // namespace
 
 TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
+    const auto cannotCreate = [&](const QString& reason) {
+        const QString where = QStringLiteral("Cannot create a file in \"%1\"").arg(QDir::toNativeSeparators(folder));
+        return FileError(reason.isEmpty() ? where : where + QStringLiteral(": ") + reason);
+    };
     // A clean-up of another run may catch the new file between its creation
     // and its lock, and remove it; then take another name.
     for (int attempt = 0; attempt < 16; ++attempt) {
@@ -42,17 +46,14 @@ TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
         const QByteArray encoded = NativePath::encode(path);
         Interruption::TrackedPath tracked(encoded);
         if (tracked.refused())
-            throw FileError(QStringLiteral("Cannot create a file in \"%1\": the program is stopping")
-                                .arg(QDir::toNativeSeparators(folder)));
+            throw cannotCreate(QStringLiteral("the program is stopping"));
         const int fd = ::open(encoded.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-        if (fd >= 0)
-            tracked.created();
         if (fd < 0) {
             if (errno == EEXIST)
                 continue;
-            throw FileError(QStringLiteral("Cannot create a file in \"%1\": %2")
-                                .arg(QDir::toNativeSeparators(folder), systemReason(errno)));
+            throw cannotCreate(systemReason(errno));
         }
+        tracked.created();
         // A file system without locks still gets the file; its clean-up
         // then never takes it for stale.
         const bool locked = ::flock(fd, LOCK_EX) == 0 || errno == ENOLCK || errno == EOPNOTSUPP;
@@ -67,7 +68,7 @@ TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
             ::unlink(encoded.constData());
         ::close(fd);
     }
-    throw FileError(QStringLiteral("Cannot create a file in \"%1\"").arg(QDir::toNativeSeparators(folder)));
+    throw cannotCreate({});
 }
 
 TemporaryFile::~TemporaryFile() { discard(); }
