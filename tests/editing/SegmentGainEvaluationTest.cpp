@@ -61,23 +61,6 @@ TEST(SegmentGainEvaluationTest, FadeZonesMoveInDecibelsAcrossTheSeparator) {
     EXPECT_EQ(gainOffsetsAtTimes(two, times), one);
 }
 
-TEST(SegmentGainEvaluationTest, OverlappingZonesAreGovernedByTheEarlierSeparator) {
-    SegmentEditSnapshot e = editsWith({10.0, 13.0}, {0.0, 6.0, -6.0});
-    for (const Separator& s : std::vector<Separator>(e.separators))
-        SegmentEditModel::setFadeDuration(e, s.id, 5000.0);
-    EXPECT_NEAR(gainOffsetAtTime(e, 12.0), 5.4, 1e-12);
-    EXPECT_NEAR(gainOffsetAtTime(e, 12.6), 0.96, 1e-12);
-    EXPECT_NEAR(gainOffsetAtTime(e, 12.5), 6.0, 1e-12) << "the earlier zone still holds at its end";
-    EXPECT_NEAR(gainOffsetAtTime(e, 15.5), -6.0, 1e-12);
-
-    // A zone that reaches before the file start is evaluated the same way.
-    SegmentEditSnapshot early = editsWith({3.0}, {-4.0, 4.0});
-    SegmentEditModel::setFadeDuration(early, early.separators[0].id, 5000.0);
-    EXPECT_NEAR(gainOffsetAtTime(early, 0.5), -4.0, 1e-12);
-    EXPECT_NEAR(gainOffsetAtTime(early, 0.0), -4.0, 1e-12);
-    EXPECT_NEAR(gainOffsetAtTime(early, 1.75), -2.0, 1e-12);
-}
-
 TEST(SegmentGainEvaluationTest, EnvelopeHasOneEntryPerBlockEvaluatedAtItsCentre) {
     const SegmentEditSnapshot none = SegmentEditSnapshot::initial();
     EXPECT_TRUE(computeGainEnvelope(none, 0.0, 48000, 0).empty());
