@@ -11,6 +11,7 @@
 #include "export/ParallelJobs.h"
 #include "io/EncoderProcess.h"
 #include "io/FFmpegLocator.h"
+#include "io/NativePath.h"
 #include "list/AppState.h"
 
 #include <QCoreApplication>
@@ -27,37 +28,42 @@ namespace {
 
 double seconds(const QElapsedTimer& timer) { return static_cast<double>(timer.nsecsElapsed()) / 1e9; }
 
-// The run as the window starts it; the time until it finished, or -1.
-double exportAll(ExportSession& exports, const QString& folder, const QString& ffmpeg) {
-    std::optional<ExportRun::Result> result;
+// The run as the window starts it, every output measured and read back; the
+// time until it finished, or -1.
+double exportAll(ExportSession& exports, const QString& folder) {
+    std::optional<ExportRun::Summary> result;
     QElapsedTimer timer;
     timer.start();
     const QMetaObject::Connection done =
-        QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
-    exports.start(false, folder, ffmpeg);
+        QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Summary& r) { result = r; });
+    exports.start(true, folder, ExistingOutputs::replace);
     while (!result)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     QObject::disconnect(done);
-    if (!result->ok()) {
-        std::fprintf(stderr, "export failed: %s\n", qPrintable(result->error()));
+    if (result->failedCount() > 0 || !result->error.isEmpty()) {
+        std::fprintf(stderr, "export failed: %s\n", qPrintable(ExportRun::describe(*result)));
         return -1.0;
     }
     return seconds(timer);
 }
 
-// The encoder's command of every job, `threads` at a time (1: one after
-// another), with nothing else around them.
+// The ffmpeg program's encode of every file, `threads` at a time (1: one
+// after another), with nothing else around them.
 double bareCommands(const AppState& state, const QString& folder, ExportFormat format, const QString& ffmpeg,
                     int threads) {
     QDir().mkpath(folder);
-    const ExportRun::Plan plan = ExportRun::buildPlan(state.files(), folder, format, SampleRate::rate48000, false);
+    const QStringList codec =
+        format == ExportFormat::flac ? QStringList{"-c:a", "flac"} : QStringList{"-c:a", "libmp3lame", "-b:a", "320k"};
     QElapsedTimer timer;
     timer.start();
     const auto failed = ParallelJobs::run(
-        static_cast<int64_t>(plan.exportJobs.size()), threads,
+        static_cast<int64_t>(state.files().size()), threads,
         [&](int64_t i) {
-            const ExportJob& job = plan.exportJobs[static_cast<size_t>(i)];
-            if (EncoderProcess::run(ffmpeg, FFmpegExporter::arguments(job, outputPath(job))).exitCode != 0)
+            const QString out = QDir(folder).filePath(QStringLiteral("%1.%2").arg(i).arg(fileExtension(format)));
+            const QString in = state.files()[static_cast<size_t>(i)]->path();
+            if (EncoderProcess::run(ffmpeg, QStringList{"-y", "-i", in, "-af", "volume=-3dB", "-ar", "48000"} + codec +
+                                                QStringList{out})
+                    .exitCode != 0)
                 throw std::runtime_error("the reference run failed");
         },
         [](int64_t) {});
@@ -93,7 +99,7 @@ int main(int argc, char** argv) {
         double ours = 1e9, reference = 1e9, bare = 1e9;
         for (int run = 0; run < 2; ++run) {
             const QString suffix = QStringLiteral("%1-%2").arg(name).arg(run);
-            const double a = exportAll(exports, dir.filePath(QStringLiteral("ours-") + suffix), ffmpeg);
+            const double a = exportAll(exports, dir.filePath(QStringLiteral("ours-") + suffix));
             const double b =
                 bareCommands(state, dir.filePath(QStringLiteral("reference-") + suffix), format, ffmpeg, 1);
             const double c = bareCommands(state, dir.filePath(QStringLiteral("bare-") + suffix), format, ffmpeg,

@@ -1,12 +1,13 @@
-// The in-app renderer writing a ten-minute 48 kHz stereo file as 24-bit WAV
-// at the source rate, against `ffmpeg -i SRC -af volume=3dB -c:a pcm_s24le OUT`
-// on the same file in the same run. Best of three runs each.
-// Usage: build/bench/export_bench [minutes=10]   (figures on standard error;
-// standard output carries the renderer's own log lines)
+// One file through the export pipeline (gain with segment edits, the
+// true-peak limiter, the writer, the measuring and reading back of the
+// output) as a ten-minute 48 kHz stereo 24-bit WAV at the source rate, and as
+// MP3 320k, against the ffmpeg program's own encode of the same file in the
+// same run. Best of three runs each.
+// Usage: build/bench/export_bench [minutes=10]   (figures on standard error)
 
 #include "BenchAudio.h"
 #include "editing/SegmentEditModel.h"
-#include "export/InAppRenderer.h"
+#include "export/ExportPipeline.h"
 #include "io/FFmpegLocator.h"
 
 #include <QCoreApplication>
@@ -52,27 +53,34 @@ int main(int argc, char** argv) {
     SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
     SegmentEditModel::addSeparator(edits, 60.0);
     SegmentEditModel::setSegmentGain(edits, 1, 1.5);
-    const RenderJob job{{source, 3.0, -16.0, dir.filePath(QStringLiteral("rendered")), ExportFormat::wav24,
-                         SampleRate::rate48000, false},
-                        edits};
-    const InAppRenderer renderer;
-    const double ours = bestOfThree([&] {
-        renderer.render(job);
-        return true;
-    });
-
+    const ExportJob job{source, "Source", 3.0, -16.0, false, edits};
     const QString ffmpeg = FFmpegLocator::find();
-    const QString reference = dir.filePath(QStringLiteral("reference.wav"));
-    const double theirs = bestOfThree([&] {
-        return QProcess::execute(ffmpeg, {"-v", "error", "-y", "-i", source, "-af", "volume=3dB", "-c:a", "pcm_s24le",
-                                          reference}) == 0;
-    });
-    if (theirs < 0) {
-        std::fprintf(stderr, "the reference run of %s failed\n", qPrintable(ffmpeg));
-        return 1;
+    std::fprintf(stderr, "%d min, 48 kHz stereo, at the source rate, best of 3:\n", minutes);
+    struct Case {
+        ExportFormat format;
+        QStringList codec;
+    };
+    for (const Case& c : {Case{ExportFormat::wav24, {"-c:a", "pcm_s24le"}},
+                          Case{ExportFormat::mp3_320, {"-c:a", "libmp3lame", "-b:a", "320k"}}}) {
+        const QString out = dir.filePath(caseName(c.format));
+        QDir().mkpath(out);
+        const ExportSettings settings{out, c.format, SampleRate::rate48000, true, -1.0, ExistingOutputs::replace};
+        OutputNames names(out, settings.existing, {source});
+        const double ours = bestOfThree([&] {
+            ExportPipeline::exportFile(job, settings, names, {});
+            return true;
+        });
+        const QString reference = dir.filePath(QStringLiteral("reference.") + fileExtension(c.format));
+        const double theirs = bestOfThree([&] {
+            return QProcess::execute(ffmpeg, QStringList{"-v", "error", "-y", "-i", source, "-af", "volume=3dB"} +
+                                                 c.codec + QStringList{reference}) == 0;
+        });
+        if (theirs < 0) {
+            std::fprintf(stderr, "the reference run of %s failed\n", qPrintable(ffmpeg));
+            return 1;
+        }
+        std::fprintf(stderr, "%-8s pipeline %.3f s, ffmpeg volume filter %.3f s: pipeline / ffmpeg %.2fx\n",
+                     qPrintable(caseName(c.format)), ours, theirs, ours / theirs);
     }
-    std::fprintf(stderr, "%d min, 48 kHz stereo, 24-bit WAV at the source rate, best of 3:\n", minutes);
-    std::fprintf(stderr, "in-app renderer %.3f s, ffmpeg volume filter %.3f s\n", ours, theirs);
-    std::fprintf(stderr, "ratio ffmpeg / renderer: %.2fx\n", theirs / ours);
     return 0;
 }

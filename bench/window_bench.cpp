@@ -47,7 +47,7 @@ int main(int argc, char** argv) {
 
     state.loadFiles({state.files().begin(), state.files().begin() + 50});
     longestStall([&] { return !state.isAnalyzing(); });
-    window.exportSession().start(false, out);
+    window.exportSession().start(true, out, ExistingOutputs::keepBoth);
     const double exporting = longestStall([&] { return !window.exportSession().isExporting(); });
     std::printf("export 50 files:             longest stall %6.1f ms  (%s)\n", exporting,
                 qPrintable(state.statusMessage()));

@@ -29,9 +29,9 @@ AudioLoaderError readError(const DescribedError& e) {
     return AudioLoaderError(AudioLoaderError::Kind::readFailed, e.description());
 }
 
-OpenedAudio open(const QString& path) {
+OpenedAudio open(const QString& path, AudioReader::Damage damage, int maxChannels) {
     try {
-        return checked(OpenedAudio{nullptr, AudioReader(path)});
+        return checked(OpenedAudio{nullptr, AudioReader(path, damage, maxChannels)});
     } catch (const NoAudioError&) {
         throw AudioLoaderError(AudioLoaderError::Kind::noAudio, NativePath::shownName(path));
     } catch (const NotAFileError& e) {
@@ -44,7 +44,7 @@ OpenedAudio open(const QString& path) {
     }
     auto decoded = std::make_unique<FFmpegDecodedFile>(path);
     try {
-        AudioReader reader(decoded->path());
+        AudioReader reader(decoded->path(), damage, maxChannels);
         return checked(OpenedAudio{std::move(decoded), std::move(reader)});
     } catch (const FileError& e) {
         throw readError(e);

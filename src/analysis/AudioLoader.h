@@ -26,7 +26,8 @@ inline constexpr int64_t maxFrames = (int64_t{1} << 32) - 1;
 // Opens with the reader, falling back to `ffmpeg`; checks the frame count.
 // A file the reader opens but finds no audio in, or that is no readable
 // regular file, is not handed to `ffmpeg`.
-OpenedAudio open(const QString& path);
+// `damage` and `maxChannels` as the reader takes them.
+OpenedAudio open(const QString& path, AudioReader::Damage damage = AudioReader::Damage::skip, int maxChannels = 0);
 
 // Reads up to `limit` frames in chunks of at most `chunkFrames`, handing each
 // interleaved chunk and its frame count to `consume`. Returns the frames read,

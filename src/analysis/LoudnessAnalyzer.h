@@ -62,6 +62,9 @@ double loudnessOfMeanSquare(double meanSquare);
 double gatedLoudness(const EnergyPrefix& energy, int64_t start, int64_t end, int64_t sampleRate);
 
 LoudestWindow findLoudest20s(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples);
+// The file's figure ("Peak 20s"): its loudest 20 seconds, or the whole of a
+// shorter file.
+LoudestWindow loudestFigure(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples);
 
 // Whether `energy` holds every sum a curve of `windowSec` reads.
 bool holdsCurve(const EnergyPrefix& energy, int64_t sampleRate, double windowSec);

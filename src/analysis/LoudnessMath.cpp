@@ -89,6 +89,13 @@ LoudestWindow findLoudest20s(const EnergyPrefix& energy, int64_t sampleRate, int
     return {start, start + 20.0, bestLoudness};
 }
 
+LoudestWindow loudestFigure(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples) {
+    const double duration = static_cast<double>(totalSamples) / static_cast<double>(sampleRate);
+    if (duration < 20.0)
+        return {0.0, duration, gatedLoudness(energy, 0, totalSamples, sampleRate)};
+    return findLoudest20s(energy, sampleRate, totalSamples);
+}
+
 bool holdsCurve(const EnergyPrefix& energy, int64_t sampleRate, double windowSec) {
     return gatedHopSamples(sampleRate) % energy.stride() == 0 &&
            curveWindowSamples(sampleRate, windowSec) % energy.stride() == 0;

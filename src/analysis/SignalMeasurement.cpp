@@ -151,16 +151,10 @@ AnalysisResult SignalMeasurement::finish() {
     r.loudnessCurve = std::move(curve.values);
     r.curveWindowSec = defaultCurveWindowSec;
 
-    if (r.duration < 20.0) {
-        r.peakLUFS = gatedLoudness(r.energy, 0, measured_, sampleRate_);
-        r.windowStart = 0.0;
-        r.windowEnd = r.duration;
-    } else {
-        const LoudestWindow w = findLoudest20s(r.energy, sampleRate_, measured_);
-        r.windowStart = w.start;
-        r.windowEnd = w.end;
-        r.peakLUFS = w.peakLUFS;
-    }
+    const LoudestWindow w = loudestFigure(r.energy, sampleRate_, measured_);
+    r.windowStart = w.start;
+    r.windowEnd = w.end;
+    r.peakLUFS = w.peakLUFS;
     return r;
 }
 

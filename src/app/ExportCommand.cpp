@@ -6,6 +6,7 @@
 #include "list/SettingsFile.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QSet>
 #include <cmath>
@@ -27,8 +28,12 @@ QString usage() {
                           "                   MP3 192k, MP3 128k, FLAC; or wav16, wav24, wav32, mp3_320,\n"
                           "                   mp3_192, mp3_128, flac\n"
                           "  --rate HZ        44100, 48000 (default) or 96000\n"
-                          "  --limiter        limit files that would exceed 0 dBFS (the default when any would)\n"
-                          "  --no-limiter     export them anyway; their peaks will be clipped\n"
+                          "  --limiter        limit true peaks to the ceiling (the default)\n"
+                          "  --no-limiter     lower the gain of a file instead, until its true peak is at\n"
+                          "                   the ceiling; such a file is named with the loudness it gets\n"
+                          "  --ceiling DBTP   the highest true peak, from -6.0 to -0.1 (default -1.0)\n"
+                          "  --overwrite      replace earlier outputs of the same names (by default they\n"
+                          "                   are left as they are and the file is reported)\n"
                           "  --settings FILE  the list, corrections and target of a saved settings file;\n"
                           "                   FILE arguments are added after its files\n"
                           "  -h, --help       show this help\n");
@@ -42,6 +47,8 @@ struct Options {
     ExportFormat format = ExportFormat::wav24;
     SampleRate rate = SampleRate::rate48000;
     std::optional<bool> limiter;
+    double ceiling = defaultCeilingDBTP;
+    bool overwrite = false;
     QString settings;
     QStringList files;
 };
@@ -52,7 +59,7 @@ public:
     using DescribedError::DescribedError;
 };
 
-const QStringList optionsWithValues{"--out", "--target", "--format", "--rate", "--settings"};
+const QStringList optionsWithValues{"--out", "--target", "--format", "--rate", "--settings", "--ceiling"};
 
 double targetFrom(const QString& value) {
     bool ok = false;
@@ -93,6 +100,16 @@ void apply(Options& o, const QString& arg, const QString& value) {
         o.format = formatFrom(value);
     } else if (arg == QLatin1String("--rate")) {
         o.rate = rateFrom(value);
+    } else if (arg == QLatin1String("--ceiling")) {
+        bool ok = false;
+        o.ceiling = value.toDouble(&ok);
+        if (!ok || !(o.ceiling >= lowestCeilingDBTP && o.ceiling <= highestCeilingDBTP))
+            throw UsageError(QStringLiteral("the ceiling must lie between %1 and %2 dBTP, not '%3'")
+                                 .arg(lowestCeilingDBTP)
+                                 .arg(highestCeilingDBTP)
+                                 .arg(value));
+    } else if (arg == QLatin1String("--overwrite")) {
+        o.overwrite = true;
     } else if (arg == QLatin1String("--settings")) {
         o.settings = value;
     } else if (arg == QLatin1String("--limiter") || arg == QLatin1String("--no-limiter")) {
@@ -185,8 +202,9 @@ QList<QUrl> admissible(const QStringList& files, const AppState& state, std::vec
 }
 
 // Builds and analyses the list: the settings file's, then the files given.
-// False, after saying why, when there is nothing to export or an analysis failed.
-bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err) {
+// False, after saying why, when nothing could be listed; `failed` counts the
+// files skipped or not analysed, each named with its reason.
+bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, int64_t& failed) {
     std::vector<AppState::SkippedFile> skipped;
     if (!options.settings.isEmpty()) {
         const auto loaded = SettingsFile::loadSettings(state, options.settings, SettingsFile::Entries::exportable);
@@ -202,75 +220,98 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err) {
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     if (!skipped.empty())
         err << "sonivel export: skipped " << AppState::describe(skipped) << '\n';
+    failed += static_cast<int64_t>(skipped.size());
     if (state.files().empty()) {
         err << "sonivel export: nothing to export\n";
         return false;
     }
     runEventsUntil([&] { return !state.isAnalyzing(); });
-    bool analysed = true;
     for (const AudioFileItemPtr& file : state.files()) {
         if (file->analysisError()) {
             err << "sonivel export: " << NativePath::shownName(file->path()) << ": " << *file->analysisError() << '\n';
-            analysed = false;
+            ++failed;
         }
     }
-    return analysed;
+    return true;
 }
 
-// Whether to limit: as asked, else only when some file would clip, which is
-// then listed like the window's clipping warning.
+// Whether to limit: as asked, else always (where nothing passes the
+// ceiling it changes nothing); files that would clip are listed like the
+// window's clipping warning.
 bool chooseLimiter(const AppState& state, const Options& options, QTextStream& err) {
+    const bool limiter = options.limiter.value_or(true);
     const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles(state.files());
     if (clipping.empty())
-        return options.limiter.value_or(false);
+        return limiter;
     err << clipping.size() << " file(s) will exceed 0 dBFS after correction:\n";
     for (const ClippingFile& c : clipping)
         err << "  " << c.fileName << "  " << QString::asprintf("%.1f", c.overshootDB) << " dB over\n";
-    const bool limiter = options.limiter.value_or(true);
-    err << (limiter ? "Applying the limiter.\n" : "Exporting anyway; peaks will be clipped.\n");
+    err << (limiter ? "Applying the limiter.\n" : "Lowering their gain to the ceiling instead.\n");
     if (const auto safe = ExportRun::computeSafeTarget(state.files()))
         err << "Tip: Set target to " << QString::asprintf("%.1f", *safe)
             << " LUFS or lower to avoid clipping entirely.\n";
     return limiter;
 }
 
-ExportRun::Result exportAll(AppState& state, const Options& options, bool limiter, const QString& ffmpegPath) {
-    ExportSession exports(state);
-    exports.setFormat(options.format);
-    exports.setSampleRate(options.rate);
-    std::optional<ExportRun::Result> result;
-    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
-    exports.start(limiter, QFileInfo(options.out).absoluteFilePath(), ffmpegPath);
-    runEventsUntil([&] { return result.has_value(); });
-    return *result;
+ExportRun::Summary exportAll(AppState& state, const Options& options, bool limiter, QTextStream& err) {
+    const ExportSettings settings{
+        QDir(QFileInfo(options.out).absoluteFilePath()).filePath(QStringLiteral("normalized")),
+        options.format,
+        options.rate,
+        limiter,
+        options.ceiling,
+        options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip};
+    const ExportRun::Plan plan = ExportRun::buildPlan(state.files(), settings);
+    err << (plan.count() == 1 ? QStringLiteral("Exporting 1 file...")
+                              : QStringLiteral("Exporting %1 files...").arg(plan.count()))
+        << '\n';
+    err.flush();
+    std::atomic<bool> cancel{false};
+    int64_t shown = 0;
+    return ExportRun::run(plan, settings, cancel, [&](int64_t finished, double) {
+        if (finished == shown)
+            return;
+        shown = finished;
+        err << "Exporting " << finished << '/' << plan.count() << "...\n";
+        err.flush();
+    });
 }
 
 } // namespace
 
-int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const QString& ffmpegPath) {
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     bool helpShown = false;
     const std::optional<Options> options = parse(arguments, out, err, helpShown);
     if (!options)
         return helpShown ? 0 : 2;
 
     AppState state;
-    QObject::connect(&state, &AppState::statusMessageChanged, [&](const QString& message) {
-        err << message << '\n';
-        err.flush();
-    });
-    if (!listAndAnalyse(state, *options, err))
+    int64_t failed = 0;
+    if (!listAndAnalyse(state, *options, err, failed))
         return 1;
-    const ExportRun::Result result = exportAll(state, *options, chooseLimiter(state, *options, err), ffmpegPath);
-    if (!result.ok())
+    const ExportRun::Summary summary = exportAll(state, *options, chooseLimiter(state, *options, err), err);
+    if (!summary.error.isEmpty()) {
+        err << "sonivel export: " << summary.error << '\n';
         return 1;
-    // In list order, each under the name it was written with.
-    for (const AudioFileItemPtr& file : state.files()) {
-        for (const ExportedFile& written : result.value()) {
-            if (written.sourcePath == file->path())
-                out << NativePath::shown(written.path) << '\n';
+    }
+    // Standard output: the written files, in list order. Standard error: the rest.
+    for (const ExportRun::FileResult& file : summary.files) {
+        if (file.written) {
+            out << NativePath::shown(file.written->path) << '\n';
+            err << "wrote " << NativePath::shownName(file.written->path)
+                << QString::asprintf(" (%.1f LUFS, true peak %.1f dBTP)", file.written->loudnessLUFS,
+                                     file.written->truePeakDBTP);
+            if (file.written->offTarget)
+                err << ": " << file.written->note;
+            err << '\n';
+        } else if (!file.error.isEmpty()) {
+            err << "sonivel export: " << NativePath::shownName(file.sourcePath) << ": " << file.error << '\n';
+            ++failed;
         }
     }
-    return 0;
+    err << summary.writtenCount() << (summary.writtenCount() == 1 ? " file" : " files") << " written, " << failed
+        << " failed.\n";
+    return failed > 0 ? 1 : 0;
 }
 
 } // namespace ExportCommand

@@ -8,10 +8,10 @@
 // check and exports into DIR/normalized, with progress on standard error.
 namespace ExportCommand {
 
-// Exit status: 0 when every file was exported, 1 on the first error (a file
-// that cannot be analysed, a settings file that cannot be read, an export
-// error), 2 for a usage error. An empty `ffmpegPath` looks for the encoder.
-int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const QString& ffmpegPath = QString());
+// A file that cannot be found, analysed or exported is named with its reason
+// and the others go on. Exit status: 0 when every file was exported, 1 when
+// any was not (or a settings file cannot be read), 2 for a usage error.
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err);
 
 QString usage();
 

@@ -1,28 +1,33 @@
 #include "export/ExportErrors.h"
 
+#include "io/NativePath.h"
+
 #include <QDir>
-#include <QFileInfo>
-
-namespace {
-
-QString prefixFor(RenderError::Kind kind) {
-    switch (kind) {
-    case RenderError::Kind::cannotReadSource: return QStringLiteral("Cannot read source: ");
-    case RenderError::Kind::cannotCreateOutput: return QStringLiteral("Cannot create output: ");
-    case RenderError::Kind::ffmpegEncodeFailed: break;
-    }
-    return QStringLiteral("FFmpeg encode failed: ");
-}
-
-} // namespace
-
-RenderError::RenderError(Kind kind, const QString& message) : ExportFailure(prefixFor(kind) + message), kind_(kind) {}
+#include <cerrno>
+#include <sys/stat.h>
 
 namespace ExportFiles {
 
 void makeFolder(const QString& path) {
-    if (!QDir().mkpath(path) || !QFileInfo(path).isDir())
-        throw SystemError(QStringLiteral("Cannot create the folder \"%1\"").arg(path));
+    // Each missing folder on the way, so that the reason names the one that failed.
+    const QString absolute = NativePath::absolute(path);
+    QString made;
+    for (const QString& part : absolute.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        made += QLatin1Char('/') + part;
+        const QByteArray encoded = NativePath::encode(made);
+        struct stat info {};
+        if (::stat(encoded.constData(), &info) == 0) {
+            if (!S_ISDIR(info.st_mode))
+                throw ExportFailure(QStringLiteral("Cannot create the folder \"%1\": \"%2\" is a file")
+                                        .arg(NativePath::shown(absolute), NativePath::shown(made)));
+            continue;
+        }
+        if (::mkdir(encoded.constData(), 0777) != 0 && errno != EEXIST)
+            throw ExportFailure(QStringLiteral("Cannot create the folder \"%1\": %2")
+                                    .arg(NativePath::shown(made), errno == EACCES || errno == EROFS
+                                                                      ? QStringLiteral("permission denied")
+                                                                      : systemReason(errno)));
+    }
 }
 
 } // namespace ExportFiles

@@ -1,28 +1,46 @@
 #pragma once
 
-// One file's export, as both export paths take it: where it comes from and
-// goes, its correction, the loudness its name promises, and how it is
-// encoded. A copy, taken when the export starts.
+// One file's export as the pipeline takes it, and the choices the whole
+// batch shares. Copies, taken when the export starts: the user may go on
+// editing while it runs.
 
+#include "editing/SegmentEditRecords.h"
 #include "export/ExportFormat.h"
 
-#include <QDir>
 #include <QString>
+#include <optional>
 
-struct ExportJob {
-    QString sourcePath;
-    double correctionDB = 0.0;
-    double finalLUFS = 0.0;
+// What to do with an output name that already exists in the folder.
+enum class ExistingOutputs {
+    keepBoth, // the new file gets a name of its own: "Song (2) (-16LUFS).wav"
+    replace,  // the new file takes the name; the old one goes
+    skip,     // the file is not exported; the old one stays
+};
+
+struct ExportSettings {
     QString destinationFolder;
     ExportFormat format = ExportFormat::wav24;
     SampleRate sampleRate = SampleRate::rate48000;
-    bool useLimiter = false;
-    // The source's sample peak; at 0 dBFS when unknown, so that a raised
-    // file is checked after the limiter.
-    double peakDBFS = 0.0;
+    bool useLimiter = true;
+    double ceilingDBTP = -1.0;
+    ExistingOutputs existing = ExistingOutputs::skip;
 };
 
-// Where the job's output lands when it reaches its promised loudness.
-inline QString outputPath(const ExportJob& job) {
-    return QDir(job.destinationFolder).filePath(exportFileName(job.sourcePath, job.finalLUFS, job.format));
-}
+inline constexpr double defaultCeilingDBTP = -1.0;
+inline constexpr double highestCeilingDBTP = -0.1;
+inline constexpr double lowestCeilingDBTP = -6.0;
+
+struct ExportJob {
+    QString sourcePath;
+    // The output's name before its figure, distinct within the batch.
+    QString stem;
+    double correctionDB = 0.0;
+    // The loudness the name promises: the correction plus the source's figure.
+    double promisedLUFS = 0.0;
+    // Every block of the source lies under the absolute gate: it is
+    // exported as it is, without gain.
+    bool isSilent = false;
+    // Only for a file with segment edits; its promise is then the figure of
+    // its edited signal.
+    std::optional<SegmentEditSnapshot> segmentEdits;
+};

@@ -2,23 +2,16 @@
 
 #include "export/ExportErrors.h"
 #include "export/ParallelJobs.h"
-#include "io/FFmpegLocator.h"
-#include "io/FileError.h"
-#include "io/FileIdentity.h"
 #include "io/NativePath.h"
+#include "io/Outcome.h"
+#include "io/TemporaryFile.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QThread>
 #include <algorithm>
+#include <mutex>
 
 namespace ExportRun {
-
-namespace {
-
-int threadsForJobs() { return std::max(1, QThread::idealThreadCount()); }
-
-} // namespace
 
 std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files) {
     std::vector<ClippingFile> clipping;
@@ -40,83 +33,134 @@ std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& fil
     return safe;
 }
 
-Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder, ExportFormat format,
-               SampleRate rate, bool useLimiter) {
+Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings& settings) {
     Plan plan;
+    QStringList exported;
     for (const AudioFileItemPtr& file : files) {
+        plan.sources << file->path();
         if (!file->analysis())
             continue;
-        const double finalLUFS = file->correctionDB() + file->analysis()->peakLUFS;
-        const ExportJob job{file->path(), file->correctionDB(),      finalLUFS, destinationFolder, format, rate,
-                            useLimiter,   file->analysis()->peakDBFS};
-        // The encoder would read samples that are not numbers as they are;
-        // the renderer reads them as silence, like the analysis did.
-        // Nor can it be handed a name that is not UTF-8.
-        if (file->segmentEdits().hasEdits() || file->analysis()->nonFiniteSamples > 0 ||
-            NativePath::shown(file->path()) != file->path())
-            plan.renderJobs.push_back({job, file->segmentEdits().snapshot()});
-        else
-            plan.exportJobs.push_back(job);
+        ExportJob job;
+        job.sourcePath = file->path();
+        job.correctionDB = file->correctionDB();
+        job.promisedLUFS = file->correctionDB() + file->analysis()->peakLUFS;
+        job.isSilent = file->analysis()->peakLUFS <= -70.0;
+        if (file->segmentEdits().hasEdits())
+            job.segmentEdits = file->segmentEdits().snapshot();
+        plan.jobs.push_back(std::move(job));
+        exported << file->path();
     }
+    // The folder may not exist yet: the nearest one that does tells the file system.
+    QString existing = settings.destinationFolder;
+    while (!QFileInfo(existing).isDir() && existing != QDir(existing).filePath(QStringLiteral("..")) &&
+           !QDir(existing).isRoot() && !existing.isEmpty())
+        existing = QFileInfo(existing).absolutePath();
+    const QStringList stems = ExportNaming::distinctStems(exported, settings.format, ExportNaming::nameMaxOf(existing));
+    for (size_t i = 0; i < plan.jobs.size(); ++i)
+        plan.jobs[i].stem = stems[static_cast<qsizetype>(i)];
     return plan;
 }
 
-std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<AudioFileItemPtr>& sources) {
-    // Intermediate files are new files made exclusively, so only the output
-    // names can meet a source: by name, hard link or symbolic link.
-    QStringList outputs;
-    for (const RenderJob& job : plan.renderJobs)
-        outputs << outputPath(job);
-    for (const ExportJob& job : plan.exportJobs)
-        outputs << outputPath(job);
-    for (const QString& output : outputs) {
-        for (const AudioFileItemPtr& source : sources) {
-            if (isSameFile(output, source->path())) {
-                return QStringLiteral("\"%1\" in %2 is a source file and would be replaced; "
-                                      "choose another folder")
-                    .arg(NativePath::shownName(output), QFileInfo(output).absolutePath());
-            }
-        }
+QStringList existingOutputs(const Plan& plan, const ExportSettings& settings) {
+    QStringList existing;
+    for (const ExportJob& job : plan.jobs) {
+        const QString name = ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
+        if (NativePath::exists(QDir(settings.destinationFolder).filePath(name)))
+            existing << name;
     }
-    return std::nullopt;
+    return existing;
 }
 
-QString describe(const Result& result) {
-    if (!result.ok())
-        return QStringLiteral("Export error: ") + result.error();
-    QStringList held;
-    for (const ExportedFile& file : result.value()) {
-        if (file.offTarget)
-            held << QStringLiteral("%1 at %2 LUFS")
-                        .arg(NativePath::shownName(file.path), QString::asprintf("%.1f", file.loudnessLUFS));
-    }
-    if (held.isEmpty())
-        return QStringLiteral("Export complete!");
-    return QStringLiteral("Export complete! The limiter's ceiling keeps %1 below target: %2")
-        .arg(held.size() == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(held.size()),
-             held.join(QStringLiteral(", ")));
+int64_t Summary::writtenCount() const {
+    return std::count_if(files.begin(), files.end(), [](const FileResult& f) { return f.written.has_value(); });
 }
 
-Result run(const Plan& plan, const QString& ffmpegPath, const std::function<void(int64_t)>& progress) {
-    const InAppRenderer renderer(ffmpegPath);
-    const QString ffmpeg = ffmpegPath.isEmpty() ? FFmpegLocator::find() : ffmpegPath;
-    const int64_t total = plan.count();
-    const auto rendered = static_cast<int64_t>(plan.renderJobs.size());
-    // Edited files first: they take longest, and the encoder's short jobs
-    // fill the cores while they run.
-    std::vector<ExportedFile> written(static_cast<size_t>(total));
-    const std::exception_ptr error = ParallelJobs::run(
-        total, threadsForJobs(),
+int64_t Summary::failedCount() const {
+    return std::count_if(files.begin(), files.end(), [](const FileResult& f) { return !f.error.isEmpty(); });
+}
+
+QString describe(const Summary& summary) {
+    if (!summary.error.isEmpty())
+        return QStringLiteral("Export error: ") + summary.error;
+    const auto files = [](int64_t n) { return n == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(n); };
+    QStringList failures, held;
+    for (const FileResult& f : summary.files) {
+        if (!f.error.isEmpty())
+            failures << QStringLiteral("%1 (%2)").arg(NativePath::shownName(f.sourcePath), f.error);
+        else if (f.written && f.written->offTarget)
+            held << QStringLiteral("%1: %2").arg(NativePath::shownName(f.written->path), f.written->note);
+    }
+    QString text = summary.cancelled
+                       ? QStringLiteral("Export cancelled: %1 written.").arg(files(summary.writtenCount()))
+                   : failures.isEmpty() ? QStringLiteral("Export complete!")
+                                        : QStringLiteral("Export finished: %1 written, %2 failed: %3.")
+                                              .arg(files(summary.writtenCount()), files(summary.failedCount()),
+                                                   failures.join(QStringLiteral("; ")));
+    if (!held.isEmpty())
+        text += QStringLiteral(" Off target: %1.").arg(held.join(QStringLiteral("; ")));
+    return text;
+}
+
+Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<bool>& cancel,
+            const Progress& progress) {
+    Summary summary;
+    summary.files.resize(plan.jobs.size());
+    for (size_t i = 0; i < plan.jobs.size(); ++i)
+        summary.files[i].sourcePath = plan.jobs[i].sourcePath;
+    if (plan.jobs.empty())
+        return summary;
+    try {
+        ExportFiles::makeFolder(settings.destinationFolder);
+    } catch (const DescribedError& e) {
+        summary.error = e.description();
+        return summary;
+    }
+    // What a killed or crashed run left behind; a live run's files are locked.
+    TemporaryFiles::removeStale(settings.destinationFolder);
+    OutputNames names(settings.destinationFolder, settings.existing, plan.sources);
+
+    std::mutex mutex; // guards the shares and the progress calls
+    std::vector<double> shares(plan.jobs.size(), 0.0);
+    int64_t finished = 0;
+    const auto report = [&](size_t index, double share, bool done) {
+        const std::lock_guard lock(mutex);
+        shares[index] = share;
+        finished += done ? 1 : 0;
+        double sum = 0.0;
+        for (double s : shares)
+            sum += s;
+        if (progress)
+            progress(finished, sum);
+    };
+    const int threads = std::max(1, QThread::idealThreadCount());
+    ParallelJobs::run(
+        plan.count(), threads,
         [&](int64_t i) {
             const auto index = static_cast<size_t>(i);
-            written[index] = i < rendered
-                                 ? renderer.render(plan.renderJobs[index])
-                                 : FFmpegExporter::runExport(plan.exportJobs[index - plan.renderJobs.size()], ffmpeg);
+            FileResult& result = summary.files[index];
+            if (cancel.load())
+                return;
+            JobControl control{&cancel, [&](double share) { report(index, share, false); }};
+            const ExportJob& job = plan.jobs[index];
+            try {
+                // A name the user keeps is not made again only to be refused at the end.
+                const QString promised =
+                    ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
+                if (settings.existing == ExistingOutputs::skip &&
+                    NativePath::exists(QDir(settings.destinationFolder).filePath(promised)))
+                    throw ExportFailure(
+                        QStringLiteral("\"%1\" already exists; it was left as it is").arg(NativePath::shown(promised)));
+                result.written = ExportPipeline::exportFile(job, settings, names, control);
+            } catch (const ExportCancelled&) {
+                return;
+            } catch (...) {
+                result.error = describeException(std::current_exception(), QStringLiteral("Unexpected error"));
+            }
+            report(index, 1.0, true);
         },
-        progress);
-    if (error)
-        return Result::failure(describeException(error, QStringLiteral("Unexpected error")));
-    return written;
+        [](int64_t) {});
+    summary.cancelled = cancel.load();
+    return summary;
 }
 
 } // namespace ExportRun

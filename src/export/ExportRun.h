@@ -1,15 +1,15 @@
 #pragma once
 
 // One "Export All" as plain steps: the clipping guard before it, the jobs it
-// builds from the working list, the check that no output replaces a source,
-// and the run that renders files with segment edits and hands the others to
-// the encoder, one job per core at a time.
+// builds from the working list with their names decided together, and the
+// run that exports them one per core at a time. A file that cannot be
+// exported is skipped with its reason and the others go on; a cancelled run
+// stops every job, keeps the finished files and leaves nothing else.
 
-#include "export/FFmpegExporter.h"
-#include "export/InAppRenderer.h"
-#include "io/Outcome.h"
+#include "export/ExportPipeline.h"
 #include "list/AudioFileItem.h"
 
+#include <atomic>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -34,32 +34,43 @@ std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>&
 std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files);
 
 struct Plan {
-    std::vector<RenderJob> renderJobs;
-    std::vector<ExportJob> exportJobs;
-    int64_t count() const { return static_cast<int64_t>(renderJobs.size() + exportJobs.size()); }
+    std::vector<ExportJob> jobs;
+    // Every listed file, analysed or not: no output may take one's name.
+    QStringList sources;
+    int64_t count() const { return static_cast<int64_t>(jobs.size()); }
 };
 
-// One job per analysed file, in list order: files with segment edits (or
-// with samples that were not numbers, or a name that is not UTF-8) are
-// rendered, with a copy of their edits; the others go to the encoder.
-Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const QString& destinationFolder, ExportFormat format,
-               SampleRate rate, bool useLimiter);
+// One job per analysed file, in list order, with a copy of its edits and a
+// stem of its own (shortened to what the folder's file system takes).
+Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings& settings);
 
-// The first output name of the plan that is one of `sources` (the same file,
-// compared by device and inode, so through links too), as an error text;
-// none when all is safe.
-std::optional<QString> findReplacedSource(const Plan& plan, const std::vector<AudioFileItemPtr>& sources);
+// The outputs that would take the name of a file already in the folder.
+QStringList existingOutputs(const Plan& plan, const ExportSettings& settings);
 
-// How a run ended: what it wrote (in job order), or the first error.
-// The error is the status line's text after "Export error: ".
-using Result = Outcome<std::vector<ExportedFile>>;
+// How one file ended.
+struct FileResult {
+    QString sourcePath;
+    std::optional<ExportedFile> written;
+    QString error; // why it was not written; empty when it was or the run was cancelled
+};
+
+struct Summary {
+    std::vector<FileResult> files; // in job order
+    bool cancelled = false;
+    QString error; // what kept the whole run from starting (the folder)
+    int64_t writtenCount() const;
+    int64_t failedCount() const;
+};
 
 // The status line's text for a finished run.
-QString describe(const Result& result);
+QString describe(const Summary& summary);
+
+// Progress: files finished, and the share of the ones running added.
+using Progress = std::function<void(int64_t finished, double done)>;
 
 // Runs the plan on a pool of worker threads and returns when every job has
-// ended or the first has failed; `progress(k)` is called, from a worker,
-// each time k files are done. An empty `ffmpegPath` looks for the encoder.
-Result run(const Plan& plan, const QString& ffmpegPath, const std::function<void(int64_t)>& progress);
+// ended. `progress` is called from the workers, one call at a time.
+Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<bool>& cancel,
+            const Progress& progress);
 
 } // namespace ExportRun

@@ -6,13 +6,14 @@
 #include <QDir>
 #include <QThread>
 #include <QThreadPool>
+#include <algorithm>
 
 ExportChoices ExportChoices::withFormat(ExportFormat f) const {
-    return {f, supportsRate(f, sampleRate) ? sampleRate : SampleRate::rate48000};
+    return {f, supportsRate(f, sampleRate) ? sampleRate : SampleRate::rate48000, ceilingDBTP};
 }
 
 ExportChoices ExportChoices::withSampleRate(SampleRate rate) const {
-    return {format, supportsRate(format, rate) ? rate : sampleRate};
+    return {format, supportsRate(format, rate) ? rate : sampleRate, ceilingDBTP};
 }
 
 ExportSession::ExportSession(AppState& state, QObject* parent) : QObject(parent), state_(state) {}
@@ -37,6 +38,14 @@ void ExportSession::setSampleRate(SampleRate rate) {
     emit choicesChanged();
 }
 
+void ExportSession::setCeilingDBTP(double ceiling) {
+    ceiling = std::clamp(std::round(ceiling * 10.0) / 10.0, lowestCeilingDBTP, highestCeilingDBTP);
+    if (ceiling == choices_.ceilingDBTP)
+        return;
+    choices_.ceilingDBTP = ceiling;
+    emit choicesChanged();
+}
+
 void ExportSession::setProgress(ExportProgress progress) {
     if (progress == progress_)
         return;
@@ -44,53 +53,70 @@ void ExportSession::setProgress(ExportProgress progress) {
     emit progressChanged();
 }
 
-void ExportSession::end(const ExportRun::Result& result) {
-    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    isExporting_ = false;
-    emit isExportingChanged();
-    setProgress({0, 0});
-    state_.setStatusMessage(ExportRun::describe(result));
-    emit finished(result);
+ExportSettings ExportSession::settingsFor(const QString& chosenFolder, bool useLimiter,
+                                          ExistingOutputs existing) const {
+    return {QDir(chosenFolder).filePath(QStringLiteral("normalized")),
+            choices_.format,
+            choices_.sampleRate,
+            useLimiter,
+            choices_.ceilingDBTP,
+            existing};
 }
 
-void ExportSession::start(bool useLimiter, const QString& chosenFolder, const QString& ffmpegPath) {
+QStringList ExportSession::existingOutputs(const QString& chosenFolder) const {
+    const ExportSettings settings = settingsFor(chosenFolder, true, ExistingOutputs::skip);
+    return ExportRun::existingOutputs(ExportRun::buildPlan(state_.files(), settings), settings);
+}
+
+void ExportSession::end(const ExportRun::Summary& summary) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
+    isExporting_ = false;
+    cancel_.reset();
+    emit isExportingChanged();
+    setProgress({});
+    state_.setStatusMessage(ExportRun::describe(summary));
+    emit finished(summary);
+}
+
+void ExportSession::cancel() {
+    if (!cancel_ || cancel_->exchange(true))
+        return;
+    state_.setStatusMessage(QStringLiteral("Cancelling the export..."));
+}
+
+void ExportSession::start(bool useLimiter, const QString& chosenFolder, ExistingOutputs existing) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     if (chosenFolder.isEmpty() || isExporting_)
         return;
-    const QString destination = QDir(chosenFolder).filePath(QStringLiteral("normalized"));
-    ExportRun::Plan plan =
-        ExportRun::buildPlan(state_.files(), destination, choices_.format, choices_.sampleRate, useLimiter);
-    if (const auto replaced = ExportRun::findReplacedSource(plan, state_.files())) {
-        const auto refused = ExportRun::Result::failure(*replaced);
-        state_.setStatusMessage(ExportRun::describe(refused));
-        emit finished(refused);
-        return;
-    }
-
+    const ExportSettings settings = settingsFor(chosenFolder, useLimiter, existing);
+    ExportRun::Plan plan = ExportRun::buildPlan(state_.files(), settings);
     const int64_t total = plan.count();
     isExporting_ = true;
+    cancel_ = std::make_shared<std::atomic<bool>>(false);
     emit isExportingChanged();
-    setProgress({0, total});
-    state_.setStatusMessage(QStringLiteral("Exporting %1 files...").arg(total));
+    setProgress({0, total, 0.0});
+    state_.setStatusMessage(total == 1 ? QStringLiteral("Exporting 1 file...")
+                                       : QStringLiteral("Exporting %1 files...").arg(total));
 
     // Every change the run makes goes through the main thread; a session
     // that no longer exists is left alone.
     const QPointer<ExportSession> self(this);
-    QThreadPool::globalInstance()->start([self, plan = std::move(plan), total, ffmpegPath, destination] {
-        // What a killed or crashed run left behind; a live run's files are locked.
-        TemporaryFiles::removeStale(destination);
+    QThreadPool::globalInstance()->start([self, plan = std::move(plan), settings, total, cancel = cancel_] {
         TemporaryFiles::removeStale(QDir::tempPath());
-        ExportRun::Result result = ExportRun::run(plan, ffmpegPath, [self, total](int64_t k) {
-            postToMainThread([self, k, total] {
-                if (!self)
-                    return;
-                self->setProgress({k, total});
-                self->state_.setStatusMessage(QStringLiteral("Exporting %1/%2...").arg(k).arg(total));
+        ExportRun::Summary summary =
+            ExportRun::run(plan, settings, *cancel, [self, total, cancel](int64_t finished, double done) {
+                postToMainThread([self, finished, done, total, cancel] {
+                    if (!self || !self->isExporting_ || cancel->load())
+                        return;
+                    const bool fileDone = finished != self->progress_.current;
+                    self->setProgress({finished, total, done});
+                    if (fileDone)
+                        self->state_.setStatusMessage(QStringLiteral("Exporting %1/%2...").arg(finished).arg(total));
+                });
             });
-        });
-        postToMainThread([self, result = std::move(result)] {
+        postToMainThread([self, summary = std::move(summary)] {
             if (self)
-                self->end(result);
+                self->end(summary);
         });
     });
 }

@@ -1,9 +1,10 @@
 #pragma once
 
-// The export as the window and the command line see it: the choices (format
-// and rate), whether a run is going and how far it is, and the start of a
-// run over the working list. Main thread only; the run itself works on a
-// pool thread and reports back by posting to the main thread.
+// The export as the window and the command line see it: the choices (format,
+// rate, ceiling), whether a run is going and how far it is, the start of a
+// run over the working list, and its cancellation. Main thread only; the
+// run itself works on a pool thread and reports back by posting to the main
+// thread.
 
 #include "export/ExportFormat.h"
 #include "export/ExportRun.h"
@@ -11,12 +12,15 @@
 
 #include <QObject>
 #include <QPointer>
+#include <atomic>
+#include <memory>
 
 // The format and rate of the next export. A format never goes with a rate
 // it cannot hold (MP3 above 48 kHz).
 struct ExportChoices {
     ExportFormat format = ExportFormat::wav24;
     SampleRate sampleRate = SampleRate::rate48000;
+    double ceilingDBTP = defaultCeilingDBTP;
     // The rate gives way to 48 kHz when the format cannot hold it.
     ExportChoices withFormat(ExportFormat f) const;
     // Unchanged when the format cannot hold the rate.
@@ -25,8 +29,9 @@ struct ExportChoices {
 };
 
 struct ExportProgress {
-    int64_t current = 0;
+    int64_t current = 0; // files finished
     int64_t total = 0;
+    double done = 0.0; // files finished plus the share of the running ones
     friend bool operator==(const ExportProgress&, const ExportProgress&) = default;
 };
 
@@ -45,25 +50,33 @@ public:
     // A format change that moves the rate says so in the status line.
     void setFormat(ExportFormat format);
     void setSampleRate(SampleRate rate);
+    // Clamped to the range the limiter takes.
+    void setCeilingDBTP(double ceiling);
 
-    // Starts a run into `chosenFolder`/normalized and returns at once;
-    // `finished` follows on the main thread (at once when an output would
-    // replace a source; never for an empty folder, a cancelled chooser). An
-    // empty `ffmpegPath` looks for the encoder; tests pass their own.
-    void start(bool useLimiter, const QString& chosenFolder, const QString& ffmpegPath = QString());
+    // The settings of a run into `chosenFolder`/normalized.
+    ExportSettings settingsFor(const QString& chosenFolder, bool useLimiter, ExistingOutputs existing) const;
+    // The names in that folder an export now would take.
+    QStringList existingOutputs(const QString& chosenFolder) const;
+
+    // Starts a run and returns at once; `finished` follows on the main
+    // thread. Nothing happens for an empty folder or while a run is going.
+    void start(bool useLimiter, const QString& chosenFolder, ExistingOutputs existing);
+    // Stops the running jobs; `finished` follows, with what was written.
+    void cancel();
 
 signals:
     void choicesChanged();
     void isExportingChanged();
     void progressChanged();
-    void finished(const ExportRun::Result& result);
+    void finished(const ExportRun::Summary& summary);
 
 private:
     void setProgress(ExportProgress progress);
-    void end(const ExportRun::Result& result);
+    void end(const ExportRun::Summary& summary);
 
     AppState& state_;
     ExportChoices choices_;
     bool isExporting_ = false;
     ExportProgress progress_;
+    std::shared_ptr<std::atomic<bool>> cancel_;
 };

@@ -93,6 +93,7 @@ struct AudioReader::Impl {
     int64_t skipTo = -1; // after a seek: the frame the caller asked for
     int errorsInARow = 0;
     bool failOnDamage = false;
+    int maxChannels = 0;
     bool primed = false;   // the first frame has been decoded
     int64_t nonFinite = 0; // samples that were not numbers, handed out as 0
 
@@ -104,6 +105,16 @@ struct AudioReader::Impl {
         avformat_close_input(&format);
         av_channel_layout_uninit(&layout);
         av_channel_layout_uninit(&convertedFrom);
+    }
+
+    // The layout that comes out: the file's, or fewer channels down-mixed.
+    void setLayout(const AVChannelLayout& from) {
+        copyLayout(&layout, from);
+        if (maxChannels > 0 && layout.nb_channels > maxChannels) {
+            av_channel_layout_uninit(&layout);
+            av_channel_layout_default(&layout, maxChannels);
+        }
+        channels = layout.nb_channels;
     }
 
     [[noreturn]] void fail(const QString& why) const {
@@ -163,8 +174,7 @@ void AudioReader::Impl::open(const QString& path) {
     if ((result = avcodec_open2(codec, decoder, nullptr)) < 0)
         fail(avError(result));
     rate = codec->sample_rate;
-    channels = codec->ch_layout.nb_channels;
-    copyLayout(&layout, codec->ch_layout);
+    setLayout(codec->ch_layout);
     // The first frame says what really comes out (a header may state the
     // core rate of a stream that decodes at twice it); it waits in `pending`.
     decodeNext();
@@ -275,10 +285,8 @@ void AudioReader::Impl::convert(const AVFrame* decoded) {
         primed = true;
         if (decoded->sample_rate > 0)
             rate = decoded->sample_rate;
-        if (decoded->ch_layout.nb_channels > 0) {
-            copyLayout(&layout, decoded->ch_layout);
-            channels = layout.nb_channels;
-        }
+        if (decoded->ch_layout.nb_channels > 0)
+            setLayout(decoded->ch_layout);
     }
     if (!converter || decoded->format != convertedFormat || decoded->sample_rate != convertedRate ||
         av_channel_layout_compare(&decoded->ch_layout, &convertedFrom) != 0) {
@@ -346,8 +354,9 @@ void AudioReader::Impl::clean(float* samples, size_t count) {
                 .arg(name, QString::asprintf("%+.0f", 20.0 * std::log10(static_cast<double>(largest)))));
 }
 
-AudioReader::AudioReader(const QString& path, Damage damage) : impl_(std::make_unique<Impl>()) {
+AudioReader::AudioReader(const QString& path, Damage damage, int maxChannels) : impl_(std::make_unique<Impl>()) {
     impl_->failOnDamage = damage == Damage::fail;
+    impl_->maxChannels = maxChannels;
     impl_->open(path);
 }
 

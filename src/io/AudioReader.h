@@ -21,7 +21,10 @@ public:
     // Throws FileError naming the file and why the libraries refuse it (not
     // a file they know, no audio stream, no decoder), NotAFileError when it
     // is no readable regular file at all.
-    explicit AudioReader(const QString& path, Damage damage = Damage::skip);
+    // With `maxChannels`, a file of more channels comes out down-mixed to
+    // that many (the usual layout of that count) with the ITU-R BS.775
+    // coefficients: centre and surrounds at -3 dB, LFE left out.
+    explicit AudioReader(const QString& path, Damage damage = Damage::skip, int maxChannels = 0);
     ~AudioReader();
     AudioReader(AudioReader&&) noexcept;
     AudioReader& operator=(AudioReader&&) noexcept;

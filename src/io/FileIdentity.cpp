@@ -4,10 +4,14 @@
 
 #include <sys/stat.h>
 
+std::optional<FileId> fileIdOf(const QString& path) {
+    struct stat info {};
+    if (::stat(NativePath::encode(path).constData(), &info) != 0)
+        return std::nullopt;
+    return FileId{static_cast<uint64_t>(info.st_dev), static_cast<uint64_t>(info.st_ino)};
+}
+
 bool isSameFile(const QString& a, const QString& b) {
-    struct stat sa {
-    }, sb{};
-    if (::stat(NativePath::encode(a).constData(), &sa) != 0 || ::stat(NativePath::encode(b).constData(), &sb) != 0)
-        return false;
-    return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
+    const std::optional<FileId> ia = fileIdOf(a);
+    return ia && ia == fileIdOf(b);
 }

@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QUuid>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -90,15 +91,35 @@ void TemporaryFile::discard() noexcept {
     fd_ = -1;
 }
 
-void TemporaryFile::commitAs(const QString& finalPath) {
+void TemporaryFile::commitAs(const QString& finalPath) { commit(finalPath, true); }
+
+bool TemporaryFile::commitAsNew(const QString& finalPath) { return commit(finalPath, false); }
+
+bool TemporaryFile::commit(const QString& finalPath, bool replace) {
     const QByteArray from = NativePath::encode(path_);
+    const QByteArray to = NativePath::encode(finalPath);
     const QString finalName = NativePath::shownName(finalPath);
     if (fd_ < 0 || !stillNames(from, fd_))
         throw FileError(QStringLiteral("Cannot write \"%1\": its temporary file was replaced").arg(finalName));
     if (::fsync(fd_) != 0)
         throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
-    if (::rename(from.constData(), NativePath::encode(finalPath).constData()) != 0)
-        throw FileError(QStringLiteral("Cannot replace \"%1\": %2").arg(finalName, systemReason(errno)));
+    if (replace) {
+        if (::rename(from.constData(), to.constData()) != 0)
+            throw FileError(QStringLiteral("Cannot replace \"%1\": %2").arg(finalName, systemReason(errno)));
+    } else if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) != 0) {
+        // A file system without the flag: a hard link is made only where no name is.
+        if (errno != EINVAL && errno != ENOSYS) {
+            if (errno == EEXIST)
+                return false;
+            throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
+        }
+        if (::link(from.constData(), to.constData()) != 0) {
+            if (errno == EEXIST)
+                return false;
+            throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
+        }
+        ::unlink(from.constData());
+    }
     // The rename itself reaches the disk with the folder.
     const int folder =
         ::open(NativePath::encode(QFileInfo(finalPath).absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -109,6 +130,7 @@ void TemporaryFile::commitAs(const QString& finalPath) {
     ::close(fd_);
     fd_ = -1;
     tracked_ = Interruption::TrackedPath();
+    return true;
 }
 
 namespace TemporaryFiles {

@@ -40,8 +40,12 @@ public:
     // when this object goes. Fails when something replaced the temporary
     // name meanwhile.
     void commitAs(const QString& finalPath);
+    // The same, but never over an existing name: false, and the file still
+    // temporary, when something is there.
+    bool commitAsNew(const QString& finalPath);
 
 private:
+    bool commit(const QString& finalPath, bool replace);
     void discard() noexcept;
 
     QString path_;

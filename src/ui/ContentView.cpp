@@ -319,7 +319,7 @@ void ContentView::refreshStatus() {
 void ContentView::refreshProgress() {
     progress_->setVisible(session_.isExporting());
     const ExportProgress p = session_.progress();
-    const double fraction = p.total < 1 ? 0.0 : static_cast<double>(p.current) / static_cast<double>(p.total);
+    const double fraction = p.total < 1 ? 0.0 : std::clamp(p.done / static_cast<double>(p.total), 0.0, 1.0);
     progressText_->setText(QString::asprintf("Exporting %lld / %lld files...", static_cast<long long>(p.current),
                                              static_cast<long long>(p.total)));
     progressPercent_->setText(QStringLiteral("%1%").arg(static_cast<int>(fraction * 100)));

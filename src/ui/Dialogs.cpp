@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QSettings>
 #include <QStringList>
 
@@ -81,6 +83,31 @@ Dialogs Dialogs::standard() {
         if (dialog.exec() != QDialog::Accepted)
             return std::nullopt;
         return dialog.useLimiter();
+    };
+    d.askAboutExisting = [](QWidget* parent, const QStringList& names) -> std::optional<ExistingOutputs> {
+        QMessageBox box(
+            QMessageBox::Question, QStringLiteral("Replace Earlier Exports?"),
+            names.size() == 1
+                ? QStringLiteral("\"%1\" is already in the export folder.").arg(names.front())
+                : QStringLiteral("%1 files of this export are already in the export folder.").arg(names.size()),
+            QMessageBox::NoButton, parent);
+        box.setInformativeText(QStringLiteral("Replace them with the new files, or keep both under new names?"));
+        QAbstractButton* replace = box.addButton(QStringLiteral("Replace Them"), QMessageBox::DestructiveRole);
+        QAbstractButton* keep = box.addButton(QStringLiteral("Keep Both"), QMessageBox::AcceptRole);
+        box.addButton(QMessageBox::Cancel);
+        box.setDefaultButton(qobject_cast<QPushButton*>(keep));
+        box.exec();
+        if (box.clickedButton() == replace)
+            return ExistingOutputs::replace;
+        if (box.clickedButton() == keep)
+            return ExistingOutputs::keepBoth;
+        return std::nullopt;
+    };
+    d.confirmQuitDuringExport = [](QWidget* parent) {
+        return QMessageBox::question(parent, QStringLiteral("Quit Sonivel?"),
+                                     QStringLiteral("An export is running. Cancel it and quit? The files already "
+                                                    "written are kept."),
+                                     QMessageBox::Yes | QMessageBox::No, QMessageBox::No) == QMessageBox::Yes;
     };
     return d;
 }

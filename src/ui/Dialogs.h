@@ -3,6 +3,7 @@
 // The questions the window asks the user through dialogs, as replaceable
 // functions, so tests can answer them. The defaults show the real dialogs.
 
+#include "export/ExportJob.h"
 #include "list/AppState.h"
 
 #include <QList>
@@ -23,6 +24,11 @@ struct Dialogs {
     // The clipping dialog over the state's clipping files: use the limiter
     // (true), export anyway (false), or cancel (none).
     std::function<std::optional<bool>(QWidget* parent, const AppState& state)> askAboutClipping;
+    // Earlier outputs of these names are in the folder: replace them, keep
+    // both, or cancel (none).
+    std::function<std::optional<ExistingOutputs>(QWidget* parent, const QStringList& names)> askAboutExisting;
+    // Quitting while an export runs: whether to cancel it and quit.
+    std::function<bool(QWidget* parent)> confirmQuitDuringExport;
 
     // The desktop's file dialogs, each starting in the folder last used for
     // its purpose ("audio", "export", "settings").

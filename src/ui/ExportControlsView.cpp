@@ -4,15 +4,19 @@
 #include "list/SettingsFile.h"
 
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QShortcut>
 #include <QStandardItemModel>
 
 ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, Dialogs& dialogs, QWidget* parent)
     : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), dialogs_(dialogs),
-      format_(new QComboBox), rate_(new QComboBox), save_(new QPushButton(QStringLiteral("Save Settings"))),
-      load_(new QPushButton(QStringLiteral("Load Settings"))), export_(new QPushButton(QStringLiteral("Export All"))) {
+      format_(new QComboBox), rate_(new QComboBox), ceiling_(new QDoubleSpinBox),
+      escape_(new QShortcut(QKeySequence(Qt::Key_Escape), this)),
+      save_(new QPushButton(QStringLiteral("Save Settings"))), load_(new QPushButton(QStringLiteral("Load Settings"))),
+      export_(new QPushButton(QStringLiteral("Export All"))) {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(12, 6, 12, 6);
     for (ExportFormat f : allExportFormats)
@@ -22,6 +26,14 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
         rate_->addItem(label(r), static_cast<qlonglong>(rawValue(r)));
     rate_->setFixedWidth(100);
     rate_->setObjectName(QStringLiteral("sampleRate"));
+    ceiling_->setObjectName(QStringLiteral("ceiling"));
+    ceiling_->setRange(lowestCeilingDBTP, highestCeilingDBTP);
+    ceiling_->setDecimals(1);
+    ceiling_->setSingleStep(0.1);
+    ceiling_->setSuffix(QStringLiteral(" dBTP"));
+    ceiling_->setToolTip(QStringLiteral("The highest true peak an export may reach; the limiter or the clipping "
+                                        "guard keeps every file at or under it."));
+    escape_->setContext(Qt::WindowShortcut);
     export_->setObjectName(QStringLiteral("exportAll"));
     QFont bold = export_->font();
     bold.setBold(true);
@@ -33,6 +45,8 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
     row->addWidget(format_);
     row->addWidget(new QLabel(QStringLiteral("Sample Rate:")));
     row->addWidget(rate_);
+    row->addWidget(new QLabel(QStringLiteral("Ceiling:")));
+    row->addWidget(ceiling_);
     row->addStretch();
     for (QPushButton* b : {save_, load_}) {
         b->setMinimumWidth(b->sizeHint().width() + 16); // room around the words
@@ -44,6 +58,8 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
             [this](int i) { session_.setFormat(allExportFormats[static_cast<size_t>(i)]); });
     connect(rate_, &QComboBox::currentIndexChanged, this,
             [this](int i) { session_.setSampleRate(allSampleRates[static_cast<size_t>(i)]); });
+    connect(ceiling_, &QDoubleSpinBox::valueChanged, this, [this](double v) { session_.setCeilingDBTP(v); });
+    connect(escape_, &QShortcut::activated, &session_, &ExportSession::cancel);
     connect(save_, &QPushButton::clicked, this, [this] {
         const QString path = dialogs_.chooseSettingsToSave(this);
         if (!path.isEmpty())
@@ -62,11 +78,23 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
 }
 
 void ExportControlsView::refresh() {
-    export_->setEnabled(!state_.files().empty() && !session_.isExporting());
-    // Rates the format cannot hold are shown, but not offered.
+    const bool exporting = session_.isExporting();
+    export_->setText(exporting ? QStringLiteral("Cancel") : QStringLiteral("Export All"));
+    export_->setEnabled(exporting || !state_.files().empty());
+    escape_->setEnabled(exporting);
+    for (QWidget* w : std::initializer_list<QWidget*>{format_, rate_, ceiling_, load_})
+        w->setEnabled(!exporting);
+    // Rates the format cannot hold are shown, but not offered, and say why.
+    const ExportFormat format = session_.choices().format;
     auto* rates = qobject_cast<QStandardItemModel*>(rate_->model());
-    for (size_t i = 0; i < allSampleRates.size(); ++i)
-        rates->item(static_cast<int>(i))->setEnabled(supportsRate(session_.choices().format, allSampleRates[i]));
+    for (size_t i = 0; i < allSampleRates.size(); ++i) {
+        QStandardItem* item = rates->item(static_cast<int>(i));
+        const bool held = supportsRate(format, allSampleRates[i]);
+        item->setEnabled(held);
+        item->setToolTip(
+            held ? QString() : QStringLiteral("%1 holds at most %2 Hz").arg(rawValue(format)).arg(maximumRate(format)));
+    }
+    ceiling_->setValue(session_.choices().ceilingDBTP);
     const auto formatIndex = std::find(allExportFormats.begin(), allExportFormats.end(), session_.choices().format);
     format_->setCurrentIndex(static_cast<int>(formatIndex - allExportFormats.begin()));
     const auto rateIndex = std::find(allSampleRates.begin(), allSampleRates.end(), session_.choices().sampleRate);
@@ -74,9 +102,14 @@ void ExportControlsView::refresh() {
 }
 
 void ExportControlsView::startExport() {
+    if (session_.isExporting()) {
+        session_.cancel();
+        return;
+    }
     if (state_.files().empty())
         return;
-    bool useLimiter = false;
+    // Where nothing passes the ceiling the limiter changes nothing.
+    bool useLimiter = true;
     if (!ExportRun::findClippingFiles(state_.files()).empty()) {
         const std::optional<bool> answer = dialogs_.askAboutClipping(this, state_);
         if (!answer)
@@ -84,6 +117,14 @@ void ExportControlsView::startExport() {
         useLimiter = *answer;
     }
     const QString folder = dialogs_.chooseExportFolder(this);
-    if (!folder.isEmpty())
-        session_.start(useLimiter, folder);
+    if (folder.isEmpty())
+        return;
+    ExistingOutputs existing = ExistingOutputs::keepBoth;
+    if (const QStringList names = session_.existingOutputs(folder); !names.isEmpty()) {
+        const std::optional<ExistingOutputs> answer = dialogs_.askAboutExisting(this, names);
+        if (!answer)
+            return;
+        existing = *answer;
+    }
+    session_.start(useLimiter, folder, existing);
 }

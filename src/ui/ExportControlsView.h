@@ -1,7 +1,8 @@
 #pragma once
 
 // The export controls: format and rate, Save and Load Settings, and
-// "Export All" with the clipping check before it.
+// "Export All" with the clipping check before it, which becomes "Cancel"
+// while a run goes.
 
 #include "export/ExportSession.h"
 #include "list/AppState.h"
@@ -10,7 +11,9 @@
 #include <QGroupBox>
 
 class QComboBox;
+class QDoubleSpinBox;
 class QPushButton;
+class QShortcut;
 
 class ExportControlsView : public QGroupBox {
     Q_OBJECT
@@ -18,7 +21,9 @@ class ExportControlsView : public QGroupBox {
 public:
     ExportControlsView(AppState& state, ExportSession& session, Dialogs& dialogs, QWidget* parent = nullptr);
 
-    // What "Export All" does: the clipping check, then the export run.
+    // What "Export All" does: the clipping check, the folder, the question
+    // about earlier outputs, then the export run. While a run goes, the
+    // button (and Escape) cancels it.
     void startExport();
 
 private:
@@ -29,6 +34,8 @@ private:
     Dialogs& dialogs_;
     QComboBox* format_;
     QComboBox* rate_;
+    QDoubleSpinBox* ceiling_;
+    QShortcut* escape_;
     QPushButton* save_;
     QPushButton* load_;
     QPushButton* export_;

@@ -6,11 +6,12 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCloseEvent>
 #include <QMenuBar>
 #include <QSettings>
 
 MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOutput> output, QWidget* parent)
-    : QMainWindow(parent), state_(state), exports_(state),
+    : QMainWindow(parent), state_(state), dialogs_(dialogs), exports_(state),
       content_(new ContentView(state, exports_, &undo_, std::move(dialogs), std::move(output))) {
     setWindowTitle(QStringLiteral("Sonivel"));
     setCentralWidget(content_);
@@ -20,7 +21,11 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->addAction(QStringLiteral("Add Files..."), QKeySequence::Open, content_, &ContentView::addFiles);
     file->addSeparator();
-    file->addAction(QStringLiteral("Quit"), QKeySequence::Quit, qApp, &QApplication::quit);
+    file->addAction(QStringLiteral("Quit"), QKeySequence::Quit, this, &QWidget::close);
+    connect(&exports_, &ExportSession::finished, this, [this] {
+        if (closeAfterExport_)
+            close();
+    });
     QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
     QAction* undo = undo_.createUndoAction(this, QStringLiteral("Undo"));
     undo->setShortcut(QKeySequence::Undo);
@@ -37,6 +42,18 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
         if (state_.showOnboarding())
             showOnboarding();
     });
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    if (exports_.isExporting()) {
+        event->ignore();
+        if (closeAfterExport_ || dialogs_.confirmQuitDuringExport(this)) {
+            closeAfterExport_ = true;
+            exports_.cancel();
+        }
+        return;
+    }
+    QMainWindow::closeEvent(event);
 }
 
 void MainWindow::addCommandAfterAbout(QAction* command) { help_->insertAction(help_->actions().value(1), command); }

@@ -37,8 +37,14 @@ public:
     // On the first launch only: remembers it was seen and asks for the wizard.
     static void markFirstLaunch(AppState& state);
 
+protected:
+    // While an export runs, asks; a yes cancels it and closes once it ended.
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     AppState& state_;
+    Dialogs dialogs_;
+    bool closeAfterExport_ = false;
     ExportSession exports_;
     QUndoStack undo_;
     ContentView* content_;

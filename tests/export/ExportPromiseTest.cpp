@@ -52,12 +52,12 @@ ExportedFile exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat f
     ExportSession exports(state);
     exports.setFormat(format);
     exports.setSampleRate(rate);
-    std::optional<ExportRun::Result> result;
-    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
-    exports.start(limiter, dir.filePath(folder));
+    std::optional<ExportRun::Summary> result;
+    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Summary& r) { result = r; });
+    exports.start(limiter, dir.filePath(folder), ExistingOutputs::keepBoth);
     EXPECT_TRUE(fixtures::waitUntil([&] { return result.has_value(); }));
-    EXPECT_TRUE(result && result->ok() && result->value().size() == 1) << state.statusMessage().toStdString();
-    return result && result->ok() && !result->value().empty() ? result->value().front() : ExportedFile{};
+    EXPECT_TRUE(result && result->files.size() == 1 && result->files[0].written) << state.statusMessage().toStdString();
+    return result && result->files.size() == 1 && result->files[0].written ? *result->files[0].written : ExportedFile{};
 }
 
 float peakOf(const QString& path) {
@@ -110,15 +110,15 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     }
 
     // Hits pushed 8 dB over full scale: the limiter holds every sample under
-    // -0.3 dBFS (+0.1 dB), and the gain before it is raised until the output
-    // measures what its name promises, on both paths.
+    // the -1 dBTP ceiling (+0.1 dB), and the gain before it is raised once
+    // so that the output measures what its name promises, edited or not.
     AppState hot(AppState::AnalysisOptions{analyzeFileOutcome, 1});
     hot.addFiles(urlsOf({writeHits(dir, "Hits.wav", 30.0)}));
     ASSERT_TRUE(waitForAnalyses(hot));
     AudioFileItem& hits = *hot.files().front();
     hits.setCorrectionDB(8.0 - hits.analysis()->peakDBFS);
     hits.setIsManualOverride(true);
-    const double ceiling = std::pow(10.0, (-0.3 + 0.1) / 20.0);
+    const double ceiling = std::pow(10.0, (-1.0 + 0.1) / 20.0);
     for (bool edited : {false, true}) {
         if (edited)
             hits.segmentEdits().addSeparator(10.0);
@@ -127,7 +127,8 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
                                                    QStringLiteral("lim%1-%2").arg(edited).arg(caseName(format)));
             const std::string where = caseName(format).toStdString() + (edited ? " rendered" : " encoded");
             EXPECT_FALSE(limited.offTarget) << where;
-            EXPECT_EQ(QFileInfo(limited.path).fileName(), exportFileName(hits.path(), *hits.finalLUFS(), format));
+            EXPECT_EQ(QFileInfo(limited.path).fileName(),
+                      ExportNaming::fileName("Hits", *hits.finalLUFS(), false, format));
             EXPECT_NEAR(LoudnessAnalyzer::analyze(limited.path).peakLUFS, *hits.finalLUFS(), 0.2) << where;
             const float peak = peakOf(limited.path);
             EXPECT_LE(peak, ceiling) << "peak " << 20 * std::log10(peak) << " dBFS, " << where;
@@ -147,8 +148,8 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     const double measured = LoudnessAnalyzer::analyze(held.path).peakLUFS;
     EXPECT_LT(measured, *dense.files().front()->finalLUFS() - 0.2);
     EXPECT_NEAR(held.loudnessLUFS, measured, 1e-9);
-    EXPECT_EQ(QFileInfo(held.path).fileName(), exportFileName(held.sourcePath, measured, ExportFormat::wav24));
+    EXPECT_EQ(QFileInfo(held.path).fileName(), ExportNaming::fileName("Dense", measured, false, ExportFormat::wav24));
     EXPECT_EQ(dense.statusMessage(),
-              QStringLiteral("Export complete! The limiter's ceiling keeps 1 file below target: %1 at %2 LUFS")
+              QStringLiteral("Export complete! Off target: %1: the limiter's ceiling holds it at %2 LUFS.")
                   .arg(QFileInfo(held.path).fileName(), QString::asprintf("%.1f", measured)));
 }

@@ -1,5 +1,3 @@
-#include "FakeFFmpeg.h"
-
 #include "../list/ListFixtures.h"
 #include "export/ExportSession.h"
 
@@ -45,88 +43,72 @@ TEST(ExportRunTest, ClippingGuardAndSafeTarget) {
     EXPECT_DOUBLE_EQ(*ExportRun::computeSafeTarget({under, lowered, raised, unanalysed}), -19.0);
     EXPECT_FALSE(ExportRun::computeSafeTarget({unanalysed}));
 
-    const ExportRun::Plan plan = ExportRun::buildPlan({under, raised, unanalysed}, "/out/normalized",
-                                                      ExportFormat::flac, SampleRate::rate44100, true);
-    ASSERT_EQ(plan.renderJobs.size(), 1u);
-    ASSERT_EQ(plan.exportJobs.size(), 1u);
-    EXPECT_EQ(plan.renderJobs[0].segmentEdits, raised->segmentEdits().snapshot());
-    EXPECT_DOUBLE_EQ(plan.renderJobs[0].finalLUFS, -21.0);
+    ExportSettings settings;
+    settings.destinationFolder = "/out/normalized";
+    settings.format = ExportFormat::flac;
+    const ExportRun::Plan plan = ExportRun::buildPlan({under, raised, unanalysed}, settings);
+    ASSERT_EQ(plan.jobs.size(), 2u);
+    EXPECT_EQ(plan.sources.size(), 3) << "every listed file is guarded, analysed or not";
+    EXPECT_FALSE(plan.jobs[0].segmentEdits);
+    EXPECT_EQ(plan.jobs[1].segmentEdits, raised->segmentEdits().snapshot());
+    EXPECT_DOUBLE_EQ(plan.jobs[1].promisedLUFS, -21.0);
     raised->segmentEdits().setSegmentGain(1, 9.0);
-    EXPECT_EQ(plan.renderJobs[0].segmentEdits.segmentGains[1].gainOffsetDB, 3.0)
+    EXPECT_EQ(plan.jobs[1].segmentEdits->segmentGains[1].gainOffsetDB, 3.0)
         << "the job keeps the edits as they were when it was built";
-    EXPECT_EQ(plan.exportJobs[0].format, ExportFormat::flac);
-    EXPECT_TRUE(plan.exportJobs[0].useLimiter);
 }
 
-TEST(ExportRunTest, StatusLineFollowsRenderThenEncoderJobs) {
+TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
     QTemporaryDir dir;
-    FakeFFmpeg fake(dir.path());
     AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
-    state.addFiles(
-        urlsOf({writeTone(dir, "edited.wav", 4.0), writeTone(dir, "b.wav", 1.0), writeTone(dir, "c.wav", 1.0)}));
+    const QString gone = writeTone(dir, "gone.wav", 1.0);
+    state.addFiles(urlsOf({writeTone(dir, "edited.wav", 4.0), gone, writeTone(dir, "c.wav", 1.0)}));
     ASSERT_TRUE(waitForAnalyses(state));
     state.files()[0]->segmentEdits().setSegmentGain(0, -1.0);
+    QFile::remove(gone);
     StatusRecorder status(state);
-    QList<std::pair<int64_t, int64_t>> progress;
+    QList<int64_t> finished;
     ExportSession exports(state);
-    QObject::connect(&exports, &ExportSession::progressChanged,
-                     [&] { progress << std::pair(exports.progress().current, exports.progress().total); });
-    std::optional<ExportRun::Result> result;
-    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Result& r) { result = r; });
+    QObject::connect(&exports, &ExportSession::progressChanged, [&] {
+        if (finished.isEmpty() || finished.back() != exports.progress().current)
+            finished << exports.progress().current;
+    });
+    std::optional<ExportRun::Summary> result;
+    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Summary& r) { result = r; });
 
     // What a killed run left in the temporary folder goes at the start.
     QTemporaryDir tmp;
     const QString stale = fixtures::writeFile(tmp.filePath(".sonivel-0A1B2C3D-0000-4000-8000-00000000ABCD.wav"), "x");
     {
         const fixtures::TemporaryFolder inTmp(tmp.path());
-        exports.start(false, dir.filePath("out"), fake.path);
+        exports.start(true, dir.filePath("out"), ExistingOutputs::keepBoth);
         EXPECT_TRUE(exports.isExporting());
         ASSERT_TRUE(waitForExport(exports));
     }
     EXPECT_FALSE(QFileInfo::exists(stale));
-    ASSERT_TRUE(result && result->ok());
-    EXPECT_EQ(result->value().size(), 3u);
-    EXPECT_EQ(status.texts, (QStringList{"Exporting 3 files...", "Exporting 1/3...", "Exporting 2/3...",
-                                         "Exporting 3/3...", "Export complete!"}));
-    EXPECT_EQ(progress, (QList<std::pair<int64_t, int64_t>>{{0, 3}, {1, 3}, {2, 3}, {3, 3}, {0, 0}}));
-    EXPECT_EQ(fake.runs().size(), 2) << "the edited WAV is written in-app";
-    EXPECT_TRUE(QFileInfo::exists(dir.filePath("out/normalized/edited (-16LUFS).wav")));
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->writtenCount(), 2);
+    ASSERT_EQ(result->failedCount(), 1);
+    EXPECT_TRUE(result->files[1].error.contains("gone.wav")) << result->files[1].error.toStdString();
+    EXPECT_EQ(status.texts.mid(0, 4),
+              (QStringList{"Exporting 3 files...", "Exporting 1/3...", "Exporting 2/3...", "Exporting 3/3..."}));
+    EXPECT_TRUE(status.texts.back().startsWith("Export finished: 2 files written, 1 file failed: gone.wav ("))
+        << status.texts.back().toStdString();
+    EXPECT_EQ(finished, (QList<int64_t>{0, 1, 2, 3, 0}));
+    EXPECT_EQ(fixtures::filesIn(dir.filePath("out/normalized")),
+              (QStringList{"c (-16LUFS).wav", "edited (-17LUFS).wav"}));
 
     // Nothing analysed: zero jobs, straight to complete, nothing written.
     AppState empty;
     StatusRecorder emptyStatus(empty);
     ExportSession none(empty);
-    none.start(false, dir.filePath("none"), fake.path);
+    none.start(true, dir.filePath("none"), ExistingOutputs::keepBoth);
     ASSERT_TRUE(waitForExport(none));
     EXPECT_EQ(emptyStatus.texts, (QStringList{"Exporting 0 files...", "Export complete!"}));
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("none")));
-}
-
-TEST(ExportRunTest, FirstErrorEndsTheRun) {
-    QTemporaryDir dir;
-    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
-    state.addFiles(urlsOf({writeTone(dir, "a.wav", 3.5), writeTone(dir, "b.wav", 3.5), writeTone(dir, "c.wav", 1.0)}));
-    ASSERT_TRUE(waitForAnalyses(state));
-    state.files()[0]->segmentEdits().addSeparator(3.0);
-    state.files()[1]->segmentEdits().addSeparator(3.0);
-    ExportSession exports(state);
-    exports.setFormat(ExportFormat::mp3_128);
-
-    // The encoder fails on the edited files, which start first, side by
-    // side: the third job never starts.
-    FakeFFmpeg failing(dir.path(), 1);
-    StatusRecorder status(state);
-    exports.start(false, dir.filePath("out"), failing.path);
-    ASSERT_TRUE(waitForExport(exports));
-    EXPECT_EQ(status.texts,
-              (QStringList{"Exporting 3 files...",
-                           "Export error: FFmpeg encode failed: the encoder stopped with exit code 1 and no message"}));
-    EXPECT_LE(failing.runs().size(), 2);
-    EXPECT_EQ(exports.progress(), (ExportProgress{0, 0}));
 
     // A cancelled folder chooser changes nothing.
-    exports.start(false, QString(), failing.path);
-    EXPECT_EQ(status.texts.size(), 2);
+    exports.start(true, QString(), ExistingOutputs::keepBoth);
+    EXPECT_FALSE(exports.isExporting());
 }
 
 TEST(ExportRunTest, MP3NeverGoesWithNinetySixKilohertz) {

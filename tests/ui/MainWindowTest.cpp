@@ -222,18 +222,20 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     });
     QTest::mouseClick(exportAll, Qt::LeftButton);
     EXPECT_TRUE(child<QFrame>(*w.window, "progressStrip")->isVisible());
-    EXPECT_FALSE(exportAll->isEnabled());
+    EXPECT_EQ(exportAll->text(), "Cancel");
     ASSERT_TRUE(QTest::qWaitFor([&] { return !exports.isExporting(); }, 20000));
     // No gain brings a tone 45 dB up under the limiter's ceiling.
-    EXPECT_TRUE(
-        w.state.statusMessage().startsWith("Export complete! The limiter's ceiling keeps 1 file below target: click ("))
+    EXPECT_TRUE(w.state.statusMessage().startsWith("Export complete! Off target: click ("))
         << w.state.statusMessage().toStdString();
     EXPECT_FALSE(child<QFrame>(*w.window, "progressStrip")->isVisible());
     EXPECT_TRUE(exportAll->isEnabled()) << "ready for the next export";
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
 
-    EXPECT_EQ(strip, (QStringList{"Exporting 0 / 2 files... 0%", "Exporting 1 / 2 files... 50%",
-                                  "Exporting 2 / 2 files... 100%", "Exporting 0 / 0 files... 0%"}));
+    // The strip moves with the running files' shares too, never back.
+    ASSERT_GE(strip.size(), 4);
+    EXPECT_EQ(strip.front(), "Exporting 0 / 2 files... 0%");
+    EXPECT_EQ(strip.mid(strip.size() - 2),
+              (QStringList{"Exporting 2 / 2 files... 100%", "Exporting 0 / 0 files... 0%"}));
 }
 
 TEST(MainWindowTest, AboutAndFirstLaunch) {

@@ -1,0 +1,39 @@
+#pragma once
+
+// Measures a signal streamed as interleaved frames with the analysis's own
+// meter: its figure (the gated loudness of the loudest 20 seconds, on the
+// same down-mix), its sample peak and its true peak over every channel.
+// What it keeps grows by the prefix sums' few numbers a second.
+
+#include "analysis/EnergyPrefix.h"
+#include "analysis/KWeightingFilter.h"
+#include "analysis/TruePeak.h"
+
+#include <cstdint>
+#include <vector>
+
+struct ProgrammeFigures {
+    double loudnessLUFS = -70.0;
+    double samplePeakDBFS = -120.0;
+    double truePeakDBTP = -120.0;
+    int64_t frames = 0;
+    // Every 400 ms block lies under the absolute gate (or there is none).
+    bool isSilent() const { return loudnessLUFS <= -70.0; }
+};
+
+class ProgrammeMeter {
+public:
+    ProgrammeMeter(int64_t sampleRate, int channels, int64_t expectedFrames = 0);
+    void add(const float* interleaved, int64_t frames);
+    ProgrammeFigures finish();
+
+private:
+    int64_t sampleRate_;
+    int channels_;
+    int64_t frames_ = 0;
+    float samplePeak_ = 0.0f;
+    KWeightingFilter filter_;
+    EnergyPrefix::Accumulator energy_;
+    TruePeakMeter truePeak_;
+    std::vector<float> mono_;
+};

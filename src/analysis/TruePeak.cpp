@@ -1,0 +1,108 @@
+#include "analysis/TruePeak.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace {
+
+using Phase = std::array<float, TruePeakDetector::tapsPerPhase>;
+
+// Zeroth-order modified Bessel function of the first kind, for the window.
+double besselI0(double x) {
+    double sum = 1.0, term = 1.0;
+    for (int k = 1; k < 40; ++k) {
+        term *= (x / (2.0 * k)) * (x / (2.0 * k));
+        sum += term;
+    }
+    return sum;
+}
+
+// The three fractional phases (1/4, 2/4, 3/4 of a sample) of a sinc cut off
+// at the original rate's Nyquist frequency, Kaiser-windowed over the
+// interpolator's span. Tap j weighs the sample j − (latency − 1) frames from
+// the one the point follows.
+std::array<Phase, 3> designPhases() {
+    constexpr int half = TruePeakDetector::tapsPerPhase * TruePeakDetector::oversampling / 2;
+    constexpr double beta = 7.0;
+    std::array<Phase, 3> phases{};
+    for (int p = 1; p < TruePeakDetector::oversampling; ++p) {
+        for (int j = 0; j < TruePeakDetector::tapsPerPhase; ++j) {
+            // Distance, in samples, from the point to the tap's sample.
+            const double t = static_cast<double>(p) / TruePeakDetector::oversampling -
+                             static_cast<double>(j - (TruePeakDetector::tapsPerPhase / 2 - 1));
+            const double x = t * TruePeakDetector::oversampling / half;
+            const double window = std::abs(x) < 1.0 ? besselI0(beta * std::sqrt(1.0 - x * x)) / besselI0(beta) : 0.0;
+            const double sinc = std::sin(M_PI * t) / (M_PI * t);
+            phases[static_cast<size_t>(p - 1)][static_cast<size_t>(j)] = static_cast<float>(sinc * window);
+        }
+    }
+    return phases;
+}
+
+const std::array<Phase, 3>& phases() {
+    static const std::array<Phase, 3> designed = designPhases();
+    return designed;
+}
+
+} // namespace
+
+TruePeakDetector::TruePeakDetector(int channels)
+    : channels_(std::max(channels, 1)),
+      lines_(static_cast<size_t>(channels_), std::vector<float>(tapsPerPhase - 1 + block, 0.0f)),
+      zeros_(static_cast<size_t>(latency * channels_), 0.0f) {}
+
+void TruePeakDetector::process(const float* interleaved, int64_t frames, float* peaks) {
+    for (int64_t done = 0; done < frames; done += block) {
+        const int64_t n = std::min(block, frames - done);
+        processBlock(interleaved + done * channels_, n, peaks + done);
+    }
+}
+
+void TruePeakDetector::flush(float* peaks) { process(zeros_.data(), latency, peaks); }
+
+void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, float* peaks) {
+    constexpr int history = tapsPerPhase - 1;
+    std::fill(peaks, peaks + frames, 0.0f);
+    const std::array<Phase, 3>& taps = phases();
+    for (int c = 0; c < channels_; ++c) {
+        float* line = lines_[static_cast<size_t>(c)].data();
+        for (int64_t i = 0; i < frames; ++i)
+            line[history + i] = interleaved[i * channels_ + c];
+        // Output i is the frame at line[i + latency − 1 + …]: the sample
+        // `latency` frames before the newest, with its points after it.
+        for (int64_t i = 0; i < frames; ++i) {
+            const float* window = line + i; // tapsPerPhase samples
+            float peak = std::abs(window[tapsPerPhase / 2 - 1]);
+            for (const Phase& phase : taps) {
+                float sum = 0.0f;
+                for (int j = 0; j < tapsPerPhase; ++j)
+                    sum += phase[static_cast<size_t>(j)] * window[j];
+                peak = std::max(peak, std::abs(sum));
+            }
+            peaks[i] = std::max(peaks[i], peak);
+        }
+        std::copy(line + frames, line + frames + history, line);
+    }
+}
+
+TruePeakMeter::TruePeakMeter(int channels) : detector_(channels), peaks_(1024) {}
+
+void TruePeakMeter::add(const float* interleaved, int64_t frames) {
+    const int64_t block = static_cast<int64_t>(peaks_.size());
+    for (int64_t done = 0; done < frames; done += block) {
+        const int64_t n = std::min(block, frames - done);
+        detector_.process(interleaved + done * detector_.channels(), n, peaks_.data());
+        largest_ = std::max(largest_, *std::max_element(peaks_.begin(), peaks_.begin() + n));
+    }
+}
+
+double TruePeakMeter::finishDBTP() {
+    detector_.flush(peaks_.data());
+    largest_ = std::max(largest_, *std::max_element(peaks_.begin(), peaks_.begin() + TruePeakDetector::latency));
+    return TruePeak::toDB(largest_);
+}
+
+namespace TruePeak {
+double toDB(double linear) { return linear > 0.0 ? 20.0 * std::log10(linear) : -120.0; }
+} // namespace TruePeak

@@ -1,0 +1,86 @@
+#include "export/TruePeakLimiter.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr int64_t block = 1024;
+constexpr double lookAheadSeconds = 0.005;
+constexpr double releaseSeconds = 0.08;
+
+} // namespace
+
+// Gains are held in three windows. The gain a peak at frame m asks for must
+// cover every frame of [m − span, m + span], so that the interpolated points
+// around it scale as the peak does. The running minimum over
+// window = lookAhead + 2·span frames, averaged over lookAhead + 1 frames and
+// read delay = lookAhead + span frames later, is at or below every gain asked
+// for within span frames of the frame it is applied to, and moves in
+// straight ramps.
+TruePeakLimiter::TruePeakLimiter(int channels, int64_t sampleRate, double ceilingDBTP)
+    : channels_(std::max(channels, 1)), ceiling_(static_cast<float>(std::pow(10.0, ceilingDBTP / 20.0))),
+      lookAhead_(std::max<int64_t>(static_cast<int64_t>(lookAheadSeconds * static_cast<double>(sampleRate)), 1)),
+      span_(TruePeakDetector::latency), delay_(lookAhead_ + span_),
+      release_(static_cast<float>(std::exp(-1.0 / (releaseSeconds * static_cast<double>(sampleRate))))),
+      detector_(channels_), peaks_(block), window_(lookAhead_ + 2 * span_ + 1),
+      asked_(static_cast<size_t>(window_), 1.0f), queue_(static_cast<size_t>(window_)),
+      minima_(static_cast<size_t>(lookAhead_ + 1), 1.0f), minimaSum_(static_cast<double>(lookAhead_ + 1)),
+      audio_(static_cast<size_t>(latency() * channels_), 0.0f), zeros_(static_cast<size_t>(block * channels_), 0.0f) {}
+
+void TruePeakLimiter::process(const float* in, int64_t frames, float* out) {
+    for (int64_t done = 0; done < frames; done += block) {
+        const int64_t n = std::min(block, frames - done);
+        processBlock(in + done * channels_, n, out + done * channels_);
+    }
+}
+
+void TruePeakLimiter::flush(float* out) {
+    for (int64_t done = 0; done < latency(); done += block) {
+        const int64_t n = std::min(block, latency() - done);
+        processBlock(zeros_.data(), n, out + done * channels_);
+    }
+}
+
+double TruePeakLimiter::largestReductionDB() const { return -20.0 * std::log10(static_cast<double>(lowest_)); }
+
+void TruePeakLimiter::processBlock(const float* in, int64_t frames, float* out) {
+    detector_.process(in, frames, peaks_.data());
+    const auto lines = static_cast<int64_t>(audio_.size()) / channels_;
+    for (int64_t i = 0; i < frames; ++i, ++position_) {
+        // The gain this frame's peak asks for (the frame `latency` before the newest).
+        const float peak = peaks_[static_cast<size_t>(i)];
+        const float asked = peak > ceiling_ ? ceiling_ / peak : 1.0f;
+        const int64_t slot = position_ % window_;
+        asked_[static_cast<size_t>(slot)] = asked;
+        // The running minimum of the last `window_` asked-for gains.
+        while (queueSize_ > 0) {
+            const int64_t back = queue_[static_cast<size_t>((queueHead_ + queueSize_ - 1) % window_)];
+            if (asked_[static_cast<size_t>(back % window_)] > asked)
+                --queueSize_;
+            else
+                break;
+        }
+        queue_[static_cast<size_t>((queueHead_ + queueSize_) % window_)] = position_;
+        ++queueSize_;
+        if (queue_[static_cast<size_t>(queueHead_)] <= position_ - window_) {
+            queueHead_ = (queueHead_ + 1) % window_;
+            --queueSize_;
+        }
+        const float minimum = asked_[static_cast<size_t>(queue_[static_cast<size_t>(queueHead_)] % window_)];
+        // Averaged over the look-ahead: a straight ramp down to each minimum.
+        const int64_t m = position_ % (lookAhead_ + 1);
+        minimaSum_ += static_cast<double>(minimum) - static_cast<double>(minima_[static_cast<size_t>(m)]);
+        minima_[static_cast<size_t>(m)] = minimum;
+        const auto ramp = std::min(static_cast<float>(minimaSum_ / static_cast<double>(lookAhead_ + 1)), 1.0f);
+        // Down at once along the ramp; up again smoothly.
+        gain_ = ramp < gain_ ? ramp : ramp + (gain_ - ramp) * release_;
+        lowest_ = std::min(lowest_, gain_);
+
+        float* line = audio_.data() + (position_ % lines) * channels_;
+        for (int c = 0; c < channels_; ++c) {
+            out[i * channels_ + c] = line[c] * gain_;
+            line[c] = in[i * channels_ + c];
+        }
+    }
+}
