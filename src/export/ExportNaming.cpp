@@ -55,6 +55,10 @@ QStringList distinctStems(const QStringList& sourcePaths, ExportFormat format, i
     return stems;
 }
 
+QString alreadyExists(const QString& name) {
+    return QStringLiteral("\"%1\" already exists; it was left as it is").arg(NativePath::shown(name));
+}
+
 int nameMaxOf(const QString& folder) {
     const long max = ::pathconf(NativePath::encode(folder).constData(), _PC_NAME_MAX);
     return max > 0 ? static_cast<int>(std::min<long>(max, 4096)) : 255;
@@ -79,14 +83,13 @@ QString OutputNames::commit(TemporaryFile& file, const QString& stem, const QStr
         if (claimed_.contains(name.toCaseFolded()) || (there && sources_.count(*there) > 0))
             continue;
         if (there && existing_ == ExistingOutputs::skip)
-            throw ExportFailure(
-                QStringLiteral("\"%1\" already exists; it was left as it is").arg(NativePath::shown(name)));
-        if (existing_ == ExistingOutputs::replace && !(there && sources_.count(*there) > 0)) {
+            throw ExportFailure(ExportNaming::alreadyExists(name));
+        if (existing_ == ExistingOutputs::replace) {
             file.commitAs(path);
         } else if (!file.commitAsNew(path)) {
+            // Made meanwhile, by another program.
             if (existing_ == ExistingOutputs::skip)
-                throw ExportFailure(
-                    QStringLiteral("\"%1\" already exists; it was left as it is").arg(NativePath::shown(name)));
+                throw ExportFailure(ExportNaming::alreadyExists(name));
             continue;
         }
         claimed_.insert(name.toCaseFolded());

@@ -31,6 +31,9 @@ QString fileName(const QString& stem, double loudnessLUFS, bool isSilent, Export
 // figure and a number fits in `nameMax` bytes.
 QStringList distinctStems(const QStringList& sourcePaths, ExportFormat format, int nameMax);
 
+// Why a file was not exported: its name is taken and the user keeps what is there.
+QString alreadyExists(const QString& name);
+
 // The longest file name the file system of `folder` takes, in bytes.
 int nameMaxOf(const QString& folder);
 

@@ -309,12 +309,12 @@ ExportedFile exportFile(const ExportJob& job, const ExportSettings& settings, Ou
                           .arg(QString::asprintf("%.1f", made->output.truePeakDBTP),
                                QString::asprintf("%.1f", settings.ceilingDBTP));
     } else if (!job.isSilent && std::abs(promise - made->output.loudnessLUFS) > toleranceLU) {
+        const QString measured = QString::asprintf("%.1f", made->output.loudnessLUFS);
         result.offTarget = true;
-        result.note = pass.limiter ? QStringLiteral("the limiter's ceiling holds it at %1 LUFS")
-                                   : QStringLiteral("its gain was lowered to keep its true peak under %1 dBTP; "
-                                                    "it measures %2 LUFS")
-                                         .arg(QString::asprintf("%.1f", settings.ceilingDBTP));
-        result.note = result.note.arg(QString::asprintf("%.1f", made->output.loudnessLUFS));
+        result.note = pass.limiter ? QStringLiteral("the limiter's ceiling holds it at %1 LUFS").arg(measured)
+                                   : QStringLiteral("its gain was lowered to keep its true peak under %1 dBTP; it "
+                                                    "measures %2 LUFS")
+                                         .arg(QString::asprintf("%.1f", settings.ceilingDBTP), measured);
     }
     checkCancel(control);
     AudioTagCopy::write(made->file.path(), AudioTagCopy::read(job.sourcePath));

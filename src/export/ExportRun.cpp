@@ -51,9 +51,8 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings&
         exported << file->path();
     }
     // The folder may not exist yet: the nearest one that does tells the file system.
-    QString existing = settings.destinationFolder;
-    while (!QFileInfo(existing).isDir() && existing != QDir(existing).filePath(QStringLiteral("..")) &&
-           !QDir(existing).isRoot() && !existing.isEmpty())
+    QString existing = NativePath::absolute(settings.destinationFolder);
+    while (!QFileInfo(existing).isDir() && !QDir(existing).isRoot())
         existing = QFileInfo(existing).absolutePath();
     const QStringList stems = ExportNaming::distinctStems(exported, settings.format, ExportNaming::nameMaxOf(existing));
     for (size_t i = 0; i < plan.jobs.size(); ++i)
@@ -148,8 +147,7 @@ Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<
                     ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
                 if (settings.existing == ExistingOutputs::skip &&
                     NativePath::exists(QDir(settings.destinationFolder).filePath(promised)))
-                    throw ExportFailure(
-                        QStringLiteral("\"%1\" already exists; it was left as it is").arg(NativePath::shown(promised)));
+                    throw ExportFailure(ExportNaming::alreadyExists(promised));
                 result.written = ExportPipeline::exportFile(job, settings, names, control);
             } catch (const ExportCancelled&) {
                 return;

@@ -10,6 +10,7 @@ extern "C" {
 
 #include <sndfile.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -72,6 +73,14 @@ struct DescriptorOutput {
         return error != 0 ? error : EIO;
     }
 };
+
+// Samples on an integer grid (k / 2^(bits − 1)) as 32-bit integers holding
+// k in their top bits: exact, as both writers store them.
+void gridToInt32(const float* samples, size_t count, int32_t* out) {
+    const double scale = std::ldexp(1.0, 31);
+    for (size_t i = 0; i < count; ++i)
+        out[i] = static_cast<int32_t>(std::clamp(static_cast<double>(samples[i]) * scale, -2147483648.0, 2147483647.0));
+}
 
 class WavFileWriter final : public AudioFileWriter {
 public:
@@ -145,7 +154,7 @@ private:
     bool isFloat_;
     SF_VIRTUAL_IO io_{};
     SNDFILE* file_ = nullptr;
-    std::vector<int> ints_;
+    std::vector<int32_t> ints_;
 };
 
 // An encoder of FFmpeg's libraries and its container, writing through the
@@ -219,10 +228,14 @@ public:
             avformat_free_context(format_);
     }
 
+    // Gathered into whole codec frames.
     void write(const float* interleaved, int64_t frames) override {
         const auto wanted = static_cast<size_t>(frameSize_ * channels_);
-        for (int64_t i = 0; i < frames * channels_; ++i) {
-            pending_.push_back(interleaved[i]);
+        const float* end = interleaved + frames * channels_;
+        while (interleaved < end) {
+            const auto take = std::min(wanted - pending_.size(), static_cast<size_t>(end - interleaved));
+            pending_.insert(pending_.end(), interleaved, interleaved + take);
+            interleaved += take;
             if (pending_.size() == wanted)
                 sendPending();
         }
@@ -269,12 +282,7 @@ private:
                     plane[i] = pending_[static_cast<size_t>(i * channels_ + c)];
             }
         } else {
-            // On the grid already: k / 2^(bits − 1) becomes k << (32 − bits), exactly.
-            auto* samples = reinterpret_cast<int32_t*>(frame_->data[0]);
-            const double scale = std::ldexp(1.0, 31);
-            for (size_t i = 0; i < pending_.size(); ++i)
-                samples[i] = static_cast<int32_t>(
-                    std::clamp(static_cast<double>(pending_[i]) * scale, -2147483648.0, 2147483647.0));
+            gridToInt32(pending_.data(), pending_.size(), reinterpret_cast<int32_t*>(frame_->data[0]));
         }
         frame_->pts = samplesSent_;
         samplesSent_ += frames;
