@@ -40,6 +40,8 @@ struct AnalysisResult {
     double windowEnd = 0.0;
     double peakLUFS = -70.0;
     double peakDBFS = -120.0;
+    // Every block under the absolute gate: such a file is given no gain.
+    bool isSilent() const { return peakLUFS <= -70.0; }
     double duration = 0.0;
     // Samples that were not numbers and were measured as silence.
     int64_t nonFiniteSamples = 0;

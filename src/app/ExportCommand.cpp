@@ -1,6 +1,7 @@
 #include "app/ExportCommand.h"
 
 #include "export/ExportSession.h"
+#include "io/Interruption.h"
 #include "io/NativePath.h"
 #include "list/AppState.h"
 #include "list/SettingsFile.h"
@@ -9,7 +10,9 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
+#include <QTimer>
 #include <cmath>
+#include <csignal>
 #include <optional>
 
 namespace ExportCommand {
@@ -175,8 +178,12 @@ std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTe
     return o;
 }
 
-template <typename Done> void runEventsUntil(Done done) {
-    while (!done())
+// Runs the event loop until `done` or `cancel`; a timer looks at `cancel`,
+// which a signal handler sets without waking the loop.
+template <typename Done> void runEventsUntil(Done done, const std::atomic<bool>& cancel) {
+    QTimer look;
+    look.start(50);
+    while (!done() && !cancel.load())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
@@ -204,7 +211,8 @@ QList<QUrl> admissible(const QStringList& files, const AppState& state, std::vec
 // Builds and analyses the list: the settings file's, then the files given.
 // False, after saying why, when nothing could be listed; `failed` counts the
 // files skipped or not analysed, each named with its reason.
-bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, int64_t& failed) {
+bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, int64_t& failed,
+                    const std::atomic<bool>& cancel) {
     std::vector<AppState::SkippedFile> skipped;
     if (!options.settings.isEmpty()) {
         const auto loaded = SettingsFile::loadSettings(state, options.settings, SettingsFile::Entries::exportable);
@@ -225,7 +233,9 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
         err << "sonivel export: nothing to export\n";
         return false;
     }
-    runEventsUntil([&] { return !state.isAnalyzing(); });
+    runEventsUntil([&] { return !state.isAnalyzing(); }, cancel);
+    if (cancel.load())
+        return false;
     for (const AudioFileItemPtr& file : state.files()) {
         if (file->analysisError()) {
             err << "sonivel export: " << NativePath::shownName(file->path()) << ": " << *file->analysisError() << '\n';
@@ -253,7 +263,8 @@ bool chooseLimiter(const AppState& state, const Options& options, QTextStream& e
     return limiter;
 }
 
-ExportRun::Summary exportAll(AppState& state, const Options& options, bool limiter, QTextStream& err) {
+ExportRun::Summary exportAll(AppState& state, const Options& options, bool limiter, QTextStream& err,
+                             const std::atomic<bool>& cancel) {
     const ExportSettings settings{
         QDir(QFileInfo(options.out).absoluteFilePath()).filePath(QStringLiteral("normalized")),
         options.format,
@@ -266,13 +277,17 @@ ExportRun::Summary exportAll(AppState& state, const Options& options, bool limit
                               : QStringLiteral("Exporting %1 files...").arg(plan.count()))
         << '\n';
     err.flush();
-    std::atomic<bool> cancel{false};
-    int64_t shown = 0;
-    return ExportRun::run(plan, settings, cancel, [&](int64_t finished, double) {
-        if (finished == shown)
+    // A line when a file is done and at every tenth of the whole between.
+    int64_t shownFiles = 0;
+    int shownTenths = 0;
+    return ExportRun::run(plan, settings, cancel, [&](int64_t finished, double done) {
+        const int tenths = static_cast<int>(10.0 * done / static_cast<double>(std::max<int64_t>(plan.count(), 1)));
+        if (finished == shownFiles && tenths <= shownTenths)
             return;
-        shown = finished;
-        err << "Exporting " << finished << '/' << plan.count() << "...\n";
+        shownFiles = finished;
+        shownTenths = tenths;
+        err << "Exporting " << finished << '/' << plan.count() << "... "
+            << static_cast<int>(100.0 * done / static_cast<double>(plan.count())) << " %\n";
         err.flush();
     });
 }
@@ -285,11 +300,19 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     if (!options)
         return helpShown ? 0 : 2;
 
+    // SIGINT or SIGTERM stops the work, keeps what is finished and ends with
+    // the shell's usual status for that signal.
+    std::atomic<bool> cancel{false};
+    const Interruption::Cancelling cancelling(cancel);
+    const auto cancelled = [&](int64_t written) {
+        err << "Cancelled: " << written << (written == 1 ? " file" : " files") << " written.\n";
+        return 128 + (cancelling.signal() != 0 ? cancelling.signal() : SIGINT);
+    };
     AppState state;
     int64_t failed = 0;
-    if (!listAndAnalyse(state, *options, err, failed))
-        return 1;
-    const ExportRun::Summary summary = exportAll(state, *options, chooseLimiter(state, *options, err), err);
+    if (!listAndAnalyse(state, *options, err, failed, cancel))
+        return cancel.load() ? cancelled(0) : 1;
+    const ExportRun::Summary summary = exportAll(state, *options, chooseLimiter(state, *options, err), err, cancel);
     if (!summary.error.isEmpty()) {
         err << "sonivel export: " << summary.error << '\n';
         return 1;
@@ -309,6 +332,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             ++failed;
         }
     }
+    if (summary.cancelled)
+        return cancelled(summary.writtenCount());
     err << summary.writtenCount() << (summary.writtenCount() == 1 ? " file" : " files") << " written, " << failed
         << " failed.\n";
     return failed > 0 ? 1 : 0;

@@ -25,7 +25,7 @@ std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>&
 std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files) {
     std::optional<double> safe;
     for (const AudioFileItemPtr& file : files) {
-        if (!file->analysis())
+        if (!file->analysis() || file->analysis()->isSilent())
             continue;
         const double value = file->analysis()->peakLUFS - file->analysis()->peakDBFS;
         safe = safe ? std::min(*safe, value) : value;
@@ -44,7 +44,7 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings&
         job.sourcePath = file->path();
         job.correctionDB = file->correctionDB();
         job.promisedLUFS = file->correctionDB() + file->analysis()->peakLUFS;
-        job.isSilent = file->analysis()->peakLUFS <= -70.0;
+        job.isSilent = file->analysis()->isSilent();
         if (file->segmentEdits().hasEdits())
             job.segmentEdits = file->segmentEdits().snapshot();
         plan.jobs.push_back(std::move(job));

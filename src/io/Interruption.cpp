@@ -30,6 +30,10 @@ std::atomic<bool> stopping{false};
 constexpr int childSlots = 64;
 std::array<std::atomic<pid_t>, childSlots> children{};
 
+// Where the first signal goes while a `Cancelling` lives, and which one came.
+std::atomic<std::atomic<bool>*> cancelFlag{nullptr};
+std::atomic<int> cancelSignal{0};
+
 constexpr std::array<int, 3> handledSignals{SIGINT, SIGTERM, SIGHUP};
 
 // Removes every tracked file. A file another thread is making at this moment
@@ -52,6 +56,11 @@ void removeTrackedFiles() {
 }
 
 void onSignal(int signal) {
+    std::atomic<bool>* flag = cancelFlag.load();
+    if (flag != nullptr && cancelSignal.exchange(signal) == 0) {
+        flag->store(true);
+        return;
+    }
     removeTrackedFiles();
     for (auto& child : children) {
         const pid_t pid = child.load(std::memory_order_acquire);
@@ -133,6 +142,15 @@ TrackedPath& TrackedPath::operator=(TrackedPath&& other) noexcept {
     }
     return *this;
 }
+
+Cancelling::Cancelling(std::atomic<bool>& flag) {
+    cancelSignal.store(0);
+    cancelFlag.store(&flag);
+}
+
+Cancelling::~Cancelling() { cancelFlag.store(nullptr); }
+
+int Cancelling::signal() const { return cancelSignal.load(); }
 
 void prepareChild(QProcess& process, int passedDescriptor) {
     const pid_t parent = ::getpid();

@@ -7,6 +7,7 @@
 // `prepareChild` also dies when the program does, even by SIGKILL.
 
 #include <QByteArray>
+#include <atomic>
 #include <sys/types.h>
 
 class QProcess;
@@ -40,6 +41,19 @@ private:
 
     int slot_ = -1;
     bool refused_ = false;
+};
+
+// While this lives, the first SIGINT, SIGTERM or SIGHUP does not end the
+// program: it sets `flag`, for the work in progress to stop in its own time
+// and clean up after itself. A second signal ends the program as usual.
+class Cancelling {
+public:
+    explicit Cancelling(std::atomic<bool>& flag);
+    ~Cancelling();
+    // The signal that asked to stop; 0 when none did.
+    int signal() const;
+    Cancelling(const Cancelling&) = delete;
+    Cancelling& operator=(const Cancelling&) = delete;
 };
 
 // Makes `process` die with the program (set before start()). The child

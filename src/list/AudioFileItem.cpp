@@ -65,6 +65,9 @@ std::optional<double> AudioFileItem::finalLUFS() const {
 std::optional<double> AudioFileItem::headroomDB() const {
     if (!analysis_)
         return std::nullopt;
+    // A silent file is exported as it is.
+    if (analysis_->isSilent())
+        return -analysis_->peakDBFS;
     const double largest = SegmentEditModel::largestGainOffsetDB(segmentEdits_->segmentGains());
     return -SegmentEditModel::correctedPeakDBFS(analysis_->peakDBFS, correctionDB_, largest);
 }

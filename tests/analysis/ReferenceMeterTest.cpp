@@ -1,4 +1,5 @@
 #include "analysis/LoudnessAnalyzer.h"
+#include "analysis/TruePeak.h"
 #include "support/AudioFixtures.h"
 
 #include <ebur128.h>
@@ -60,5 +61,37 @@ TEST(ReferenceMeter, WholeFileGatedLoudnessMatchesLibebur128) {
             const double reference = referenceIntegrated(readFirstChannel(path), rate);
             EXPECT_NEAR(ours, reference, 0.02) << name << " at " << rate;
         }
+    }
+}
+
+TEST(ReferenceMeter, TruePeakMatchesLibebur128) {
+    const int64_t rate = 48000;
+    // A quarter-rate sine half a sample off its crests hides 3 dB between
+    // samples, a sine near Nyquist hides more; both fade in and out, so that
+    // no edge rings. Smoothed noise, and a lone click.
+    std::vector<float> quarter(static_cast<size_t>(rate)), high(static_cast<size_t>(rate)),
+        smooth = noise(3, 0.6, rate);
+    float previous = 0.0f;
+    for (size_t i = 0; i < quarter.size(); ++i) {
+        const double fade = std::min({1.0, double(i) / 2000.0, double(quarter.size() - i) / 2000.0});
+        quarter[i] = static_cast<float>(fade * 0.5 * std::sin(std::numbers::pi * (0.5 * double(i) + 0.25)));
+        high[i] = static_cast<float>(fade * 0.7 * std::sin(2 * std::numbers::pi * 19000.0 * double(i) / rate + 0.3));
+        smooth[i] = previous = 0.6f * previous + 0.4f * smooth[i];
+    }
+    std::vector<float> click = silence(rate);
+    click[1000] = 0.9f;
+    click[1001] = -0.9f;
+    for (const auto& [name, samples] : std::vector<std::pair<const char*, std::vector<float>>>{
+             {"quarter", quarter}, {"high", high}, {"noise", smooth}, {"click", click}}) {
+        ebur128_state* st = ebur128_init(1, rate, EBUR128_MODE_TRUE_PEAK);
+        ebur128_add_frames_float(st, samples.data(), samples.size());
+        double reference = 0.0;
+        ebur128_true_peak(st, 0, &reference);
+        ebur128_destroy(&st);
+        TruePeakMeter meter(1);
+        // In uneven pieces, as a reader hands them over.
+        for (size_t at = 0; at < samples.size(); at += 777)
+            meter.add(samples.data() + at, static_cast<int64_t>(std::min<size_t>(777, samples.size() - at)));
+        EXPECT_NEAR(meter.finishDBTP(), 20 * std::log10(reference), 0.15) << name;
     }
 }

@@ -6,6 +6,7 @@
 #include "export/ExportSession.h"
 #include "io/AudioReader.h"
 
+#include <ebur128.h>
 #include <optional>
 
 namespace {
@@ -58,6 +59,29 @@ ExportedFile exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat f
     EXPECT_TRUE(fixtures::waitUntil([&] { return result.has_value(); }));
     EXPECT_TRUE(result && result->files.size() == 1 && result->files[0].written) << state.statusMessage().toStdString();
     return result && result->files.size() == 1 && result->files[0].written ? *result->files[0].written : ExportedFile{};
+}
+
+// The true peak libebur128 finds in a decoded file (dBTP, every channel) and
+// its largest sample.
+std::pair<double, float> referencePeaks(const QString& path) {
+    AudioReader file(path);
+    const auto channels = static_cast<unsigned>(file.channels());
+    ebur128_state* st = ebur128_init(channels, static_cast<unsigned long>(file.sampleRate()), EBUR128_MODE_TRUE_PEAK);
+    std::vector<float> buffer(4096 * channels);
+    float samplePeak = 0;
+    for (int64_t n; (n = file.readInterleaved(buffer.data(), 4096)) > 0;) {
+        ebur128_add_frames_float(st, buffer.data(), static_cast<size_t>(n));
+        for (int64_t i = 0; i < n * file.channels(); ++i)
+            samplePeak = std::max(samplePeak, std::abs(buffer[static_cast<size_t>(i)]));
+    }
+    double truePeak = 0;
+    for (unsigned c = 0; c < channels; ++c) {
+        double p = 0;
+        ebur128_true_peak(st, c, &p);
+        truePeak = std::max(truePeak, p);
+    }
+    ebur128_destroy(&st);
+    return {20 * std::log10(truePeak), samplePeak};
 }
 
 float peakOf(const QString& path) {
@@ -152,4 +176,47 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     EXPECT_EQ(dense.statusMessage(),
               QStringLiteral("Export complete! Off target: %1: the limiter's ceiling holds it at %2 LUFS.")
                   .arg(QFileInfo(held.path).fileName(), QString::asprintf("%.1f", measured)));
+}
+
+TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
+    QTemporaryDir dir;
+    // Overs to +3.5 dBFS in a float source, lowered 2 dB by its correction;
+    // and music 10 dB over full scale.
+    const std::pair<QString, double> sources[] = {{writeMusic(dir, "Overs.wav", 20.0, 1.5), -2.0},
+                                                  {writeMusic(dir, "Music.wav", 20.0, 0.9), 10.0}};
+    for (size_t which : {0, 1}) {
+        AppState one(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+        one.addFiles(urlsOf({sources[which].first}));
+        ASSERT_TRUE(waitForAnalyses(one));
+        one.files().front()->setCorrectionDB(sources[which].second);
+        one.files().front()->setIsManualOverride(true);
+        for (ExportFormat format : {ExportFormat::wav16, ExportFormat::flac, ExportFormat::mp3_320}) {
+            for (bool limiter : {true, false}) {
+                const QString where = QStringLiteral("%1 %2 %3").arg(which).arg(caseName(format)).arg(limiter);
+                const ExportedFile out = exportOne(one, dir, format, SampleRate::rate44100, limiter, where);
+                const auto [truePeak, samplePeak] = referencePeaks(out.path);
+                EXPECT_LE(truePeak, -1.0 + 0.1) << where.toStdString();
+                EXPECT_LT(samplePeak, 32767.0f / 32768.0f) << where.toStdString();
+                // Without the limiter the gain is lowered until the true peak sits at the ceiling.
+                if (!limiter) {
+                    EXPECT_GT(truePeak, -1.6) << where.toStdString();
+                }
+                EXPECT_NEAR(LoudnessAnalyzer::analyze(out.path).peakLUFS, out.loudnessLUFS, 0.2) << where.toStdString();
+            }
+        }
+    }
+
+    // Eight channels to MP3: down-mixed before the gain, so the stereo file
+    // measures what its name says.
+    std::vector<std::vector<float>> surround;
+    for (int c = 0; c < 8; ++c)
+        surround.push_back(fixtures::sine(200.0 + 150.0 * c, c == 3 ? 0.5 : 0.05 + 0.02 * c, 48000, 48000 * 20));
+    fixtures::writeWav(dir.filePath("Surround.wav"), surround, 48000);
+    AppState wide(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    wide.addFiles(urlsOf({dir.filePath("Surround.wav")}));
+    ASSERT_TRUE(waitForAnalyses(wide));
+    const ExportedFile mp3 = exportOne(wide, dir, ExportFormat::mp3_320, SampleRate::rate48000, true, "surround");
+    EXPECT_EQ(QFileInfo(mp3.path).fileName(), "Surround (-16LUFS).mp3");
+    EXPECT_EQ(AudioReader(mp3.path).channels(), 2);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3.path).peakLUFS, -16.0, 0.2);
 }

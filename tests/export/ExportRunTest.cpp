@@ -1,5 +1,6 @@
 #include "../list/ListFixtures.h"
 #include "export/ExportSession.h"
+#include "io/AudioReader.h"
 
 namespace {
 
@@ -123,4 +124,38 @@ TEST(ExportRunTest, MP3NeverGoesWithNinetySixKilohertz) {
     exports.setFormat(ExportFormat::flac);
     exports.setSampleRate(SampleRate::rate96000);
     EXPECT_EQ(exports.choices().sampleRate, SampleRate::rate96000);
+}
+
+TEST(ExportRunTest, CancellingMidBatchKeepsOnlyWholeFiles) {
+    QTemporaryDir dir;
+    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    QStringList sources;
+    for (const char* name : {"a.wav", "b.wav", "c.wav", "d.wav", "e.wav"})
+        sources << writeTone(dir, name, 30.0, 0.1, 2);
+    state.addFiles(urlsOf(sources));
+    ASSERT_TRUE(waitForAnalyses(state));
+    ExportSession exports(state);
+    exports.setFormat(ExportFormat::flac);
+    std::optional<ExportRun::Summary> result;
+    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Summary& r) { result = r; });
+    // Cancelled once the first file is done and the next is on its way.
+    QObject::connect(&exports, &ExportSession::progressChanged, [&] {
+        if (exports.progress().current >= 1 && exports.progress().done > 1.2)
+            exports.cancel();
+    });
+    exports.start(true, dir.filePath("out"), ExistingOutputs::keepBoth);
+    ASSERT_TRUE(waitForExport(exports));
+    ASSERT_TRUE(result && result->cancelled);
+    EXPECT_GE(result->writtenCount(), 1);
+    EXPECT_LT(result->writtenCount(), 5);
+    EXPECT_EQ(result->failedCount(), 0) << "a cancelled job is no failure";
+    const QString dest = dir.filePath("out/normalized");
+    EXPECT_EQ(fixtures::filesIn(dest).size(), result->writtenCount())
+        << fixtures::filesIn(dest).join(", ").toStdString();
+    for (const QString& name : fixtures::filesIn(dest))
+        EXPECT_EQ(AudioReader(dest + "/" + name).frames(), 30 * 48000) << name.toStdString();
+    EXPECT_EQ(state.statusMessage(),
+              QStringLiteral("Export cancelled: %1 written.")
+                  .arg(result->writtenCount() == 1 ? QStringLiteral("1 file")
+                                                   : QStringLiteral("%1 files").arg(result->writtenCount())));
 }
