@@ -1,5 +1,7 @@
 #include "app/ExportCommand.h"
 
+#include "app/ExportOptions.h"
+
 #include "export/ExportSession.h"
 #include "io/Interruption.h"
 #include "io/NativePath.h"
@@ -44,139 +46,7 @@ QString usage() {
 
 namespace {
 
-struct Options {
-    QString out;
-    std::optional<double> target;
-    ExportFormat format = ExportFormat::wav24;
-    SampleRate rate = SampleRate::rate48000;
-    std::optional<bool> limiter;
-    double ceiling = defaultCeilingDBTP;
-    bool overwrite = false;
-    QString settings;
-    QStringList files;
-};
-
-// A command line that cannot be followed; its description says why.
-class UsageError : public DescribedError {
-public:
-    using DescribedError::DescribedError;
-};
-
-const QStringList optionsWithValues{"--out", "--target", "--format", "--rate", "--settings", "--ceiling"};
-
-double targetFrom(const QString& value) {
-    bool ok = false;
-    const double t = value.toDouble(&ok);
-    if (!ok || !std::isfinite(t))
-        throw UsageError(QStringLiteral("'%1' is not a loudness in LUFS").arg(value));
-    // The same range as the window's target field.
-    if (t < SettingsFile::minimumTargetLUFS || t > SettingsFile::maximumTargetLUFS)
-        throw UsageError(QStringLiteral("the target must lie between %1 and %2 LUFS, not %3")
-                             .arg(SettingsFile::minimumTargetLUFS)
-                             .arg(SettingsFile::maximumTargetLUFS)
-                             .arg(value));
-    return t;
-}
-
-ExportFormat formatFrom(const QString& value) {
-    const auto f = exportFormatNamed(value);
-    if (!f)
-        throw UsageError(QStringLiteral("unknown format '%1'").arg(value));
-    return *f;
-}
-
-SampleRate rateFrom(const QString& value) {
-    bool ok = false;
-    const auto r = sampleRateFromRawValue(value.toLongLong(&ok));
-    if (!ok || !r)
-        throw UsageError(QStringLiteral("the rate must be 44100, 48000 or 96000, not '%1'").arg(value));
-    return *r;
-}
-
-// Takes one option (with its value, if it has one) into `o`.
-void apply(Options& o, const QString& arg, const QString& value) {
-    if (arg == QLatin1String("--out")) {
-        o.out = value;
-    } else if (arg == QLatin1String("--target")) {
-        o.target = targetFrom(value);
-    } else if (arg == QLatin1String("--format")) {
-        o.format = formatFrom(value);
-    } else if (arg == QLatin1String("--rate")) {
-        o.rate = rateFrom(value);
-    } else if (arg == QLatin1String("--ceiling")) {
-        bool ok = false;
-        o.ceiling = value.toDouble(&ok);
-        if (!ok || !(o.ceiling >= lowestCeilingDBTP && o.ceiling <= highestCeilingDBTP))
-            throw UsageError(QStringLiteral("the ceiling must lie between %1 and %2 dBTP, not '%3'")
-                                 .arg(lowestCeilingDBTP)
-                                 .arg(highestCeilingDBTP)
-                                 .arg(value));
-    } else if (arg == QLatin1String("--overwrite")) {
-        o.overwrite = true;
-    } else if (arg == QLatin1String("--settings")) {
-        o.settings = value;
-    } else if (arg == QLatin1String("--limiter") || arg == QLatin1String("--no-limiter")) {
-        const bool limiter = arg == QLatin1String("--limiter");
-        if (o.limiter && *o.limiter != limiter)
-            throw UsageError(QStringLiteral("--limiter and --no-limiter exclude each other"));
-        o.limiter = limiter;
-    } else {
-        throw UsageError(QStringLiteral("unknown option '%1'").arg(arg));
-    }
-}
-
-// What the options must satisfy together.
-void checkComplete(const Options& o) {
-    if (o.out.isEmpty())
-        throw UsageError(QStringLiteral("--out DIR is required"));
-    if (o.files.isEmpty() && o.settings.isEmpty())
-        throw UsageError(QStringLiteral("no files given"));
-    if (!supportsRate(o.format, o.rate))
-        throw UsageError(QStringLiteral("%1 holds at most %2 Hz; choose --rate 44100 or 48000")
-                             .arg(rawValue(o.format))
-                             .arg(maximumRate(o.format)));
-}
-
-// Parses the arguments; on a usage error returns none after writing why.
-std::optional<Options> parse(const QStringList& arguments, QTextStream& out, QTextStream& err, bool& helpShown) {
-    Options o;
-    try {
-        for (qsizetype i = 0; i < arguments.size(); ++i) {
-            QString arg = arguments[i];
-            if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
-                out << usage();
-                helpShown = true;
-                return std::nullopt;
-            }
-            if (arg == QLatin1String("--")) {
-                o.files << arguments.mid(i + 1);
-                break;
-            }
-            if (!arg.startsWith(QLatin1Char('-')) || arg.size() == 1) {
-                o.files << arg;
-                continue;
-            }
-            QString value;
-            if (arg.startsWith(QLatin1String("--")) &&
-                optionsWithValues.contains(arg.section(QLatin1Char('='), 0, 0))) {
-                if (arg.contains(QLatin1Char('='))) {
-                    value = arg.section(QLatin1Char('='), 1);
-                    arg = arg.section(QLatin1Char('='), 0, 0);
-                } else if (i + 1 < arguments.size()) {
-                    value = arguments[++i];
-                } else {
-                    throw UsageError(QStringLiteral("%1 needs a value").arg(arg));
-                }
-            }
-            apply(o, arg, value);
-        }
-        checkComplete(o);
-    } catch (const UsageError& e) {
-        err << "sonivel export: " << e.description() << "\nTry 'sonivel export --help'.\n";
-        return std::nullopt;
-    }
-    return o;
-}
+using Options = ExportOptions;
 
 // Runs the event loop until `done` or `cancel`; a timer looks at `cancel`,
 // which a signal handler sets without waking the loop.
@@ -224,6 +94,8 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
         state.setTargetLUFS(*options.target);
         state.recalcCorrections();
     }
+    if (options.ceiling)
+        state.setCeilingDBTP(*options.ceiling);
     const std::vector<AppState::SkippedFile> notAdded = state.addFiles(admissible(options.files, state, skipped));
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     if (!skipped.empty())
@@ -270,7 +142,7 @@ ExportRun::Summary exportAll(AppState& state, const Options& options, bool limit
         options.format,
         options.rate,
         limiter,
-        options.ceiling,
+        state.ceilingDBTP(),
         options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip};
     const ExportRun::Plan plan = ExportRun::buildPlan(state.files(), settings);
     err << (plan.count() == 1 ? QStringLiteral("Exporting 1 file...")
@@ -295,10 +167,16 @@ ExportRun::Summary exportAll(AppState& state, const Options& options, bool limit
 } // namespace
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    bool helpShown = false;
-    const std::optional<Options> options = parse(arguments, out, err, helpShown);
-    if (!options)
-        return helpShown ? 0 : 2;
+    const ParsedExportArguments parsed = parseExportArguments(arguments);
+    if (parsed.help) {
+        out << usage();
+        return 0;
+    }
+    if (!parsed.options) {
+        err << "sonivel export: " << parsed.error << "\nTry 'sonivel export --help'.\n";
+        return 2;
+    }
+    const std::optional<Options>& options = parsed.options;
 
     // SIGINT or SIGTERM stops the work, keeps what is finished and ends with
     // the shell's usual status for that signal.

@@ -6,6 +6,7 @@
 
 #include "editing/SegmentEditRecords.h"
 #include "export/ExportFormat.h"
+#include "list/AppState.h"
 
 #include <QString>
 #include <optional>
@@ -22,13 +23,9 @@ struct ExportSettings {
     ExportFormat format = ExportFormat::wav24;
     SampleRate sampleRate = SampleRate::rate48000;
     bool useLimiter = true;
-    double ceilingDBTP = -1.0;
+    double ceilingDBTP = AppState::defaultCeilingDBTP;
     ExistingOutputs existing = ExistingOutputs::skip;
 };
-
-inline constexpr double defaultCeilingDBTP = -1.0;
-inline constexpr double highestCeilingDBTP = -0.1;
-inline constexpr double lowestCeilingDBTP = -6.0;
 
 struct ExportJob {
     QString sourcePath;

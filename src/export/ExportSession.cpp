@@ -9,11 +9,11 @@
 #include <algorithm>
 
 ExportChoices ExportChoices::withFormat(ExportFormat f) const {
-    return {f, supportsRate(f, sampleRate) ? sampleRate : SampleRate::rate48000, ceilingDBTP};
+    return {f, supportsRate(f, sampleRate) ? sampleRate : SampleRate::rate48000};
 }
 
 ExportChoices ExportChoices::withSampleRate(SampleRate rate) const {
-    return {format, supportsRate(format, rate) ? rate : sampleRate, ceilingDBTP};
+    return {format, supportsRate(format, rate) ? rate : sampleRate};
 }
 
 ExportSession::ExportSession(AppState& state, QObject* parent) : QObject(parent), state_(state) {}
@@ -38,14 +38,6 @@ void ExportSession::setSampleRate(SampleRate rate) {
     emit choicesChanged();
 }
 
-void ExportSession::setCeilingDBTP(double ceiling) {
-    ceiling = std::clamp(std::round(ceiling * 10.0) / 10.0, lowestCeilingDBTP, highestCeilingDBTP);
-    if (ceiling == choices_.ceilingDBTP)
-        return;
-    choices_.ceilingDBTP = ceiling;
-    emit choicesChanged();
-}
-
 void ExportSession::setProgress(ExportProgress progress) {
     if (progress == progress_)
         return;
@@ -59,7 +51,7 @@ ExportSettings ExportSession::settingsFor(const QString& chosenFolder, bool useL
             choices_.format,
             choices_.sampleRate,
             useLimiter,
-            choices_.ceilingDBTP,
+            state_.ceilingDBTP(),
             existing};
 }
 

@@ -15,12 +15,11 @@
 #include <atomic>
 #include <memory>
 
-// The format and rate of the next export. A format never goes with a rate
+// The format and rate of the next export (its ceiling is the list's). A format never goes with a rate
 // it cannot hold (MP3 above 48 kHz).
 struct ExportChoices {
     ExportFormat format = ExportFormat::wav24;
     SampleRate sampleRate = SampleRate::rate48000;
-    double ceilingDBTP = defaultCeilingDBTP;
     // The rate gives way to 48 kHz when the format cannot hold it.
     ExportChoices withFormat(ExportFormat f) const;
     // Unchanged when the format cannot hold the rate.
@@ -50,8 +49,6 @@ public:
     // A format change that moves the rate says so in the status line.
     void setFormat(ExportFormat format);
     void setSampleRate(SampleRate rate);
-    // Clamped to the range the limiter takes.
-    void setCeilingDBTP(double ceiling);
 
     // The settings of a run into `chosenFolder`/normalized.
     ExportSettings settingsFor(const QString& chosenFolder, bool useLimiter, ExistingOutputs existing) const;

@@ -84,6 +84,13 @@ void AppState::setTargetLUFS(double lufs) {
         publish(this, targetLUFS_, lufs, &AppState::targetLUFSChanged);
 }
 
+void AppState::setCeilingDBTP(double ceiling) {
+    if (std::isfinite(ceiling))
+        publish(this, ceilingDBTP_,
+                std::clamp(std::round(ceiling * 10.0) / 10.0, lowestCeilingDBTP, highestCeilingDBTP),
+                &AppState::ceilingDBTPChanged);
+}
+
 void AppState::setStatusMessage(const QString& message) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     statusMessage_ = message;

@@ -48,6 +48,10 @@ public:
     static inline const QString readyMessage = QStringLiteral("Ready. Add audio files to begin.");
     static inline const QString analysisCompleteMessage = QStringLiteral("Analysis complete.");
     static constexpr double defaultTargetLUFS = -16.0;
+    // The highest true peak an export may reach, in dBTP, and its range.
+    static constexpr double defaultCeilingDBTP = -1.0;
+    static constexpr double highestCeilingDBTP = -0.1;
+    static constexpr double lowestCeilingDBTP = -6.0;
 
     explicit AppState(QObject* parent = nullptr);
     explicit AppState(AnalysisOptions options, QObject* parent = nullptr);
@@ -63,6 +67,7 @@ public:
     const std::optional<QUuid>& selectedFileID() const { return selectedFileID_; }
     AudioFileItemPtr selectedFile() const;
     double targetLUFS() const { return targetLUFS_; }
+    double ceilingDBTP() const { return ceilingDBTP_; }
     const QString& statusMessage() const { return statusMessage_; }
     bool showOnboarding() const { return showOnboarding_; }
     double curveWindowSec() const { return curveWindowSec_; }
@@ -72,6 +77,8 @@ public:
 
     void setSelectedFileID(std::optional<QUuid> id);
     void setTargetLUFS(double lufs);
+    // Rounded to 0.1 dB and held to the range.
+    void setCeilingDBTP(double ceiling);
     void setStatusMessage(const QString& message);
     void setShowOnboarding(bool show);
     void setCurveWindowSec(double seconds);
@@ -104,6 +111,7 @@ signals:
     void filesChanged();
     void selectedFileIDChanged();
     void targetLUFSChanged();
+    void ceilingDBTPChanged();
     void statusMessageChanged(const QString& message); // on every assignment
     void analysisFinished();                           // no analysis is running any more
     void showOnboardingChanged();
@@ -123,6 +131,7 @@ private:
     std::vector<AudioFileItemPtr> files_;
     std::optional<QUuid> selectedFileID_;
     double targetLUFS_ = defaultTargetLUFS;
+    double ceilingDBTP_ = defaultCeilingDBTP;
     QString statusMessage_ = readyMessage;
     bool showOnboarding_ = false;
     double curveWindowSec_ = 3.0;

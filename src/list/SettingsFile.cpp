@@ -21,6 +21,7 @@ namespace SettingsFile {
 namespace {
 
 const QString targetKey = QStringLiteral("target_lufs");
+const QString ceilingKey = QStringLiteral("ceiling_dbtp");
 const QString filesKey = QStringLiteral("files");
 const QString pathKey = QStringLiteral("path");
 const QString correctionKey = QStringLiteral("correction_db");
@@ -37,6 +38,8 @@ public:
             throw SettingsError(QStringLiteral("\"%1\"%2 must be a number.").arg(key, where_));
         return v.toDouble();
     }
+    // A key that older files do not have.
+    double number(const QString& key, double missing) const { return object_.contains(key) ? number(key) : missing; }
     bool boolean(const QString& key) const {
         const QJsonValue v = field(key);
         if (!v.isBool())
@@ -83,6 +86,7 @@ SettingsData decodeOrThrow(const QByteArray& json) {
     const Reader top(root, QString());
     SettingsData data;
     data.targetLUFS = top.number(targetKey);
+    data.ceilingDBTP = top.number(ceilingKey, AppState::defaultCeilingDBTP);
     const QJsonArray files = top.array(filesKey);
     data.files.reserve(static_cast<size_t>(files.size()));
     for (qsizetype i = 0; i < files.size(); ++i) {
@@ -105,7 +109,7 @@ QByteArray encode(const SettingsData& data) {
         files.append(
             QJsonObject{{pathKey, entry.path}, {correctionKey, entry.correctionDB}, {manualKey, entry.manual}});
     }
-    const QJsonObject root{{targetKey, data.targetLUFS}, {filesKey, files}};
+    const QJsonObject root{{targetKey, data.targetLUFS}, {ceilingKey, data.ceilingDBTP}, {filesKey, files}};
     return QJsonDocument(root).toJson(QJsonDocument::Compact);
 }
 
@@ -116,6 +120,7 @@ Outcome<SettingsData> decode(const QByteArray& json) {
 SettingsData settingsFrom(const AppState& state) {
     SettingsData data;
     data.targetLUFS = state.targetLUFS();
+    data.ceilingDBTP = state.ceilingDBTP();
     for (const AudioFileItemPtr& item : state.files())
         data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride()});
     return data;
@@ -189,6 +194,7 @@ Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const 
     }
     const SettingsData& data = decoded.value();
     state.setTargetLUFS(std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS));
+    state.setCeilingDBTP(data.ceilingDBTP);
 
     std::vector<AudioFileItemPtr> items;
     std::vector<AppState::SkippedFile> skipped;

@@ -1,13 +1,15 @@
 #pragma once
 
-// The settings file: the target loudness and the working list with each
-// file's correction and manual flag, as compact JSON. It holds no analysis;
-// loading replaces the list and analyses every file again.
+// The settings file: the target loudness, the export's true-peak ceiling
+// and the working list with each file's correction and manual flag, as
+// compact JSON. It holds no analysis; loading replaces the list and
+// analyses every file again.
 //
-//   {"target_lufs":-16,"files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
+//   {"target_lufs":-16,"ceiling_dbtp":-1,"files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
 //
-// Reading accepts any key order and escaped slashes, requires all five keys
-// with their JSON types (numbers must be finite) and ignores unknown keys.
+// Reading accepts any key order and escaped slashes, requires the other five
+// keys with their JSON types (numbers must be finite), takes -1 dBTP where an
+// older file has no ceiling and ignores unknown keys.
 
 #include "io/Outcome.h"
 #include "list/AppState.h"
@@ -29,6 +31,7 @@ struct SettingsData {
 
     double targetLUFS = -16.0;
     std::vector<FileEntry> files;
+    double ceilingDBTP = AppState::defaultCeilingDBTP; // held to its range when loaded
 
     friend bool operator==(const SettingsData&, const SettingsData&) = default;
 };
@@ -71,7 +74,7 @@ std::optional<QString> notExportable(const QString& path, QSet<QString>& seen);
 enum class Entries { asListed, exportable };
 
 // Reads `path` and, when it decodes, applies the target (clamped to
-// -40 ... -3) and replaces the list with the entries' files, their
+// -40 ... -3) and the ceiling (to -6 ... -0.1) and replaces the list with the entries' files, their
 // corrections clamped to ±30 dB; returns the entries left out, each with
 // why. Otherwise reports "Error loading settings: ..." and changes nothing
 // else.

@@ -27,7 +27,7 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
     rate_->setFixedWidth(100);
     rate_->setObjectName(QStringLiteral("sampleRate"));
     ceiling_->setObjectName(QStringLiteral("ceiling"));
-    ceiling_->setRange(lowestCeilingDBTP, highestCeilingDBTP);
+    ceiling_->setRange(AppState::lowestCeilingDBTP, AppState::highestCeilingDBTP);
     ceiling_->setDecimals(1);
     ceiling_->setSingleStep(0.1);
     ceiling_->setSuffix(QStringLiteral(" dBTP"));
@@ -58,7 +58,7 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
             [this](int i) { session_.setFormat(allExportFormats[static_cast<size_t>(i)]); });
     connect(rate_, &QComboBox::currentIndexChanged, this,
             [this](int i) { session_.setSampleRate(allSampleRates[static_cast<size_t>(i)]); });
-    connect(ceiling_, &QDoubleSpinBox::valueChanged, this, [this](double v) { session_.setCeilingDBTP(v); });
+    connect(ceiling_, &QDoubleSpinBox::valueChanged, this, [this](double v) { state_.setCeilingDBTP(v); });
     connect(escape_, &QShortcut::activated, &session_, &ExportSession::cancel);
     connect(save_, &QPushButton::clicked, this, [this] {
         const QString path = dialogs_.chooseSettingsToSave(this);
@@ -74,6 +74,7 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
     connect(&state_, &AppState::filesChanged, this, &ExportControlsView::refresh);
     connect(&session_, &ExportSession::isExportingChanged, this, &ExportControlsView::refresh);
     connect(&session_, &ExportSession::choicesChanged, this, &ExportControlsView::refresh);
+    connect(&state_, &AppState::ceilingDBTPChanged, this, &ExportControlsView::refresh);
     refresh();
 }
 
@@ -94,7 +95,7 @@ void ExportControlsView::refresh() {
         item->setToolTip(
             held ? QString() : QStringLiteral("%1 holds at most %2 Hz").arg(rawValue(format)).arg(maximumRate(format)));
     }
-    ceiling_->setValue(session_.choices().ceilingDBTP);
+    ceiling_->setValue(state_.ceilingDBTP());
     const auto formatIndex = std::find(allExportFormats.begin(), allExportFormats.end(), session_.choices().format);
     format_->setCurrentIndex(static_cast<int>(formatIndex - allExportFormats.begin()));
     const auto rateIndex = std::find(allSampleRates.begin(), allSampleRates.end(), session_.choices().sampleRate);

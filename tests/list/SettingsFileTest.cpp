@@ -32,6 +32,7 @@ TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
     EXPECT_EQ(errorOf("[1,2]"), "The file does not hold a settings object.");
     EXPECT_EQ(errorOf(R"({"files":[]})"), R"(The key "target_lufs" is missing.)");
     EXPECT_EQ(errorOf(R"({"target_lufs":"-16","files":[]})"), R"("target_lufs" must be a number.)");
+    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"ceiling_dbtp":null,"files":[]})"), R"("ceiling_dbtp" must be a number.)");
     EXPECT_FALSE(errorOf(R"({"target_lufs":1e999,"files":[]})").isEmpty());
     EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":{}})"), R"("files" must be a list.)");
     EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":false},)"
@@ -68,6 +69,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
         state.files()[0]->setCorrectionDB(1.23);
         state.files()[0]->setIsManualOverride(true);
         state.setTargetLUFS(-18.0);
+        state.setCeilingDBTP(-2.34);
         state.recalcCorrections();
         SettingsFile::saveSettings(state, settings);
         EXPECT_EQ(state.statusMessage(), "Settings saved.");
@@ -78,6 +80,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     ASSERT_TRUE(waitForAnalyses(loaded));
     SettingsFile::loadSettings(loaded, settings);
     EXPECT_EQ(loaded.targetLUFS(), -18.0);
+    EXPECT_EQ(loaded.ceilingDBTP(), -2.3);
     ASSERT_EQ(loaded.files().size(), 2u) << "the missing file is skipped";
     EXPECT_EQ(loaded.files()[0]->path(), a);
     EXPECT_EQ(loaded.files()[1]->path(), b);
@@ -114,8 +117,10 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     EXPECT_EQ(state.files()[0], original);
 
     // A path that is no valid text (a lone surrogate) names no file: skipped.
-    load(R"({"target_lufs":-50,"files":[{"path":"/tmp/\ud800.wav","correction_db":0,"manual":false}]})");
+    load(
+        R"({"target_lufs":-50,"ceiling_dbtp":-9,"files":[{"path":"/tmp/\ud800.wav","correction_db":0,"manual":false}]})");
     EXPECT_EQ(state.targetLUFS(), -40.0);
+    EXPECT_EQ(state.ceilingDBTP(), -6.0);
     EXPECT_TRUE(state.files().empty());
     EXPECT_FALSE(state.selectedFileID());
 
