@@ -152,14 +152,15 @@ ExportRun::Summary exportAll(AppState& state, const Options& options, bool limit
     // A line when a file is done and at every tenth of the whole between.
     int64_t shownFiles = 0;
     int shownTenths = 0;
+    const double total = static_cast<double>(std::max<int64_t>(plan.count(), 1));
     return ExportRun::run(plan, settings, cancel, [&](int64_t finished, double done) {
-        const int tenths = static_cast<int>(10.0 * done / static_cast<double>(std::max<int64_t>(plan.count(), 1)));
+        const int tenths = static_cast<int>(10.0 * done / total);
         if (finished == shownFiles && tenths <= shownTenths)
             return;
         shownFiles = finished;
         shownTenths = tenths;
-        err << "Exporting " << finished << '/' << plan.count() << "... "
-            << static_cast<int>(100.0 * done / static_cast<double>(plan.count())) << " %\n";
+        err << "Exporting " << finished << '/' << plan.count() << "... " << static_cast<int>(100.0 * done / total)
+            << " %\n";
         err.flush();
     });
 }

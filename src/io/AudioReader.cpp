@@ -4,6 +4,7 @@
 #include "io/FileError.h"
 #include "io/NativePath.h"
 #include "io/RegularFile.h"
+#include "io/TimeText.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -92,6 +93,7 @@ struct AudioReader::Impl {
     bool decoderEnded = false;
     int64_t skipTo = -1; // after a seek: the frame the caller asked for
     int errorsInARow = 0;
+    int64_t lastPacketTime = AV_NOPTS_VALUE; // of the stream's newest packet, in its time base
     bool failOnDamage = false;
     int maxChannels = 0;
     bool primed = false;   // the first frame has been decoded
@@ -121,10 +123,14 @@ struct AudioReader::Impl {
         throw FileError(QStringLiteral("Cannot read \"%1\": %2").arg(name, why));
     }
 
-    void refused(int result) {
+    // A packet or frame the decoder refused; fatal with Damage::fail.
+    void refused() {
         if (failOnDamage) {
             av_packet_unref(packet);
-            fail(QStringLiteral("damaged audio (%1)").arg(avError(result)));
+            const double at = lastPacketTime == AV_NOPTS_VALUE
+                                  ? 0.0
+                                  : std::max(0.0, static_cast<double>(lastPacketTime - origin) * av_q2d(timeBase));
+            fail(QStringLiteral("the audio is damaged at %1 and stops decoding there").arg(TimeText::report(at)));
         }
         ++errorsInARow;
     }
@@ -250,7 +256,7 @@ bool AudioReader::Impl::decodeNext() {
             break;
         }
         if (result != AVERROR(EAGAIN)) {
-            refused(result); // a frame that would not decode is left out
+            refused(); // a frame that would not decode is left out
             continue;
         }
         if (inputEnded) {
@@ -268,10 +274,11 @@ bool AudioReader::Impl::decodeNext() {
             continue;
         }
         if (packet->stream_index == stream) {
+            lastPacketTime = packet->pts;
             // A packet the decoder refuses is skipped.
             result = avcodec_send_packet(codec, packet);
             if (result < 0)
-                refused(result);
+                refused();
             else
                 errorsInARow = 0;
         }

@@ -114,7 +114,9 @@ TEST(ExportSourcesTest, ADamagedMiddleEndsTheJobAndLeavesNoOutput) {
     for (bool rendered : {false, true}) {
         const QString dest = dir.filePath(QStringLiteral("out%1").arg(rendered));
         const QString error = fixtures::errorOf([&] { exportBothWays(mp3, dest, ExportFormat::wav24, rendered); });
-        EXPECT_TRUE(error.contains("Damaged")) << error.toStdString() << (rendered ? " rendered" : " encoded");
+        // Named, with the time (the middle of 25 s) where it stops.
+        EXPECT_TRUE(error.contains("Damaged") && error.contains("damaged at 0:1"))
+            << error.toStdString() << (rendered ? " rendered" : " encoded");
         EXPECT_TRUE(fixtures::filesIn(dest).isEmpty()) << fixtures::filesIn(dest).join(", ").toStdString();
     }
 }
