@@ -6,9 +6,12 @@
 #include <algorithm>
 #include <cmath>
 
-ProgrammeMeter::ProgrammeMeter(int64_t sampleRate, int channels, int64_t expectedFrames)
+ProgrammeMeter::ProgrammeMeter(int64_t sampleRate, int channels, int64_t expectedFrames, bool truePeak)
     : sampleRate_(sampleRate), channels_(channels), filter_(sampleRate),
-      energy_(EnergyPrefix::strideFor(sampleRate), expectedFrames), truePeak_(channels) {}
+      energy_(EnergyPrefix::strideFor(sampleRate), expectedFrames) {
+    if (truePeak)
+        truePeak_.emplace(channels);
+}
 
 void ProgrammeMeter::add(const float* interleaved, int64_t frames) {
     constexpr int64_t block = 4096;
@@ -24,7 +27,8 @@ void ProgrammeMeter::add(const float* interleaved, int64_t frames) {
             mono_[static_cast<size_t>(i)] *= mono_[static_cast<size_t>(i)]; // squared in 32-bit float, as analysed
         energy_.add(mono_.data(), n);
     }
-    truePeak_.add(interleaved, frames);
+    if (truePeak_)
+        truePeak_->add(interleaved, frames);
     frames_ += frames;
 }
 
@@ -32,7 +36,8 @@ ProgrammeFigures ProgrammeMeter::finish() {
     ProgrammeFigures figures;
     figures.frames = frames_;
     figures.samplePeakDBFS = TruePeak::toDB(samplePeak_);
-    figures.truePeakDBTP = truePeak_.finishDBTP();
+    if (truePeak_)
+        figures.truePeakDBTP = truePeak_->finishDBTP();
     if (frames_ > 0) {
         const EnergyPrefix energy = energy_.take();
         figures.loudnessLUFS = LoudnessAnalyzer::loudestFigure(energy, sampleRate_, frames_).peakLUFS;

@@ -34,7 +34,8 @@ private:
     void processBlock(const float* interleaved, int64_t frames, float* peaks);
 
     int channels_;
-    // Per channel: the last tapsPerPhase − 1 samples, then one block.
+    // Per channel: the last tapsPerPhase − 1 samples, then one block and
+    // room for the vector code's last group.
     std::vector<std::vector<float>> lines_;
     std::vector<float> zeros_;
 };

@@ -8,6 +8,7 @@
 #include "export/StreamResampler.h"
 #include "export/TruePeakLimiter.h"
 #include "io/AudioTags.h"
+#include "io/BackgroundWriter.h"
 #include "io/NativePath.h"
 #include "io/TemporaryFile.h"
 #include "io/TimeText.h"
@@ -152,8 +153,9 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
         NativePath::shownName(ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, format));
 
     Made made{TemporaryFile(settings.destinationFolder, fileExtension(format)), {}, {}, -120.0};
-    std::unique_ptr<AudioFileWriter> writer =
-        AudioFileWriter::open(encoding, made.file.descriptor(), shownName, rate, channels);
+    // The encoder works on a thread of its own while this one makes the next frames.
+    std::unique_ptr<AudioFileWriter> writer = std::make_unique<BackgroundWriter>(
+        AudioFileWriter::open(encoding, made.file.descriptor(), shownName, rate, channels), channels);
     GainStage gain(job, pass.extraGainDB, sourceRate, channels);
     std::optional<StreamResampler> resampler;
     if (sourceRate != rate)
@@ -163,7 +165,7 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
         limiter.emplace(channels, rate, pass.ceilingDBTP);
     std::optional<ProgrammeMeter> signalMeter;
     if (pass.measureSignal)
-        signalMeter.emplace(rate, channels, expected);
+        signalMeter.emplace(rate, channels, expected, false); // for its loudness
     std::optional<Quantizer> quantizer;
     if (!encoding.isFloat)
         quantizer.emplace(encoding.bitDepth, encoding.bitDepth <= 16);

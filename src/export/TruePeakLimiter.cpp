@@ -23,8 +23,7 @@ TruePeakLimiter::TruePeakLimiter(int channels, int64_t sampleRate, double ceilin
       lookAhead_(std::max<int64_t>(static_cast<int64_t>(lookAheadSeconds * static_cast<double>(sampleRate)), 1)),
       span_(TruePeakDetector::latency), delay_(lookAhead_ + span_),
       release_(static_cast<float>(std::exp(-1.0 / (releaseSeconds * static_cast<double>(sampleRate))))),
-      detector_(channels_), peaks_(block), window_(lookAhead_ + 2 * span_ + 1),
-      asked_(static_cast<size_t>(window_), 1.0f), queue_(static_cast<size_t>(window_)),
+      detector_(channels_), peaks_(block), window_(lookAhead_ + 2 * span_ + 1), queue_(static_cast<size_t>(window_)),
       minima_(static_cast<size_t>(lookAhead_ + 1), 1.0f), minimaSum_(static_cast<double>(lookAhead_ + 1)),
       audio_(static_cast<size_t>(latency() * channels_), 0.0f), zeros_(static_cast<size_t>(block * channels_), 0.0f) {}
 
@@ -47,37 +46,43 @@ double TruePeakLimiter::largestReductionDB() const { return -20.0 * std::log10(s
 void TruePeakLimiter::processBlock(const float* in, int64_t frames, float* out) {
     detector_.process(in, frames, peaks_.data());
     const auto lines = static_cast<int64_t>(audio_.size()) / channels_;
+    const auto averaged = static_cast<int64_t>(minima_.size());
+    // Steps a ring index on, wrapping at `size`.
+    const auto next = [](int64_t at, int64_t size) { return at + 1 == size ? 0 : at + 1; };
     for (int64_t i = 0; i < frames; ++i, ++position_) {
         // The gain this frame's peak asks for (the frame `latency` before the newest).
         const float peak = peaks_[static_cast<size_t>(i)];
         const float asked = peak > ceiling_ ? ceiling_ / peak : 1.0f;
-        const int64_t slot = position_ % window_;
-        asked_[static_cast<size_t>(slot)] = asked;
-        // The running minimum of the last `window_` asked-for gains.
+        // The running minimum of the last `window_` asked-for gains: the
+        // head leaves once it is that old, before the newest joins, so the
+        // ring never holds more than `window_`.
+        if (queueSize_ > 0 && queue_[static_cast<size_t>(queueHead_)].position <= position_ - window_) {
+            queueHead_ = next(queueHead_, window_);
+            --queueSize_;
+        }
         while (queueSize_ > 0) {
-            const int64_t back = queue_[static_cast<size_t>((queueHead_ + queueSize_ - 1) % window_)];
-            if (asked_[static_cast<size_t>(back % window_)] > asked)
+            int64_t back = queueHead_ + queueSize_ - 1;
+            back -= back >= window_ ? window_ : 0;
+            if (queue_[static_cast<size_t>(back)].gain > asked)
                 --queueSize_;
             else
                 break;
         }
-        queue_[static_cast<size_t>((queueHead_ + queueSize_) % window_)] = position_;
+        int64_t tail = queueHead_ + queueSize_;
+        tail -= tail >= window_ ? window_ : 0;
+        queue_[static_cast<size_t>(tail)] = {position_, asked};
         ++queueSize_;
-        if (queue_[static_cast<size_t>(queueHead_)] <= position_ - window_) {
-            queueHead_ = (queueHead_ + 1) % window_;
-            --queueSize_;
-        }
-        const float minimum = asked_[static_cast<size_t>(queue_[static_cast<size_t>(queueHead_)] % window_)];
+        const float minimum = queue_[static_cast<size_t>(queueHead_)].gain;
         // Averaged over the look-ahead: a straight ramp down to each minimum.
-        const int64_t m = position_ % (lookAhead_ + 1);
-        minimaSum_ += static_cast<double>(minimum) - static_cast<double>(minima_[static_cast<size_t>(m)]);
-        minima_[static_cast<size_t>(m)] = minimum;
-        const auto ramp = std::min(static_cast<float>(minimaSum_ / static_cast<double>(lookAhead_ + 1)), 1.0f);
+        minimaSum_ += static_cast<double>(minimum) - static_cast<double>(minima_[static_cast<size_t>(minimaAt_)]);
+        minima_[static_cast<size_t>(minimaAt_)] = minimum;
+        minimaAt_ = next(minimaAt_, averaged);
+        const auto ramp = std::min(static_cast<float>(minimaSum_ / static_cast<double>(averaged)), 1.0f);
         // Down at once along the ramp; up again smoothly.
         gain_ = ramp < gain_ ? ramp : ramp + (gain_ - ramp) * release_;
         lowest_ = std::min(lowest_, gain_);
-
-        float* line = audio_.data() + (position_ % lines) * channels_;
+        float* line = audio_.data() + audioAt_ * channels_;
+        audioAt_ = next(audioAt_, lines);
         for (int c = 0; c < channels_; ++c) {
             out[i * channels_ + c] = line[c] * gain_;
             line[c] = in[i * channels_ + c];

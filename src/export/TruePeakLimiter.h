@@ -38,17 +38,22 @@ private:
 
     TruePeakDetector detector_;
     std::vector<float> peaks_;
-    // The asked-for gains of the last `window` frames, and a monotonic queue
-    // of their running minimum (indexes into a ring of positions).
+    // A monotonic queue of the gains asked for within the last `window`
+    // frames (a ring of `window` entries): its head is their minimum.
+    struct Asked {
+        int64_t position;
+        float gain;
+    };
     int64_t window_;
-    std::vector<float> asked_;
-    std::vector<int64_t> queue_;
+    std::vector<Asked> queue_;
     int64_t queueHead_ = 0, queueSize_ = 0;
-    // The running sum of the last lookAhead_ + 1 minima.
+    // The running sum of the last lookAhead_ + 1 minima, a ring.
     std::vector<float> minima_;
+    int64_t minimaAt_ = 0;
     double minimaSum_;
-    // The audio, delayed by latency().
+    // The audio, delayed by latency(), a ring of frames.
     std::vector<float> audio_;
+    int64_t audioAt_ = 0;
     int64_t position_ = 0;
     float gain_ = 1.0f;
     float lowest_ = 1.0f;

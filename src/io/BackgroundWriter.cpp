@@ -1,0 +1,92 @@
+#include "io/BackgroundWriter.h"
+
+#include <algorithm>
+
+namespace {
+constexpr size_t blockCount = 6;
+constexpr int64_t blockFrames = 8192;
+} // namespace
+
+BackgroundWriter::BackgroundWriter(std::unique_ptr<AudioFileWriter> inner, int channels)
+    : inner_(std::move(inner)), channels_(std::max(channels, 1)), blocks_(blockCount) {
+    for (Block& block : blocks_)
+        block.samples.resize(static_cast<size_t>(blockFrames * channels_));
+    thread_ = std::thread([this] { run(); });
+}
+
+BackgroundWriter::~BackgroundWriter() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    changed_.notify_all();
+    if (thread_.joinable())
+        thread_.join();
+}
+
+void BackgroundWriter::rethrowFailure() {
+    if (failure_)
+        std::rethrow_exception(failure_);
+}
+
+void BackgroundWriter::write(const float* interleaved, int64_t frames) {
+    while (frames > 0) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return waiting_ < blocks_.size() || failure_; });
+        rethrowFailure();
+        Block& block = blocks_[(first_ + waiting_) % blocks_.size()];
+        lock.unlock();
+        // Only this thread fills a free block; the writer's thread reads it once it waits.
+        block.frames = std::min(frames, blockFrames);
+        std::copy(interleaved, interleaved + block.frames * channels_, block.samples.begin());
+        interleaved += block.frames * channels_;
+        frames -= block.frames;
+        lock.lock();
+        ++waiting_;
+        lock.unlock();
+        changed_.notify_all();
+    }
+}
+
+void BackgroundWriter::close() {
+    {
+        const std::lock_guard lock(mutex_);
+        closing_ = true;
+    }
+    changed_.notify_all();
+    if (thread_.joinable())
+        thread_.join();
+    rethrowFailure();
+}
+
+void BackgroundWriter::run() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        changed_.wait(lock, [this] { return waiting_ > 0 || closing_ || stopping_; });
+        if (stopping_)
+            return;
+        try {
+            if (waiting_ == 0) { // closing, and everything is written
+                lock.unlock();
+                inner_->close();
+                return;
+            }
+            const Block& block = blocks_[first_];
+            lock.unlock();
+            inner_->write(block.samples.data(), block.frames);
+            lock.lock();
+            first_ = (first_ + 1) % blocks_.size();
+            --waiting_;
+        } catch (...) {
+            if (!lock.owns_lock())
+                lock.lock();
+            failure_ = std::current_exception();
+            lock.unlock();
+            changed_.notify_all();
+            return;
+        }
+        lock.unlock();
+        changed_.notify_all();
+        lock.lock();
+    }
+}
