@@ -53,7 +53,9 @@ double bareCommands(const AppState& state, const QString& folder, ExportFormat f
                     int threads) {
     QDir().mkpath(folder);
     const QStringList codec =
-        format == ExportFormat::flac ? QStringList{"-c:a", "flac"} : QStringList{"-c:a", "libmp3lame", "-b:a", "320k"};
+        // The same outputs as the export's: FLAC in 24 bits, MP3 at 320k.
+        format == ExportFormat::flac ? QStringList{"-c:a", "flac", "-sample_fmt", "s32", "-bits_per_raw_sample", "24"}
+                                     : QStringList{"-c:a", "libmp3lame", "-b:a", "320k"};
     QElapsedTimer timer;
     timer.start();
     const auto failed = ParallelJobs::run(

@@ -52,36 +52,67 @@ const std::array<Phase, 3>& phases() {
 
 namespace {
 
-// Four frames at once, in the compiler's vector types: each lane sums its
-// taps in the same order as a plain loop would, so the figures are the same.
-using Lanes = float __attribute__((vector_size(16)));
-using Bits = int32_t __attribute__((vector_size(16)));
-constexpr int64_t laneCount = 4;
+// The widest group of frames the kernel below takes at once.
+constexpr int64_t laneCount = 8;
 
-Lanes load(const float* at) {
-    Lanes v;
-    std::memcpy(&v, at, sizeof v);
-    return v;
+// The interpolated peaks of `frames` frames of one channel, a group of
+// frames at a time in the compiler's vector types (`Lanes` floats, `Bits`
+// the same lanes as integers). Each lane sums its taps in the order a plain
+// loop would, without fused multiply-adds, so every width gives the same
+// figures. Magnitudes compare as their bit patterns. Groups may read past
+// `frames` into the line's spare room; those outputs are left out.
+template <typename Lanes, typename Bits>
+[[gnu::always_inline]] inline void interpolatedPeaks(const float* line, int64_t frames,
+                                                     const std::array<Phase, 3>& taps, float* peaks) {
+    constexpr auto lanes = static_cast<int64_t>(sizeof(Lanes) / sizeof(float));
+    for (int64_t i = 0; i < frames; i += lanes) {
+        const float* window = line + i; // tapsPerPhase samples per lane
+        Lanes p0{}, p1{}, p2{}, x;
+        for (size_t j = 0; j < TruePeakDetector::tapsPerPhase; ++j) {
+            std::memcpy(&x, window + j, sizeof x);
+            p0 += taps[0][j] * x;
+            p1 += taps[1][j] * x;
+            p2 += taps[2][j] * x;
+        }
+        std::memcpy(&x, window + TruePeakDetector::tapsPerPhase / 2 - 1, sizeof x);
+        Bits peak, other;
+        std::memcpy(&peak, &x, sizeof x);
+        peak &= INT32_MAX;
+        for (const Lanes* point : {&p0, &p1, &p2}) {
+            std::memcpy(&other, point, sizeof other);
+            other &= INT32_MAX;
+            const Bits wins = other > peak;
+            peak = (peak & ~wins) | (other & wins);
+        }
+        float out[lanes];
+        std::memcpy(out, &peak, sizeof out);
+        for (int64_t k = 0; k < std::min(lanes, frames - i); ++k)
+            peaks[i + k] = std::max(peaks[i + k], out[k]);
+    }
 }
 
-Lanes magnitude(Lanes v) {
-    Bits bits;
-    std::memcpy(&bits, &v, sizeof v);
-    bits &= INT32_MAX;
-    std::memcpy(&v, &bits, sizeof v);
-    return v;
+using Lanes4 = float __attribute__((vector_size(16)));
+using Bits4 = int32_t __attribute__((vector_size(16)));
+using Lanes8 = float __attribute__((vector_size(32)));
+using Bits8 = int32_t __attribute__((vector_size(32)));
+
+void peaksFour(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
+    interpolatedPeaks<Lanes4, Bits4>(line, frames, taps, peaks);
 }
 
-Lanes larger(Lanes a, Lanes b) {
-    const Bits aWins = a > b;
-    Bits ab, bb;
-    std::memcpy(&ab, &a, sizeof a);
-    std::memcpy(&bb, &b, sizeof b);
-    const Bits out = (ab & aWins) | (bb & ~aWins);
-    Lanes v;
-    std::memcpy(&v, &out, sizeof v);
-    return v;
+// Eight at once where the processor has AVX2.
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] void peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps,
+                                        float* peaks) {
+    interpolatedPeaks<Lanes8, Bits8>(line, frames, taps, peaks);
 }
+bool hasEight() { return __builtin_cpu_supports("avx2"); }
+#else
+void peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
+    interpolatedPeaks<Lanes8, Bits8>(line, frames, taps, peaks);
+}
+bool hasEight() { return false; }
+#endif
 
 } // namespace
 
@@ -109,26 +140,8 @@ void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, fl
             line[history + i] = interleaved[i * channels_ + c];
         // Output i is the frame at line[i + latency − 1]: the sample
         // `latency` frames before the newest, with its points after it.
-        // Whole groups of lanes may read past `frames` into the line's
-        // spare room; those outputs are left out.
-        for (int64_t i = 0; i < frames; i += laneCount) {
-            const float* window = line + i; // tapsPerPhase samples per lane
-            Lanes p0{}, p1{}, p2{};
-            for (int j = 0; j < tapsPerPhase; ++j) {
-                const Lanes x = load(window + j);
-                p0 += taps[0][static_cast<size_t>(j)] * x;
-                p1 += taps[1][static_cast<size_t>(j)] * x;
-                p2 += taps[2][static_cast<size_t>(j)] * x;
-            }
-            Lanes peak = magnitude(load(window + tapsPerPhase / 2 - 1));
-            peak = larger(peak, magnitude(p0));
-            peak = larger(peak, magnitude(p1));
-            peak = larger(peak, magnitude(p2));
-            float out[laneCount];
-            std::memcpy(out, &peak, sizeof out);
-            for (int64_t k = 0; k < std::min(laneCount, frames - i); ++k)
-                peaks[i + k] = std::max(peaks[i + k], out[k]);
-        }
+        static const bool eight = hasEight();
+        (eight ? peaksEight : peaksFour)(line, frames, taps, peaks);
         std::copy(line + frames, line + frames + history, line);
     }
 }
