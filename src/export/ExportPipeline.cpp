@@ -11,7 +11,6 @@
 #include "io/BackgroundWriter.h"
 #include "io/NativePath.h"
 #include "io/TemporaryFile.h"
-#include "io/TimeText.h"
 
 #include <QDir>
 #include <algorithm>
@@ -89,6 +88,28 @@ private:
     int64_t position_ = 0;
 };
 
+// Reads `reader` to its end a chunk at a time, looking for a cancel before
+// each; `chunk(samples, frames, readBefore)` may change the samples in place.
+// A read that fails throws what `failed(error)` makes of it.
+template <typename Chunk, typename Failed>
+int64_t readAll(AudioReader& reader, const JobControl& control, Chunk chunk, Failed failed) {
+    std::vector<float> buffer(static_cast<size_t>(chunkFrames * reader.channels()));
+    int64_t frames = 0;
+    for (;;) {
+        checkCancel(control);
+        int64_t got = 0;
+        try {
+            got = reader.readInterleaved(buffer.data(), chunkFrames);
+        } catch (const DescribedError& e) {
+            throw failed(e);
+        }
+        if (got == 0)
+            return frames;
+        chunk(buffer.data(), got, frames);
+        frames += got;
+    }
+}
+
 QString shownSource(const ExportJob& job) { return NativePath::shownName(job.sourcePath); }
 
 // Reads the whole output back: it must decode with the channels, rate and
@@ -113,22 +134,13 @@ ProgrammeFigures readBack(const QString& path, const QString& shownName, ExportF
     std::optional<ProgrammeMeter> meter;
     if (measure)
         meter.emplace(rate, channels, written);
-    std::vector<float> buffer(static_cast<size_t>(chunkFrames * channels));
-    int64_t frames = 0;
-    for (;;) {
-        checkCancel(control);
-        int64_t got = 0;
-        try {
-            got = reader->readInterleaved(buffer.data(), chunkFrames);
-        } catch (const FileError&) {
-            throw broken(QStringLiteral("does not decode to its end"));
-        }
-        if (got == 0)
-            break;
-        if (meter)
-            meter->add(buffer.data(), got);
-        frames += got;
-    }
+    const int64_t frames = readAll(
+        *reader, control,
+        [&](const float* samples, int64_t got, int64_t) {
+            if (meter)
+                meter->add(samples, got);
+        },
+        [&](const DescribedError&) { return broken(QStringLiteral("does not decode to its end")); });
     if (std::abs(frames - written) > lengthTolerance(format))
         throw broken(QStringLiteral("holds %1 frames instead of %2").arg(frames).arg(written));
     return meter ? meter->finish() : ProgrammeFigures{};
@@ -209,29 +221,21 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
         emitLimited(frames);
     };
 
-    std::vector<float> buffer(static_cast<size_t>(chunkFrames * channels));
-    int64_t read = 0;
-    for (;;) {
-        checkCancel(control);
-        int64_t got = 0;
-        try {
-            got = reader.readInterleaved(buffer.data(), chunkFrames);
-        } catch (const DescribedError& e) {
-            throw ExportFailure(QStringLiteral("%1 (%2 into the file); nothing was written")
-                                    .arg(e.description(), TimeText::report(static_cast<double>(read) /
-                                                                           static_cast<double>(sourceRate))));
-        }
-        if (got == 0)
-            break;
-        gain.apply(buffer.data(), got);
-        if (resampler)
-            resampler->process(buffer.data(), got, afterRate);
-        else
-            afterRate(buffer.data(), got);
-        read += got;
-        if (progress && expected > 0)
-            progress(std::min(1.0, static_cast<double>(read) / static_cast<double>(expected)));
-    }
+    // The reader names the time where a damaged source stops decoding.
+    readAll(
+        reader, control,
+        [&](float* samples, int64_t got, int64_t before) {
+            gain.apply(samples, got);
+            if (resampler)
+                resampler->process(samples, got, afterRate);
+            else
+                afterRate(samples, got);
+            if (progress && expected > 0)
+                progress(std::min(1.0, static_cast<double>(before + got) / static_cast<double>(expected)));
+        },
+        [](const DescribedError& e) {
+            return ExportFailure(QStringLiteral("%1; nothing was written").arg(e.description()));
+        });
     if (resampler)
         resampler->flush(afterRate);
     if (limiter) {

@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QThread>
 #include <algorithm>
+#include <cmath>
 #include <mutex>
 
 namespace ExportRun {
@@ -60,12 +61,23 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings&
     return plan;
 }
 
+namespace {
+
+// The name a job's output takes when it keeps its promise, if a file has it already.
+std::optional<QString> existingPromisedName(const ExportJob& job, const ExportSettings& settings) {
+    const QString name = ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
+    if (NativePath::exists(QDir(settings.destinationFolder).filePath(name)))
+        return name;
+    return std::nullopt;
+}
+
+} // namespace
+
 QStringList existingOutputs(const Plan& plan, const ExportSettings& settings) {
     QStringList existing;
     for (const ExportJob& job : plan.jobs) {
-        const QString name = ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
-        if (NativePath::exists(QDir(settings.destinationFolder).filePath(name)))
-            existing << name;
+        if (const auto name = existingPromisedName(job, settings))
+            existing << *name;
     }
     return existing;
 }
@@ -118,18 +130,21 @@ Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<
     TemporaryFiles::removeStale(settings.destinationFolder);
     OutputNames names(settings.destinationFolder, settings.existing, plan.sources);
 
-    std::mutex mutex; // guards the shares and the progress calls
-    std::vector<double> shares(plan.jobs.size(), 0.0);
+    // Each job's share in millionths, and their sum kept as they change (a
+    // long list is not summed at every call), exact so that a whole run reads whole.
+    constexpr double millionths = 1e6;
+    std::mutex mutex; // guards the shares, their sum and the progress calls
+    std::vector<int64_t> shares(plan.jobs.size(), 0);
+    int64_t sum = 0;
     int64_t finished = 0;
     const auto report = [&](size_t index, double share, bool done) {
         const std::lock_guard lock(mutex);
-        shares[index] = share;
+        const auto part = std::llround(share * millionths);
+        sum += part - shares[index];
+        shares[index] = part;
         finished += done ? 1 : 0;
-        double sum = 0.0;
-        for (double s : shares)
-            sum += s;
         if (progress)
-            progress(finished, sum);
+            progress(finished, static_cast<double>(sum) / millionths);
     };
     const int threads = std::max(1, QThread::idealThreadCount());
     ParallelJobs::run(
@@ -143,11 +158,10 @@ Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<
             const ExportJob& job = plan.jobs[index];
             try {
                 // A name the user keeps is not made again only to be refused at the end.
-                const QString promised =
-                    ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
-                if (settings.existing == ExistingOutputs::skip &&
-                    NativePath::exists(QDir(settings.destinationFolder).filePath(promised)))
-                    throw ExportFailure(ExportNaming::alreadyExists(promised));
+                if (settings.existing == ExistingOutputs::skip) {
+                    if (const auto name = existingPromisedName(job, settings))
+                        throw ExportFailure(ExportNaming::alreadyExists(*name));
+                }
                 result.written = ExportPipeline::exportFile(job, settings, names, control);
             } catch (const ExportCancelled&) {
                 return;

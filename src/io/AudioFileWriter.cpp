@@ -86,8 +86,7 @@ class WavFileWriter final : public AudioFileWriter {
 public:
     WavFileWriter(const OutputEncoding& encoding, int descriptor, const QString& shownName, int64_t sampleRate,
                   int channels)
-        : output_{descriptor}, shownName_(shownName), channels_(channels), bitDepth_(encoding.bitDepth),
-          isFloat_(encoding.isFloat) {
+        : output_{descriptor}, shownName_(shownName), channels_(channels), isFloat_(encoding.isFloat) {
         io_.get_filelen = [](void* self) -> sf_count_t { return out(self).length(); };
         io_.seek = [](sf_count_t offset, int whence, void* self) -> sf_count_t {
             return out(self).seek(offset, whence);
@@ -102,7 +101,8 @@ public:
         SF_INFO info{};
         info.samplerate = static_cast<int>(sampleRate);
         info.channels = channels;
-        const int subtype = isFloat_ ? SF_FORMAT_FLOAT : (bitDepth_ == 16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24);
+        const int subtype =
+            isFloat_ ? SF_FORMAT_FLOAT : (encoding.bitDepth == 16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24);
         // RF64 where the data passes what a RIFF header can state, else plain WAV.
         info.format = SF_FORMAT_RF64 | subtype | SF_ENDIAN_LITTLE;
         file_ = sf_open_virtual(&io_, SFM_WRITE, &info, &output_);
@@ -123,12 +123,8 @@ public:
         if (isFloat_) {
             written = sf_writef_float(file_, interleaved, frames);
         } else {
-            // On the grid already: k / 2^(bits − 1) becomes k in the top bits, exactly.
             ints_.resize(static_cast<size_t>(frames * channels_));
-            const double scale = std::ldexp(1.0, 31);
-            for (size_t i = 0; i < ints_.size(); ++i)
-                ints_[i] = static_cast<int>(
-                    std::clamp(static_cast<double>(interleaved[i]) * scale, -2147483648.0, 2147483647.0));
+            gridToInt32(interleaved, ints_.size(), ints_.data());
             written = sf_writef_int(file_, ints_.data(), frames);
         }
         if (written != frames)
@@ -150,7 +146,6 @@ private:
     DescriptorOutput output_;
     QString shownName_;
     int channels_;
-    int bitDepth_;
     bool isFloat_;
     SF_VIRTUAL_IO io_{};
     SNDFILE* file_ = nullptr;

@@ -65,28 +65,25 @@ void BackgroundWriter::run() {
         changed_.wait(lock, [this] { return waiting_ > 0 || closing_ || stopping_; });
         if (stopping_)
             return;
+        const bool last = waiting_ == 0; // closing, and everything is written
+        const Block& block = blocks_[first_];
+        lock.unlock();
         try {
-            if (waiting_ == 0) { // closing, and everything is written
-                lock.unlock();
+            if (last)
                 inner_->close();
-                return;
-            }
-            const Block& block = blocks_[first_];
-            lock.unlock();
-            inner_->write(block.samples.data(), block.frames);
-            lock.lock();
-            first_ = (first_ + 1) % blocks_.size();
-            --waiting_;
+            else
+                inner_->write(block.samples.data(), block.frames);
         } catch (...) {
-            if (!lock.owns_lock())
-                lock.lock();
+            lock.lock();
             failure_ = std::current_exception();
-            lock.unlock();
             changed_.notify_all();
             return;
         }
-        lock.unlock();
-        changed_.notify_all();
+        if (last)
+            return;
         lock.lock();
+        first_ = (first_ + 1) % blocks_.size();
+        --waiting_;
+        changed_.notify_all();
     }
 }
