@@ -145,9 +145,7 @@ ExportRun::Summary exportAll(AppState& state, const Options& options, bool limit
         state.ceilingDBTP(),
         options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip};
     const ExportRun::Plan plan = ExportRun::buildPlan(state.files(), settings);
-    err << (plan.count() == 1 ? QStringLiteral("Exporting 1 file...")
-                              : QStringLiteral("Exporting %1 files...").arg(plan.count()))
-        << '\n';
+    err << ExportRun::startText(plan.count()) << '\n';
     err.flush();
     // A line when a file is done and at every tenth of the whole between.
     int64_t shownFiles = 0;

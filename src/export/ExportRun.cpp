@@ -90,6 +90,10 @@ int64_t Summary::failedCount() const {
     return std::count_if(files.begin(), files.end(), [](const FileResult& f) { return !f.error.isEmpty(); });
 }
 
+QString startText(int64_t count) {
+    return count == 1 ? QStringLiteral("Exporting 1 file...") : QStringLiteral("Exporting %1 files...").arg(count);
+}
+
 QString describe(const Summary& summary) {
     if (!summary.error.isEmpty())
         return QStringLiteral("Export error: ") + summary.error;

@@ -62,6 +62,9 @@ struct Summary {
     int64_t failedCount() const;
 };
 
+// The text that starts a run of `count` files: "Exporting 3 files...".
+QString startText(int64_t count);
+
 // The status line's text for a finished run.
 QString describe(const Summary& summary);
 

@@ -87,8 +87,7 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
     cancel_ = std::make_shared<std::atomic<bool>>(false);
     emit isExportingChanged();
     setProgress({0, total, 0.0});
-    state_.setStatusMessage(total == 1 ? QStringLiteral("Exporting 1 file...")
-                                       : QStringLiteral("Exporting %1 files...").arg(total));
+    state_.setStatusMessage(ExportRun::startText(total));
 
     // Every change the run makes goes through the main thread; a session
     // that no longer exists is left alone.
