@@ -47,8 +47,8 @@ double exportAll(ExportSession& exports, const QString& folder) {
     return seconds(timer);
 }
 
-// The ffmpeg program's encode of every file, `threads` at a time (1: one
-// after another), with nothing else around them.
+// The ffmpeg program's encode of every file with the export's gain,
+// `threads` at a time (1: one after another), with nothing else around them.
 double bareCommands(const AppState& state, const QString& folder, ExportFormat format, const QString& ffmpeg,
                     int threads) {
     QDir().mkpath(folder);
@@ -62,8 +62,10 @@ double bareCommands(const AppState& state, const QString& folder, ExportFormat f
         static_cast<int64_t>(state.files().size()), threads,
         [&](int64_t i) {
             const QString out = QDir(folder).filePath(QStringLiteral("%1.%2").arg(i).arg(fileExtension(format)));
-            const QString in = state.files()[static_cast<size_t>(i)]->path();
-            if (EncoderProcess::run(ffmpeg, QStringList{"-y", "-i", in, "-af", "volume=-3dB", "-ar", "48000"} + codec +
+            const AudioFileItem& file = *state.files()[static_cast<size_t>(i)];
+            // The export's own gain: an encoder's work depends on the level.
+            const QString gain = QStringLiteral("volume=%1dB").arg(file.correctionDB(), 0, 'f', 2);
+            if (EncoderProcess::run(ffmpeg, QStringList{"-y", "-i", file.path(), "-af", gain, "-ar", "48000"} + codec +
                                                 QStringList{out})
                     .exitCode != 0)
                 throw std::runtime_error("the reference run failed");

@@ -48,6 +48,23 @@ const std::array<Phase, 3>& phases() {
     return designed;
 }
 
+// The most any interpolated point can be over the largest magnitude among
+// its taps: the largest sum of one phase's absolute taps (2.25, +7 dB), with
+// room for the float sums' rounding.
+float largestGain() {
+    static const float gain = [] {
+        float largest = 1.0f;
+        for (const Phase& phase : phases()) {
+            float sum = 0.0f;
+            for (float tap : phase)
+                sum += std::abs(tap);
+            largest = std::max(largest, sum);
+        }
+        return largest * 1.001f;
+    }();
+    return gain;
+}
+
 } // namespace
 
 namespace {
@@ -121,27 +138,39 @@ TruePeakDetector::TruePeakDetector(int channels)
       lines_(static_cast<size_t>(channels_), std::vector<float>(tapsPerPhase - 1 + block + laneCount, 0.0f)),
       zeros_(static_cast<size_t>(latency * channels_), 0.0f) {}
 
-void TruePeakDetector::process(const float* interleaved, int64_t frames, float* peaks) {
+void TruePeakDetector::process(const float* interleaved, int64_t frames, float* peaks, float floor) {
     for (int64_t done = 0; done < frames; done += block) {
         const int64_t n = std::min(block, frames - done);
-        processBlock(interleaved + done * channels_, n, peaks + done);
+        processBlock(interleaved + done * channels_, n, peaks + done, floor);
     }
 }
 
 void TruePeakDetector::flush(float* peaks) { process(zeros_.data(), latency, peaks); }
 
-void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, float* peaks) {
+void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, float* peaks, float floor) {
     constexpr int history = tapsPerPhase - 1;
+    // Frames are interpolated, or found far enough under `floor`, a run at a time.
+    constexpr int64_t run = 64;
     std::fill(peaks, peaks + frames, 0.0f);
     const std::array<Phase, 3>& taps = phases();
+    static const bool eight = hasEight();
+    const float reach = floor / largestGain();
     for (int c = 0; c < channels_; ++c) {
         float* line = lines_[static_cast<size_t>(c)].data();
         for (int64_t i = 0; i < frames; ++i)
             line[history + i] = interleaved[i * channels_ + c];
         // Output i is the frame at line[i + latency − 1]: the sample
-        // `latency` frames before the newest, with its points after it.
-        static const bool eight = hasEight();
-        (eight ? peaksEight : peaksFour)(line, frames, taps, peaks);
+        // `latency` frames before the newest, with its points after it; its
+        // points read line[i, i + tapsPerPhase).
+        for (int64_t start = 0; start < frames; start += run) {
+            const int64_t n = std::min(run, frames - start);
+            const float* taken = line + start;
+            float largest = 0.0f;
+            for (int64_t k = 0; k < n + history; ++k)
+                largest = std::max(largest, std::abs(taken[k]));
+            if (largest > reach)
+                (eight ? peaksEight : peaksFour)(taken, n, taps, peaks + start);
+        }
         std::copy(line + frames, line + frames + history, line);
     }
 }
@@ -152,7 +181,7 @@ void TruePeakMeter::add(const float* interleaved, int64_t frames) {
     const int64_t block = static_cast<int64_t>(peaks_.size());
     for (int64_t done = 0; done < frames; done += block) {
         const int64_t n = std::min(block, frames - done);
-        detector_.process(interleaved + done * detector_.channels(), n, peaks_.data());
+        detector_.process(interleaved + done * detector_.channels(), n, peaks_.data(), largest_);
         largest_ = std::max(largest_, *std::max_element(peaks_.begin(), peaks_.begin() + n));
     }
 }

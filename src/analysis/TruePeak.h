@@ -22,8 +22,11 @@ public:
 
     // Takes `frames` interleaved frames and writes as many peaks to `peaks`:
     // peaks[i] belongs to the frame that went in `latency` frames before
-    // in[i] (0 for the frames before the first).
-    void process(const float* interleaved, int64_t frames, float* peaks);
+    // in[i] (0 for the frames before the first). A caller that only needs
+    // the peaks over `floor` may say so: where the samples around a frame
+    // are too far under it for any point between them to pass it, the
+    // interpolation is skipped and the frame's peak comes out as 0.
+    void process(const float* interleaved, int64_t frames, float* peaks, float floor = 0.0f);
     // The peaks of the last `latency` frames, as if silence followed.
     void flush(float* peaks);
 
@@ -31,7 +34,7 @@ public:
 
 private:
     static constexpr int64_t block = 1024;
-    void processBlock(const float* interleaved, int64_t frames, float* peaks);
+    void processBlock(const float* interleaved, int64_t frames, float* peaks, float floor);
 
     int channels_;
     // Per channel: the last tapsPerPhase − 1 samples, then one block and

@@ -41,12 +41,37 @@ void TruePeakLimiter::flush(float* out) {
     }
 }
 
+// Whether the next `frames` peaks ask for nothing while the gain is at rest:
+// the queue then holds only gains of 1, every averaged minimum is 1 (their
+// sum is exact), and the gain stays at exactly 1.
+bool TruePeakLimiter::passesThrough(int64_t frames) const {
+    return gain_ == 1.0f && queue_[static_cast<size_t>(queueHead_)].gain == 1.0f &&
+           minimaSum_ == static_cast<double>(minima_.size()) &&
+           std::all_of(peaks_.begin(), peaks_.begin() + frames, [this](float peak) { return peak <= ceiling_; });
+}
+
 double TruePeakLimiter::largestReductionDB() const { return -20.0 * std::log10(static_cast<double>(lowest_)); }
 
 void TruePeakLimiter::processBlock(const float* in, int64_t frames, float* out) {
-    detector_.process(in, frames, peaks_.data());
+    detector_.process(in, frames, peaks_.data(), ceiling_); // gains are asked only over it
     const auto lines = static_cast<int64_t>(audio_.size()) / channels_;
     const auto averaged = static_cast<int64_t>(minima_.size());
+    if (passesThrough(frames)) {
+        // Nothing asked for, nothing still to release: every gain is 1, and
+        // the frames come out only delayed, as the loop below would give them.
+        queue_[0] = {position_ + frames - 1, 1.0f};
+        queueHead_ = 0;
+        queueSize_ = 1;
+        minimaAt_ = (minimaAt_ + frames) % averaged;
+        position_ += frames;
+        for (int64_t i = 0; i < frames; ++i) {
+            float* line = audio_.data() + audioAt_ * channels_;
+            std::copy(line, line + channels_, out + i * channels_);
+            std::copy(in + i * channels_, in + (i + 1) * channels_, line);
+            audioAt_ = audioAt_ + 1 == lines ? 0 : audioAt_ + 1;
+        }
+        return;
+    }
     // Steps a ring index on, wrapping at `size`.
     const auto next = [](int64_t at, int64_t size) { return at + 1 == size ? 0 : at + 1; };
     for (int64_t i = 0; i < frames; ++i, ++position_) {

@@ -28,6 +28,7 @@ public:
 
 private:
     void processBlock(const float* in, int64_t frames, float* out);
+    bool passesThrough(int64_t frames) const;
 
     int channels_;
     float ceiling_;

@@ -5,6 +5,9 @@
 namespace {
 constexpr size_t blockCount = 6;
 constexpr int64_t blockFrames = 8192;
+// A full queue lets its caller go on once this many blocks wait or fewer:
+// one wake-up per few blocks rather than one per block.
+constexpr size_t resumeAt = blockCount / 2;
 } // namespace
 
 BackgroundWriter::BackgroundWriter(std::unique_ptr<AudioFileWriter> inner, int channels)
@@ -19,7 +22,7 @@ BackgroundWriter::~BackgroundWriter() {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
     }
-    changed_.notify_all();
+    work_.notify_all();
     if (thread_.joinable())
         thread_.join();
 }
@@ -32,7 +35,11 @@ void BackgroundWriter::rethrowFailure() {
 void BackgroundWriter::write(const float* interleaved, int64_t frames) {
     while (frames > 0) {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return waiting_ < blocks_.size() || failure_; });
+        if (waiting_ == blocks_.size()) {
+            callerWaits_ = true;
+            space_.wait(lock, [this] { return waiting_ <= resumeAt || failure_; });
+            callerWaits_ = false;
+        }
         rethrowFailure();
         Block& block = blocks_[(first_ + waiting_) % blocks_.size()];
         lock.unlock();
@@ -43,8 +50,10 @@ void BackgroundWriter::write(const float* interleaved, int64_t frames) {
         frames -= block.frames;
         lock.lock();
         ++waiting_;
+        const bool wake = writerWaits_;
         lock.unlock();
-        changed_.notify_all();
+        if (wake)
+            work_.notify_one();
     }
 }
 
@@ -53,7 +62,7 @@ void BackgroundWriter::close() {
         const std::lock_guard lock(mutex_);
         closing_ = true;
     }
-    changed_.notify_all();
+    work_.notify_all();
     if (thread_.joinable())
         thread_.join();
     rethrowFailure();
@@ -62,7 +71,9 @@ void BackgroundWriter::close() {
 void BackgroundWriter::run() {
     std::unique_lock lock(mutex_);
     for (;;) {
-        changed_.wait(lock, [this] { return waiting_ > 0 || closing_ || stopping_; });
+        writerWaits_ = true;
+        work_.wait(lock, [this] { return waiting_ > 0 || closing_ || stopping_; });
+        writerWaits_ = false;
         if (stopping_)
             return;
         const bool last = waiting_ == 0; // closing, and everything is written
@@ -76,7 +87,7 @@ void BackgroundWriter::run() {
         } catch (...) {
             lock.lock();
             failure_ = std::current_exception();
-            changed_.notify_all();
+            space_.notify_all();
             return;
         }
         if (last)
@@ -84,6 +95,7 @@ void BackgroundWriter::run() {
         lock.lock();
         first_ = (first_ + 1) % blocks_.size();
         --waiting_;
-        changed_.notify_all();
+        if (callerWaits_ && waiting_ <= resumeAt)
+            space_.notify_one();
     }
 }

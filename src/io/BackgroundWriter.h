@@ -38,7 +38,11 @@ private:
     bool closing_ = false;
     bool stopping_ = false;
     std::exception_ptr failure_;
+    // Who waits for whom, so that a wake-up is sent only when one is awaited.
+    bool callerWaits_ = false;
+    bool writerWaits_ = false;
     std::mutex mutex_;
-    std::condition_variable changed_;
+    std::condition_variable space_; // the caller waits on it for a free block
+    std::condition_variable work_;  // the writer's thread waits on it for a block
     std::thread thread_;
 };

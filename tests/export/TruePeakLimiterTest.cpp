@@ -46,9 +46,15 @@ TEST(TruePeakLimiterTest, HoldsTheCeilingAndLeavesQuietSignalsAlone) {
     for (size_t i = 0; i < 12000; ++i)
         loud[2 * i] = loud[2 * i + 1] = static_cast<float>(20.0 * std::exp(-static_cast<double>(i) / 300.0));
     for (double ceiling : {-1.0, -0.1, -6.0}) {
-        const std::vector<float> out = limited(loud, ceiling);
-        EXPECT_LE(referenceTruePeakDB(out), ceiling + 0.1) << ceiling;
-        EXPECT_GT(referenceTruePeakDB(out), ceiling - 1.0) << "not held far below " << ceiling;
+        // And a tone just over the ceiling, after silence, from a gain at rest.
+        std::vector<float> mild(48000 * 2, 0.0f);
+        for (size_t i = mild.size() / 2; i < mild.size(); ++i)
+            mild[i] = static_cast<float>(1.2 * std::pow(10.0, ceiling / 20) * std::sin(0.13 * static_cast<double>(i)));
+        for (const std::vector<float>* in : {&loud, &mild}) {
+            const std::vector<float> out = limited(*in, ceiling);
+            EXPECT_LE(referenceTruePeakDB(out), ceiling + 0.1) << ceiling;
+            EXPECT_GT(referenceTruePeakDB(out), ceiling - 1.0) << "not held far below " << ceiling;
+        }
     }
     // Under the ceiling: the very samples, only delayed.
     std::vector<float> quiet(loud);
