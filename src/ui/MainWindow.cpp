@@ -2,6 +2,7 @@
 
 #include "ui/AboutDialog.h"
 #include "ui/ContentView.h"
+#include "ui/TaskbarProgress.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
 #include <QAction>
@@ -9,6 +10,7 @@
 #include <QCloseEvent>
 #include <QMenuBar>
 #include <QSettings>
+#include <cmath>
 
 MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOutput> output, QWidget* parent)
     : QMainWindow(parent), state_(state), dialogs_(dialogs), exports_(state),
@@ -26,6 +28,17 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
         if (closeAfterExport_)
             close();
     });
+    // The run's share on the taskbar entry too, a whole percent at a time.
+    const auto showOnTaskbar = [this] {
+        const ExportProgress progress = exports_.progress();
+        std::optional<double> share;
+        if (exports_.isExporting() && progress.total > 0)
+            share = std::floor(100.0 * progress.done / static_cast<double>(progress.total)) / 100.0;
+        if (share != taskbarShare_)
+            TaskbarProgress::show(taskbarShare_ = share);
+    };
+    connect(&exports_, &ExportSession::progressChanged, this, showOnTaskbar);
+    connect(&exports_, &ExportSession::isExportingChanged, this, showOnTaskbar);
     QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
     QAction* undo = undo_.createUndoAction(this, QStringLiteral("Undo"));
     undo->setShortcut(QKeySequence::Undo);

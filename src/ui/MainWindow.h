@@ -12,6 +12,7 @@
 #include <QMainWindow>
 #include <QUndoStack>
 #include <memory>
+#include <optional>
 
 class ContentView;
 class QAction;
@@ -45,6 +46,7 @@ private:
     AppState& state_;
     Dialogs dialogs_;
     bool closeAfterExport_ = false;
+    std::optional<double> taskbarShare_; // what the taskbar entry shows
     ExportSession exports_;
     QUndoStack undo_;
     ContentView* content_;

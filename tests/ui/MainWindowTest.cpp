@@ -8,6 +8,7 @@
 #include "ui/ExportControlsView.h"
 #include "ui/FileTableView.h"
 #include "ui/PlaybackControlsView.h"
+#include "ui/TaskbarProgress.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
 #include <QComboBox>
@@ -326,4 +327,16 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     w.state.setSelectedFileID(w.state.files().back()->id());
     EXPECT_TRUE(
         child<QLabel>(*w.window, "waveformPlaceholder")->text().startsWith("junk.wav could not be analysed:\n"));
+}
+
+TEST(TaskbarProgressTest, TheEntryOfTheDesktopFileShowsTheShareOrNothing) {
+    for (const auto& [share, visible, shown] : {std::tuple{std::optional(0.25), true, 0.25},
+                                                {std::optional(1.7), true, 1.0}, {std::nullopt, false, 0.0}}) {
+        const QList<QVariant> arguments = TaskbarProgress::message(share).arguments();
+        ASSERT_EQ(arguments.size(), 2);
+        EXPECT_EQ(arguments[0].toString(), "application://sonivel.desktop");
+        const QVariantMap properties = arguments[1].toMap();
+        EXPECT_EQ(properties.value("progress-visible").toBool(), visible);
+        EXPECT_EQ(properties.value("progress").toDouble(), shown);
+    }
 }
