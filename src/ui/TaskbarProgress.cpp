@@ -7,9 +7,9 @@
 namespace TaskbarProgress {
 
 QDBusMessage message(std::optional<double> share) {
-    QDBusMessage signal = QDBusMessage::createSignal(QStringLiteral("/com/canonical/unity/launcherentry/sonivel"),
-                                                     QStringLiteral("com.canonical.Unity.LauncherEntry"),
-                                                     QStringLiteral("Update"));
+    QDBusMessage signal =
+        QDBusMessage::createSignal(QStringLiteral("/com/canonical/unity/launcherentry/sonivel"),
+                                   QStringLiteral("com.canonical.Unity.LauncherEntry"), QStringLiteral("Update"));
     QVariantMap properties;
     properties.insert(QStringLiteral("progress-visible"), share.has_value());
     properties.insert(QStringLiteral("progress"), std::clamp(share.value_or(0.0), 0.0, 1.0));

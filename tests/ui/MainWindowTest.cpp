@@ -330,8 +330,8 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
 }
 
 TEST(TaskbarProgressTest, TheEntryOfTheDesktopFileShowsTheShareOrNothing) {
-    for (const auto& [share, visible, shown] : {std::tuple{std::optional(0.25), true, 0.25},
-                                                {std::optional(1.7), true, 1.0}, {std::nullopt, false, 0.0}}) {
+    for (const auto& [share, visible, shown] :
+         {std::tuple{std::optional(0.25), true, 0.25}, {std::optional(1.7), true, 1.0}, {std::nullopt, false, 0.0}}) {
         const QList<QVariant> arguments = TaskbarProgress::message(share).arguments();
         ASSERT_EQ(arguments.size(), 2);
         EXPECT_EQ(arguments[0].toString(), "application://sonivel.desktop");
