@@ -5,12 +5,14 @@
 #include <QDir>
 #include <cerrno>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace ExportFiles {
 
-void makeFolder(const QString& path) {
+QStringList makeFolder(const QString& path) {
     // Each missing folder on the way, so that the reason names the one that failed.
     const QString absolute = NativePath::absolute(path);
+    QStringList created;
     QString made;
     for (const QString& part : absolute.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
         made += QLatin1Char('/') + part;
@@ -22,12 +24,20 @@ void makeFolder(const QString& path) {
                                         .arg(NativePath::shown(absolute), NativePath::shown(made)));
             continue;
         }
-        if (::mkdir(encoded.constData(), 0777) != 0 && errno != EEXIST)
+        if (::mkdir(encoded.constData(), 0777) == 0)
+            created << made;
+        else if (errno != EEXIST)
             throw ExportFailure(QStringLiteral("Cannot create the folder \"%1\": %2")
                                     .arg(NativePath::shown(made), errno == EACCES || errno == EROFS
                                                                       ? QStringLiteral("permission denied")
                                                                       : systemReason(errno)));
     }
+    return created;
+}
+
+void removeIfEmpty(const QStringList& made) {
+    for (auto folder = made.rbegin(); folder != made.rend(); ++folder)
+        ::rmdir(NativePath::encode(*folder).constData()); // fails, as it should, on a folder with anything in it
 }
 
 } // namespace ExportFiles

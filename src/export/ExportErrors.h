@@ -6,6 +6,7 @@
 #include "io/FileError.h"
 
 #include <QString>
+#include <QStringList>
 
 class ExportFailure : public DescribedError {
 public:
@@ -20,8 +21,10 @@ public:
 
 namespace ExportFiles {
 
-// Creates the folder that receives the outputs; throws ExportFailure with
-// the system's reason.
-void makeFolder(const QString& path);
+// Creates the folder that receives the outputs and returns the folders it
+// made, outermost first; throws ExportFailure with the system's reason.
+QStringList makeFolder(const QString& path);
+// Removes those of `made` that are still empty, innermost first.
+void removeIfEmpty(const QStringList& made);
 
 } // namespace ExportFiles

@@ -124,8 +124,9 @@ Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<
         summary.files[i].sourcePath = plan.jobs[i].sourcePath;
     if (plan.jobs.empty())
         return summary;
+    QStringList madeFolders;
     try {
-        ExportFiles::makeFolder(settings.destinationFolder);
+        madeFolders = ExportFiles::makeFolder(settings.destinationFolder);
     } catch (const DescribedError& e) {
         summary.error = e.description();
         return summary;
@@ -176,6 +177,9 @@ Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<
         },
         [](int64_t) {});
     summary.cancelled = cancel.load();
+    // A run that wrote nothing leaves no empty folder of its own behind.
+    if (summary.writtenCount() == 0)
+        ExportFiles::removeIfEmpty(madeFolders);
     return summary;
 }
 

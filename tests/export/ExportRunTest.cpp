@@ -158,4 +158,9 @@ TEST(ExportRunTest, CancellingMidBatchKeepsOnlyWholeFiles) {
               QStringLiteral("Export cancelled: %1 written.")
                   .arg(result->writtenCount() == 1 ? QStringLiteral("1 file")
                                                    : QStringLiteral("%1 files").arg(result->writtenCount())));
+    // Cancelled before any file is done: not even the folders it made stay.
+    exports.start(true, dir.filePath("new/out"), ExistingOutputs::keepBoth);
+    exports.cancel();
+    ASSERT_TRUE(waitForExport(exports));
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("new")));
 }
