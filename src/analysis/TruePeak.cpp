@@ -165,10 +165,8 @@ void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, fl
         for (int64_t start = 0; start < frames; start += run) {
             const int64_t n = std::min(run, frames - start);
             const float* taken = line + start;
-            float largest = 0.0f;
-            for (int64_t k = 0; k < n + history; ++k)
-                largest = std::max(largest, std::abs(taken[k]));
-            if (largest > reach)
+            // Loud runs stop the search at their first loud sample.
+            if (std::any_of(taken, taken + n + history, [reach](float x) { return std::abs(x) > reach; }))
                 (eight ? peaksEight : peaksFour)(taken, n, taps, peaks + start);
         }
         std::copy(line + frames, line + frames + history, line);
