@@ -1,7 +1,7 @@
 // One file through the export pipeline (gain with segment edits, the
 // true-peak limiter, the writer, the measuring and reading back of the
-// output) as a ten-minute 48 kHz stereo 24-bit WAV at the source rate, and as
-// MP3 320k, against the ffmpeg program's own encode of the same file in the
+// output) as a ten-minute 48 kHz stereo 24-bit WAV at the source rate, as
+// FLAC and as MP3 320k, against the ffmpeg program's own encode of the same file in the
 // same run. Best of three runs each.
 // Usage: build/bench/export_bench [minutes=10]   (figures on standard error)
 
@@ -61,6 +61,7 @@ int main(int argc, char** argv) {
         QStringList codec;
     };
     for (const Case& c : {Case{ExportFormat::wav24, {"-c:a", "pcm_s24le"}},
+                          Case{ExportFormat::flac, {"-c:a", "flac", "-sample_fmt", "s32", "-bits_per_raw_sample", "24"}},
                           Case{ExportFormat::mp3_320, {"-c:a", "libmp3lame", "-b:a", "320k"}}}) {
         const QString out = dir.filePath(caseName(c.format));
         QDir().mkpath(out);

@@ -56,6 +56,14 @@ TEST(TruePeakLimiterTest, HoldsTheCeilingAndLeavesQuietSignalsAlone) {
             EXPECT_GT(referenceTruePeakDB(out), ceiling - 1.0) << "not held far below " << ceiling;
         }
     }
+    // After a burst the gain comes back smoothly, to 1.
+    std::vector<float> level(48000 * 2, 0.5f);
+    std::fill(level.begin() + 9600, level.begin() + 14400, 2.0f);
+    const std::vector<float> back = limited(level, -1.0);
+    for (size_t i = 2 * 8000; i + 2 < back.size(); i += 2)
+        ASSERT_LT(std::abs(back[i + 2] - back[i]), 1e-3f) << "a step at frame " << i / 2;
+    EXPECT_LT(back[2 * 16000], 0.495f) << "still releasing 180 ms after";
+    EXPECT_NEAR(back.back(), 0.5f, 1e-4f);
     // Under the ceiling: the very samples, only delayed.
     std::vector<float> quiet(loud);
     for (float& x : quiet)
