@@ -1,8 +1,8 @@
 // One file through the export pipeline (gain with segment edits, the
 // true-peak limiter, the writer, the measuring and reading back of the
 // output) as a ten-minute 48 kHz stereo 24-bit WAV at the source rate, as
-// FLAC and as MP3 320k, against the ffmpeg program's own encode of the same file in the
-// same run. Best of three runs each.
+// FLAC and as MP3 320k, against the ffmpeg program's own encode of the same
+// file in the same run. Best of three runs each.
 // Usage: build/bench/export_bench [minutes=10]   (figures on standard error)
 
 #include "BenchAudio.h"
@@ -60,9 +60,10 @@ int main(int argc, char** argv) {
         ExportFormat format;
         QStringList codec;
     };
-    for (const Case& c : {Case{ExportFormat::wav24, {"-c:a", "pcm_s24le"}},
-                          Case{ExportFormat::flac, {"-c:a", "flac", "-sample_fmt", "s32", "-bits_per_raw_sample", "24"}},
-                          Case{ExportFormat::mp3_320, {"-c:a", "libmp3lame", "-b:a", "320k"}}}) {
+    for (const Case& c :
+         {Case{ExportFormat::wav24, {"-c:a", "pcm_s24le"}},
+          Case{ExportFormat::flac, {"-c:a", "flac", "-sample_fmt", "s32", "-bits_per_raw_sample", "24"}},
+          Case{ExportFormat::mp3_320, {"-c:a", "libmp3lame", "-b:a", "320k"}}}) {
         const QString out = dir.filePath(caseName(c.format));
         QDir().mkpath(out);
         const ExportSettings settings{out, c.format, SampleRate::rate48000, true, -1.0, ExistingOutputs::replace};
