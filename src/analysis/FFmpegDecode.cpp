@@ -49,8 +49,18 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
             file_.write(chunk.constData(), chunk.size());
             written += chunk.size();
         };
-        while (ffmpeg.waitForReadyRead(-1))
-            drain();
+        // A program asked to stop does not wait for the decode's end.
+        while (!Interruption::cancelRequested()) {
+            if (ffmpeg.waitForReadyRead(100))
+                drain();
+            else if (ffmpeg.state() == QProcess::NotRunning)
+                break;
+        }
+        if (Interruption::cancelRequested()) {
+            ffmpeg.kill();
+            ffmpeg.waitForFinished(-1);
+            throw AudioLoaderError(Kind::ffmpegFailed, fileName);
+        }
         ffmpeg.waitForFinished(-1);
         drain();
     } catch (const FileError& e) {

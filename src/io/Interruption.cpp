@@ -152,6 +152,8 @@ Cancelling::~Cancelling() { cancelFlag.store(nullptr); }
 
 int Cancelling::signal() const { return cancelSignal.load(); }
 
+bool cancelRequested() { return cancelFlag.load() != nullptr && cancelSignal.load() != 0; }
+
 void prepareChild(QProcess& process, int passedDescriptor) {
     const pid_t parent = ::getpid();
     process.setChildProcessModifier([parent, passedDescriptor] {

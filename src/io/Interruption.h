@@ -56,6 +56,10 @@ public:
     Cancelling& operator=(const Cancelling&) = delete;
 };
 
+// Whether a signal has asked the work in progress to stop, while a
+// Cancelling lives: for work that has no flag of its own to look at.
+bool cancelRequested();
+
 // Makes `process` die with the program (set before start()). The child
 // inherits `passedDescriptor`, when there is one, open across its start.
 void prepareChild(QProcess& process, int passedDescriptor = -1);
