@@ -88,7 +88,10 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
     if (!screenshot.isEmpty())
         takeScreenshotWhenReady(sonivel.window(), sonivel.appState(), screenshot);
     sonivel.start(files, screenshot.isEmpty());
-    return app.exec();
+    const int status = app.exec();
+    // Analyses still running end without waiting for a slow decoder.
+    Interruption::requestStop();
+    return status;
 }
 
 } // namespace

@@ -33,6 +33,7 @@ std::array<std::atomic<pid_t>, childSlots> children{};
 // Where the first signal goes while a `Cancelling` lives, and which one came.
 std::atomic<std::atomic<bool>*> cancelFlag{nullptr};
 std::atomic<int> cancelSignal{0};
+std::atomic<bool> stopRequested{false};
 
 constexpr std::array<int, 3> handledSignals{SIGINT, SIGTERM, SIGHUP};
 
@@ -152,7 +153,9 @@ Cancelling::~Cancelling() { cancelFlag.store(nullptr); }
 
 int Cancelling::signal() const { return cancelSignal.load(); }
 
-bool cancelRequested() { return cancelFlag.load() != nullptr && cancelSignal.load() != 0; }
+bool cancelRequested() { return stopRequested.load() || (cancelFlag.load() != nullptr && cancelSignal.load() != 0); }
+
+void requestStop() { stopRequested.store(true); }
 
 void prepareChild(QProcess& process, int passedDescriptor) {
     const pid_t parent = ::getpid();

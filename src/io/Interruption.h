@@ -56,9 +56,11 @@ public:
     Cancelling& operator=(const Cancelling&) = delete;
 };
 
-// Whether a signal has asked the work in progress to stop, while a
-// Cancelling lives: for work that has no flag of its own to look at.
+// Whether the work in progress is asked to stop, for work that has no flag
+// of its own to look at: by a signal while a Cancelling lives, or since
+// `requestStop` (the window has closed and the program is ending).
 bool cancelRequested();
+void requestStop();
 
 // Makes `process` die with the program (set before start()). The child
 // inherits `passedDescriptor`, when there is one, open across its start.
