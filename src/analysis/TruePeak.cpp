@@ -65,10 +65,6 @@ float largestGain() {
     return gain;
 }
 
-} // namespace
-
-namespace {
-
 // The widest group of frames the kernel below takes at once.
 constexpr int64_t laneCount = 8;
 

@@ -56,6 +56,8 @@ void TruePeakLimiter::processBlock(const float* in, int64_t frames, float* out) 
     detector_.process(in, frames, peaks_.data(), ceiling_); // gains are asked only over it
     const auto lines = static_cast<int64_t>(audio_.size()) / channels_;
     const auto averaged = static_cast<int64_t>(minima_.size());
+    // Steps a ring index on, wrapping at `size`.
+    const auto next = [](int64_t at, int64_t size) { return at + 1 == size ? 0 : at + 1; };
     if (passesThrough(frames)) {
         // Nothing asked for, nothing still to release: every gain is 1, and
         // the frames come out only delayed, as the loop below would give them.
@@ -68,12 +70,10 @@ void TruePeakLimiter::processBlock(const float* in, int64_t frames, float* out) 
             float* line = audio_.data() + audioAt_ * channels_;
             std::copy(line, line + channels_, out + i * channels_);
             std::copy(in + i * channels_, in + (i + 1) * channels_, line);
-            audioAt_ = audioAt_ + 1 == lines ? 0 : audioAt_ + 1;
+            audioAt_ = next(audioAt_, lines);
         }
         return;
     }
-    // Steps a ring index on, wrapping at `size`.
-    const auto next = [](int64_t at, int64_t size) { return at + 1 == size ? 0 : at + 1; };
     for (int64_t i = 0; i < frames; ++i, ++position_) {
         // The gain this frame's peak asks for (the frame `latency` before the newest).
         const float peak = peaks_[static_cast<size_t>(i)];
