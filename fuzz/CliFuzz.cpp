@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         finding("options without a folder or anything to export");
     if (!supportsRate(o.format, o.rate))
         finding("a rate the format cannot hold");
-    if (o.ceiling && !(*o.ceiling >= AppState::lowestCeilingDBTP && *o.ceiling <= AppState::highestCeilingDBTP))
+    if (o.ceiling && !(*o.ceiling >= CeilingRange::lowestDBTP && *o.ceiling <= CeilingRange::highestDBTP))
         finding("a ceiling out of range");
     if (o.target && !(*o.target >= SettingsFile::minimumTargetLUFS && *o.target <= SettingsFile::maximumTargetLUFS))
         finding("a target out of range");

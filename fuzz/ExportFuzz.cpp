@@ -93,8 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         settings.sampleRate = SampleRate::rate48000;
     settings.useLimiter = input.ConsumeBool();
     settings.ceilingDBTP =
-        std::round(input.ConsumeFloatingPointInRange(AppState::lowestCeilingDBTP, AppState::highestCeilingDBTP) * 10) /
-        10;
+        std::round(input.ConsumeFloatingPointInRange(CeilingRange::lowestDBTP, CeilingRange::highestDBTP) * 10) / 10;
     settings.existing = ExistingOutputs::replace;
 
     ExportJob job;

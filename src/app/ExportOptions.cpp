@@ -59,10 +59,10 @@ void apply(Options& o, const QString& arg, const QString& value) {
     } else if (arg == QLatin1String("--ceiling")) {
         bool ok = false;
         o.ceiling = value.toDouble(&ok);
-        if (!ok || !(*o.ceiling >= AppState::lowestCeilingDBTP && *o.ceiling <= AppState::highestCeilingDBTP))
+        if (!ok || !(*o.ceiling >= CeilingRange::lowestDBTP && *o.ceiling <= CeilingRange::highestDBTP))
             throw UsageError(QStringLiteral("the ceiling must lie between %1 and %2 dBTP, not '%3'")
-                                 .arg(AppState::lowestCeilingDBTP)
-                                 .arg(AppState::highestCeilingDBTP)
+                                 .arg(CeilingRange::lowestDBTP)
+                                 .arg(CeilingRange::highestDBTP)
                                  .arg(value));
     } else if (arg == QLatin1String("--overwrite")) {
         o.overwrite = true;

@@ -6,7 +6,7 @@
 
 #include "editing/SegmentEditRecords.h"
 #include "export/ExportFormat.h"
-#include "list/AppState.h"
+#include "list/CeilingRange.h"
 
 #include <QString>
 #include <optional>
@@ -23,7 +23,7 @@ struct ExportSettings {
     ExportFormat format = ExportFormat::wav24;
     SampleRate sampleRate = SampleRate::rate48000;
     bool useLimiter = true;
-    double ceilingDBTP = AppState::defaultCeilingDBTP;
+    double ceilingDBTP = CeilingRange::defaultDBTP;
     ExistingOutputs existing = ExistingOutputs::skip;
 };
 

@@ -29,7 +29,7 @@ constexpr int64_t chunkFrames = 4096;
 struct Pass {
     double extraGainDB = 0.0;
     bool limiter = false;
-    double ceilingDBTP = AppState::defaultCeilingDBTP;
+    double ceilingDBTP = CeilingRange::defaultDBTP;
     bool measureSignal = false; // also measure the signal before the limiter
 };
 

@@ -87,7 +87,7 @@ void AppState::setTargetLUFS(double lufs) {
 void AppState::setCeilingDBTP(double ceiling) {
     if (std::isfinite(ceiling))
         publish(this, ceilingDBTP_,
-                std::clamp(std::round(ceiling * 10.0) / 10.0, lowestCeilingDBTP, highestCeilingDBTP),
+                std::clamp(std::round(ceiling * 10.0) / 10.0, CeilingRange::lowestDBTP, CeilingRange::highestDBTP),
                 &AppState::ceilingDBTPChanged);
 }
 

@@ -9,6 +9,7 @@
 
 #include "analysis/AnalysisOutcome.h"
 #include "list/AudioFileItem.h"
+#include "list/CeilingRange.h"
 
 #include <QList>
 #include <QObject>
@@ -48,10 +49,6 @@ public:
     static inline const QString readyMessage = QStringLiteral("Ready. Add audio files to begin.");
     static inline const QString analysisCompleteMessage = QStringLiteral("Analysis complete.");
     static constexpr double defaultTargetLUFS = -16.0;
-    // The highest true peak an export may reach, in dBTP, and its range.
-    static constexpr double defaultCeilingDBTP = -1.0;
-    static constexpr double highestCeilingDBTP = -0.1;
-    static constexpr double lowestCeilingDBTP = -6.0;
 
     explicit AppState(QObject* parent = nullptr);
     explicit AppState(AnalysisOptions options, QObject* parent = nullptr);
@@ -131,7 +128,7 @@ private:
     std::vector<AudioFileItemPtr> files_;
     std::optional<QUuid> selectedFileID_;
     double targetLUFS_ = defaultTargetLUFS;
-    double ceilingDBTP_ = defaultCeilingDBTP;
+    double ceilingDBTP_ = CeilingRange::defaultDBTP;
     QString statusMessage_ = readyMessage;
     bool showOnboarding_ = false;
     double curveWindowSec_ = 3.0;

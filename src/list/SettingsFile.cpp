@@ -86,7 +86,7 @@ SettingsData decodeOrThrow(const QByteArray& json) {
     const Reader top(root, QString());
     SettingsData data;
     data.targetLUFS = top.number(targetKey);
-    data.ceilingDBTP = top.number(ceilingKey, AppState::defaultCeilingDBTP);
+    data.ceilingDBTP = top.number(ceilingKey, CeilingRange::defaultDBTP);
     const QJsonArray files = top.array(filesKey);
     data.files.reserve(static_cast<size_t>(files.size()));
     for (qsizetype i = 0; i < files.size(); ++i) {

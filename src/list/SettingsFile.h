@@ -31,7 +31,7 @@ struct SettingsData {
 
     double targetLUFS = -16.0;
     std::vector<FileEntry> files;
-    double ceilingDBTP = AppState::defaultCeilingDBTP; // held to its range when loaded
+    double ceilingDBTP = CeilingRange::defaultDBTP; // held to its range when loaded
 
     friend bool operator==(const SettingsData&, const SettingsData&) = default;
 };

@@ -27,7 +27,7 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
     rate_->setFixedWidth(100);
     rate_->setObjectName(QStringLiteral("sampleRate"));
     ceiling_->setObjectName(QStringLiteral("ceiling"));
-    ceiling_->setRange(AppState::lowestCeilingDBTP, AppState::highestCeilingDBTP);
+    ceiling_->setRange(CeilingRange::lowestDBTP, CeilingRange::highestDBTP);
     ceiling_->setDecimals(1);
     ceiling_->setSingleStep(0.1);
     ceiling_->setSuffix(QStringLiteral(" dBTP"));
