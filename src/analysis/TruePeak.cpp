@@ -7,6 +7,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace {
 
 using Phase = std::array<float, TruePeakDetector::tapsPerPhase>;
@@ -65,19 +69,17 @@ float largestGain() {
     return gain;
 }
 
-// The widest group of frames the kernel below takes at once.
+// The widest group of frames the kernels below take at once.
 constexpr int64_t laneCount = 8;
 
-// The interpolated peaks of `frames` frames of one channel, a group of
-// frames at a time in the compiler's vector types (`Lanes` floats, `Bits`
-// the same lanes as integers). Each lane sums its taps in the order a plain
-// loop would, without fused multiply-adds, so every width gives the same
-// figures. Magnitudes compare as their bit patterns. Groups may read past
-// `frames` into the line's spare room; those outputs are left out.
-template <typename Lanes, typename Bits>
-[[gnu::always_inline]] inline void interpolatedPeaks(const float* line, int64_t frames,
-                                                     const std::array<Phase, 3>& taps, float* peaks) {
-    constexpr auto lanes = static_cast<int64_t>(sizeof(Lanes) / sizeof(float));
+// The interpolated peaks of `frames` frames of one channel, four frames at a
+// time in the compiler's vector types. Each lane sums its taps in the order a
+// plain loop would. Magnitudes compare as their bit patterns. Groups may read
+// past `frames` into the line's spare room; those outputs are left out.
+void peaksFour(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
+    using Lanes = float __attribute__((vector_size(16)));
+    using Bits = int32_t __attribute__((vector_size(16)));
+    constexpr int64_t lanes = 4;
     for (int64_t i = 0; i < frames; i += lanes) {
         const float* window = line + i; // tapsPerPhase samples per lane
         Lanes p0{}, p1{}, p2{}, x;
@@ -104,25 +106,82 @@ template <typename Lanes, typename Bits>
     }
 }
 
-using Lanes4 = float __attribute__((vector_size(16)));
-using Bits4 = int32_t __attribute__((vector_size(16)));
-using Lanes8 = float __attribute__((vector_size(32)));
-using Bits8 = int32_t __attribute__((vector_size(32)));
-
-void peaksFour(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
-    interpolatedPeaks<Lanes4, Bits4>(line, frames, taps, peaks);
-}
-
-// Eight at once where the processor has AVX2.
 #if defined(__x86_64__)
-[[gnu::target("avx2")]] void peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps,
-                                        float* peaks) {
-    interpolatedPeaks<Lanes8, Bits8>(line, frames, taps, peaks);
+// The largest magnitude of a group's samples and of its points, as bits.
+[[gnu::target("avx2,fma"), gnu::always_inline]] inline __m256i largestOfEight(const float* window, __m256 p0, __m256 p1,
+                                                                              __m256 p2) {
+    const __m256i magnitude = _mm256_set1_epi32(INT32_MAX);
+    constexpr int centre = TruePeakDetector::tapsPerPhase / 2 - 1;
+    __m256i peak = _mm256_and_si256(_mm256_castps_si256(_mm256_loadu_ps(window + centre)), magnitude);
+    for (__m256 point : {p0, p1, p2})
+        peak = _mm256_max_epi32(peak, _mm256_and_si256(_mm256_castps_si256(point), magnitude));
+    return peak;
 }
-bool hasEight() { return __builtin_cpu_supports("avx2"); }
+
+[[gnu::target("avx2,fma"), gnu::always_inline]] inline void keepEight(__m256i peak, int64_t i, int64_t frames,
+                                                                      float* peaks) {
+    if (frames - i >= laneCount) {
+        auto* kept = reinterpret_cast<__m256i*>(peaks + i);
+        _mm256_storeu_si256(kept, _mm256_max_epi32(_mm256_loadu_si256(kept), peak));
+        return;
+    }
+    float out[laneCount];
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), peak);
+    for (int64_t k = 0; k < frames - i; ++k)
+        peaks[i + k] = std::max(peaks[i + k], out[k]);
+}
+
+// `groups` (1 to 3) groups of eight frames at once, their sums overlapping
+// in the pipeline.
+template <int groups>
+[[gnu::target("avx2,fma"), gnu::always_inline]] inline void
+groupsOfEight(const float* window, int64_t i, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
+    __m256 a0 = _mm256_setzero_ps(), a1 = a0, a2 = a0, b0 = a0, b1 = a0, b2 = a0, c0 = a0, c1 = a0, c2 = a0;
+#pragma GCC unroll 24
+    for (size_t j = 0; j < TruePeakDetector::tapsPerPhase; ++j) {
+        const __m256 t0 = _mm256_broadcast_ss(&taps[0][j]), t1 = _mm256_broadcast_ss(&taps[1][j]),
+                     t2 = _mm256_broadcast_ss(&taps[2][j]);
+        const __m256 x = _mm256_loadu_ps(window + j);
+        a0 = _mm256_fmadd_ps(t0, x, a0);
+        a1 = _mm256_fmadd_ps(t1, x, a1);
+        a2 = _mm256_fmadd_ps(t2, x, a2);
+        if constexpr (groups > 1) {
+            const __m256 y = _mm256_loadu_ps(window + laneCount + j);
+            b0 = _mm256_fmadd_ps(t0, y, b0);
+            b1 = _mm256_fmadd_ps(t1, y, b1);
+            b2 = _mm256_fmadd_ps(t2, y, b2);
+        }
+        if constexpr (groups > 2) {
+            const __m256 z = _mm256_loadu_ps(window + 2 * laneCount + j);
+            c0 = _mm256_fmadd_ps(t0, z, c0);
+            c1 = _mm256_fmadd_ps(t1, z, c1);
+            c2 = _mm256_fmadd_ps(t2, z, c2);
+        }
+    }
+    keepEight(largestOfEight(window, a0, a1, a2), i, frames, peaks);
+    if constexpr (groups > 1)
+        keepEight(largestOfEight(window + laneCount, b0, b1, b2), i + laneCount, frames, peaks);
+    if constexpr (groups > 2)
+        keepEight(largestOfEight(window + 2 * laneCount, c0, c1, c2), i + 2 * laneCount, frames, peaks);
+}
+
+// The same, eight frames at a time, where the processor has AVX2 and fused
+// multiply-adds. A fused sum rounds once per tap, so its last bit may differ
+// from the four-lane kernel's.
+[[gnu::target("avx2,fma")]] void peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps,
+                                            float* peaks) {
+    int64_t i = 0;
+    for (; frames - i > 2 * laneCount; i += 3 * laneCount)
+        groupsOfEight<3>(line + i, i, frames, taps, peaks);
+    if (frames - i > laneCount)
+        groupsOfEight<2>(line + i, i, frames, taps, peaks);
+    else if (frames > i)
+        groupsOfEight<1>(line + i, i, frames, taps, peaks);
+}
+bool hasEight() { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
 #else
 void peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
-    interpolatedPeaks<Lanes8, Bits8>(line, frames, taps, peaks);
+    peaksFour(line, frames, taps, peaks);
 }
 bool hasEight() { return false; }
 #endif
@@ -131,7 +190,7 @@ bool hasEight() { return false; }
 
 TruePeakDetector::TruePeakDetector(int channels)
     : channels_(std::max(channels, 1)),
-      lines_(static_cast<size_t>(channels_), std::vector<float>(tapsPerPhase - 1 + block + laneCount, 0.0f)),
+      lines_(static_cast<size_t>(channels_), std::vector<float>(tapsPerPhase - 1 + block + 3 * laneCount, 0.0f)),
       zeros_(static_cast<size_t>(latency * channels_), 0.0f) {}
 
 void TruePeakDetector::process(const float* interleaved, int64_t frames, float* peaks, float floor) {

@@ -38,7 +38,7 @@ private:
 
     int channels_;
     // Per channel: the last tapsPerPhase − 1 samples, then one block and
-    // room for the vector code's last group.
+    // room for the vector code's last groups.
     std::vector<std::vector<float>> lines_;
     std::vector<float> zeros_;
 };

@@ -66,11 +66,15 @@ void TruePeakLimiter::processBlock(const float* in, int64_t frames, float* out) 
         queueSize_ = 1;
         minimaAt_ = (minimaAt_ + frames) % averaged;
         position_ += frames;
-        for (int64_t i = 0; i < frames; ++i) {
+        // A run of lines up to the ring's end at a time: each line first
+        // gives its frame out, then takes the new one.
+        for (int64_t i = 0; i < frames;) {
+            const int64_t n = std::min(frames - i, lines - audioAt_);
             float* line = audio_.data() + audioAt_ * channels_;
-            std::copy(line, line + channels_, out + i * channels_);
-            std::copy(in + i * channels_, in + (i + 1) * channels_, line);
-            audioAt_ = next(audioAt_, lines);
+            std::copy(line, line + n * channels_, out + i * channels_);
+            std::copy(in + i * channels_, in + (i + n) * channels_, line);
+            audioAt_ = (audioAt_ + n) % lines;
+            i += n;
         }
         return;
     }
