@@ -7,6 +7,7 @@ QString describe(AudioLoaderError::Kind kind, const QString& payload) {
     switch (kind) {
     case Kind::ffmpegFailed: return QStringLiteral("Cannot decode ") + payload;
     case Kind::emptyFile: return QStringLiteral("Audio file is empty");
+    case Kind::stopped: return QStringLiteral("The analysis was stopped before the end of the file");
     case Kind::bufferCreationFailed: return QStringLiteral("Failed to create audio buffer");
     case Kind::launchFailed: return QStringLiteral("Cannot start ffmpeg: ") + payload;
     case Kind::tooLong:

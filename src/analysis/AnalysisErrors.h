@@ -19,6 +19,7 @@ public:
         writeFailed,  // payload: why the temporary file could not be written
         readFailed,   // payload: the reader's own words, naming the file
         noAudio,      // payload: the file name with its extension
+        stopped,      // the program is ending or was asked to stop
     };
     explicit AudioLoaderError(Kind kind, const QString& payload = {});
     Kind kind() const noexcept { return kind_; }

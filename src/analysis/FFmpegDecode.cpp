@@ -59,7 +59,7 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
         if (Interruption::cancelRequested()) {
             ffmpeg.kill();
             ffmpeg.waitForFinished(-1);
-            throw AudioLoaderError(Kind::ffmpegFailed, fileName);
+            throw AudioLoaderError(Kind::stopped);
         }
         ffmpeg.waitForFinished(-1);
         drain();

@@ -4,6 +4,7 @@
 #include "analysis/AudioLoader.h"
 #include "analysis/MonoReadAhead.h"
 #include "analysis/SignalMeasurement.h"
+#include "io/Interruption.h"
 #include "io/NativePath.h"
 
 #include <QFileInfo>
@@ -30,8 +31,13 @@ AnalysisResult measure(const QString& path, int64_t chunkFrames, int64_t stride)
         const bool exact = known >= 0 || opened.reader.framesExact();
         const int64_t expected = known >= 0 ? known : std::min(opened.reader.frames(), AudioLoader::maxFrames);
         SignalMeasurement measurement(expected, opened.reader.sampleRate(), stride, exact ? 0 : lengthUncertainty);
-        const int64_t measured = AudioLoader::readMonoAhead(
-            opened, chunkFrames, [&](const float* mono, int64_t frames) { measurement.add(mono, frames); });
+        const int64_t measured =
+            AudioLoader::readMonoAhead(opened, chunkFrames, [&](const float* mono, int64_t frames) {
+                // A program that is ending does not wait for the end of the file.
+                if (Interruption::cancelRequested())
+                    throw AudioLoaderError(AudioLoaderError::Kind::stopped);
+                measurement.add(mono, frames);
+            });
         if (measured == 0) {
             throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
         }

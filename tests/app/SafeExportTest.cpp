@@ -8,6 +8,7 @@
 #include "support/QtPrinters.h"
 
 #include <QProcess>
+#include <QtEndian>
 #include <csignal>
 #include <memory>
 #include <unistd.h>
@@ -207,4 +208,21 @@ TEST(SafeExportTest, InterruptedAnalysisRemovesTheDecodersFile) {
         EXPECT_TRUE(fixtures::waitUntil([&] { return processesMentioning(odd) == 0; }));
     }
     EXPECT_EQ(fixtures::sha256Of({odd}), sums);
+
+    // Read in process, six hours of a sparse WAV stop at the next chunk.
+    QFile hours(dir.filePath("hours.wav"));
+    const quint32 bytes = 6u * 3600u * 48000u * 4u;
+    QByteArray header("RIFF----WAVEfmt \x10\0\0\0\1\0\2\0\x80\xbb\0\0\0\xee\2\0\4\0\x10\0data----", 44);
+    qToLittleEndian(bytes + 36, header.data() + 4);
+    qToLittleEndian(bytes, header.data() + 40);
+    ASSERT_TRUE(hours.open(QIODevice::WriteOnly) && hours.write(header) == 44 && hours.resize(44 + bytes));
+    const auto run = startSonivel({"export", "--out", dir.filePath("out"), hours.fileName()}, tmp);
+    ASSERT_TRUE(fixtures::waitUntil([&] {
+        const QDir fds(QStringLiteral("/proc/%1/fd").arg(run->processId()));
+        const QFileInfoList links = fds.entryInfoList(QDir::Files);
+        return std::any_of(links.begin(), links.end(), [&](auto& l) { return l.symLinkTarget() == hours.fileName(); });
+    }));
+    ::kill(static_cast<pid_t>(run->processId()), SIGTERM);
+    EXPECT_TRUE(run->waitForFinished(1500));
+    EXPECT_EQ(outcomeOf(*run), 128 + SIGTERM);
 }
