@@ -25,12 +25,24 @@ struct TimeRange {
     bool operator==(const TimeRange&) const = default;
 };
 
+// What every loudness meter shows of a whole file, on the analysis's channel
+// mix: -70 stands for silence, as everywhere.
+struct MeterFigures {
+    double integratedLUFS = -70.0;
+    // EBU Tech 3342: the spread of the gated 3-second loudness, 10th to 95th percentile.
+    double loudnessRangeLU = 0.0;
+    double maxMomentaryLUFS = -70.0; // 400 ms windows every 100 ms
+    double maxShortTermLUFS = -70.0; // 3 s windows every 100 ms
+    bool operator==(const MeterFigures&) const = default;
+};
+
 // One file's measurement. Everything but the three curve fields is fixed once
 // analysis ends; the curve fields are replaced together when the curve is
 // recomputed for another window length.
 struct AnalysisResult {
     WaveformEnvelope envelope;
     int64_t sampleRate = 0;
+    int channels = 1;
     EnergyPrefix energy; // prefix sums of the squared K-weighted signal, every stride samples
     int64_t totalSamples = 0;
     std::vector<double> times;
@@ -39,7 +51,9 @@ struct AnalysisResult {
     double windowStart = 0.0;
     double windowEnd = 0.0;
     double peakLUFS = -70.0;
-    double peakDBFS = -120.0;
+    double peakDBFS = -120.0;     // the largest sample of any channel
+    double truePeakDBTP = -120.0; // of any channel, oversampled four times
+    MeterFigures figures;
     // Every block under the absolute gate: such a file is given no gain.
     bool isSilent() const { return peakLUFS <= -70.0; }
     double duration = 0.0;

@@ -59,18 +59,21 @@ std::vector<float> allocateSamples(size_t count) {
     }
 }
 
+int64_t readChunk(OpenedAudio& opened, float* interleaved, int64_t frames) {
+    try {
+        return std::max<int64_t>(opened.reader.readInterleaved(interleaved, frames), 0);
+    } catch (const FileError& e) {
+        throw readError(e);
+    }
+}
+
 int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames, const ChunkConsumer& consume) {
     chunkFrames = std::max<int64_t>(chunkFrames, 1);
     std::vector<float> chunk = allocateSamples(static_cast<size_t>(chunkFrames * opened.reader.channels()));
     int64_t read = 0;
     while (read < limit) {
-        int64_t got = 0;
-        try {
-            got = opened.reader.readInterleaved(chunk.data(), std::min(chunkFrames, limit - read));
-        } catch (const FileError& e) {
-            throw readError(e);
-        }
-        if (got <= 0) {
+        const int64_t got = readChunk(opened, chunk.data(), std::min(chunkFrames, limit - read));
+        if (got == 0) {
             break;
         }
         consume(chunk.data(), got);

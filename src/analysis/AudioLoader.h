@@ -35,6 +35,9 @@ OpenedAudio open(const QString& path, AudioReader::Damage damage = AudioReader::
 using ChunkConsumer = std::function<void(const float* samples, int64_t frames)>;
 int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames, const ChunkConsumer& consume);
 
+// Reads up to `frames` frames into `interleaved`; 0 at the end. Throws AudioLoaderError.
+int64_t readChunk(OpenedAudio& opened, float* interleaved, int64_t frames);
+
 // A reader error in the loader's words.
 AudioLoaderError readError(const DescribedError& e);
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "analysis/AnalysisResult.h"
+#include "analysis/ChannelWeighting.h"
 #include "analysis/EnergyPrefix.h"
 
 #include <QString>
@@ -9,8 +10,9 @@
 #include <vector>
 
 // Measures audio files: the gated loudness of the loudest 20 seconds (BS.1770
-// gating on one down-mixed channel), the sample peak, a short-term loudness
-// curve, a drawing envelope and the prefix sums that later figures reuse.
+// gating on the channels' weighted sum, or on their average), the sample and
+// true peaks, the whole file's meter figures, a short-term loudness curve, a
+// drawing envelope and the prefix sums that later figures reuse.
 namespace LoudnessAnalyzer {
 
 // -70 LUFS stands for silence everywhere.
@@ -34,12 +36,12 @@ struct LoudnessCurve {
 // Decodes and measures one file, streaming it in chunks of `chunkFrames`
 // frames when the reader can (every figure is the same as measuring the whole
 // decoded signal at once). Throws AudioLoaderError or AnalysisError.
-AnalysisResult analyze(const QString& path, int64_t chunkFrames = 65536);
+AnalysisResult analyze(const QString& path, ChannelMix mix = ChannelMix::sum, int64_t chunkFrames = 65536);
 
 // The loudness curve of a file for a window the analysis's sums do not hold
 // (not a whole number of their strides): the file is decoded and measured
 // again. Blocks; run it on a worker. Throws as analyze().
-LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double windowSec);
+LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double windowSec, ChannelMix mix);
 
 // The integer lengths, in samples, at which the measurement reads its sums.
 inline int64_t gatedBlockSamples(int64_t sampleRate) {
@@ -65,6 +67,11 @@ LoudestWindow findLoudest20s(const EnergyPrefix& energy, int64_t sampleRate, int
 // The file's figure ("Peak 20s"): its loudest 20 seconds, or the whole of a
 // shorter file.
 LoudestWindow loudestFigure(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples);
+
+// Integrated loudness, loudness range and the largest momentary and
+// short-term loudness of the first `totalSamples` samples. A file shorter
+// than a window has one, over the whole file.
+MeterFigures meterFigures(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples);
 
 // Whether `energy` holds every sum a curve of `windowSec` reads.
 bool holdsCurve(const EnergyPrefix& energy, int64_t sampleRate, double windowSec);

@@ -96,6 +96,75 @@ LoudestWindow loudestFigure(const EnergyPrefix& energy, int64_t sampleRate, int6
     return findLoudest20s(energy, sampleRate, totalSamples);
 }
 
+namespace {
+
+// The mean squares of the windows of `window` samples that start every hop
+// and lie within the first `total` samples; the whole of a shorter signal.
+std::vector<double> windowPowers(const EnergyPrefix& energy, int64_t sampleRate, int64_t total, int64_t window) {
+    window = std::min(window, total);
+    if (window < 1)
+        return {};
+    const int64_t hop = gatedHopSamples(sampleRate);
+    const int64_t count = (total - window) / hop + 1;
+    std::vector<double> powers(static_cast<size_t>(count));
+    const double inverse = 1.0 / static_cast<double>(window);
+    for (int64_t i = 0; i < count; ++i)
+        powers[static_cast<size_t>(i)] = (energy.sumAt(i * hop + window) - energy.sumAt(i * hop)) * inverse;
+    return powers;
+}
+
+double largestLoudness(const std::vector<double>& powers) {
+    return powers.empty() ? silenceLUFS : loudnessOfMeanSquare(*std::max_element(powers.begin(), powers.end()));
+}
+
+// Of the short-term windows over the absolute gate, those over the relative
+// gate 20 LU below their mean power: the distance from the 10th to the 95th
+// percentile of their loudness.
+double loudnessRange(const std::vector<double>& shortTerm) {
+    std::vector<double> gated;
+    double sum = 0.0;
+    for (double power : shortTerm) {
+        if (loudnessOfMeanSquare(power) > silenceLUFS) {
+            gated.push_back(power);
+            sum += power;
+        }
+    }
+    if (gated.empty())
+        return 0.0;
+    const double relativeGate = loudnessOfMeanSquare(sum / static_cast<double>(gated.size())) - 20.0;
+    std::vector<double> kept;
+    for (double power : gated) {
+        if (loudnessOfMeanSquare(power) > relativeGate)
+            kept.push_back(loudnessOfMeanSquare(power));
+    }
+    if (kept.empty())
+        return 0.0;
+    std::sort(kept.begin(), kept.end());
+    // Between the two nearest values, in proportion.
+    const auto percentile = [&](double p) {
+        const double at = p * static_cast<double>(kept.size() - 1);
+        const auto below = static_cast<size_t>(at);
+        const double above = below + 1 < kept.size() ? kept[below + 1] : kept[below];
+        return kept[below] + (above - kept[below]) * (at - static_cast<double>(below));
+    };
+    return percentile(0.95) - percentile(0.10);
+}
+
+} // namespace
+
+MeterFigures meterFigures(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples) {
+    MeterFigures figures;
+    if (sampleRate < 10 || totalSamples < 1)
+        return figures;
+    figures.integratedLUFS = gatedLoudness(energy, 0, totalSamples, sampleRate);
+    figures.maxMomentaryLUFS =
+        largestLoudness(windowPowers(energy, sampleRate, totalSamples, gatedBlockSamples(sampleRate)));
+    const std::vector<double> shortTerm = windowPowers(energy, sampleRate, totalSamples, 3 * sampleRate);
+    figures.maxShortTermLUFS = largestLoudness(shortTerm);
+    figures.loudnessRangeLU = loudnessRange(shortTerm);
+    return figures;
+}
+
 bool holdsCurve(const EnergyPrefix& energy, int64_t sampleRate, double windowSec) {
     return gatedHopSamples(sampleRate) % energy.stride() == 0 &&
            curveWindowSamples(sampleRate, windowSec) % energy.stride() == 0;

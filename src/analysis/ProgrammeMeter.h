@@ -2,11 +2,11 @@
 
 // Measures a signal streamed as interleaved frames with the analysis's own
 // meter: its figure (the gated loudness of the loudest 20 seconds, on the
-// same down-mix), its sample peak and its true peak over every channel.
+// same channel mix), its sample peak and its true peak over every channel.
 // What it keeps grows by the prefix sums' few numbers a second.
 
+#include "analysis/ChannelWeighting.h"
 #include "analysis/EnergyPrefix.h"
-#include "analysis/KWeightingFilter.h"
 #include "analysis/TruePeak.h"
 
 #include <cstdint>
@@ -26,7 +26,7 @@ class ProgrammeMeter {
 public:
     // Without `truePeak` the figures' true peak stays at -120, and the
     // meter costs a fraction of what it does with it.
-    ProgrammeMeter(int64_t sampleRate, int channels, int64_t expectedFrames = 0, bool truePeak = true);
+    ProgrammeMeter(int64_t sampleRate, ChannelWeighting weighting, int64_t expectedFrames = 0, bool truePeak = true);
     void add(const float* interleaved, int64_t frames);
     ProgrammeFigures finish();
 
@@ -35,8 +35,9 @@ private:
     int channels_;
     int64_t frames_ = 0;
     float samplePeak_ = 0.0f;
-    KWeightingFilter filter_;
+    ChannelEnergy channelEnergy_;
     EnergyPrefix::Accumulator energy_;
     std::optional<TruePeakMeter> truePeak_;
     std::vector<float> mono_;
+    std::vector<float> squares_;
 };

@@ -104,31 +104,31 @@ WaveformEnvelope EnvelopeBuilder::take(int64_t total) {
     return envelope;
 }
 
-SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride, int64_t uncertainty)
+SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride, int64_t uncertainty,
+                                     ChannelWeighting weighting)
     : expected_(std::max<int64_t>(expectedSamples, 0) + std::max<int64_t>(uncertainty, 0)), sampleRate_(sampleRate),
+      channels_(std::max(weighting.channels(), 1)),
       envelope_(expectedSamples - std::max<int64_t>(uncertainty, 0), expected_, LoudnessAnalyzer::envelopeBuckets),
-      filter_(sampleRate), energy_(stride > 0 ? stride : EnergyPrefix::strideFor(sampleRate), expected_) {}
+      channelEnergy_(sampleRate, std::move(weighting)), truePeak_(channels_),
+      energy_(stride > 0 ? stride : EnergyPrefix::strideFor(sampleRate), expected_) {}
 
-void SignalMeasurement::add(const float* mono, int64_t count) {
+void SignalMeasurement::add(const float* interleaved, const float* mono, int64_t count) {
     count = std::min(count, expected_ - measured_);
     if (count <= 0) {
         return;
     }
     // The largest magnitude is the larger of the largest and minus the smallest.
-    float lo = mono[0], hi = mono[0];
-    foldMinMax(mono, count, lo, hi);
+    float lo = interleaved[0], hi = interleaved[0];
+    foldMinMax(interleaved, count * channels_, lo, hi);
     peak_ = std::max(peak_, std::max(std::fabs(lo), std::fabs(hi)));
     envelope_.add(mono, count);
+    truePeak_.add(interleaved, count);
 
     if (scratch_.size() < static_cast<size_t>(count)) {
         scratch_.resize(static_cast<size_t>(count));
     }
-    float* weighted = scratch_.data();
-    filter_.process(mono, weighted, count);
-    for (int64_t i = 0; i < count; ++i) {
-        weighted[i] = weighted[i] * weighted[i]; // squared in 32-bit float
-    }
-    energy_.add(weighted, count);
+    channelEnergy_.process(interleaved, mono, count, scratch_.data());
+    energy_.add(scratch_.data(), count);
     measured_ += count;
 }
 
@@ -139,9 +139,11 @@ AnalysisResult SignalMeasurement::finish() {
     }
     AnalysisResult r;
     r.sampleRate = sampleRate_;
+    r.channels = channels_;
     r.totalSamples = measured_;
     r.duration = static_cast<double>(measured_) / static_cast<double>(sampleRate_);
     r.peakDBFS = peak_ > 0.0f ? static_cast<double>(20.0f * std::log10(peak_)) : silencePeakDBFS;
+    r.truePeakDBTP = truePeak_.finishDBTP();
     r.envelope = envelope_.take(measured_);
     r.energy = energy_.take();
     scratch_ = {};
@@ -155,6 +157,7 @@ AnalysisResult SignalMeasurement::finish() {
     r.windowStart = w.start;
     r.windowEnd = w.end;
     r.peakLUFS = w.peakLUFS;
+    r.figures = meterFigures(r.energy, sampleRate_, measured_);
     return r;
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "analysis/AnalysisResult.h"
-#include "analysis/KWeightingFilter.h"
+#include "analysis/ChannelWeighting.h"
+#include "analysis/TruePeak.h"
 
 #include <cstdint>
 #include <vector>
@@ -39,19 +40,24 @@ private:
     int64_t position_ = 0;
 };
 
-// Everything an analysis measures of a mono signal, fed in consecutive
-// pieces: sample peak, envelope, K-weighting, squaring and 64-bit prefix sums
-// (kept every stride samples). Feeding the signal whole or in pieces of any
-// size gives identical figures; nothing it keeps grows faster than the
-// prefix sums' few numbers a second.
+// Everything an analysis measures of a signal, fed in consecutive pieces:
+// sample and true peak over every channel, the envelope of the down-mix, the
+// weighted K-weighted squares and their 64-bit prefix sums (kept every
+// stride samples). Feeding the signal whole or in pieces of any size gives
+// identical figures; nothing it keeps grows faster than the prefix sums' few
+// numbers a second.
 class SignalMeasurement {
 public:
     // `stride` 0: the one the analysis reads at (EnergyPrefix::strideFor).
-    // The signal has `expectedSamples` give or take `uncertainty`.
-    SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride = 0, int64_t uncertainty = 0);
+    // The signal has `expectedSamples` frames give or take `uncertainty`.
+    SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride = 0, int64_t uncertainty = 0,
+                      ChannelWeighting weighting = ChannelWeighting::mono());
 
-    // Adds at most up to the longest expected length; any more are ignored.
-    void add(const float* mono, int64_t count);
+    // Adds `count` frames of `interleaved` and their down-mix `mono`, at most
+    // up to the longest expected length; any more are ignored.
+    void add(const float* interleaved, const float* mono, int64_t count);
+    // A signal of one channel.
+    void add(const float* mono, int64_t count) { add(mono, mono, count); }
     int64_t measuredSamples() const { return measured_; }
     // Whether a signal of `total` samples, all of them added, is measured
     // exactly: false when its length fell outside the expected ones.
@@ -65,9 +71,11 @@ private:
     int64_t expected_; // the longest expected length
     int64_t sampleRate_;
     int64_t measured_ = 0;
+    int channels_;
     float peak_ = 0.0f;
     EnvelopeBuilder envelope_;
-    KWeightingFilter filter_;
+    ChannelEnergy channelEnergy_;
+    TruePeakMeter truePeak_;
     EnergyPrefix::Accumulator energy_;
     std::vector<float> scratch_;
 };

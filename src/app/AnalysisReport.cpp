@@ -46,9 +46,12 @@ FileReport makeReport(const QString& file, const AnalysisResult& result) {
     FileReport r;
     r.file = file;
     r.sampleRate = result.sampleRate;
+    r.channels = result.channels;
     r.duration = result.duration;
     r.peakLUFS = result.peakLUFS;
     r.peakDBFS = result.peakDBFS;
+    r.truePeakDBTP = result.truePeakDBTP;
+    r.figures = result.figures;
     r.windowStart = result.windowStart;
     r.windowEnd = result.windowEnd;
     r.softPassages = result.softPassageRanges();
@@ -72,10 +75,12 @@ int reportNameWidth(const QStringList& files) {
 }
 
 QString reportHeader(int nameWidth) {
-    return QStringLiteral("%1  %2  %3  %4  %5  %6")
+    return QStringLiteral("%1  %2  %3  %4  %5  %6  %7  %8")
         .arg(QStringLiteral("File"), -nameWidth)
         .arg(QStringLiteral("Peak 20s"), 11)
+        .arg(QStringLiteral("Integrated"), 11)
         .arg(QStringLiteral("Sample peak"), 11)
+        .arg(QStringLiteral("True peak"), 11)
         .arg(QStringLiteral("Loudest 20 s"), -21)
         .arg(QStringLiteral("Duration"), 9)
         .arg(QStringLiteral("Soft passages"));
@@ -87,10 +92,12 @@ QString reportRow(const FileReport& r, int nameWidth) {
         return name + QStringLiteral("  ") + *r.error;
     }
     const QString window = TimeText::report(r.windowStart) + QStringLiteral(" – ") + TimeText::report(r.windowEnd);
-    return QStringLiteral("%1  %2  %3  %4  %5  %6")
+    return QStringLiteral("%1  %2  %3  %4  %5  %6  %7  %8")
                .arg(name)
                .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)
+               .arg(QStringLiteral("%1 LUFS").arg(r.figures.integratedLUFS, 0, 'f', 1), 11)
                .arg(QStringLiteral("%1 dBFS").arg(r.peakDBFS, 0, 'f', 1), 11)
+               .arg(QStringLiteral("%1 dBTP").arg(r.truePeakDBTP, 0, 'f', 1), 11)
                .arg(window, -21)
                .arg(TimeText::report(r.duration), 9)
                .arg(r.softPassages.size()) +
@@ -110,9 +117,15 @@ QByteArray reportJson(const std::vector<FileReport>& reports) {
                 passages.append(QJsonArray{p.start, p.end});
             }
             o.insert(QStringLiteral("sampleRate"), static_cast<qint64>(r.sampleRate));
+            o.insert(QStringLiteral("channels"), r.channels);
             o.insert(QStringLiteral("duration"), r.duration);
             o.insert(QStringLiteral("peakLUFS"), r.peakLUFS);
             o.insert(QStringLiteral("peakDBFS"), r.peakDBFS);
+            o.insert(QStringLiteral("integratedLUFS"), r.figures.integratedLUFS);
+            o.insert(QStringLiteral("loudnessRangeLU"), r.figures.loudnessRangeLU);
+            o.insert(QStringLiteral("truePeakDBTP"), r.truePeakDBTP);
+            o.insert(QStringLiteral("maxMomentaryLUFS"), r.figures.maxMomentaryLUFS);
+            o.insert(QStringLiteral("maxShortTermLUFS"), r.figures.maxShortTermLUFS);
             o.insert(QStringLiteral("windowStart"), r.windowStart);
             o.insert(QStringLiteral("windowEnd"), r.windowEnd);
             o.insert(QStringLiteral("softPassages"), passages);

@@ -14,9 +14,12 @@ struct FileReport {
     QString file; // as the user gave it
     std::optional<QString> error;
     int64_t sampleRate = 0;
+    int channels = 0;
     double duration = 0.0;
     double peakLUFS = 0.0;
     double peakDBFS = 0.0;
+    double truePeakDBTP = 0.0;
+    MeterFigures figures;
     double windowStart = 0.0;
     double windowEnd = 0.0;
     std::vector<TimeRange> softPassages;

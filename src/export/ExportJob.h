@@ -1,5 +1,7 @@
 #pragma once
 
+#include "analysis/ChannelWeighting.h"
+
 // One file's export as the pipeline takes it, and the choices the whole
 // batch shares. Copies, taken when the export starts: the user may go on
 // editing while it runs.
@@ -25,6 +27,8 @@ struct ExportSettings {
     bool useLimiter = true;
     double ceilingDBTP = CeilingRange::defaultDBTP;
     ExistingOutputs existing = ExistingOutputs::skip;
+    // Outputs are measured as their sources were.
+    ChannelMix channelMix = ChannelMix::sum;
 };
 
 struct ExportJob {

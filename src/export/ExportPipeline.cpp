@@ -114,8 +114,10 @@ QString shownSource(const ExportJob& job) { return NativePath::shownName(job.sou
 
 // Reads the whole output back: it must decode with the channels, rate and
 // length written. Lossy outputs are measured on the way.
-ProgrammeFigures readBack(const QString& path, const QString& shownName, ExportFormat format, int channels,
-                          int64_t rate, int64_t written, bool measure, const JobControl& control) {
+ProgrammeFigures readBack(const QString& path, const QString& shownName, ExportFormat format,
+                          const ChannelWeighting& weighting, int64_t rate, int64_t written, bool measure,
+                          const JobControl& control) {
+    const int channels = weighting.channels();
     const auto broken = [&](const QString& why) {
         return ExportFailure(QStringLiteral("Cannot write \"%1\": the written file %2").arg(shownName, why));
     };
@@ -133,7 +135,7 @@ ProgrammeFigures readBack(const QString& path, const QString& shownName, ExportF
                          .arg(rate));
     std::optional<ProgrammeMeter> meter;
     if (measure)
-        meter.emplace(rate, channels, written);
+        meter.emplace(rate, weighting, written);
     const int64_t frames = readAll(
         *reader, control,
         [&](const float* samples, int64_t got, int64_t) {
@@ -159,6 +161,7 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
                                 .arg(shownSource(job))
                                 .arg(sourceRate));
     const int channels = reader.channels();
+    const ChannelWeighting weighting = weightingFor(settings.channelMix, reader.channelRoles());
     const int64_t rate = rawValue(settings.sampleRate);
     const int64_t expected = reader.frames();
     const QString shownName =
@@ -177,13 +180,13 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
         limiter.emplace(channels, rate, pass.ceilingDBTP);
     std::optional<ProgrammeMeter> signalMeter;
     if (pass.measureSignal)
-        signalMeter.emplace(rate, channels, expected, false); // for its loudness
+        signalMeter.emplace(rate, weighting, expected, false); // for its loudness
     std::optional<Quantizer> quantizer;
     if (!encoding.isFloat)
         quantizer.emplace(encoding.bitDepth, encoding.bitDepth <= 16);
     std::optional<ProgrammeMeter> outputMeter;
     if (isLossless(format))
-        outputMeter.emplace(rate, channels, expected);
+        outputMeter.emplace(rate, weighting, expected);
 
     std::vector<float> limited;
     int64_t leadSkipped = 0;
@@ -249,7 +252,7 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
     if (signalMeter)
         made.signal = signalMeter->finish();
     const ProgrammeFigures decoded =
-        readBack(made.file.path(), shownName, format, channels, rate, written, !outputMeter, control);
+        readBack(made.file.path(), shownName, format, weighting, rate, written, !outputMeter, control);
     made.output = outputMeter ? outputMeter->finish() : decoded;
     return made;
 }

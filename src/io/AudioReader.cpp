@@ -42,6 +42,35 @@ void copyLayout(AVChannelLayout* to, const AVChannelLayout& from) {
         av_channel_layout_default(to, from.nb_channels);
 }
 
+// The roles of `layout`'s channels; all unknown unless `named`. The back
+// pair is the surround pair of a layout that has no side pair (5.1 as some
+// files name it), and a main pair behind it otherwise.
+std::vector<AudioReader::ChannelRole> rolesOf(const AVChannelLayout& layout, bool named) {
+    using Role = AudioReader::ChannelRole;
+    std::vector<Role> roles(static_cast<size_t>(std::max(layout.nb_channels, 0)), Role::unknown);
+    if (!named)
+        return roles;
+    const bool sides = av_channel_layout_index_from_channel(&layout, AV_CHAN_SIDE_LEFT) >= 0 ||
+                       av_channel_layout_index_from_channel(&layout, AV_CHAN_SIDE_RIGHT) >= 0;
+    for (size_t i = 0; i < roles.size(); ++i) {
+        switch (av_channel_layout_channel_from_index(&layout, static_cast<unsigned>(i))) {
+        case AV_CHAN_NONE:
+        case AV_CHAN_UNUSED:
+        case AV_CHAN_UNKNOWN: break;
+        case AV_CHAN_LOW_FREQUENCY:
+        case AV_CHAN_LOW_FREQUENCY_2: roles[i] = Role::lowFrequency; break;
+        case AV_CHAN_SIDE_LEFT:
+        case AV_CHAN_SIDE_RIGHT:
+        case AV_CHAN_SURROUND_DIRECT_LEFT:
+        case AV_CHAN_SURROUND_DIRECT_RIGHT: roles[i] = Role::surround; break;
+        case AV_CHAN_BACK_LEFT:
+        case AV_CHAN_BACK_RIGHT: roles[i] = sides ? Role::main : Role::surround; break;
+        default: roles[i] = Role::main;
+        }
+    }
+    return roles;
+}
+
 // Whether every sample's magnitude is at most `maximumSample`, NaN and the
 // infinities not, compared as the bits of IEEE floats: with the sign
 // cleared, a larger float has larger bits, and NaN and infinity the largest.
@@ -98,6 +127,7 @@ struct AudioReader::Impl {
     int maxChannels = 0;
     bool primed = false;   // the first frame has been decoded
     int64_t nonFinite = 0; // samples that were not numbers, handed out as 0
+    std::vector<AudioReader::ChannelRole> roles;
 
     ~Impl() {
         swr_free(&converter);
@@ -112,11 +142,13 @@ struct AudioReader::Impl {
     // The layout that comes out: the file's, or fewer channels down-mixed.
     void setLayout(const AVChannelLayout& from) {
         copyLayout(&layout, from);
+        const bool named = from.order != AV_CHANNEL_ORDER_UNSPEC;
         if (maxChannels > 0 && layout.nb_channels > maxChannels) {
             av_channel_layout_uninit(&layout);
             av_channel_layout_default(&layout, maxChannels);
         }
         channels = layout.nb_channels;
+        roles = rolesOf(layout, named || channels < from.nb_channels);
     }
 
     [[noreturn]] void fail(const QString& why) const {
@@ -375,6 +407,7 @@ int64_t AudioReader::frames() const { return impl_->frames; }
 bool AudioReader::framesExact() const { return impl_->exact; }
 int64_t AudioReader::sampleRate() const { return impl_->rate; }
 int AudioReader::channels() const { return impl_->channels; }
+const std::vector<AudioReader::ChannelRole>& AudioReader::channelRoles() const { return impl_->roles; }
 int64_t AudioReader::nonFiniteSamples() const { return impl_->nonFinite; }
 
 int64_t AudioReader::readInterleaved(float* interleaved, int64_t frames) {

@@ -13,10 +13,14 @@
 #include <QString>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 class AudioReader {
 public:
     enum class Damage { skip, fail };
+    // What a channel carries, as far as loudness cares: `unknown` when the
+    // file names no layout.
+    enum class ChannelRole { unknown, main, lowFrequency, surround };
 
     // Throws FileError naming the file and why the libraries refuse it (not
     // a file they know, no audio stream, no decoder), NotAFileError when it
@@ -36,6 +40,8 @@ public:
     bool framesExact() const;
     int64_t sampleRate() const;
     int channels() const;
+    // One per channel that comes out, in order.
+    const std::vector<ChannelRole>& channelRoles() const;
     // Samples read so far that were not numbers (NaN or infinite); they come
     // out as 0. A file with samples beyond ±1000 (+60 dBFS) is refused as it
     // is read, with an ImplausibleSamplesError.

@@ -346,7 +346,7 @@ void ContentView::recomputeSelectedCurve(double windowSec) {
     QThreadPool::globalInstance()->start([self, later, path, rate, windowSec] {
         std::optional<LoudnessAnalyzer::LoudnessCurve> curve;
         try {
-            curve = LoudnessAnalyzer::curveOfFile(path, rate, windowSec);
+            curve = LoudnessAnalyzer::curveOfFile(path, rate, windowSec, ChannelMix::sum);
         } catch (...) {
             return; // the file went away meanwhile: the old curve stays
         }

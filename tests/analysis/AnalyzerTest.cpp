@@ -32,14 +32,14 @@ void expectInvariants(const AnalysisResult& r) {
 
 } // namespace
 
-TEST_F(AnalyzerTest, FullScaleSineReadsMinus3LUFSInMonoAndStereo) {
+TEST_F(AnalyzerTest, FullScaleSineReadsMinus3LUFSInMonoAndItsSumInStereo) {
     const auto s = sine(997.0, 1.0, 48000, 48000 * 25);
     writeMonoWav(path("mono.wav"), s, 48000);
     writeWav(path("stereo.wav"), {s, s}, 48000);
     const AnalysisResult mono = LoudnessAnalyzer::analyze(path("mono.wav"));
-    const AnalysisResult stereo = LoudnessAnalyzer::analyze(path("stereo.wav"));
     EXPECT_NEAR(mono.peakLUFS, -3.01, 0.01);
-    EXPECT_NEAR(stereo.peakLUFS, -3.01, 0.01); // averaged, not summed
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav")).peakLUFS, 0.0, 0.01); // summed, as every meter reads it
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav"), ChannelMix::average).peakLUFS, -3.01, 0.01);
     EXPECT_NEAR(mono.peakDBFS, 0.0, 0.001);
     EXPECT_EQ(mono.sampleRate, 48000);
     EXPECT_DOUBLE_EQ(mono.windowEnd - mono.windowStart, 20.0);
@@ -57,33 +57,43 @@ TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {
     const auto b = sine(440.0, 0.6, 44100, n);
     const auto c = noise(3, 0.3, n);
     writeWav(path("three.wav"), {a, b, c}, 44100);
-
-    const support::MonoAudio mono = support::loadMono(path("three.wav"));
-    const AnalysisResult whole = support::analyzeSamples(mono.samples, mono.sampleRate);
-    EXPECT_EQ(whole.totalSamples, n);
-    expectInvariants(whole);
-    for (int64_t chunk : {int64_t{65536}, int64_t{777}, int64_t{44100 * 30}}) {
-        const AnalysisResult streamed = LoudnessAnalyzer::analyze(path("three.wav"), chunk);
-        EXPECT_TRUE(streamed == whole) << "chunk " << chunk;
-        EXPECT_EQ(streamed.peakLUFS, whole.peakLUFS);
+    for (ChannelMix mix : {ChannelMix::sum, ChannelMix::average}) {
+        const AnalysisResult whole = LoudnessAnalyzer::analyze(path("three.wav"), mix, 44100 * 30);
+        EXPECT_EQ(whole.totalSamples, n);
+        expectInvariants(whole);
+        for (int64_t chunk : {int64_t{65536}, int64_t{777}})
+            EXPECT_TRUE(LoudnessAnalyzer::analyze(path("three.wav"), mix, chunk) == whole) << "chunk " << chunk;
     }
+    // The classic mix measures the channels' average as one signal.
+    const support::MonoAudio mono = support::loadMono(path("three.wav"));
+    const AnalysisResult averaged = LoudnessAnalyzer::analyze(path("three.wav"), ChannelMix::average);
+    const AnalysisResult inMemory = support::analyzeSamples(mono.samples, mono.sampleRate);
+    EXPECT_TRUE(std::tie(averaged.energy, averaged.loudnessCurve, averaged.peakLUFS, averaged.envelope) ==
+                std::tie(inMemory.energy, inMemory.loudnessCurve, inMemory.peakLUFS, inMemory.envelope));
     // A short 16-bit file one frame at a time.
     writeAudio(path("short.wav"), {noise(4, 0.5, 9000), noise(5, 0.5, 9000)}, 8000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    const support::MonoAudio shortMono = support::loadMono(path("short.wav"));
-    EXPECT_TRUE(LoudnessAnalyzer::analyze(path("short.wav"), 1) == support::analyzeSamples(shortMono.samples, 8000));
+    EXPECT_TRUE(LoudnessAnalyzer::analyze(path("short.wav"), ChannelMix::sum, 1) ==
+                LoudnessAnalyzer::analyze(path("short.wav")));
 }
 
-TEST_F(AnalyzerTest, SilenceAndCancellingChannels) {
+TEST_F(AnalyzerTest, CancellingChannelsAreSilentOnlyInTheClassicMix) {
     const auto s = noise(9, 0.9, 48000 * 4);
     std::vector<float> inverted(s.size());
     std::transform(s.begin(), s.end(), inverted.begin(), [](float x) { return -x; });
     writeWav(path("cancel.wav"), {s, inverted}, 48000);
-    const AnalysisResult r = LoudnessAnalyzer::analyze(path("cancel.wav"));
-    EXPECT_EQ(r.peakDBFS, -120.0);
+    writeWav(path("same.wav"), {s, s}, 48000);
+    const AnalysisResult r = LoudnessAnalyzer::analyze(path("cancel.wav"), ChannelMix::average);
     EXPECT_EQ(r.peakLUFS, -70.0);
     ASSERT_FALSE(r.loudnessCurve.empty());
     EXPECT_TRUE(std::all_of(r.loudnessCurve.begin(), r.loudnessCurve.end(), [](double v) { return v == -70.0; }));
     EXPECT_EQ(r.envelope.maxValues, std::vector<float>(2000, 0.0f));
+    // The peak is the channels' own, in both mixes; the sum hears both channels.
+    const float largest =
+        std::abs(*std::max_element(s.begin(), s.end(), [](float x, float y) { return std::abs(x) < std::abs(y); }));
+    EXPECT_EQ(r.peakDBFS, static_cast<double>(20.0f * std::log10(largest)));
+    const AnalysisResult summed = LoudnessAnalyzer::analyze(path("cancel.wav"));
+    EXPECT_EQ(summed.peakLUFS, LoudnessAnalyzer::analyze(path("same.wav")).peakLUFS);
+    EXPECT_GT(summed.peakLUFS, -10.0);
 }
 
 TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
@@ -158,7 +168,8 @@ TEST_F(AnalyzerTest, StridedSumsGiveThePerSampleFiguresAtEveryRate) {
     SignalMeasurement perSample(static_cast<int64_t>(music.size()), 48000, 1);
     perSample.add(music.data(), static_cast<int64_t>(music.size()));
     const AnalysisResult all = perSample.finish();
-    const LoudnessAnalyzer::LoudnessCurve again = LoudnessAnalyzer::curveOfFile(path("again.wav"), 48000, 3.05);
+    const LoudnessAnalyzer::LoudnessCurve again =
+        LoudnessAnalyzer::curveOfFile(path("again.wav"), 48000, 3.05, ChannelMix::sum);
     const LoudnessAnalyzer::LoudnessCurve expected =
         LoudnessAnalyzer::computeLoudnessCurve(all.energy, 48000, all.totalSamples, 3.05);
     EXPECT_EQ(again.times, expected.times);

@@ -2,6 +2,7 @@
 #include "analysis/TruePeak.h"
 #include "support/AudioFixtures.h"
 
+#include <QProcess>
 #include <ebur128.h>
 #include <numbers>
 
@@ -93,5 +94,101 @@ TEST(ReferenceMeter, TruePeakMatchesLibebur128) {
         for (size_t at = 0; at < samples.size(); at += 777)
             meter.add(samples.data() + at, static_cast<int64_t>(std::min<size_t>(777, samples.size() - at)));
         EXPECT_NEAR(meter.finishDBTP(), 20 * std::log10(reference), 0.15) << name;
+    }
+}
+
+namespace {
+
+struct MeterReading {
+    double integrated, range, momentary, shortTerm, truePeak, samplePeak;
+};
+
+// libebur128 fed a tenth of a second at a time, its momentary and short-term
+// loudness read after each once a whole window has gone in.
+MeterReading referenceReading(const std::vector<std::vector<float>>& channels, int64_t rate) {
+    const auto count = static_cast<unsigned>(channels.size());
+    const size_t frames = channels[0].size();
+    std::vector<float> interleaved(frames * count);
+    for (size_t i = 0; i < frames; ++i)
+        for (unsigned c = 0; c < count; ++c)
+            interleaved[i * count + c] = channels[c][i];
+    ebur128_state* st = ebur128_init(count, static_cast<unsigned long>(rate),
+                                     EBUR128_MODE_I | EBUR128_MODE_LRA | EBUR128_MODE_TRUE_PEAK);
+    MeterReading r{0, 0, -70.0, -70.0, 0, 0};
+    const auto hop = static_cast<size_t>(rate / 10);
+    for (size_t at = 0; at + hop <= frames; at += hop) {
+        ebur128_add_frames_float(st, interleaved.data() + at * count, hop);
+        double value = 0.0;
+        if (at + hop >= 4 * hop && ebur128_loudness_momentary(st, &value) == EBUR128_SUCCESS)
+            r.momentary = std::max(r.momentary, value);
+        if (at + hop >= 30 * hop && ebur128_loudness_shortterm(st, &value) == EBUR128_SUCCESS)
+            r.shortTerm = std::max(r.shortTerm, value);
+    }
+    ebur128_loudness_global(st, &r.integrated);
+    ebur128_loudness_range(st, &r.range);
+    for (unsigned c = 0; c < count; ++c) {
+        double peak = 0.0;
+        ebur128_true_peak(st, c, &peak);
+        r.truePeak = std::max(r.truePeak, peak);
+        ebur128_sample_peak(st, c, &peak);
+        r.samplePeak = std::max(r.samplePeak, peak);
+    }
+    ebur128_destroy(&st);
+    return r;
+}
+
+// ffmpeg's meter, which takes a short-term value ten times a second where
+// libebur128 takes one a second: on changing material only the former
+// reads the same range.
+double ffmpegLoudnessRange(const QString& path) {
+    QProcess p;
+    p.start(QStringLiteral("ffmpeg"), {"-nostdin", "-nostats", "-i", path, "-af",
+                                       "ebur128=metadata=1,ametadata=print:key=lavfi.r128.LRA", "-f", "null", "-"});
+    p.waitForFinished(60000);
+    const QString log = QString::fromUtf8(p.readAllStandardError());
+    const qsizetype at = log.lastIndexOf(QStringLiteral("lavfi.r128.LRA="));
+    return at < 0 ? -1.0 : log.mid(at + 15).section(QLatin1Char('\n'), 0, 0).toDouble();
+}
+
+// Twelve seconds that change: loud smoothed noise, a quiet stretch, chords.
+std::vector<float> musicLike(uint32_t seed, int64_t rate, double level) {
+    std::vector<float> s = concat({noise(seed, level, rate * 5), noise(seed + 1, level * 0.1, rate * 4),
+                                   sine(220.0 + seed * 55.0, level * 0.5, rate, rate * 3)});
+    float previous = 0.0f;
+    for (float& x : s)
+        x = previous = 0.8f * previous + 0.2f * x;
+    return s;
+}
+
+} // namespace
+
+TEST(ReferenceMeter, EveryFigureMatchesLibebur128InEveryLayoutAndRate) {
+    QTemporaryDir dir;
+    for (int64_t rate : {int64_t{44100}, int64_t{48000}, int64_t{96000}}) {
+        const auto m = [&](uint32_t seed, double level = 0.8) { return musicLike(seed, rate, level); };
+        std::vector<float> inverted = m(1);
+        for (float& x : inverted)
+            x = -x;
+        const std::vector<std::pair<const char*, std::vector<std::vector<float>>>> layouts{
+            {"mono", {m(1)}},
+            {"stereo", {m(1), m(2, 0.5)}},
+            {"antiphase", {m(1), inverted}},
+            {"left only", {m(1), silence(rate * 12)}},
+            {"5.1", {m(1), m(2), m(3, 0.6), m(4), m(5, 0.3), m(6, 0.4)}},
+        };
+        for (const auto& [name, channels] : layouts) {
+            const QString path = dir.filePath(QStringLiteral("%1-%2.wav").arg(name).arg(rate));
+            writeWav(path, channels, rate);
+            const AnalysisResult ours = LoudnessAnalyzer::analyze(path);
+            const MeterReading reference = referenceReading(channels, rate);
+            const std::string where = std::string(name) + " at " + std::to_string(rate);
+            EXPECT_NEAR(ours.figures.integratedLUFS, reference.integrated, 0.05) << where;
+            EXPECT_NEAR(ours.figures.loudnessRangeLU, ffmpegLoudnessRange(path), 0.1) << where;
+            EXPECT_GT(reference.range, 15.0) << where; // the material does change
+            EXPECT_NEAR(ours.figures.maxMomentaryLUFS, reference.momentary, 0.1) << where;
+            EXPECT_NEAR(ours.figures.maxShortTermLUFS, reference.shortTerm, 0.1) << where;
+            EXPECT_NEAR(ours.truePeakDBTP, 20 * std::log10(reference.truePeak), 0.1) << where;
+            EXPECT_NEAR(ours.peakDBFS, 20 * std::log10(reference.samplePeak), 1e-5) << where;
+        }
     }
 }

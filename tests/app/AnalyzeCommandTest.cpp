@@ -73,9 +73,15 @@ TEST_F(AnalyzeCommandTest, JsonHasOneObjectPerFile) {
     EXPECT_NEAR(passage.end, 50.0, 1.6);
     EXPECT_EQ(array[0].toObject(), (QJsonObject{{"file", soft},
                                                 {"sampleRate", 48000},
+                                                {"channels", s.channels},
                                                 {"duration", 70.0},
                                                 {"peakLUFS", s.peakLUFS},
                                                 {"peakDBFS", s.peakDBFS},
+                                                {"integratedLUFS", s.figures.integratedLUFS},
+                                                {"loudnessRangeLU", s.figures.loudnessRangeLU},
+                                                {"truePeakDBTP", s.truePeakDBTP},
+                                                {"maxMomentaryLUFS", s.figures.maxMomentaryLUFS},
+                                                {"maxShortTermLUFS", s.figures.maxShortTermLUFS},
                                                 {"windowStart", s.windowStart},
                                                 {"windowEnd", s.windowEnd},
                                                 {"softPassages", QJsonArray{QJsonArray{passage.start, passage.end}}}}));

@@ -1,4 +1,4 @@
-#include "analysis/MonoReadAhead.h"
+#include "analysis/ReadAhead.h"
 
 #include "analysis/AnalysisErrors.h"
 #include "analysis/SignalMeasurement.h"
@@ -25,20 +25,28 @@ class ChunkQueue {
 public:
     static constexpr size_t depth = 4;
 
-    explicit ChunkQueue(int64_t chunkFrames) {
+    ChunkQueue(int64_t chunkFrames, int channels) {
         try {
-            for (auto& slot : slots_)
-                slot.samples.resize(static_cast<size_t>(chunkFrames));
+            for (auto& slot : slots_) {
+                slot.samples.resize(static_cast<size_t>(chunkFrames * channels));
+                slot.mono.resize(static_cast<size_t>(chunkFrames));
+            }
         } catch (const std::bad_alloc&) {
             throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
         }
     }
 
+    struct Slot {
+        std::vector<float> samples;
+        std::vector<float> mono;
+        int64_t frames = 0;
+    };
+
     // Decoder side: the next free chunk, or none when the consumer gave up.
-    std::vector<float>* beginFill() {
+    Slot* beginFill() {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return stopped_ || filled_ - taken_ < depth; });
-        return stopped_ ? nullptr : &slots_[filled_ % depth].samples;
+        return stopped_ ? nullptr : &slots_[filled_ % depth];
     }
     void endFill(int64_t frames) {
         {
@@ -71,7 +79,7 @@ public:
             }
             slot = &slots_[taken_ % depth];
         }
-        consume(slot->samples.data(), slot->frames);
+        consume(slot->samples.data(), slot->mono.data(), slot->frames);
         {
             std::lock_guard lock(mutex_);
             ++taken_;
@@ -88,10 +96,6 @@ public:
     }
 
 private:
-    struct Slot {
-        std::vector<float> samples;
-        int64_t frames = 0;
-    };
     std::array<Slot, depth> slots_;
     std::mutex mutex_;
     std::condition_variable changed_;
@@ -104,22 +108,24 @@ private:
 
 } // namespace
 
-int64_t readMonoAhead(OpenedAudio& opened, int64_t chunkFrames, const ChunkConsumer& consume) {
+int64_t readAhead(OpenedAudio& opened, int64_t chunkFrames, const MixedChunkConsumer& consume) {
     chunkFrames = std::max<int64_t>(chunkFrames, 1);
-    ChunkQueue queue(chunkFrames);
+    const int channels = opened.reader.channels();
+    ChunkQueue queue(chunkFrames, channels);
     std::thread decoder([&] {
         try {
-            // Each decoded chunk is down-mixed straight into a free slot,
-            // waiting here while the consumer is behind.
-            const int channels = opened.reader.channels();
-            readChunks(opened, std::numeric_limits<int64_t>::max(), chunkFrames,
-                       [&](const float* samples, int64_t frames) {
-                           std::vector<float>* slot = queue.beginFill();
-                           if (!slot)
-                               throw Abandoned{};
-                           downmixInterleaved(samples, frames, channels, slot->data());
-                           queue.endFill(frames);
-                       });
+            // Each chunk is decoded straight into a free slot and down-mixed
+            // beside it, waiting here while the consumer is behind.
+            for (;;) {
+                ChunkQueue::Slot* slot = queue.beginFill();
+                if (!slot)
+                    throw Abandoned{};
+                const int64_t frames = readChunk(opened, slot->samples.data(), chunkFrames);
+                if (frames == 0)
+                    break;
+                downmixInterleaved(slot->samples.data(), frames, channels, slot->mono.data());
+                queue.endFill(frames);
+            }
             queue.finish(nullptr);
         } catch (const Abandoned&) {
             queue.finish(nullptr);
@@ -129,8 +135,8 @@ int64_t readMonoAhead(OpenedAudio& opened, int64_t chunkFrames, const ChunkConsu
     });
     int64_t total = 0;
     try {
-        while (queue.consumeNext([&](const float* mono, int64_t frames) {
-            consume(mono, frames);
+        while (queue.consumeNext([&](const float* interleaved, const float* mono, int64_t frames) {
+            consume(interleaved, mono, frames);
             total += frames;
         })) {
         }

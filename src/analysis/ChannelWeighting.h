@@ -1,0 +1,46 @@
+#pragma once
+
+// How a file's channels make one loudness. `sum`, as every BS.1770 meter
+// reads it: each channel K-weighted on its own and the mean squares added
+// with their weights (1.0 for left, right and centre, 1.41 for the
+// surrounds, nothing for the low-frequency channel). `average`, the classic
+// figure: the channels averaged into one, then K-weighted.
+
+#include "analysis/KWeightingFilter.h"
+#include "io/AudioReader.h"
+
+#include <cstdint>
+#include <vector>
+
+enum class ChannelMix { sum, average };
+
+struct ChannelWeighting {
+    ChannelMix mix = ChannelMix::sum;
+    std::vector<float> weights; // one per channel; used by `sum`
+
+    int channels() const { return static_cast<int>(weights.size()); }
+    // One channel, which both mixes measure alike.
+    static ChannelWeighting mono() { return {ChannelMix::sum, {1.0f}}; }
+};
+
+// The weights of channels with these roles. A file that names no layout gets
+// the usual one for its channel count: 5.1 (L R C LFE Ls Rs) for six, 5.0
+// (L R C Ls Rs) for five, and every channel 1.0 otherwise.
+ChannelWeighting weightingFor(ChannelMix mix, const std::vector<AudioReader::ChannelRole>& roles);
+
+// Per frame, the weighted K-weighted square that the loudness sums: the
+// square of the filtered down-mix for `average`, the weighted sum of the
+// channels' filtered squares for `sum`, all in 32-bit float. Allocates only
+// when a piece is longer than every one before.
+class ChannelEnergy {
+public:
+    ChannelEnergy(int64_t sampleRate, ChannelWeighting weighting);
+    // `mono` is the down-mix of the `frames` frames of `interleaved`
+    // (downmixInterleaved); `energy` receives one value per frame.
+    void process(const float* interleaved, const float* mono, int64_t frames, float* energy);
+
+private:
+    ChannelWeighting weighting_;
+    std::vector<KWeightingFilter> filters_;
+    std::vector<float> channel_;
+};
