@@ -52,8 +52,11 @@ int main(int argc, char** argv) {
     view.grab().save(QDir(out).filePath("waveform-magnifier.png"));
 
     // The table with a file in every state.
-    AppState state(AppState::AnalysisOptions{
-        [](const QString&) { return AnalysisOutcome::failure(QStringLiteral("Audio file contains no samples")); }, 1});
+    AppState state(AppState::AnalysisOptions{[](const QString&, ChannelMix) {
+                                                 return AnalysisOutcome::failure(
+                                                     QStringLiteral("Audio file contains no samples"));
+                                             },
+                                             1});
     const auto quiet = analysedItem("Quiet Intro.flac", musicLike(40.0));
     const auto loud = analysedItem("Loud Master.wav", musicLike(30.0));
     for (const auto& f : {item, quiet, loud})

@@ -3,9 +3,9 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/NativePath.h"
 
-AnalysisOutcome analyzeFileOutcome(const QString& path) {
+AnalysisOutcome analyzeFileOutcome(const QString& path, ChannelMix mix) {
     if (!NativePath::exists(path))
         return AnalysisOutcome::failure(QStringLiteral("File not found"));
-    return AnalysisOutcome::of([&] { return LoudnessAnalyzer::analyze(path); },
+    return AnalysisOutcome::of([&] { return LoudnessAnalyzer::analyze(path, mix); },
                                QStringLiteral("Unexpected error while analysing this file"));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "analysis/AnalysisResult.h"
+#include "analysis/ChannelMix.h"
 #include "io/Outcome.h"
 
 #include <QString>
@@ -10,4 +11,4 @@ using AnalysisOutcome = Outcome<AnalysisResult>;
 
 // Analyses one file and never throws: a missing file, a folder, a decoder or
 // analysis error and running out of memory all come back as the error.
-AnalysisOutcome analyzeFileOutcome(const QString& path);
+AnalysisOutcome analyzeFileOutcome(const QString& path, ChannelMix mix = ChannelMix::sum);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "analysis/ChannelMix.h"
 #include "analysis/EnergyPrefix.h"
 
 #include <QString>
@@ -43,7 +44,8 @@ struct AnalysisResult {
     WaveformEnvelope envelope;
     int64_t sampleRate = 0;
     int channels = 1;
-    EnergyPrefix energy; // prefix sums of the squared K-weighted signal, every stride samples
+    ChannelMix channelMix = ChannelMix::sum; // the mix `energy` sums
+    EnergyPrefix energy;                     // prefix sums of the squared K-weighted signal, every stride samples
     int64_t totalSamples = 0;
     std::vector<double> times;
     std::vector<double> loudnessCurve;

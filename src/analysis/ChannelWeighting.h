@@ -1,18 +1,14 @@
 #pragma once
 
-// How a file's channels make one loudness. `sum`, as every BS.1770 meter
-// reads it: each channel K-weighted on its own and the mean squares added
-// with their weights (1.0 for left, right and centre, 1.41 for the
-// surrounds, nothing for the low-frequency channel). `average`, the classic
-// figure: the channels averaged into one, then K-weighted.
+// The weight of each channel in a file's loudness, and the meter's stage
+// that applies them.
 
+#include "analysis/ChannelMix.h"
 #include "analysis/KWeightingFilter.h"
 #include "io/AudioReader.h"
 
 #include <cstdint>
 #include <vector>
-
-enum class ChannelMix { sum, average };
 
 struct ChannelWeighting {
     ChannelMix mix = ChannelMix::sum;

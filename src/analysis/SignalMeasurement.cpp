@@ -107,7 +107,7 @@ WaveformEnvelope EnvelopeBuilder::take(int64_t total) {
 SignalMeasurement::SignalMeasurement(int64_t expectedSamples, int64_t sampleRate, int64_t stride, int64_t uncertainty,
                                      ChannelWeighting weighting)
     : expected_(std::max<int64_t>(expectedSamples, 0) + std::max<int64_t>(uncertainty, 0)), sampleRate_(sampleRate),
-      channels_(std::max(weighting.channels(), 1)),
+      channels_(std::max(weighting.channels(), 1)), mix_(weighting.mix),
       envelope_(expectedSamples - std::max<int64_t>(uncertainty, 0), expected_, LoudnessAnalyzer::envelopeBuckets),
       channelEnergy_(sampleRate, std::move(weighting)), truePeak_(channels_),
       energy_(stride > 0 ? stride : EnergyPrefix::strideFor(sampleRate), expected_) {}
@@ -140,6 +140,7 @@ AnalysisResult SignalMeasurement::finish() {
     AnalysisResult r;
     r.sampleRate = sampleRate_;
     r.channels = channels_;
+    r.channelMix = mix_;
     r.totalSamples = measured_;
     r.duration = static_cast<double>(measured_) / static_cast<double>(sampleRate_);
     r.peakDBFS = peak_ > 0.0f ? static_cast<double>(20.0f * std::log10(peak_)) : silencePeakDBFS;

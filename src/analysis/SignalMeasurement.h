@@ -72,6 +72,7 @@ private:
     int64_t sampleRate_;
     int64_t measured_ = 0;
     int channels_;
+    ChannelMix mix_;
     float peak_ = 0.0f;
     EnvelopeBuilder envelope_;
     ChannelEnergy channelEnergy_;

@@ -10,34 +10,49 @@
 namespace AnalyzeCommand {
 
 QString usage() {
-    return QStringLiteral("Usage: sonivel analyze [--json] FILE...\n"
+    return QStringLiteral("Usage: sonivel analyze [--json] [--channels sum|average] FILE...\n"
                           "\n"
                           "Measures each file: the gated loudness of its loudest 20 seconds (Peak 20s),\n"
-                          "its sample peak, where that loudest stretch lies, its duration and how many\n"
-                          "soft passages it has. Files are analysed in parallel and reported in the\n"
-                          "order given.\n"
+                          "its integrated loudness, its sample and true peaks, where that loudest\n"
+                          "stretch lies, its duration and how many soft passages it has; the JSON adds\n"
+                          "the loudness range and the largest momentary and short-term loudness.\n"
+                          "Files are analysed in parallel and reported in the order given.\n"
                           "\n"
                           "Options:\n"
-                          "  --json      print one JSON array, one object per file\n"
-                          "  -h, --help  show this help\n"
+                          "  --json          print one JSON array, one object per file\n"
+                          "  --channels MIX  sum: the channels' loudness summed as every BS.1770 meter\n"
+                          "                  reads it (the default); average: the classic figure of the\n"
+                          "                  channels' average\n"
+                          "  -h, --help      show this help\n"
                           "\n"
                           "The exit status is 1 when any file could not be analysed.\n");
 }
 
-FileReport analyzeFile(const QString& file) {
-    const AnalysisOutcome outcome = analyzeFileOutcome(file);
+FileReport analyzeFile(const QString& file, ChannelMix mix) {
+    const AnalysisOutcome outcome = analyzeFileOutcome(file, mix);
     return outcome.ok() ? makeReport(file, outcome.value()) : makeErrorReport(file, outcome.error());
 }
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     bool json = false;
     bool optionsEnded = false;
+    ChannelMix mix = ChannelMix::sum;
     QStringList files;
-    for (const QString& arg : arguments) {
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& arg = arguments[i];
         if (!optionsEnded && arg == QStringLiteral("--")) {
             optionsEnded = true;
         } else if (!optionsEnded && arg == QStringLiteral("--json")) {
             json = true;
+        } else if (!optionsEnded && arg == QStringLiteral("--channels")) {
+            const std::optional<ChannelMix> named =
+                i + 1 < arguments.size() ? channelMixNamed(arguments[++i]) : std::nullopt;
+            if (!named) {
+                err << "sonivel analyze: --channels takes sum or average\n"
+                    << "Try 'sonivel analyze --help'.\n";
+                return 2;
+            }
+            mix = *named;
         } else if (!optionsEnded && (arg == QStringLiteral("-h") || arg == QStringLiteral("--help"))) {
             out << usage();
             return 0;
@@ -62,7 +77,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     pool.setMaxThreadCount(std::max(1, std::min(count, QThread::idealThreadCount())));
     for (int i = 0; i < count; ++i) {
         pool.start([&, i] {
-            reports[static_cast<size_t>(i)] = analyzeFile(files[i]);
+            reports[static_cast<size_t>(i)] = analyzeFile(files[i], mix);
             done[static_cast<size_t>(i)].set_value();
         });
     }

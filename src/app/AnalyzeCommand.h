@@ -1,5 +1,6 @@
 #pragma once
 
+#include "analysis/ChannelMix.h"
 #include "app/AnalysisReport.h"
 
 #include <QStringList>
@@ -14,7 +15,7 @@ namespace AnalyzeCommand {
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err);
 
 // Analyses one file; never throws. Errors come back as the row's text.
-FileReport analyzeFile(const QString& file);
+FileReport analyzeFile(const QString& file, ChannelMix mix);
 
 QString usage();
 

@@ -37,6 +37,9 @@ QString usage() {
                           "  --no-limiter     lower the gain of a file instead, until its true peak is at\n"
                           "                   the ceiling; such a file is named with the loudness it gets\n"
                           "  --ceiling DBTP   the highest true peak, from -6.0 to -0.1 (default -1.0)\n"
+                          "  --channels MIX   sum: the channels' loudness summed as every BS.1770 meter\n"
+                          "                   reads it (the default); average: the classic figure of the\n"
+                          "                   channels' average\n"
                           "  --overwrite      replace earlier outputs of the same names (by default they\n"
                           "                   are left as they are and the file is reported)\n"
                           "  --settings FILE  the list, corrections and target of a saved settings file;\n"
@@ -84,6 +87,8 @@ QList<QUrl> admissible(const QStringList& files, const AppState& state, std::vec
 bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, int64_t& failed,
                     const std::atomic<bool>& cancel) {
     std::vector<AppState::SkippedFile> skipped;
+    if (options.channels)
+        state.setChannelMix(*options.channels); // before any file, so each is measured once
     if (!options.settings.isEmpty()) {
         const auto loaded = SettingsFile::loadSettings(state, options.settings, SettingsFile::Entries::exportable);
         if (!loaded.ok())
@@ -96,6 +101,8 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
     }
     if (options.ceiling)
         state.setCeilingDBTP(*options.ceiling);
+    if (options.channels)
+        state.setChannelMix(*options.channels);
     const std::vector<AppState::SkippedFile> notAdded = state.addFiles(admissible(options.files, state, skipped));
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     if (!skipped.empty())
@@ -143,7 +150,8 @@ ExportRun::Summary exportAll(AppState& state, const Options& options, bool limit
         options.rate,
         limiter,
         state.ceilingDBTP(),
-        options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip};
+        options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip,
+        state.channelMix()};
     const ExportRun::Plan plan = ExportRun::buildPlan(state.files(), settings);
     err << ExportRun::startText(plan.count()) << '\n';
     err.flush();

@@ -15,7 +15,7 @@ public:
     using DescribedError::DescribedError;
 };
 
-const QStringList optionsWithValues{"--out", "--target", "--format", "--rate", "--settings", "--ceiling"};
+const QStringList optionsWithValues{"--out", "--target", "--format", "--rate", "--settings", "--ceiling", "--channels"};
 
 double targetFrom(const QString& value) {
     bool ok = false;
@@ -64,6 +64,10 @@ void apply(Options& o, const QString& arg, const QString& value) {
                                  .arg(CeilingRange::lowestDBTP)
                                  .arg(CeilingRange::highestDBTP)
                                  .arg(value));
+    } else if (arg == QLatin1String("--channels")) {
+        o.channels = channelMixNamed(value);
+        if (!o.channels)
+            throw UsageError(QStringLiteral("--channels takes sum or average, not '%1'").arg(value));
     } else if (arg == QLatin1String("--overwrite")) {
         o.overwrite = true;
     } else if (arg == QLatin1String("--settings")) {

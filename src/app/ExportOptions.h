@@ -4,6 +4,7 @@
 // checked against the range the window offers, and the options checked
 // together (an output folder, something to export, a rate the format holds).
 
+#include "analysis/ChannelMix.h"
 #include "export/ExportFormat.h"
 
 #include <QString>
@@ -16,7 +17,8 @@ struct ExportOptions {
     ExportFormat format = ExportFormat::wav24;
     SampleRate rate = SampleRate::rate48000;
     std::optional<bool> limiter;
-    std::optional<double> ceiling; // else the settings file's, else the default
+    std::optional<double> ceiling;      // else the settings file's, else the default
+    std::optional<ChannelMix> channels; // likewise
     bool overwrite = false;
     QString settings;
     QStringList files;

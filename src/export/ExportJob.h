@@ -1,6 +1,6 @@
 #pragma once
 
-#include "analysis/ChannelWeighting.h"
+#include "analysis/ChannelMix.h"
 
 // One file's export as the pipeline takes it, and the choices the whole
 // batch shares. Copies, taken when the export starts: the user may go on

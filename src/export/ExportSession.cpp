@@ -52,7 +52,8 @@ ExportSettings ExportSession::settingsFor(const QString& chosenFolder, bool useL
             choices_.sampleRate,
             useLimiter,
             state_.ceilingDBTP(),
-            existing};
+            existing,
+            state_.channelMix()};
 }
 
 QStringList ExportSession::existingOutputs(const QString& chosenFolder) const {

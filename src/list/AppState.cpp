@@ -19,6 +19,7 @@ struct AppState::AnalysisGroup {
         QString path;
     };
     std::vector<Work> work;
+    ChannelMix mix = ChannelMix::sum;
     std::atomic<size_t> next{0};
     int64_t completed = 0;
 };
@@ -104,6 +105,22 @@ void AppState::setCurveWindowSec(double seconds) {
         publish(this, curveWindowSec_, seconds, &AppState::curveWindowSecChanged);
 }
 
+void AppState::noteWhenAnalysed(const QString& notice) {
+    if (isAnalyzing())
+        noticeWhenAnalysed_ = notice;
+    else
+        setStatusMessage(notice);
+}
+
+void AppState::setChannelMix(ChannelMix mix) {
+    if (mix == channelMix_)
+        return;
+    channelMix_ = mix;
+    emit channelMixChanged();
+    if (!files_.empty())
+        analyzeFiles(files_);
+}
+
 std::vector<AppState::SkippedFile> AppState::addFiles(const QList<QUrl>& urls) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     const auto normalized = [](const QString& path) { return QDir::cleanPath(path); };
@@ -176,9 +193,10 @@ void AppState::loadFiles(std::vector<AudioFileItemPtr> items) {
 
 void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
     const auto group = std::make_shared<AnalysisGroup>();
+    group->mix = channelMix_;
     for (const AudioFileItemPtr& item : items) {
         group->work.push_back({item->id(), item->path()});
-        inFlight_.insert(item->id());
+        ++inFlight_[item->id()];
     }
     setStatusMessage(QStringLiteral("Analyzing %1 file(s)...").arg(items.size()));
     for (const AudioFileItemPtr& item : items)
@@ -194,7 +212,7 @@ void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
                 if (i >= group->work.size())
                     return;
                 AnalysisOutcome outcome =
-                    AnalysisOutcome::of([&] { return analyze(group->work[i].path); },
+                    AnalysisOutcome::of([&] { return analyze(group->work[i].path, group->mix); },
                                         QStringLiteral("Unexpected error while analysing this file"));
                 {
                     std::lock_guard lock(inbox->mutex);
@@ -220,9 +238,12 @@ void AppState::applyFinished() {
 void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome) {
     const int64_t k = ++group.completed;
     const QUuid id = group.work[index].id;
-    inFlight_.remove(id);
-    // A file removed meanwhile has nothing to show its result on.
-    if (const AudioFileItemPtr item = findFile(id)) {
+    if (--inFlight_[id] <= 0)
+        inFlight_.remove(id);
+    // A file removed meanwhile has nothing to show its result on, and one
+    // measured with a mix given up since waits for its next result.
+    const AudioFileItemPtr item = group.mix == channelMix_ ? findFile(id) : nullptr;
+    if (item) {
         item->setIsAnalyzing(false);
         if (outcome.ok()) {
             const double peakLUFS = outcome.value().peakLUFS;
@@ -236,7 +257,10 @@ void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome o
     }
     // Complete only when no drop's analyses are left running.
     if (inFlight_.isEmpty()) {
-        setStatusMessage(analysisCompleteMessage);
+        setStatusMessage(noticeWhenAnalysed_.isEmpty()
+                             ? analysisCompleteMessage
+                             : analysisCompleteMessage + QLatin1Char(' ') + noticeWhenAnalysed_);
+        noticeWhenAnalysed_.clear();
         emit analysisFinished();
     }
 }

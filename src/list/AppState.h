@@ -11,6 +11,7 @@
 #include "list/AudioFileItem.h"
 #include "list/CeilingRange.h"
 
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QSet>
@@ -38,7 +39,7 @@ class AppState : public QObject {
 
 public:
     // Runs on a worker thread for each file; must be safe to call concurrently.
-    using AnalyzeFunction = std::function<AnalysisOutcome(const QString& path)>;
+    using AnalyzeFunction = std::function<AnalysisOutcome(const QString& path, ChannelMix mix)>;
 
     struct AnalysisOptions {
         AnalyzeFunction analyze = analyzeFileOutcome;
@@ -68,6 +69,8 @@ public:
     const QString& statusMessage() const { return statusMessage_; }
     bool showOnboarding() const { return showOnboarding_; }
     double curveWindowSec() const { return curveWindowSec_; }
+    // How every file's channels make its loudness.
+    ChannelMix channelMix() const { return channelMix_; }
 
     // Some file's analysis is still running.
     bool isAnalyzing() const { return !inFlight_.isEmpty(); }
@@ -79,6 +82,12 @@ public:
     void setStatusMessage(const QString& message);
     void setShowOnboarding(bool show);
     void setCurveWindowSec(double seconds);
+    // Shows `notice` in the status line after "Analysis complete." once the
+    // analyses running now end, or at once when none is running.
+    void noteWhenAnalysed(const QString& notice);
+    // Measures every listed file again with the new mix; results of
+    // analyses still running with the old one are dropped.
+    void setChannelMix(ChannelMix mix);
 
     // Appends the files with an admitted extension whose paths are not listed
     // yet, selects the first of them when nothing is selected, and analyses
@@ -113,6 +122,7 @@ signals:
     void analysisFinished();                           // no analysis is running any more
     void showOnboardingChanged();
     void curveWindowSecChanged();
+    void channelMixChanged();
 
 private:
     struct AnalysisGroup;
@@ -132,9 +142,12 @@ private:
     QString statusMessage_ = readyMessage;
     bool showOnboarding_ = false;
     double curveWindowSec_ = 3.0;
+    ChannelMix channelMix_ = ChannelMix::sum;
+    QString noticeWhenAnalysed_;
 
-    // Ids whose analysis has started and whose result has not come back yet.
-    QSet<QUuid> inFlight_;
+    // Ids whose analysis has started and whose result has not come back
+    // yet, with how many such analyses each has (one mix's and another's).
+    QHash<QUuid, int> inFlight_;
     std::shared_ptr<Inbox> inbox_;
     std::unique_ptr<QThreadPool> pool_;
 };

@@ -22,7 +22,9 @@ namespace {
 
 const QString targetKey = QStringLiteral("target_lufs");
 const QString ceilingKey = QStringLiteral("ceiling_dbtp");
+const QString mixKey = QStringLiteral("channel_mix");
 const QString filesKey = QStringLiteral("files");
+
 const QString pathKey = QStringLiteral("path");
 const QString correctionKey = QStringLiteral("correction_db");
 const QString manualKey = QStringLiteral("manual");
@@ -87,6 +89,11 @@ SettingsData decodeOrThrow(const QByteArray& json) {
     SettingsData data;
     data.targetLUFS = top.number(targetKey);
     data.ceilingDBTP = top.number(ceilingKey, CeilingRange::defaultDBTP);
+    if (root.contains(mixKey)) {
+        data.channelMix = channelMixNamed(top.text(mixKey));
+        if (!data.channelMix)
+            throw SettingsError(QStringLiteral("\"%1\" must be \"sum\" or \"average\".").arg(mixKey));
+    }
     const QJsonArray files = top.array(filesKey);
     data.files.reserve(static_cast<size_t>(files.size()));
     for (qsizetype i = 0; i < files.size(); ++i) {
@@ -109,7 +116,9 @@ QByteArray encode(const SettingsData& data) {
         files.append(
             QJsonObject{{pathKey, entry.path}, {correctionKey, entry.correctionDB}, {manualKey, entry.manual}});
     }
-    const QJsonObject root{{targetKey, data.targetLUFS}, {ceilingKey, data.ceilingDBTP}, {filesKey, files}};
+    QJsonObject root{{targetKey, data.targetLUFS}, {ceilingKey, data.ceilingDBTP}, {filesKey, files}};
+    if (data.channelMix)
+        root.insert(mixKey, channelMixName(*data.channelMix));
     return QJsonDocument(root).toJson(QJsonDocument::Compact);
 }
 
@@ -121,6 +130,7 @@ SettingsData settingsFrom(const AppState& state) {
     SettingsData data;
     data.targetLUFS = state.targetLUFS();
     data.ceilingDBTP = state.ceilingDBTP();
+    data.channelMix = state.channelMix();
     for (const AudioFileItemPtr& item : state.files())
         data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride()});
     return data;
@@ -195,6 +205,11 @@ Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const 
     const SettingsData& data = decoded.value();
     state.setTargetLUFS(std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS));
     state.setCeilingDBTP(data.ceilingDBTP);
+    const ChannelMix mix = data.channelMix.value_or(ChannelMix::sum);
+    if (mix != state.channelMix()) {
+        state.loadFiles({}); // the list that goes is not measured again
+        state.setChannelMix(mix);
+    }
 
     std::vector<AudioFileItemPtr> items;
     std::vector<AppState::SkippedFile> skipped;
@@ -210,6 +225,8 @@ Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const 
         items.push_back(std::move(item));
     }
     state.loadFiles(std::move(items));
+    if (!data.channelMix)
+        state.noteWhenAnalysed(noMixNotice);
     return skipped;
 }
 

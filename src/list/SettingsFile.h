@@ -5,11 +5,13 @@
 // compact JSON. It holds no analysis; loading replaces the list and
 // analyses every file again.
 //
-//   {"target_lufs":-16,"ceiling_dbtp":-1,"files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
+//   {"target_lufs":-16,"ceiling_dbtp":-1,"channel_mix":"sum",
+//    "files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
 //
 // Reading accepts any key order and escaped slashes, requires the other five
 // keys with their JSON types (numbers must be finite), takes -1 dBTP where an
-// older file has no ceiling and ignores unknown keys.
+// older file has no ceiling and the sum of channels where it has no mix, and
+// ignores unknown keys.
 
 #include "io/Outcome.h"
 #include "list/AppState.h"
@@ -32,6 +34,7 @@ struct SettingsData {
     double targetLUFS = -16.0;
     std::vector<FileEntry> files;
     double ceilingDBTP = CeilingRange::defaultDBTP; // held to its range when loaded
+    std::optional<ChannelMix> channelMix;           // none in files older than the choice
 
     friend bool operator==(const SettingsData&, const SettingsData&) = default;
 };
@@ -49,6 +52,8 @@ inline constexpr double maximumTargetLUFS = -3.0;
 // Loaded corrections are held to the range the window offers.
 inline constexpr double minimumCorrectionDB = AudioFileItem::minimumManualCorrectionDB;
 inline constexpr double maximumCorrectionDB = AudioFileItem::maximumManualCorrectionDB;
+inline const QString noMixNotice = QStringLiteral(
+    "The settings file names no channel mix: its files are measured as the sum of their channels (BS.1770).");
 inline const QString suggestedFileName = QStringLiteral("loudness_settings.json");
 // Larger files are refused before they are read.
 inline constexpr qint64 maximumFileBytes = 64ll * 1024 * 1024;
@@ -74,10 +79,11 @@ std::optional<QString> notExportable(const QString& path, QSet<QString>& seen);
 enum class Entries { asListed, exportable };
 
 // Reads `path` and, when it decodes, applies the target (clamped to
-// -40 ... -3) and the ceiling (to -6 ... -0.1) and replaces the list with the entries' files, their
-// corrections clamped to ±30 dB; returns the entries left out, each with
-// why. Otherwise reports "Error loading settings: ..." and changes nothing
-// else.
+// -40 ... -3), the ceiling (to -6 ... -0.1) and the channel mix and replaces
+// the list with the entries' files, their corrections clamped to ±30 dB;
+// returns the entries left out, each with why. A file without a mix says so
+// in the status line once its files are analysed. Otherwise reports "Error
+// loading settings: ..." and changes nothing else.
 Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const QString& path,
                                                          Entries entries = Entries::asListed);
 

@@ -11,6 +11,7 @@
 #include "ui/WaveformPainter.h"
 #include "ui/WaveformView.h"
 
+#include <QComboBox>
 #include <QCoreApplication>
 #include <QDoubleSpinBox>
 #include <QDragEnterEvent>
@@ -137,6 +138,17 @@ QLayout* ContentView::buildToolbar() {
     toolbar->addStretch();
     toolbar->addWidget(new QLabel(QStringLiteral("Target LUFS:")));
     toolbar->addWidget(target_);
+    channelMix_ = new QComboBox;
+    channelMix_->setObjectName(QStringLiteral("channelMix"));
+    channelMix_->addItem(QStringLiteral("Sum of channels (BS.1770)"), static_cast<int>(ChannelMix::sum));
+    channelMix_->addItem(QStringLiteral("Average of channels (classic)"), static_cast<int>(ChannelMix::average));
+    channelMix_->setToolTip(QStringLiteral("How a file's channels make its loudness: summed as every BS.1770 meter "
+                                           "reads it, or averaged into one as earlier versions measured"));
+    channelMix_->setCurrentIndex(channelMix_->findData(static_cast<int>(state_.channelMix())));
+    auto* mixLabel = new QLabel(QStringLiteral("Channel mix:"));
+    mixLabel->setBuddy(channelMix_);
+    toolbar->addWidget(mixLabel);
+    toolbar->addWidget(channelMix_);
     return toolbar;
 }
 
@@ -236,6 +248,10 @@ void ContentView::connectActions() {
         state_.recalcCorrections();
         controller_->updateLiveGain();
     });
+    connect(channelMix_, &QComboBox::currentIndexChanged, this,
+            [this] { state_.setChannelMix(static_cast<ChannelMix>(channelMix_->currentData().toInt())); });
+    connect(&state_, &AppState::channelMixChanged, this,
+            [this] { channelMix_->setCurrentIndex(channelMix_->findData(static_cast<int>(state_.channelMix()))); });
     connect(&state_, &AppState::selectedFileIDChanged, this, &ContentView::onSelectionChanged);
     connect(&state_, &AppState::curveWindowSecChanged, this,
             [this] { recomputeSelectedCurve(state_.curveWindowSec()); });
@@ -342,11 +358,12 @@ void ContentView::recomputeSelectedCurve(double windowSec) {
     const std::weak_ptr<AudioFileItem> later = file;
     const QString path = file->path();
     const int64_t rate = a.sampleRate;
+    const ChannelMix mix = a.channelMix;
     const QPointer<ContentView> self(this);
-    QThreadPool::globalInstance()->start([self, later, path, rate, windowSec] {
+    QThreadPool::globalInstance()->start([self, later, path, rate, windowSec, mix] {
         std::optional<LoudnessAnalyzer::LoudnessCurve> curve;
         try {
-            curve = LoudnessAnalyzer::curveOfFile(path, rate, windowSec, ChannelMix::sum);
+            curve = LoudnessAnalyzer::curveOfFile(path, rate, windowSec, mix);
         } catch (...) {
             return; // the file went away meanwhile: the old curve stays
         }

@@ -16,6 +16,7 @@
 #include <QWidget>
 #include <memory>
 
+class QComboBox;
 class QDoubleSpinBox;
 class QFrame;
 class QLabel;
@@ -72,6 +73,7 @@ private:
     QPushButton* add_;
     QPushButton* remove_;
     QDoubleSpinBox* target_;
+    QComboBox* channelMix_;
     QStackedWidget* waveformArea_;
     QLabel* noSelection_;
     WaveformView* waveform_;

@@ -96,6 +96,8 @@ TEST(AnalyzeCommand, UsageErrors) {
     EXPECT_TRUE(help.status == 0 && help.out.startsWith("Usage: sonivel analyze"));
     // After "--" a name that starts with a dash is a file.
     EXPECT_TRUE(analyze({"--", "-odd.wav"}).out.contains("-odd.wav  File not found"));
+    for (const QStringList& mix : {QStringList{"--channels", "mono", "a.wav"}, QStringList{"a.wav", "--channels"}})
+        EXPECT_EQ(analyze(mix).status, 2) << mix.join(' ').toStdString();
 }
 
 TEST_F(AnalyzeCommandTest, ColumnsStayAlignedWithWideCharacters) {

@@ -93,8 +93,10 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
     QTemporaryDir dir;
     const QString a = tone(dir, "a.wav", 0.1);
     const QStringList special = fixtures::specialFiles(dir.path());
-    SettingsData data{
-        -20.0, {{a, -1000.0, true}, {a, 1.5, true}, {"rel.wav", 0, false}, {dir.filePath("gone.wav"), 0, false}}};
+    SettingsData data{-20.0,
+                      {{a, -1000.0, true}, {a, 1.5, true}, {"rel.wav", 0, false}, {dir.filePath("gone.wav"), 0, false}},
+                      -1.0,
+                      std::nullopt};
     for (const QString& path : special)
         data.files.push_back({path, 0, false});
     const QString settings = fixtures::writeFile(dir.filePath("s.json"), SettingsFile::encode(data));

@@ -274,3 +274,33 @@ TEST(AppStateTest, DestroyingTheStateWhileAnalysingDropsResultsSafely) {
     QCoreApplication::processEvents(); // queued results for a dead state are discarded
     EXPECT_EQ(gate.inFlight(), 0);
 }
+
+// A tone in the left channel only: its average is 6 dB under its sum. A
+// result measured with a mix given up while it ran never reaches the row.
+TEST(AppStateTest, ChangingTheChannelMixMeasuresEveryFileAgainAndDropsStaleResults) {
+    QTemporaryDir dir;
+    const QString left = dir.filePath("left.wav");
+    fixtures::writeWav(left, {fixtures::sine(997.0, 0.5, 48000, 48000 * 3), fixtures::silence(48000 * 3)}, 48000);
+    GatedAnalyzer gate(true);
+    AppState state(gate.options(2));
+    int finished = 0;
+    QObject::connect(&state, &AppState::analysisFinished, [&finished] { ++finished; });
+    state.addFiles(urlsOf({left}));
+    ASSERT_TRUE(fixtures::waitUntil([&] { return gate.started() == 1; }));
+    state.setChannelMix(ChannelMix::average);
+    gate.releaseAll();
+    ASSERT_TRUE(fixtures::waitUntil([&] { return gate.inFlight() == 0 && !state.isAnalyzing(); }));
+    fixtures::waitUntil([] { return false; }, 100); // let a wrongly applied result arrive
+    const AudioFileItemPtr item = state.files()[0];
+    ASSERT_TRUE(item->analysis());
+    EXPECT_EQ(gate.started(), 2);
+    EXPECT_EQ(finished, 1);
+    EXPECT_EQ(item->analysis()->channelMix, ChannelMix::average);
+    const double averaged = item->analysis()->peakLUFS;
+    EXPECT_NEAR(averaged, 20 * std::log10(0.25) - 3.01, 0.02);
+
+    state.setChannelMix(ChannelMix::sum);
+    ASSERT_TRUE(waitForAnalyses(state));
+    EXPECT_NEAR(item->analysis()->peakLUFS - averaged, 6.02, 0.01);
+    EXPECT_EQ(item->correctionDB(), AppState::correctionFor(-16.0, item->analysis()->peakLUFS));
+}

@@ -19,7 +19,7 @@ public:
     ~GatedAnalyzer() { releaseAll(); }
 
     AppState::AnalysisOptions options(int cores) const {
-        return {[s = shared_](const QString& path) { return s->run(path); }, cores};
+        return {[s = shared_](const QString& path, ChannelMix mix) { return s->run(path, mix); }, cores};
     }
 
     void release(const QString& path) {
@@ -46,14 +46,14 @@ private:
         int maxInFlight = 0;
         int started = 0;
 
-        AnalysisOutcome run(const QString& path) {
+        AnalysisOutcome run(const QString& path, ChannelMix mix) {
             {
                 std::unique_lock lock(mutex);
                 ++started;
                 maxInFlight = std::max(maxInFlight, ++inFlight);
                 changed.wait(lock, [&] { return !hold || released.contains(path); });
             }
-            AnalysisOutcome outcome = analyzeFileOutcome(path);
+            AnalysisOutcome outcome = analyzeFileOutcome(path, mix);
             std::lock_guard lock(mutex);
             --inFlight;
             return outcome;

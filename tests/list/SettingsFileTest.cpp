@@ -14,14 +14,15 @@ QString errorOf(const QByteArray& json) { return SettingsFile::decode(json).erro
 } // namespace
 
 TEST(SettingsFileTest, EncodesCompactlyAndDecodesAnyKeyOrderAndEscapedSlashes) {
-    const SettingsData data{-14.5, {{"/music/a b/Song.wav", 2.5, false}, {"/x/é.flac", -0.1, true}}};
+    const SettingsData data{
+        -14.5, {{"/music/a b/Song.wav", 2.5, false}, {"/x/é.flac", -0.1, true}}, -1.0, ChannelMix::average};
     const QByteArray json = SettingsFile::encode(data);
     EXPECT_FALSE(json.contains('\n'));
     EXPECT_FALSE(json.contains(' ') && !json.contains("a b"));
     EXPECT_EQ(decoded(json), data);
     EXPECT_EQ(decoded(R"({"files":[{"manual":true,"correction_db":-16,"path":"\/a\/b.wav","extra":[1]}],)"
                       R"("unknown":{"x":1},"target_lufs":-23})"),
-              (SettingsData{-23.0, {{"/a/b.wav", -16.0, true}}}));
+              (SettingsData{-23.0, {{"/a/b.wav", -16.0, true}}, -1.0, std::nullopt}));
 }
 
 TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
@@ -35,6 +36,8 @@ TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
     EXPECT_EQ(errorOf(R"({"target_lufs":-16,"ceiling_dbtp":null,"files":[]})"), R"("ceiling_dbtp" must be a number.)");
     EXPECT_FALSE(errorOf(R"({"target_lufs":1e999,"files":[]})").isEmpty());
     EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":{}})"), R"("files" must be a list.)");
+    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"channel_mix":"mono","files":[]})"),
+              R"("channel_mix" must be "sum" or "average".)");
     EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":false},)"
                       R"({"path":"/b","correction_db":0}]})"),
               R"(The key "manual" is missing in file entry 2.)");
@@ -70,6 +73,8 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
         state.files()[0]->setIsManualOverride(true);
         state.setTargetLUFS(-18.0);
         state.setCeilingDBTP(-2.34);
+        state.setChannelMix(ChannelMix::average);
+        ASSERT_TRUE(waitForAnalyses(state));
         state.recalcCorrections();
         SettingsFile::saveSettings(state, settings);
         EXPECT_EQ(state.statusMessage(), "Settings saved.");
@@ -81,6 +86,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     SettingsFile::loadSettings(loaded, settings);
     EXPECT_EQ(loaded.targetLUFS(), -18.0);
     EXPECT_EQ(loaded.ceilingDBTP(), -2.3);
+    EXPECT_EQ(loaded.channelMix(), ChannelMix::average);
     ASSERT_EQ(loaded.files().size(), 2u) << "the missing file is skipped";
     EXPECT_EQ(loaded.files()[0]->path(), a);
     EXPECT_EQ(loaded.files()[1]->path(), b);
@@ -91,6 +97,16 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     EXPECT_TRUE(loaded.files()[0]->isManualOverride());
     EXPECT_EQ(loaded.files()[1]->correctionDB(),
               AppState::correctionFor(-18.0, loaded.files()[1]->analysis()->peakLUFS));
+    EXPECT_EQ(loaded.files()[1]->analysis()->channelMix, ChannelMix::average);
+
+    // A file from before the mix could be chosen measures the sum, and says so.
+    fixtures::writeFile(settings, R"({"target_lufs":-16,"files":[{"path":")" + b.toUtf8() +
+                                      R"(","correction_db":0,"manual":false}]})");
+    SettingsFile::loadSettings(loaded, settings);
+    ASSERT_TRUE(waitForAnalyses(loaded));
+    EXPECT_EQ(loaded.channelMix(), ChannelMix::sum);
+    EXPECT_EQ(loaded.files()[0]->analysis()->channelMix, ChannelMix::sum);
+    EXPECT_EQ(loaded.statusMessage(), "Analysis complete. " + SettingsFile::noMixNotice);
 }
 
 TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {

@@ -21,7 +21,8 @@ AudioFileItemPtr measured(const QString& name, double peakLUFS, double peakDBFS,
 
 // A state whose analyses never finish on their own, so rows keep the states set here.
 struct Table {
-    AppState state{AppState::AnalysisOptions{[](const QString&) { return AnalysisOutcome::failure("no"); }, 1}};
+    AppState state{
+        AppState::AnalysisOptions{[](const QString&, ChannelMix) { return AnalysisOutcome::failure("no"); }, 1}};
     FileTableView view{state};
     FileTableModel& model() { return *qobject_cast<FileTableModel*>(view.model()); }
     QString text(int row, int column) { return model().data(model().index(row, column)).toString(); }
