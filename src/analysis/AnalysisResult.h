@@ -2,6 +2,7 @@
 
 #include "analysis/ChannelMix.h"
 #include "analysis/EnergyPrefix.h"
+#include "analysis/NormalizeBy.h"
 
 #include <QString>
 #include <cstdint>
@@ -56,6 +57,10 @@ struct AnalysisResult {
     double peakDBFS = -120.0;     // the largest sample of any channel
     double truePeakDBTP = -120.0; // of any channel, oversampled four times
     MeterFigures figures;
+    // The figure a correction by `by` aims at the target.
+    double figureLUFS(NormalizeBy by) const {
+        return by == NormalizeBy::integrated ? figures.integratedLUFS : peakLUFS;
+    }
     // Every block under the absolute gate: such a file is given no gain.
     bool isSilent() const { return peakLUFS <= -70.0; }
     double duration = 0.0;

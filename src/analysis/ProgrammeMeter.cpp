@@ -40,6 +40,7 @@ ProgrammeFigures ProgrammeMeter::finish() {
     if (frames_ > 0) {
         const EnergyPrefix energy = energy_.take();
         figures.loudnessLUFS = LoudnessAnalyzer::loudestFigure(energy, sampleRate_, frames_).peakLUFS;
+        figures.integratedLUFS = LoudnessAnalyzer::gatedLoudness(energy, 0, frames_, sampleRate_);
     }
     return figures;
 }

@@ -7,6 +7,7 @@
 
 #include "analysis/ChannelWeighting.h"
 #include "analysis/EnergyPrefix.h"
+#include "analysis/NormalizeBy.h"
 #include "analysis/TruePeak.h"
 
 #include <cstdint>
@@ -14,12 +15,14 @@
 #include <vector>
 
 struct ProgrammeFigures {
-    double loudnessLUFS = -70.0;
+    double loudnessLUFS = -70.0; // of the loudest 20 seconds
+    double integratedLUFS = -70.0;
     double samplePeakDBFS = -120.0;
     double truePeakDBTP = -120.0;
     int64_t frames = 0;
     // Every 400 ms block lies under the absolute gate (or there is none).
     bool isSilent() const { return loudnessLUFS <= -70.0; }
+    double figureLUFS(NormalizeBy by) const { return by == NormalizeBy::integrated ? integratedLUFS : loudnessLUFS; }
 };
 
 class ProgrammeMeter {

@@ -37,6 +37,9 @@ QString usage() {
                           "  --no-limiter     lower the gain of a file instead, until its true peak is at\n"
                           "                   the ceiling; such a file is named with the loudness it gets\n"
                           "  --ceiling DBTP   the highest true peak, from -6.0 to -0.1 (default -1.0)\n"
+                          "  --normalize-by FIGURE  loudest: aim each file's loudest 20 seconds at the\n"
+                          "                   target (the default); integrated: aim the whole file's\n"
+                          "                   integrated loudness at it\n"
                           "  --channels MIX   sum: the channels' loudness summed as every BS.1770 meter\n"
                           "                   reads it (the default); average: the classic figure of the\n"
                           "                   channels' average\n"
@@ -95,6 +98,8 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
             return false;
         skipped = loaded.value();
     }
+    if (options.normalizeBy)
+        state.setNormalizeBy(*options.normalizeBy);
     if (options.target) {
         state.setTargetLUFS(*options.target);
         state.recalcCorrections();
@@ -151,7 +156,8 @@ ExportRun::Summary exportAll(AppState& state, const Options& options, bool limit
         limiter,
         state.ceilingDBTP(),
         options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip,
-        state.channelMix()};
+        state.channelMix(),
+        state.normalizeBy()};
     const ExportRun::Plan plan = ExportRun::buildPlan(state.files(), settings);
     err << ExportRun::startText(plan.count()) << '\n';
     err.flush();

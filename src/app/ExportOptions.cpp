@@ -15,7 +15,8 @@ public:
     using DescribedError::DescribedError;
 };
 
-const QStringList optionsWithValues{"--out", "--target", "--format", "--rate", "--settings", "--ceiling", "--channels"};
+const QStringList optionsWithValues{"--out",      "--target",  "--format",   "--rate",
+                                    "--settings", "--ceiling", "--channels", "--normalize-by"};
 
 double targetFrom(const QString& value) {
     bool ok = false;
@@ -68,6 +69,10 @@ void apply(Options& o, const QString& arg, const QString& value) {
         o.channels = channelMixNamed(value);
         if (!o.channels)
             throw UsageError(QStringLiteral("--channels takes sum or average, not '%1'").arg(value));
+    } else if (arg == QLatin1String("--normalize-by")) {
+        o.normalizeBy = normalizeByNamed(value);
+        if (!o.normalizeBy)
+            throw UsageError(QStringLiteral("--normalize-by takes loudest or integrated, not '%1'").arg(value));
     } else if (arg == QLatin1String("--overwrite")) {
         o.overwrite = true;
     } else if (arg == QLatin1String("--settings")) {

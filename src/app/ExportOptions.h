@@ -5,6 +5,7 @@
 // together (an output folder, something to export, a rate the format holds).
 
 #include "analysis/ChannelMix.h"
+#include "analysis/NormalizeBy.h"
 #include "export/ExportFormat.h"
 
 #include <QString>
@@ -17,8 +18,9 @@ struct ExportOptions {
     ExportFormat format = ExportFormat::wav24;
     SampleRate rate = SampleRate::rate48000;
     std::optional<bool> limiter;
-    std::optional<double> ceiling;      // else the settings file's, else the default
-    std::optional<ChannelMix> channels; // likewise
+    std::optional<double> ceiling;          // else the settings file's, else the default
+    std::optional<ChannelMix> channels;     // likewise
+    std::optional<NormalizeBy> normalizeBy; // likewise
     bool overwrite = false;
     QString settings;
     QStringList files;

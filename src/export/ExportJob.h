@@ -1,6 +1,7 @@
 #pragma once
 
 #include "analysis/ChannelMix.h"
+#include "analysis/NormalizeBy.h"
 
 // One file's export as the pipeline takes it, and the choices the whole
 // batch shares. Copies, taken when the export starts: the user may go on
@@ -29,6 +30,8 @@ struct ExportSettings {
     ExistingOutputs existing = ExistingOutputs::skip;
     // Outputs are measured as their sources were.
     ChannelMix channelMix = ChannelMix::sum;
+    // Names promise, and outputs are held to, this figure.
+    NormalizeBy normalizeBy = NormalizeBy::loudest;
 };
 
 struct ExportJob {

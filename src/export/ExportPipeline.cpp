@@ -261,6 +261,8 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
 
 ExportedFile exportFile(const ExportJob& job, const ExportSettings& settings, OutputNames& names,
                         const JobControl& control) {
+    // The figure the name promises, of a measured signal.
+    const auto figure = [&](const ProgrammeFigures& f) { return f.figureLUFS(settings.normalizeBy); };
     Pass pass;
     pass.limiter = settings.useLimiter && !job.isSilent;
     pass.ceilingDBTP = settings.ceilingDBTP;
@@ -280,10 +282,10 @@ ExportedFile exportFile(const ExportJob& job, const ExportSettings& settings, Ou
     // An edited file promises the figure of its edited signal.
     double promise = job.promisedLUFS;
     if (made->signal)
-        promise = made->signal->loudnessLUFS;
+        promise = figure(*made->signal);
     for (++passes; passes < 3 && !job.isSilent; ++passes) {
         const double over = std::max(made->output.truePeakDBTP, made->unclippedPeakDBFS) - settings.ceilingDBTP;
-        const double shortfall = promise - made->output.loudnessLUFS;
+        const double shortfall = promise - figure(made->output);
         if (over > ceilingSlackDB) {
             // A lossy encoder's own overshoot, or the clipping guard: down by
             // the excess, with a margin where the encoder moves peaks again.
@@ -309,7 +311,7 @@ ExportedFile exportFile(const ExportJob& job, const ExportSettings& settings, Ou
     ExportedFile result;
     result.sourcePath = job.sourcePath;
     result.isSilent = job.isSilent;
-    result.loudnessLUFS = made->output.loudnessLUFS;
+    result.loudnessLUFS = figure(made->output);
     result.truePeakDBTP = made->output.truePeakDBTP;
     const double over = std::max(made->output.truePeakDBTP, made->unclippedPeakDBFS) - settings.ceilingDBTP;
     if (!job.isSilent && over > ceilingSlackDB) {
@@ -317,8 +319,8 @@ ExportedFile exportFile(const ExportJob& job, const ExportSettings& settings, Ou
         result.note = QStringLiteral("its true peak stays at %1 dBTP, over the %2 dBTP ceiling")
                           .arg(QString::asprintf("%.1f", made->output.truePeakDBTP),
                                QString::asprintf("%.1f", settings.ceilingDBTP));
-    } else if (!job.isSilent && std::abs(promise - made->output.loudnessLUFS) > toleranceLU) {
-        const QString measured = QString::asprintf("%.1f", made->output.loudnessLUFS);
+    } else if (!job.isSilent && std::abs(promise - figure(made->output)) > toleranceLU) {
+        const QString measured = QString::asprintf("%.1f", figure(made->output));
         result.offTarget = true;
         result.note = pass.limiter ? QStringLiteral("the limiter's ceiling holds it at %1 LUFS").arg(measured)
                                    : QStringLiteral("its gain was lowered to keep its true peak under %1 dBTP; it "
@@ -328,7 +330,7 @@ ExportedFile exportFile(const ExportJob& job, const ExportSettings& settings, Ou
     checkCancel(control);
     AudioTagCopy::write(made->file.path(), AudioTagCopy::read(job.sourcePath));
     result.path = names.commit(made->file, job.stem,
-                               ExportNaming::figureText(made->output.loudnessLUFS, job.isSilent) + QLatin1Char('.') +
+                               ExportNaming::figureText(figure(made->output), job.isSilent) + QLatin1Char('.') +
                                    fileExtension(settings.format));
     return result;
 }

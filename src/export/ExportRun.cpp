@@ -28,7 +28,7 @@ std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& fil
     for (const AudioFileItemPtr& file : files) {
         if (!file->analysis() || file->analysis()->isSilent())
             continue;
-        const double value = file->analysis()->peakLUFS - file->analysis()->peakDBFS;
+        const double value = *file->figureLUFS() - file->analysis()->peakDBFS;
         safe = safe ? std::min(*safe, value) : value;
     }
     return safe;
@@ -44,7 +44,7 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings&
         ExportJob job;
         job.sourcePath = file->path();
         job.correctionDB = file->correctionDB();
-        job.promisedLUFS = file->correctionDB() + file->analysis()->peakLUFS;
+        job.promisedLUFS = *file->finalLUFS();
         job.isSilent = file->analysis()->isSilent();
         if (file->segmentEdits().hasEdits())
             job.segmentEdits = file->segmentEdits().snapshot();

@@ -30,7 +30,7 @@ std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>&
 
 // The highest target at which no file's peak passes full scale when every
 // correction is automatic and no segment is raised: the smallest
-// peakLUFS − peakDBFS. None without analysed files.
+// figure − peakDBFS. None without analysed files.
 std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files);
 
 struct Plan {

@@ -53,7 +53,8 @@ ExportSettings ExportSession::settingsFor(const QString& chosenFolder, bool useL
             useLimiter,
             state_.ceilingDBTP(),
             existing,
-            state_.channelMix()};
+            state_.channelMix(),
+            state_.normalizeBy()};
 }
 
 QStringList ExportSession::existingOutputs(const QString& chosenFolder) const {

@@ -112,6 +112,21 @@ void AppState::noteWhenAnalysed(const QString& notice) {
         setStatusMessage(notice);
 }
 
+void AppState::setNormalizeBy(NormalizeBy by) {
+    if (by == normalizeBy_)
+        return;
+    normalizeBy_ = by;
+    for (const AudioFileItemPtr& item : files_)
+        item->setNormalizeBy(by);
+    recalcCorrections();
+    emit normalizeByChanged();
+}
+
+void AppState::aim(AudioFileItem& item) const {
+    if (item.analysis() && !item.isManualOverride())
+        item.setCorrectionDB(correctionFor(targetLUFS_, *item.figureLUFS()));
+}
+
 void AppState::setChannelMix(ChannelMix mix) {
     if (mix == channelMix_)
         return;
@@ -145,6 +160,7 @@ std::vector<AppState::SkippedFile> AppState::addFiles(const QList<QUrl>& urls) {
             continue;
         }
         added.push_back(std::make_shared<AudioFileItem>(url));
+        added.back()->setNormalizeBy(normalizeBy_);
     }
     if (added.empty())
         return skipped;
@@ -182,6 +198,8 @@ QString AppState::describe(const std::vector<SkippedFile>& skipped) {
 void AppState::loadFiles(std::vector<AudioFileItemPtr> items) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     files_ = std::move(items);
+    for (const AudioFileItemPtr& item : files_)
+        item->setNormalizeBy(normalizeBy_);
     emit filesChanged();
     setSelectedFileID(files_.empty() ? std::nullopt : std::optional(files_.front()->id()));
     std::vector<AudioFileItemPtr> unanalysed;
@@ -246,10 +264,8 @@ void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome o
     if (item) {
         item->setIsAnalyzing(false);
         if (outcome.ok()) {
-            const double peakLUFS = outcome.value().peakLUFS;
             item->setAnalysis(outcome.takeValue());
-            if (!item->isManualOverride())
-                item->setCorrectionDB(correctionFor(targetLUFS_, peakLUFS));
+            aim(*item);
         } else {
             item->setAnalysisError(outcome.error());
         }
@@ -266,16 +282,13 @@ void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome o
 }
 
 void AppState::recalcCorrections() {
-    for (const AudioFileItemPtr& item : files_) {
-        if (item->analysis() && !item->isManualOverride())
-            item->setCorrectionDB(correctionFor(targetLUFS_, item->analysis()->peakLUFS));
-    }
+    for (const AudioFileItemPtr& item : files_)
+        aim(*item);
 }
 
 void AppState::resetOverride(AudioFileItem& item) {
     item.setIsManualOverride(false);
-    if (item.analysis())
-        item.setCorrectionDB(correctionFor(targetLUFS_, item.analysis()->peakLUFS));
+    aim(item);
 }
 
 std::optional<RemovedFile> AppState::removeSelected() {
@@ -298,9 +311,8 @@ void AppState::restoreRemovedFile(const RemovedFile& removed) {
         const int64_t at = std::min(std::max<int64_t>(removed.index, 0), count);
         files_.insert(files_.begin() + static_cast<std::ptrdiff_t>(at), removed.file);
         // The target may have moved while it was out of the list.
-        const AudioFileItemPtr& item = removed.file;
-        if (item->analysis() && !item->isManualOverride())
-            item->setCorrectionDB(correctionFor(targetLUFS_, item->analysis()->peakLUFS));
+        removed.file->setNormalizeBy(normalizeBy_);
+        aim(*removed.file);
         emit filesChanged();
         // Its analysis result came back while it was out of the list and was
         // dropped; without a new analysis it would show as analysing forever.

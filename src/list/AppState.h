@@ -71,6 +71,8 @@ public:
     double curveWindowSec() const { return curveWindowSec_; }
     // How every file's channels make its loudness.
     ChannelMix channelMix() const { return channelMix_; }
+    // Which figure every correction aims at the target.
+    NormalizeBy normalizeBy() const { return normalizeBy_; }
 
     // Some file's analysis is still running.
     bool isAnalyzing() const { return !inFlight_.isEmpty(); }
@@ -88,6 +90,8 @@ public:
     // Measures every listed file again with the new mix; results of
     // analyses still running with the old one are dropped.
     void setChannelMix(ChannelMix mix);
+    // Aims every automatic correction anew.
+    void setNormalizeBy(NormalizeBy by);
 
     // Appends the files with an admitted extension whose paths are not listed
     // yet, selects the first of them when nothing is selected, and analyses
@@ -123,12 +127,15 @@ signals:
     void showOnboardingChanged();
     void curveWindowSecChanged();
     void channelMixChanged();
+    void normalizeByChanged();
 
 private:
     struct AnalysisGroup;
     struct Inbox;
 
     void analyzeFiles(const std::vector<AudioFileItemPtr>& items);
+    // Aims an automatic item's correction at the target.
+    void aim(AudioFileItem& item) const;
     void applyFinished();
     void applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome);
     AudioFileItemPtr findFile(const QUuid& id) const;
@@ -143,6 +150,7 @@ private:
     bool showOnboarding_ = false;
     double curveWindowSec_ = 3.0;
     ChannelMix channelMix_ = ChannelMix::sum;
+    NormalizeBy normalizeBy_ = NormalizeBy::loudest;
     QString noticeWhenAnalysed_;
 
     // Ids whose analysis has started and whose result has not come back

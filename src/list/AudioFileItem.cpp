@@ -56,10 +56,18 @@ void AudioFileItem::setIsManualOverride(bool manual) {
 
 void AudioFileItem::setIsEditMode(bool editMode) { publish(isEditMode_, editMode, &AudioFileItem::isEditModeChanged); }
 
+void AudioFileItem::setNormalizeBy(NormalizeBy by) { publish(normalizeBy_, by, &AudioFileItem::correctionChanged); }
+
+std::optional<double> AudioFileItem::figureLUFS() const {
+    if (!analysis_)
+        return std::nullopt;
+    return analysis_->figureLUFS(normalizeBy_);
+}
+
 std::optional<double> AudioFileItem::finalLUFS() const {
     if (!analysis_)
         return std::nullopt;
-    return analysis_->peakLUFS + correctionDB_;
+    return *figureLUFS() + correctionDB_;
 }
 
 std::optional<double> AudioFileItem::headroomDB() const {

@@ -50,9 +50,13 @@ public:
     void setCorrectionDB(double db);
     void setIsManualOverride(bool manual);
     void setIsEditMode(bool editMode);
+    // Which figure the correction aims at the target, as the list chooses.
+    NormalizeBy normalizeBy() const { return normalizeBy_; }
+    void setNormalizeBy(NormalizeBy by);
 
-    // The loudest-20-seconds loudness after correction (segment offsets not
-    // included); none without analysis.
+    // The figure it is normalized by, before and after correction (segment
+    // offsets not included); none without analysis.
+    std::optional<double> figureLUFS() const;
     std::optional<double> finalLUFS() const;
     // Distance from the corrected sample peak, with the largest segment offset
     // applied too, to full scale; negative means it would clip. None without
@@ -89,6 +93,7 @@ private:
     double correctionDB_ = 0.0;
     bool isManualOverride_ = false;
     bool isEditMode_ = false;
+    NormalizeBy normalizeBy_ = NormalizeBy::loudest;
     SegmentEditState* segmentEdits_; // a child of this item
 };
 

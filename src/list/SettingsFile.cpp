@@ -23,6 +23,7 @@ namespace {
 const QString targetKey = QStringLiteral("target_lufs");
 const QString ceilingKey = QStringLiteral("ceiling_dbtp");
 const QString mixKey = QStringLiteral("channel_mix");
+const QString normalizeKey = QStringLiteral("normalize_by");
 const QString filesKey = QStringLiteral("files");
 
 const QString pathKey = QStringLiteral("path");
@@ -94,6 +95,12 @@ SettingsData decodeOrThrow(const QByteArray& json) {
         if (!data.channelMix)
             throw SettingsError(QStringLiteral("\"%1\" must be \"sum\" or \"average\".").arg(mixKey));
     }
+    if (root.contains(normalizeKey)) {
+        const std::optional<NormalizeBy> by = normalizeByNamed(top.text(normalizeKey));
+        if (!by)
+            throw SettingsError(QStringLiteral("\"%1\" must be \"loudest\" or \"integrated\".").arg(normalizeKey));
+        data.normalizeBy = *by;
+    }
     const QJsonArray files = top.array(filesKey);
     data.files.reserve(static_cast<size_t>(files.size()));
     for (qsizetype i = 0; i < files.size(); ++i) {
@@ -116,7 +123,10 @@ QByteArray encode(const SettingsData& data) {
         files.append(
             QJsonObject{{pathKey, entry.path}, {correctionKey, entry.correctionDB}, {manualKey, entry.manual}});
     }
-    QJsonObject root{{targetKey, data.targetLUFS}, {ceilingKey, data.ceilingDBTP}, {filesKey, files}};
+    QJsonObject root{{targetKey, data.targetLUFS},
+                     {ceilingKey, data.ceilingDBTP},
+                     {normalizeKey, normalizeByName(data.normalizeBy)},
+                     {filesKey, files}};
     if (data.channelMix)
         root.insert(mixKey, channelMixName(*data.channelMix));
     return QJsonDocument(root).toJson(QJsonDocument::Compact);
@@ -131,6 +141,7 @@ SettingsData settingsFrom(const AppState& state) {
     data.targetLUFS = state.targetLUFS();
     data.ceilingDBTP = state.ceilingDBTP();
     data.channelMix = state.channelMix();
+    data.normalizeBy = state.normalizeBy();
     for (const AudioFileItemPtr& item : state.files())
         data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride()});
     return data;
@@ -205,6 +216,7 @@ Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const 
     const SettingsData& data = decoded.value();
     state.setTargetLUFS(std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS));
     state.setCeilingDBTP(data.ceilingDBTP);
+    state.setNormalizeBy(data.normalizeBy);
     const ChannelMix mix = data.channelMix.value_or(ChannelMix::sum);
     if (mix != state.channelMix()) {
         state.loadFiles({}); // the list that goes is not measured again

@@ -5,13 +5,13 @@
 // compact JSON. It holds no analysis; loading replaces the list and
 // analyses every file again.
 //
-//   {"target_lufs":-16,"ceiling_dbtp":-1,"channel_mix":"sum",
+//   {"target_lufs":-16,"ceiling_dbtp":-1,"channel_mix":"sum","normalize_by":"loudest",
 //    "files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
 //
 // Reading accepts any key order and escaped slashes, requires the other five
 // keys with their JSON types (numbers must be finite), takes -1 dBTP where an
-// older file has no ceiling and the sum of channels where it has no mix, and
-// ignores unknown keys.
+// older file has no ceiling, the sum of channels where it has no mix and the
+// loudest 20 seconds where it names no figure, and ignores unknown keys.
 
 #include "io/Outcome.h"
 #include "list/AppState.h"
@@ -35,6 +35,7 @@ struct SettingsData {
     std::vector<FileEntry> files;
     double ceilingDBTP = CeilingRange::defaultDBTP; // held to its range when loaded
     std::optional<ChannelMix> channelMix;           // none in files older than the choice
+    NormalizeBy normalizeBy = NormalizeBy::loudest; // older files: the loudest 20 seconds
 
     friend bool operator==(const SettingsData&, const SettingsData&) = default;
 };

@@ -145,10 +145,20 @@ QLayout* ContentView::buildToolbar() {
     channelMix_->setToolTip(QStringLiteral("How a file's channels make its loudness: summed as every BS.1770 meter "
                                            "reads it, or averaged into one as earlier versions measured"));
     channelMix_->setCurrentIndex(channelMix_->findData(static_cast<int>(state_.channelMix())));
-    auto* mixLabel = new QLabel(QStringLiteral("Channel mix:"));
-    mixLabel->setBuddy(channelMix_);
-    toolbar->addWidget(mixLabel);
-    toolbar->addWidget(channelMix_);
+    normalizeBy_ = new QComboBox;
+    normalizeBy_->setObjectName(QStringLiteral("normalizeBy"));
+    normalizeBy_->addItem(QStringLiteral("Loudest 20 s"), static_cast<int>(NormalizeBy::loudest));
+    normalizeBy_->addItem(QStringLiteral("Integrated"), static_cast<int>(NormalizeBy::integrated));
+    normalizeBy_->setToolTip(QStringLiteral("The figure every correction aims at the target: the loudness of a "
+                                            "file's loudest 20 seconds, or of the whole file"));
+    normalizeBy_->setCurrentIndex(normalizeBy_->findData(static_cast<int>(state_.normalizeBy())));
+    for (const auto& [text, box] : {std::pair{QStringLiteral("Normalize by:"), normalizeBy_},
+                                    std::pair{QStringLiteral("Channel mix:"), channelMix_}}) {
+        auto* label = new QLabel(text);
+        label->setBuddy(box);
+        toolbar->addWidget(label);
+        toolbar->addWidget(box);
+    }
     return toolbar;
 }
 
@@ -252,6 +262,12 @@ void ContentView::connectActions() {
             [this] { state_.setChannelMix(static_cast<ChannelMix>(channelMix_->currentData().toInt())); });
     connect(&state_, &AppState::channelMixChanged, this,
             [this] { channelMix_->setCurrentIndex(channelMix_->findData(static_cast<int>(state_.channelMix()))); });
+    connect(normalizeBy_, &QComboBox::currentIndexChanged, this, [this] {
+        state_.setNormalizeBy(static_cast<NormalizeBy>(normalizeBy_->currentData().toInt()));
+        controller_->updateLiveGain();
+    });
+    connect(&state_, &AppState::normalizeByChanged, this,
+            [this] { normalizeBy_->setCurrentIndex(normalizeBy_->findData(static_cast<int>(state_.normalizeBy()))); });
     connect(&state_, &AppState::selectedFileIDChanged, this, &ContentView::onSelectionChanged);
     connect(&state_, &AppState::curveWindowSecChanged, this,
             [this] { recomputeSelectedCurve(state_.curveWindowSec()); });

@@ -74,6 +74,7 @@ private:
     QPushButton* remove_;
     QDoubleSpinBox* target_;
     QComboBox* channelMix_;
+    QComboBox* normalizeBy_;
     QStackedWidget* waveformArea_;
     QLabel* noSelection_;
     WaveformView* waveform_;

@@ -10,6 +10,8 @@
 
 FileTableModel::FileTableModel(AppState& state, QObject* parent) : QAbstractTableModel(parent), state_(state) {
     connect(&state_, &AppState::filesChanged, this, &FileTableModel::followList);
+    connect(&state_, &AppState::normalizeByChanged, this,
+            [this] { emit headerDataChanged(Qt::Horizontal, peak, peak); });
     rows_ = state_.files();
     reindex();
 }
@@ -91,7 +93,9 @@ QVariant FileTableModel::headerData(int section, Qt::Orientation orientation, in
         return {};
     switch (section) {
     case name: return QStringLiteral("File");
-    case peak: return QStringLiteral("Peak 20s (LUFS)");
+    case peak:
+        return state_.normalizeBy() == NormalizeBy::integrated ? QStringLiteral("Integrated (LUFS)")
+                                                               : QStringLiteral("Peak 20s (LUFS)");
     case correction: return QStringLiteral("Correction (dB)");
     case final: return QStringLiteral("Final (LUFS)");
     case headroom: return QStringLiteral("Headroom");
@@ -129,7 +133,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     case peak:
         if (role == Qt::DisplayRole) {
             if (analysis)
-                return QString::asprintf("%.1f", analysis->peakLUFS);
+                return QString::asprintf("%.1f", *f->figureLUFS());
             if (f->isAnalyzing())
                 return QStringLiteral("...");
             return f->analysisError() ? QStringLiteral("ERR") : QString();

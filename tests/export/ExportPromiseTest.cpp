@@ -209,3 +209,36 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
     EXPECT_EQ(AudioReader(mp3.path).channels(), 2);
     EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3.path).peakLUFS, -16.0, 0.2);
 }
+
+// Forty seconds of quieter talk before twenty of loud music: normalized
+// by its integrated loudness, the file reaches the target on every meter
+// while its loudest stretch lies well above it; the name says so too.
+TEST(ExportPromiseTest, NormalizedByIntegratedLoudnessEveryMeterReadsTheTarget) {
+    QTemporaryDir dir;
+    const QString source = dir.filePath("Show.wav");
+    const auto channel = [](uint32_t seed) {
+        return fixtures::concat({fixtures::noise(seed, 0.09, 48000 * 40), fixtures::noise(seed + 1, 0.2, 48000 * 20)});
+    };
+    fixtures::writeWav(source, {channel(1), channel(3)}, 48000);
+    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    state.setTargetLUFS(-14.0);
+    state.addFiles(urlsOf({source}));
+    ASSERT_TRUE(waitForAnalyses(state));
+    AudioFileItem& item = *state.files().front();
+    const double byLoudest = item.correctionDB();
+    state.setNormalizeBy(NormalizeBy::integrated);
+    EXPECT_GT(item.correctionDB() - byLoudest, 2.5);
+
+    const ExportedFile out = exportOne(state, dir, ExportFormat::wav24, SampleRate::rate48000, true, "out");
+    EXPECT_TRUE(out.path.endsWith("Show (-14LUFS).wav")) << out.path.toStdString();
+    AudioReader written(out.path);
+    ebur128_state* st = ebur128_init(2, 48000, EBUR128_MODE_I);
+    std::vector<float> buffer(8192);
+    for (int64_t n; (n = written.readInterleaved(buffer.data(), 4096)) > 0;)
+        ebur128_add_frames_float(st, buffer.data(), static_cast<size_t>(n));
+    double integrated = 0.0;
+    ebur128_loudness_global(st, &integrated);
+    ebur128_destroy(&st);
+    EXPECT_NEAR(integrated, -14.0, 0.1);
+    EXPECT_GT(LoudnessAnalyzer::analyze(out.path).peakLUFS, -12.0);
+}

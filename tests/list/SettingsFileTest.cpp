@@ -74,6 +74,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
         state.setTargetLUFS(-18.0);
         state.setCeilingDBTP(-2.34);
         state.setChannelMix(ChannelMix::average);
+        state.setNormalizeBy(NormalizeBy::integrated);
         ASSERT_TRUE(waitForAnalyses(state));
         state.recalcCorrections();
         SettingsFile::saveSettings(state, settings);
@@ -87,6 +88,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     EXPECT_EQ(loaded.targetLUFS(), -18.0);
     EXPECT_EQ(loaded.ceilingDBTP(), -2.3);
     EXPECT_EQ(loaded.channelMix(), ChannelMix::average);
+    EXPECT_EQ(loaded.normalizeBy(), NormalizeBy::integrated);
     ASSERT_EQ(loaded.files().size(), 2u) << "the missing file is skipped";
     EXPECT_EQ(loaded.files()[0]->path(), a);
     EXPECT_EQ(loaded.files()[1]->path(), b);
@@ -96,7 +98,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     EXPECT_EQ(loaded.files()[0]->correctionDB(), 1.23);
     EXPECT_TRUE(loaded.files()[0]->isManualOverride());
     EXPECT_EQ(loaded.files()[1]->correctionDB(),
-              AppState::correctionFor(-18.0, loaded.files()[1]->analysis()->peakLUFS));
+              AppState::correctionFor(-18.0, loaded.files()[1]->analysis()->figures.integratedLUFS));
     EXPECT_EQ(loaded.files()[1]->analysis()->channelMix, ChannelMix::average);
 
     // A file from before the mix could be chosen measures the sum, and says so.
