@@ -7,17 +7,8 @@
 // figure: the channels averaged into one, then K-weighted.
 enum class ChannelMix { sum, average };
 
-#include <QString>
-#include <optional>
+#include "analysis/ChoiceNames.h"
 
-// "sum" and "average", as settings files and command lines name the mixes.
-inline QString channelMixName(ChannelMix mix) {
-    return mix == ChannelMix::sum ? QStringLiteral("sum") : QStringLiteral("average");
-}
-inline std::optional<ChannelMix> channelMixNamed(const QString& name) {
-    if (name == channelMixName(ChannelMix::sum))
-        return ChannelMix::sum;
-    if (name == channelMixName(ChannelMix::average))
-        return ChannelMix::average;
-    return std::nullopt;
-}
+// "sum" and "average".
+inline constexpr ChoiceNames<ChannelMix, 2> channelMixNames{
+    {{{ChannelMix::sum, "sum"}, {ChannelMix::average, "average"}}}};

@@ -4,19 +4,10 @@
 // loudness of its loudest 20 seconds, or its integrated loudness, the figure
 // streaming services and broadcasters normalize by.
 
-#include <QString>
-#include <optional>
+#include "analysis/ChoiceNames.h"
 
 enum class NormalizeBy { loudest, integrated };
 
-// "loudest" and "integrated", as settings files and command lines name them.
-inline QString normalizeByName(NormalizeBy by) {
-    return by == NormalizeBy::loudest ? QStringLiteral("loudest") : QStringLiteral("integrated");
-}
-inline std::optional<NormalizeBy> normalizeByNamed(const QString& name) {
-    if (name == normalizeByName(NormalizeBy::loudest))
-        return NormalizeBy::loudest;
-    if (name == normalizeByName(NormalizeBy::integrated))
-        return NormalizeBy::integrated;
-    return std::nullopt;
-}
+// "loudest" and "integrated".
+inline constexpr ChoiceNames<NormalizeBy, 2> normalizeByNames{
+    {{{NormalizeBy::loudest, "loudest"}, {NormalizeBy::integrated, "integrated"}}}};

@@ -46,7 +46,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             json = true;
         } else if (!optionsEnded && arg == QStringLiteral("--channels")) {
             const std::optional<ChannelMix> named =
-                i + 1 < arguments.size() ? channelMixNamed(arguments[++i]) : std::nullopt;
+                i + 1 < arguments.size() ? channelMixNames.named(arguments[++i]) : std::nullopt;
             if (!named) {
                 err << "sonivel analyze: --channels takes sum or average\n"
                     << "Try 'sonivel analyze --help'.\n";

@@ -66,11 +66,11 @@ void apply(Options& o, const QString& arg, const QString& value) {
                                  .arg(CeilingRange::highestDBTP)
                                  .arg(value));
     } else if (arg == QLatin1String("--channels")) {
-        o.channels = channelMixNamed(value);
+        o.channels = channelMixNames.named(value);
         if (!o.channels)
             throw UsageError(QStringLiteral("--channels takes sum or average, not '%1'").arg(value));
     } else if (arg == QLatin1String("--normalize-by")) {
-        o.normalizeBy = normalizeByNamed(value);
+        o.normalizeBy = normalizeByNames.named(value);
         if (!o.normalizeBy)
             throw UsageError(QStringLiteral("--normalize-by takes loudest or integrated, not '%1'").arg(value));
     } else if (arg == QLatin1String("--overwrite")) {

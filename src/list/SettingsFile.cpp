@@ -91,12 +91,12 @@ SettingsData decodeOrThrow(const QByteArray& json) {
     data.targetLUFS = top.number(targetKey);
     data.ceilingDBTP = top.number(ceilingKey, CeilingRange::defaultDBTP);
     if (root.contains(mixKey)) {
-        data.channelMix = channelMixNamed(top.text(mixKey));
+        data.channelMix = channelMixNames.named(top.text(mixKey));
         if (!data.channelMix)
             throw SettingsError(QStringLiteral("\"%1\" must be \"sum\" or \"average\".").arg(mixKey));
     }
     if (root.contains(normalizeKey)) {
-        const std::optional<NormalizeBy> by = normalizeByNamed(top.text(normalizeKey));
+        const std::optional<NormalizeBy> by = normalizeByNames.named(top.text(normalizeKey));
         if (!by)
             throw SettingsError(QStringLiteral("\"%1\" must be \"loudest\" or \"integrated\".").arg(normalizeKey));
         data.normalizeBy = *by;
@@ -125,10 +125,10 @@ QByteArray encode(const SettingsData& data) {
     }
     QJsonObject root{{targetKey, data.targetLUFS},
                      {ceilingKey, data.ceilingDBTP},
-                     {normalizeKey, normalizeByName(data.normalizeBy)},
+                     {normalizeKey, normalizeByNames.name(data.normalizeBy)},
                      {filesKey, files}};
     if (data.channelMix)
-        root.insert(mixKey, channelMixName(*data.channelMix));
+        root.insert(mixKey, channelMixNames.name(*data.channelMix));
     return QJsonDocument(root).toJson(QJsonDocument::Compact);
 }
 

@@ -35,6 +35,24 @@
 
 namespace {
 
+template <typename E> void showChoice(QComboBox* box, E value) {
+    box->setCurrentIndex(box->findData(static_cast<int>(value)));
+}
+template <typename E> E choiceOf(const QComboBox* box) { return static_cast<E>(box->currentData().toInt()); }
+
+// A drop-down of an enum's values by their names for the user, showing `current`.
+template <typename E>
+QComboBox* choiceBox(const char* objectName, std::initializer_list<std::pair<const char*, E>> items, E current,
+                     const QString& tip) {
+    auto* box = new QComboBox;
+    box->setObjectName(QLatin1String(objectName));
+    for (const auto& [text, value] : items)
+        box->addItem(QString::fromUtf8(text), static_cast<int>(value));
+    box->setToolTip(tip);
+    showChoice(box, current);
+    return box;
+}
+
 QFrame* divider() {
     auto* line = new QFrame;
     line->setFrameShape(QFrame::HLine);
@@ -138,20 +156,17 @@ QLayout* ContentView::buildToolbar() {
     toolbar->addStretch();
     toolbar->addWidget(new QLabel(QStringLiteral("Target LUFS:")));
     toolbar->addWidget(target_);
-    channelMix_ = new QComboBox;
-    channelMix_->setObjectName(QStringLiteral("channelMix"));
-    channelMix_->addItem(QStringLiteral("Sum of channels (BS.1770)"), static_cast<int>(ChannelMix::sum));
-    channelMix_->addItem(QStringLiteral("Average of channels (classic)"), static_cast<int>(ChannelMix::average));
-    channelMix_->setToolTip(QStringLiteral("How a file's channels make its loudness: summed as every BS.1770 meter "
-                                           "reads it, or averaged into one as earlier versions measured"));
-    channelMix_->setCurrentIndex(channelMix_->findData(static_cast<int>(state_.channelMix())));
-    normalizeBy_ = new QComboBox;
-    normalizeBy_->setObjectName(QStringLiteral("normalizeBy"));
-    normalizeBy_->addItem(QStringLiteral("Loudest 20 s"), static_cast<int>(NormalizeBy::loudest));
-    normalizeBy_->addItem(QStringLiteral("Integrated"), static_cast<int>(NormalizeBy::integrated));
-    normalizeBy_->setToolTip(QStringLiteral("The figure every correction aims at the target: the loudness of a "
-                                            "file's loudest 20 seconds, or of the whole file"));
-    normalizeBy_->setCurrentIndex(normalizeBy_->findData(static_cast<int>(state_.normalizeBy())));
+    channelMix_ = choiceBox(
+        "channelMix",
+        {{"Sum of channels (BS.1770)", ChannelMix::sum}, {"Average of channels (classic)", ChannelMix::average}},
+        state_.channelMix(),
+        QStringLiteral("How a file's channels make its loudness: summed as every BS.1770 meter "
+                       "reads it, or averaged into one as earlier versions measured"));
+    normalizeBy_ =
+        choiceBox("normalizeBy", {{"Loudest 20 s", NormalizeBy::loudest}, {"Integrated", NormalizeBy::integrated}},
+                  state_.normalizeBy(),
+                  QStringLiteral("The figure every correction aims at the target: the loudness of a "
+                                 "file's loudest 20 seconds, or of the whole file"));
     for (const auto& [text, box] : {std::pair{QStringLiteral("Normalize by:"), normalizeBy_},
                                     std::pair{QStringLiteral("Channel mix:"), channelMix_}}) {
         auto* label = new QLabel(text);
@@ -259,15 +274,13 @@ void ContentView::connectActions() {
         controller_->updateLiveGain();
     });
     connect(channelMix_, &QComboBox::currentIndexChanged, this,
-            [this] { state_.setChannelMix(static_cast<ChannelMix>(channelMix_->currentData().toInt())); });
-    connect(&state_, &AppState::channelMixChanged, this,
-            [this] { channelMix_->setCurrentIndex(channelMix_->findData(static_cast<int>(state_.channelMix()))); });
+            [this] { state_.setChannelMix(choiceOf<ChannelMix>(channelMix_)); });
+    connect(&state_, &AppState::channelMixChanged, this, [this] { showChoice(channelMix_, state_.channelMix()); });
     connect(normalizeBy_, &QComboBox::currentIndexChanged, this, [this] {
-        state_.setNormalizeBy(static_cast<NormalizeBy>(normalizeBy_->currentData().toInt()));
+        state_.setNormalizeBy(choiceOf<NormalizeBy>(normalizeBy_));
         controller_->updateLiveGain();
     });
-    connect(&state_, &AppState::normalizeByChanged, this,
-            [this] { normalizeBy_->setCurrentIndex(normalizeBy_->findData(static_cast<int>(state_.normalizeBy()))); });
+    connect(&state_, &AppState::normalizeByChanged, this, [this] { showChoice(normalizeBy_, state_.normalizeBy()); });
     connect(&state_, &AppState::selectedFileIDChanged, this, &ContentView::onSelectionChanged);
     connect(&state_, &AppState::curveWindowSecChanged, this,
             [this] { recomputeSelectedCurve(state_.curveWindowSec()); });
