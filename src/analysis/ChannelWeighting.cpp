@@ -37,6 +37,15 @@ void ChannelEnergy::process(const float* interleaved, const float* mono, int64_t
             energy[i] = energy[i] * energy[i] * weight; // squared in 32-bit float
         return;
     }
+    if (channels == 2) {
+        // Stereo, the common case, both chains at once; the same sums as below.
+        const float left = weighting_.weights[0], right = weighting_.weights[1];
+        KWeightingFilter::processStereo(filters_.data(), interleaved, frames,
+                                        [&](int64_t n, const std::array<float, 2>& y) {
+                                            energy[n] = left * (y[0] * y[0]) + right * (y[1] * y[1]);
+                                        });
+        return;
+    }
     if (channel_.size() < static_cast<size_t>(frames))
         channel_.resize(static_cast<size_t>(frames));
     float* y = channel_.data();

@@ -70,21 +70,8 @@ void KWeightingFilter::process(const float* input, float* output, int64_t count)
     const Section h = coeffs_.highPass;
     State a = pre_;
     State b = high_;
-    // The previous output's term comes last: each output waits on it alone.
-    for (int64_t n = 0; n < count; ++n) {
-        const double x = input[n];
-        const double y = p.b0 * x + p.b1 * a.x1 + p.b2 * a.x2 - p.a2 * a.y2 - p.a1 * a.y1;
-        a.x2 = a.x1;
-        a.x1 = x;
-        a.y2 = a.y1;
-        a.y1 = y;
-        const double z = h.b0 * y + h.b1 * b.x1 + h.b2 * b.x2 - h.a2 * b.y2 - h.a1 * b.y1;
-        b.x2 = b.x1;
-        b.x1 = y;
-        b.y2 = b.y1;
-        b.y1 = z;
-        output[n] = static_cast<float>(z);
-    }
+    for (int64_t n = 0; n < count; ++n)
+        output[n] = static_cast<float>(step(h, b, step(p, a, input[n])));
     pre_ = a;
     high_ = b;
 }

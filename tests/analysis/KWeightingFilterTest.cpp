@@ -1,3 +1,4 @@
+#include "analysis/ChannelWeighting.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "support/AnalysisSupport.h"
 #include "support/AudioFixtures.h"
@@ -76,4 +77,25 @@ TEST(KWeightingFilter, ReferenceGainsAt48k) {
     const auto dc = support::filtered(dcFilter, std::vector<float>(48000 * 3, 0.8f));
     EXPECT_GT(std::abs(dc.front()), 0.5f);
     EXPECT_LT(std::abs(dc.back()), 1e-4f);
+}
+
+// Stereo runs both channels' filters in one vector; it must give the very
+// sums that filtering each channel on its own gives (here: with a third,
+// weightless channel, which takes the general path).
+TEST(KWeightingFilterTest, StereoInOneVectorSumsExactlyAsChannelByChannel) {
+    const std::vector<float> left = fixtures::noise(1, 0.7, 9000), right = fixtures::sine(60.0, 0.9, 44100, 9000);
+    std::vector<float> two, three;
+    for (size_t i = 0; i < left.size(); ++i) {
+        two.insert(two.end(), {left[i], right[i]});
+        three.insert(three.end(), {left[i], right[i], 0.5f});
+    }
+    ChannelEnergy stereo(44100, {ChannelMix::sum, {1.0f, 1.41f}}),
+        general(44100, {ChannelMix::sum, {1.0f, 1.41f, 0.0f}});
+    std::vector<float> a(left.size()), b(left.size()), unused(left.size());
+    for (size_t at = 0; at < left.size(); at += 1234) {
+        const auto n = static_cast<int64_t>(std::min<size_t>(1234, left.size() - at));
+        stereo.process(two.data() + 2 * at, unused.data(), n, a.data() + at);
+        general.process(three.data() + 3 * at, unused.data(), n, b.data() + at);
+    }
+    EXPECT_EQ(a, b);
 }
