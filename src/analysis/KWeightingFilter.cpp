@@ -71,7 +71,7 @@ void KWeightingFilter::process(const float* input, float* output, int64_t count)
     State a = pre_;
     State b = high_;
     for (int64_t n = 0; n < count; ++n)
-        output[n] = static_cast<float>(step(h, b, step(p, a, input[n])));
+        output[n] = static_cast<float>(step<double>(h, b, step<double>(p, a, input[n])));
     pre_ = a;
     high_ = b;
 }

@@ -43,10 +43,10 @@ private:
     struct State {
         double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
     };
-    // One section's next output; the previous output's term comes last,
-    // so each output waits on it alone.
-    static double step(const Section& s, State& state, double x) {
-        const double y = s.b0 * x + s.b1 * state.x1 + s.b2 * state.x2 - s.a2 * state.y2 - s.a1 * state.y1;
+    // One section's next output, of one channel or of a vector of them; the
+    // previous output's term comes last, so each output waits on it alone.
+    template <typename Value, typename Sec, typename St> static Value step(const Sec& s, St& state, Value x) {
+        const Value y = s.b0 * x + s.b1 * state.x1 + s.b2 * state.x2 - s.a2 * state.y2 - s.a1 * state.y1;
         state.x2 = state.x1;
         state.x1 = x;
         state.y2 = state.y1;
@@ -84,20 +84,12 @@ void KWeightingFilter::processStereo(KWeightingFilter* filters, const float* int
         a.x1[c] = s.x1, a.x2[c] = s.x2, a.y1[c] = s.y1, a.y2[c] = s.y2;
         b.x1[c] = t.x1, b.x2[c] = t.x2, b.y1[c] = t.y1, b.y2[c] = t.y2;
     }
-    const auto step = [](const VectorSection& k, VectorState& st, Lanes x) {
-        const Lanes y = k.b0 * x + k.b1 * st.x1 + k.b2 * st.x2 - k.a2 * st.y2 - k.a1 * st.y1;
-        st.x2 = st.x1;
-        st.x1 = x;
-        st.y2 = st.y1;
-        st.y1 = y;
-        return y;
-    };
     std::array<float, Channels> out;
     for (int64_t n = 0; n < frames; ++n) {
         Lanes x;
         for (int c = 0; c < Channels; ++c)
             x[c] = interleaved[n * Channels + c];
-        const Lanes z = step(h, b, step(p, a, x));
+        const Lanes z = step<Lanes>(h, b, step<Lanes>(p, a, x));
         for (int c = 0; c < Channels; ++c)
             out[c] = static_cast<float>(z[c]);
         take(n, out);

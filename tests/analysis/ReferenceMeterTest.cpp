@@ -10,15 +10,6 @@ using namespace fixtures;
 
 namespace {
 
-double referenceIntegrated(const std::vector<float>& samples, int64_t rate) {
-    ebur128_state* st = ebur128_init(1, static_cast<unsigned long>(rate), EBUR128_MODE_I);
-    ebur128_add_frames_float(st, samples.data(), samples.size());
-    double loudness = 0.0;
-    ebur128_loudness_global(st, &loudness);
-    ebur128_destroy(&st);
-    return loudness;
-}
-
 // Speech-like: syllables of band-limited noise at changing levels, with
 // pauses, some digital silence and a long quiet murmur that only the relative
 // gate removes.
@@ -42,28 +33,6 @@ std::vector<float> speechLike(uint32_t seed, int64_t rate, double seconds) {
 }
 
 } // namespace
-
-TEST(ReferenceMeter, WholeFileGatedLoudnessMatchesLibebur128) {
-    QTemporaryDir dir;
-    for (int64_t rate : {int64_t{44100}, int64_t{48000}}) {
-        const std::vector<std::pair<const char*, std::vector<float>>> cases{
-            {"noise", noise(11, 0.4, rate * 12)},
-            {"tones", concat({sine(100.0, 0.5, rate, rate * 4), sine(1000.0, 0.3, rate, rate * 4),
-                              sine(6000.0, 0.2, rate, rate * 4)})},
-            {"speech", speechLike(5, rate, 40.0)},
-            {"gaps", concat({noise(12, 0.3, rate * 5), silence(rate * 6), noise(13, 0.001, rate * 8),
-                             noise(14, 0.2, rate * 3)})},
-        };
-        for (const auto& [name, samples] : cases) {
-            const QString path = dir.filePath(QStringLiteral("%1-%2.wav").arg(name).arg(rate));
-            writeMonoWav(path, samples, rate);
-            const AnalysisResult r = LoudnessAnalyzer::analyze(path);
-            const double ours = LoudnessAnalyzer::gatedLoudness(r.energy, 0, r.totalSamples, rate);
-            const double reference = referenceIntegrated(readFirstChannel(path), rate);
-            EXPECT_NEAR(ours, reference, 0.02) << name << " at " << rate;
-        }
-    }
-}
 
 TEST(ReferenceMeter, TruePeakMatchesLibebur128) {
     const int64_t rate = 48000;
@@ -162,6 +131,10 @@ std::vector<float> musicLike(uint32_t seed, int64_t rate, double level) {
 
 } // namespace
 
+// Every figure on changing, band-limited material in every layout; the
+// gates alone on mono tones, speech with pauses, and digital silence with a
+// murmur only the relative gate removes (white noise there: meters
+// interpolate its peaks differently).
 TEST(ReferenceMeter, EveryFigureMatchesLibebur128InEveryLayoutAndRate) {
     QTemporaryDir dir;
     for (int64_t rate : {int64_t{44100}, int64_t{48000}, int64_t{96000}}) {
@@ -169,22 +142,38 @@ TEST(ReferenceMeter, EveryFigureMatchesLibebur128InEveryLayoutAndRate) {
         std::vector<float> inverted = m(1);
         for (float& x : inverted)
             x = -x;
-        const std::vector<std::pair<const char*, std::vector<std::vector<float>>>> layouts{
+        struct Case {
+            const char* name;
+            std::vector<std::vector<float>> channels;
+            bool everyFigure = true;
+        };
+        const std::vector<Case> layouts{
             {"mono", {m(1)}},
             {"stereo", {m(1), m(2, 0.5)}},
             {"antiphase", {m(1), inverted}},
             {"left only", {m(1), silence(rate * 12)}},
             {"5.1", {m(1), m(2), m(3, 0.6), m(4), m(5, 0.3), m(6, 0.4)}},
+            {"tones",
+             {concat({sine(100.0, 0.5, rate, rate * 4), sine(1000.0, 0.3, rate, rate * 4),
+                      sine(6000.0, 0.2, rate, rate * 4)})},
+             false},
+            {"speech", {speechLike(5, rate, 40.0)}, false},
+            {"gaps",
+             {concat(
+                 {noise(12, 0.3, rate * 5), silence(rate * 6), noise(13, 0.001, rate * 8), noise(14, 0.2, rate * 3)})},
+             false},
         };
-        for (const auto& [name, channels] : layouts) {
+        for (const auto& [name, channels, everyFigure] : layouts) {
             const QString path = dir.filePath(QStringLiteral("%1-%2.wav").arg(name).arg(rate));
             writeWav(path, channels, rate);
             const AnalysisResult ours = LoudnessAnalyzer::analyze(path);
             const MeterReading reference = referenceReading(channels, rate);
             const std::string where = std::string(name) + " at " + std::to_string(rate);
-            EXPECT_NEAR(ours.figures.integratedLUFS, reference.integrated, 0.05) << where;
+            // At 96 kHz each meter designs its own filter from the prototype: 0.02 LU apart.
+            EXPECT_NEAR(ours.figures.integratedLUFS, reference.integrated, rate < 96000 ? 0.02 : 0.05) << where;
+            if (!everyFigure)
+                continue;
             EXPECT_NEAR(ours.figures.loudnessRangeLU, ffmpegLoudnessRange(path), 0.1) << where;
-            EXPECT_GT(reference.range, 15.0) << where; // the material does change
             EXPECT_NEAR(ours.figures.maxMomentaryLUFS, reference.momentary, 0.1) << where;
             EXPECT_NEAR(ours.figures.maxShortTermLUFS, reference.shortTerm, 0.1) << where;
             EXPECT_NEAR(ours.truePeakDBTP, 20 * std::log10(reference.truePeak), 0.1) << where;
