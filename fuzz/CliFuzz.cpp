@@ -15,7 +15,7 @@ namespace {
 bool same(const ExportOptions& a, const ExportOptions& b) {
     return a.out == b.out && a.target == b.target && a.format == b.format && a.rate == b.rate &&
            a.limiter == b.limiter && a.ceiling == b.ceiling && a.overwrite == b.overwrite && a.settings == b.settings &&
-           a.files == b.files;
+           a.channels == b.channels && a.normalizeBy == b.normalizeBy && a.files == b.files;
 }
 
 QStringList written(const ExportOptions& o) {
@@ -24,6 +24,10 @@ QStringList written(const ExportOptions& o) {
         args << "--ceiling=" + QString::number(*o.ceiling, 'g', 17);
     if (o.target)
         args << "--target=" + QString::number(*o.target, 'g', 17);
+    if (o.channels)
+        args << "--channels" << channelMixNames.name(*o.channels);
+    if (o.normalizeBy)
+        args << "--normalize-by=" + normalizeByNames.name(*o.normalizeBy);
     if (o.limiter)
         args << (*o.limiter ? "--limiter" : "--no-limiter");
     if (o.overwrite)
