@@ -1,5 +1,7 @@
 #include "analysis/ChannelWeighting.h"
 
+#include "analysis/SignalMeasurement.h"
+
 #include <algorithm>
 
 namespace {
@@ -30,7 +32,12 @@ ChannelEnergy::ChannelEnergy(int64_t sampleRate, ChannelWeighting weighting) : w
 void ChannelEnergy::process(const float* interleaved, const float* mono, int64_t frames, float* energy) {
     const int channels = weighting_.channels();
     if (weighting_.mix == ChannelMix::average || channels <= 1) {
-        filters_.front().process(mono, energy, frames);
+        if (!mono && channels > 1) {
+            if (channel_.size() < static_cast<size_t>(frames))
+                channel_.resize(static_cast<size_t>(frames));
+            downmixInterleaved(interleaved, frames, channels, channel_.data());
+        }
+        filters_.front().process(mono ? mono : channels > 1 ? channel_.data() : interleaved, energy, frames);
         // The classic figure weighs its one channel 1.0 whatever it carries.
         const float weight = channels == 1 && weighting_.mix == ChannelMix::sum ? weighting_.weights.front() : 1.0f;
         for (int64_t i = 0; i < frames; ++i)

@@ -32,7 +32,8 @@ class ChannelEnergy {
 public:
     ChannelEnergy(int64_t sampleRate, ChannelWeighting weighting);
     // `mono` is the down-mix of the `frames` frames of `interleaved`
-    // (downmixInterleaved); `energy` receives one value per frame.
+    // (downmixInterleaved), or null: the classic mix then makes it itself;
+    // `energy` receives one value per frame.
     void process(const float* interleaved, const float* mono, int64_t frames, float* energy);
 
 private:

@@ -1,7 +1,6 @@
 #include "analysis/ProgrammeMeter.h"
 
 #include "analysis/LoudnessAnalyzer.h"
-#include "analysis/SignalMeasurement.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,15 +14,13 @@ ProgrammeMeter::ProgrammeMeter(int64_t sampleRate, ChannelWeighting weighting, i
 
 void ProgrammeMeter::add(const float* interleaved, int64_t frames) {
     constexpr int64_t block = 4096;
-    mono_.resize(static_cast<size_t>(std::min(frames, block)));
-    squares_.resize(mono_.size());
+    squares_.resize(static_cast<size_t>(std::min(frames, block)));
     for (int64_t done = 0; done < frames; done += block) {
         const int64_t n = std::min(block, frames - done);
         const float* from = interleaved + done * channels_;
         for (int64_t i = 0; i < n * channels_; ++i)
             samplePeak_ = std::max(samplePeak_, std::abs(from[i]));
-        downmixInterleaved(from, n, channels_, mono_.data());
-        channelEnergy_.process(from, mono_.data(), n, squares_.data());
+        channelEnergy_.process(from, nullptr, n, squares_.data());
         energy_.add(squares_.data(), n);
     }
     if (truePeak_)

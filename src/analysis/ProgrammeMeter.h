@@ -41,6 +41,5 @@ private:
     ChannelEnergy channelEnergy_;
     EnergyPrefix::Accumulator energy_;
     std::optional<TruePeakMeter> truePeak_;
-    std::vector<float> mono_;
     std::vector<float> squares_;
 };
