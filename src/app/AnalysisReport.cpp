@@ -4,11 +4,7 @@
 #include "io/TimeText.h"
 
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <algorithm>
-#include <cmath>
 
 namespace {
 
@@ -41,30 +37,6 @@ QString padded(const QString& text, int width) {
 }
 
 } // namespace
-
-FileReport makeReport(const QString& file, const AnalysisResult& result) {
-    FileReport r;
-    r.file = file;
-    r.sampleRate = result.sampleRate;
-    r.channels = result.channels;
-    r.duration = result.duration;
-    r.peakLUFS = result.peakLUFS;
-    r.peakDBFS = result.peakDBFS;
-    r.truePeakDBTP = result.truePeakDBTP;
-    r.figures = result.figures;
-    r.windowStart = result.windowStart;
-    r.windowEnd = result.windowEnd;
-    r.softPassages = result.softPassageRanges();
-    r.warning = result.warning();
-    return r;
-}
-
-FileReport makeErrorReport(const QString& file, const QString& error) {
-    FileReport r;
-    r.file = file;
-    r.error = error;
-    return r;
-}
 
 int reportNameWidth(const QStringList& files) {
     int width = 4; // "File"
@@ -102,37 +74,4 @@ QString reportRow(const FileReport& r, int nameWidth) {
                .arg(TimeText::report(r.duration), 9)
                .arg(r.softPassages.size()) +
            (r.warning ? QStringLiteral("  (") + *r.warning + QLatin1Char(')') : QString());
-}
-
-QByteArray reportJson(const std::vector<FileReport>& reports) {
-    QJsonArray array;
-    for (const FileReport& r : reports) {
-        QJsonObject o;
-        o.insert(QStringLiteral("file"), r.file);
-        if (r.error) {
-            o.insert(QStringLiteral("error"), *r.error);
-        } else {
-            QJsonArray passages;
-            for (const TimeRange& p : r.softPassages) {
-                passages.append(QJsonArray{p.start, p.end});
-            }
-            o.insert(QStringLiteral("sampleRate"), static_cast<qint64>(r.sampleRate));
-            o.insert(QStringLiteral("channels"), r.channels);
-            o.insert(QStringLiteral("duration"), r.duration);
-            o.insert(QStringLiteral("peakLUFS"), r.peakLUFS);
-            o.insert(QStringLiteral("peakDBFS"), r.peakDBFS);
-            o.insert(QStringLiteral("integratedLUFS"), r.figures.integratedLUFS);
-            o.insert(QStringLiteral("loudnessRangeLU"), r.figures.loudnessRangeLU);
-            o.insert(QStringLiteral("truePeakDBTP"), r.truePeakDBTP);
-            o.insert(QStringLiteral("maxMomentaryLUFS"), r.figures.maxMomentaryLUFS);
-            o.insert(QStringLiteral("maxShortTermLUFS"), r.figures.maxShortTermLUFS);
-            o.insert(QStringLiteral("windowStart"), r.windowStart);
-            o.insert(QStringLiteral("windowEnd"), r.windowEnd);
-            o.insert(QStringLiteral("softPassages"), passages);
-            if (r.warning)
-                o.insert(QStringLiteral("warning"), *r.warning);
-        }
-        array.append(o);
-    }
-    return QJsonDocument(array).toJson(QJsonDocument::Indented);
 }

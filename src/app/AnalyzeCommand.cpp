@@ -1,6 +1,7 @@
 #include "app/AnalyzeCommand.h"
 
 #include "analysis/AnalysisOutcome.h"
+#include "app/AimOptions.h"
 
 #include <QThread>
 #include <QThreadPool>
@@ -10,65 +11,80 @@
 namespace AnalyzeCommand {
 
 QString usage() {
-    return QStringLiteral("Usage: sonivel analyze [--json] [--channels sum|average] FILE...\n"
+    return QStringLiteral("Usage: sonivel analyze [--json|--csv] [OPTIONS] FILE...\n"
                           "\n"
                           "Measures each file: the gated loudness of its loudest 20 seconds (Peak 20s),\n"
                           "its integrated loudness, its sample and true peaks, where that loudest\n"
-                          "stretch lies, its duration and how many soft passages it has; the JSON adds\n"
-                          "the loudness range and the largest momentary and short-term loudness.\n"
+                          "stretch lies, its duration and how many soft passages it has; JSON and CSV\n"
+                          "add the loudness range, the largest momentary and short-term loudness, the\n"
+                          "correction towards the target and the figure it ends at, and, with a\n"
+                          "preset, whether the corrected file would meet it.\n"
                           "Files are analysed in parallel and reported in the order given.\n"
                           "\n"
                           "Options:\n"
-                          "  --json          print one JSON array, one object per file\n"
-                          "  --channels MIX  sum: the channels' loudness summed as every BS.1770 meter\n"
-                          "                  reads it (the default); average: the classic figure of the\n"
-                          "                  channels' average\n"
-                          "  -h, --help      show this help\n"
+                          "  --json           print one JSON array, one object per file\n"
+                          "  --csv            print a CSV table, one row per file, for a spreadsheet\n") +
+           aimOptionsHelp() +
+           QStringLiteral("  -h, --help       show this help\n"
                           "\n"
                           "The exit status is 1 when any file could not be analysed.\n");
 }
 
-FileReport analyzeFile(const QString& file, ChannelMix mix) {
+FileReport analyzeFile(const QString& file, ChannelMix mix, const Aim& aim) {
     const AnalysisOutcome outcome = analyzeFileOutcome(file, mix);
-    return outcome.ok() ? makeReport(file, outcome.value()) : makeErrorReport(file, outcome.error());
+    return outcome.ok() ? makeReport(file, outcome.value(), aim) : makeErrorReport(file, outcome.error());
 }
 
-int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    bool json = false;
-    bool optionsEnded = false;
-    ChannelMix mix = ChannelMix::sum;
+namespace {
+
+enum class Output { table, json, csv };
+
+struct Request {
+    Output output = Output::table;
+    AimOptions aim;
     QStringList files;
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        const QString& arg = arguments[i];
-        if (!optionsEnded && arg == QStringLiteral("--")) {
-            optionsEnded = true;
-        } else if (!optionsEnded && arg == QStringLiteral("--json")) {
-            json = true;
-        } else if (!optionsEnded && arg == QStringLiteral("--channels")) {
-            const std::optional<ChannelMix> named =
-                i + 1 < arguments.size() ? channelMixNames.named(arguments[++i]) : std::nullopt;
-            if (!named) {
-                err << "sonivel analyze: --channels takes sum or average\n"
-                    << "Try 'sonivel analyze --help'.\n";
-                return 2;
-            }
-            mix = *named;
-        } else if (!optionsEnded && (arg == QStringLiteral("-h") || arg == QStringLiteral("--help"))) {
+};
+
+// The request, or none after --help; throws UsageError.
+std::optional<Request> read(const QStringList& arguments) {
+    Request r;
+    const auto option = [&](const QString& arg, const QString& value) {
+        const bool json = arg == QLatin1String("--json");
+        if (json || arg == QLatin1String("--csv")) {
+            const Output output = json ? Output::json : Output::csv;
+            if (r.output != Output::table && r.output != output)
+                throw UsageError(QStringLiteral("--json and --csv exclude each other"));
+            r.output = output;
+        } else if (!takeAimOption(r.aim, arg, value)) {
+            throw UsageError(QStringLiteral("unknown option '%1'").arg(arg));
+        }
+    };
+    if (!readArguments(arguments, aimOptionsWithValues(), option, r.files))
+        return std::nullopt;
+    if (r.files.isEmpty())
+        throw UsageError(QStringLiteral("no files given"));
+    return r;
+}
+
+} // namespace
+
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    Request request;
+    try {
+        const std::optional<Request> parsed = read(arguments);
+        if (!parsed) {
             out << usage();
             return 0;
-        } else if (!optionsEnded && arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {
-            err << "sonivel analyze: unknown option '" << arg << "'\n"
-                << "Try 'sonivel analyze --help'.\n";
-            return 2;
-        } else {
-            files << arg;
         }
-    }
-    if (files.isEmpty()) {
-        err << "sonivel analyze: no files given\n"
-            << "Try 'sonivel analyze --help'.\n";
+        request = *parsed;
+    } catch (const UsageError& e) {
+        err << "sonivel analyze: " << e.description() << '\n' << "Try 'sonivel analyze --help'.\n";
         return 2;
     }
+    const QStringList& files = request.files;
+    const ChannelMix mix = request.aim.channels.value_or(ChannelMix::sum);
+    const Aim aim = aimOf(request.aim, {});
+    const bool table = request.output == Output::table;
 
     const int count = static_cast<int>(files.size());
     std::vector<FileReport> reports(static_cast<size_t>(count));
@@ -77,30 +93,30 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     pool.setMaxThreadCount(std::max(1, std::min(count, QThread::idealThreadCount())));
     for (int i = 0; i < count; ++i) {
         pool.start([&, i] {
-            reports[static_cast<size_t>(i)] = analyzeFile(files[i], mix);
+            reports[static_cast<size_t>(i)] = analyzeFile(files[i], mix, aim);
             done[static_cast<size_t>(i)].set_value();
         });
     }
 
     // Rows appear in the order given, each as soon as it and those before it are done.
     const int nameWidth = reportNameWidth(files);
-    if (!json) {
+    if (table)
         out << reportHeader(nameWidth) << '\n';
-    }
     bool anyFailed = false;
     for (int i = 0; i < count; ++i) {
         done[static_cast<size_t>(i)].get_future().wait();
         const FileReport& report = reports[static_cast<size_t>(i)];
         anyFailed = anyFailed || report.error.has_value();
-        if (!json) {
+        if (table) {
             out << reportRow(report, nameWidth) << '\n';
             out.flush();
         }
     }
     pool.waitForDone();
-    if (json) {
-        out << reportJson(reports);
-    }
+    if (request.output == Output::json)
+        out << LoudnessReport::json(reports, aim);
+    else if (request.output == Output::csv)
+        out << LoudnessReport::csv(reports, aim);
     return anyFailed ? 1 : 0;
 }
 

@@ -6,7 +6,7 @@
 #include <QStringList>
 #include <QTextStream>
 
-// `sonivel analyze [--json] FILE...`: analyses the files in parallel, at most
+// `sonivel analyze [--json|--csv] [AIM OPTIONS] FILE...`: analyses the files in parallel, at most
 // as many at once as there are cores, and reports them in the order given.
 namespace AnalyzeCommand {
 
@@ -14,8 +14,9 @@ namespace AnalyzeCommand {
 // 2 for a usage error.
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err);
 
-// Analyses one file; never throws. Errors come back as the row's text.
-FileReport analyzeFile(const QString& file, ChannelMix mix);
+// Analyses one file, aimed as `aim` says; never throws. Errors come back as
+// the row's text.
+FileReport analyzeFile(const QString& file, ChannelMix mix, const Aim& aim);
 
 QString usage();
 

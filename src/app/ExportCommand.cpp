@@ -22,13 +22,12 @@ namespace ExportCommand {
 QString usage() {
     return QStringLiteral("Usage: sonivel export --out DIR [OPTIONS] FILE...\n"
                           "\n"
-                          "Analyses the files, corrects each towards the target loudness (its loudest\n"
-                          "20 seconds) and writes them into DIR/normalized, named like\n"
-                          "\"Song (-16LUFS).wav\". Source files are never replaced.\n"
+                          "Analyses the files, corrects each towards the target loudness and writes\n"
+                          "them into DIR/normalized, named like \"Song (-16LUFS).wav\". Source files are\n"
+                          "never replaced.\n"
                           "\n"
                           "Options:\n"
                           "  --out DIR        folder that receives the \"normalized\" subfolder (required)\n"
-                          "  --target LUFS    target loudness (default -16, or the settings file's)\n"
                           "  --format NAME    WAV 16-bit, WAV 24-bit (default), WAV 32-bit float, MP3 320k,\n"
                           "                   MP3 192k, MP3 128k, FLAC; or wav16, wav24, wav32, mp3_320,\n"
                           "                   mp3_192, mp3_128, flac\n"
@@ -36,18 +35,12 @@ QString usage() {
                           "  --limiter        limit true peaks to the ceiling (the default)\n"
                           "  --no-limiter     lower the gain of a file instead, until its true peak is at\n"
                           "                   the ceiling; such a file is named with the loudness it gets\n"
-                          "  --ceiling DBTP   the highest true peak, from -6.0 to -0.1 (default -1.0)\n"
-                          "  --normalize-by FIGURE  loudest: aim each file's loudest 20 seconds at the\n"
-                          "                   target (the default); integrated: aim the whole file's\n"
-                          "                   integrated loudness at it\n"
-                          "  --channels MIX   sum: the channels' loudness summed as every BS.1770 meter\n"
-                          "                   reads it (the default); average: the classic figure of the\n"
-                          "                   channels' average\n"
                           "  --overwrite      replace earlier outputs of the same names (by default they\n"
                           "                   are left as they are and the file is reported)\n"
                           "  --settings FILE  the list, corrections and target of a saved settings file;\n"
-                          "                   FILE arguments are added after its files\n"
-                          "  -h, --help       show this help\n");
+                          "                   FILE arguments are added after its files, and the options\n"
+                          "                   below override its values\n") +
+           aimOptionsHelp() + QStringLiteral("  -h, --help       show this help\n");
 }
 
 namespace {
@@ -98,14 +91,12 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
             return false;
         skipped = loaded.value();
     }
-    if (options.normalizeBy)
-        state.setNormalizeBy(*options.normalizeBy);
-    if (options.target) {
-        state.setTargetLUFS(*options.target);
-        state.recalcCorrections();
-    }
-    if (options.ceiling)
-        state.setCeilingDBTP(*options.ceiling);
+    const Aim aim = aimOf(options, {{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()}, state.preset()});
+    state.setNormalizeBy(aim.values.normalizeBy);
+    state.setTargetLUFS(aim.values.targetLUFS);
+    state.setCeilingDBTP(aim.values.ceilingDBTP);
+    state.setPreset(aim.preset);
+    state.recalcCorrections();
     if (options.channels)
         state.setChannelMix(*options.channels);
     const std::vector<AppState::SkippedFile> notAdded = state.addFiles(admissible(options.files, state, skipped));

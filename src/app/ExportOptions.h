@@ -4,23 +4,19 @@
 // checked against the range the window offers, and the options checked
 // together (an output folder, something to export, a rate the format holds).
 
-#include "analysis/ChannelMix.h"
-#include "analysis/NormalizeBy.h"
+#include "app/AimOptions.h"
 #include "export/ExportFormat.h"
 
 #include <QString>
 #include <QStringList>
 #include <optional>
 
-struct ExportOptions {
+// The aim options override the settings file's values, which override the defaults.
+struct ExportOptions : AimOptions {
     QString out;
-    std::optional<double> target;
     ExportFormat format = ExportFormat::wav24;
     SampleRate rate = SampleRate::rate48000;
     std::optional<bool> limiter;
-    std::optional<double> ceiling;          // else the settings file's, else the default
-    std::optional<ChannelMix> channels;     // likewise
-    std::optional<NormalizeBy> normalizeBy; // likewise
     bool overwrite = false;
     QString settings;
     QStringList files;

@@ -1,5 +1,6 @@
 #include "list/AppState.h"
 
+#include "io/FileIdentity.h"
 #include "io/NativePath.h"
 
 #include <QDir>
@@ -66,6 +67,16 @@ double AppState::correctionFor(double targetLUFS, double peakLUFS) {
     return std::round((targetLUFS - peakLUFS) * 10.0) / 10.0; // std::round: halves away from zero
 }
 
+bool AppState::lists(const QString& path) const {
+    return std::any_of(files_.begin(), files_.end(),
+                       [&](const AudioFileItemPtr& item) { return isSameFile(item->path(), path); });
+}
+
+QString AppState::listedFileNotReplaced(const QString& path) {
+    return QStringLiteral("\"%1\" is one of the audio files in the list and is not replaced.")
+        .arg(NativePath::shownName(path));
+}
+
 AudioFileItemPtr AppState::selectedFile() const { return selectedFileID_ ? findFile(*selectedFileID_) : nullptr; }
 
 // Stores a field and emits `signal` when it changed.
@@ -83,6 +94,7 @@ void AppState::setSelectedFileID(std::optional<QUuid> id) {
 void AppState::setTargetLUFS(double lufs) {
     if (std::isfinite(lufs))
         publish(this, targetLUFS_, lufs, &AppState::targetLUFSChanged);
+    keepPresetTrue();
 }
 
 void AppState::setCeilingDBTP(double ceiling) {
@@ -90,6 +102,7 @@ void AppState::setCeilingDBTP(double ceiling) {
         publish(this, ceilingDBTP_,
                 std::clamp(std::round(ceiling * 10.0) / 10.0, CeilingRange::lowestDBTP, CeilingRange::highestDBTP),
                 &AppState::ceilingDBTPChanged);
+    keepPresetTrue();
 }
 
 void AppState::setStatusMessage(const QString& message) {
@@ -120,6 +133,22 @@ void AppState::setNormalizeBy(NormalizeBy by) {
         item->setNormalizeBy(by);
     recalcCorrections();
     emit normalizeByChanged();
+    keepPresetTrue();
+}
+
+void AppState::setPreset(TargetPreset preset) {
+    if (const std::optional<TargetValues> values = presetValues(preset)) {
+        setTargetLUFS(values->targetLUFS);
+        setNormalizeBy(values->normalizeBy);
+        setCeilingDBTP(values->ceilingDBTP);
+    }
+    publish(this, preset_, preset, &AppState::presetChanged);
+}
+
+void AppState::keepPresetTrue() {
+    const std::optional<TargetValues> values = presetValues(preset_);
+    if (values && *values != TargetValues{targetLUFS_, normalizeBy_, ceilingDBTP_})
+        publish(this, preset_, TargetPreset::custom, &AppState::presetChanged);
 }
 
 void AppState::aim(AudioFileItem& item) const {

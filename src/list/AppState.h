@@ -10,6 +10,7 @@
 #include "analysis/AnalysisOutcome.h"
 #include "list/AudioFileItem.h"
 #include "list/CeilingRange.h"
+#include "list/TargetPreset.h"
 
 #include <QHash>
 #include <QList>
@@ -73,6 +74,14 @@ public:
     ChannelMix channelMix() const { return channelMix_; }
     // Which figure every correction aims at the target.
     NormalizeBy normalizeBy() const { return normalizeBy_; }
+    // The platform whose target, figure and ceiling are set, while all three
+    // still hold its values; Custom once any of them is edited.
+    TargetPreset preset() const { return preset_; }
+
+    // One of the listed files is `path` (by identity, not by name).
+    bool lists(const QString& path) const;
+    // Why a file written for the user does not replace `path`, a listed one.
+    static QString listedFileNotReplaced(const QString& path);
 
     // Some file's analysis is still running.
     bool isAnalyzing() const { return !inFlight_.isEmpty(); }
@@ -92,6 +101,9 @@ public:
     void setChannelMix(ChannelMix mix);
     // Aims every automatic correction anew.
     void setNormalizeBy(NormalizeBy by);
+    // Sets the preset's target, figure and ceiling together; Custom changes
+    // none of them.
+    void setPreset(TargetPreset preset);
 
     // Appends the files with an admitted extension whose paths are not listed
     // yet, selects the first of them when nothing is selected, and analyses
@@ -128,6 +140,7 @@ signals:
     void curveWindowSecChanged();
     void channelMixChanged();
     void normalizeByChanged();
+    void presetChanged();
 
 private:
     struct AnalysisGroup;
@@ -136,6 +149,8 @@ private:
     void analyzeFiles(const std::vector<AudioFileItemPtr>& items);
     // Aims an automatic item's correction at the target.
     void aim(AudioFileItem& item) const;
+    // Turns the preset into Custom once the values no longer are its own.
+    void keepPresetTrue();
     void applyFinished();
     void applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome);
     AudioFileItemPtr findFile(const QUuid& id) const;
@@ -151,6 +166,7 @@ private:
     double curveWindowSec_ = 3.0;
     ChannelMix channelMix_ = ChannelMix::sum;
     NormalizeBy normalizeBy_ = NormalizeBy::loudest;
+    TargetPreset preset_ = TargetPreset::custom;
     QString noticeWhenAnalysed_;
 
     // Ids whose analysis has started and whose result has not come back

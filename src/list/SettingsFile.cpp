@@ -1,6 +1,5 @@
 #include "list/SettingsFile.h"
 
-#include "io/FileIdentity.h"
 #include "io/NativePath.h"
 #include "io/RegularFile.h"
 #include "io/TemporaryFile.h"
@@ -24,6 +23,7 @@ const QString targetKey = QStringLiteral("target_lufs");
 const QString ceilingKey = QStringLiteral("ceiling_dbtp");
 const QString mixKey = QStringLiteral("channel_mix");
 const QString normalizeKey = QStringLiteral("normalize_by");
+const QString presetKey = QStringLiteral("preset");
 const QString filesKey = QStringLiteral("files");
 
 const QString pathKey = QStringLiteral("path");
@@ -101,6 +101,13 @@ SettingsData decodeOrThrow(const QByteArray& json) {
             throw SettingsError(QStringLiteral("\"%1\" must be \"loudest\" or \"integrated\".").arg(normalizeKey));
         data.normalizeBy = *by;
     }
+    if (root.contains(presetKey)) {
+        const std::optional<TargetPreset> preset = presetNamed(top.text(presetKey));
+        if (!preset)
+            throw SettingsError(QStringLiteral("\"%1\" must be \"custom\" or one of %2.")
+                                    .arg(presetKey, presetNameList(QStringLiteral(", "))));
+        data.preset = *preset;
+    }
     const QJsonArray files = top.array(filesKey);
     data.files.reserve(static_cast<size_t>(files.size()));
     for (qsizetype i = 0; i < files.size(); ++i) {
@@ -126,6 +133,7 @@ QByteArray encode(const SettingsData& data) {
     QJsonObject root{{targetKey, data.targetLUFS},
                      {ceilingKey, data.ceilingDBTP},
                      {normalizeKey, normalizeByNames.name(data.normalizeBy)},
+                     {presetKey, presetName(data.preset)},
                      {filesKey, files}};
     if (data.channelMix)
         root.insert(mixKey, channelMixNames.name(*data.channelMix));
@@ -142,6 +150,7 @@ SettingsData settingsFrom(const AppState& state) {
     data.ceilingDBTP = state.ceilingDBTP();
     data.channelMix = state.channelMix();
     data.normalizeBy = state.normalizeBy();
+    data.preset = state.preset();
     for (const AudioFileItemPtr& item : state.files())
         data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride()});
     return data;
@@ -150,12 +159,8 @@ SettingsData settingsFrom(const AppState& state) {
 namespace {
 
 void write(const AppState& state, const QString& path) {
-    for (const AudioFileItemPtr& item : state.files()) {
-        if (isSameFile(item->path(), path)) {
-            throw SettingsError(QStringLiteral("\"%1\" is one of the audio files in the list and is not replaced.")
-                                    .arg(NativePath::shownName(path)));
-        }
-    }
+    if (state.lists(path))
+        throw SettingsError(AppState::listedFileNotReplaced(path));
     TemporaryFiles::replaceWith(path, encode(settingsFrom(state)));
 }
 
@@ -217,6 +222,9 @@ Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const 
     state.setTargetLUFS(std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS));
     state.setCeilingDBTP(data.ceilingDBTP);
     state.setNormalizeBy(data.normalizeBy);
+    const bool holds =
+        presetValues(data.preset) == TargetValues{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()};
+    state.setPreset(holds ? data.preset : TargetPreset::custom);
     const ChannelMix mix = data.channelMix.value_or(ChannelMix::sum);
     if (mix != state.channelMix()) {
         state.loadFiles({}); // the list that goes is not measured again

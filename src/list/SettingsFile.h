@@ -6,12 +6,13 @@
 // analyses every file again.
 //
 //   {"target_lufs":-16,"ceiling_dbtp":-1,"channel_mix":"sum","normalize_by":"loudest",
-//    "files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
+//    "preset":"custom","files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
 //
 // Reading accepts any key order and escaped slashes, requires the other five
 // keys with their JSON types (numbers must be finite), takes -1 dBTP where an
 // older file has no ceiling, the sum of channels where it has no mix and the
-// loudest 20 seconds where it names no figure, and ignores unknown keys.
+// loudest 20 seconds where it names no figure, Custom where it names no
+// preset (or one whose values it does not hold), and ignores unknown keys.
 
 #include "io/Outcome.h"
 #include "list/AppState.h"
@@ -36,6 +37,7 @@ struct SettingsData {
     double ceilingDBTP = CeilingRange::defaultDBTP; // held to its range when loaded
     std::optional<ChannelMix> channelMix;           // none in files older than the choice
     NormalizeBy normalizeBy = NormalizeBy::loudest; // older files: the loudest 20 seconds
+    TargetPreset preset = TargetPreset::custom;
 
     friend bool operator==(const SettingsData&, const SettingsData&) = default;
 };

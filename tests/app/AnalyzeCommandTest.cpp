@@ -2,6 +2,7 @@
 
 #include "CommandRun.h"
 #include "analysis/LoudnessAnalyzer.h"
+#include "list/AppState.h"
 #include "support/AudioFixtures.h"
 
 #include <QJsonArray>
@@ -69,7 +70,8 @@ TEST_F(AnalyzeCommandTest, JsonHasOneObjectPerFile) {
     const AnalysisResult s = LoudnessAnalyzer::analyze(soft);
     ASSERT_EQ(s.softPassageRanges().size(), 1u);
     const TimeRange passage = s.softPassageRanges()[0];
-    EXPECT_NEAR(passage.start, 30.0, 1.6); // the quiet 20 s
+    const double correction = AppState::correctionFor(-16.0, s.peakLUFS); // the default target
+    EXPECT_NEAR(passage.start, 30.0, 1.6);                                // the quiet 20 s
     EXPECT_NEAR(passage.end, 50.0, 1.6);
     EXPECT_EQ(array[0].toObject(), (QJsonObject{{"file", soft},
                                                 {"sampleRate", 48000},
@@ -84,7 +86,9 @@ TEST_F(AnalyzeCommandTest, JsonHasOneObjectPerFile) {
                                                 {"maxShortTermLUFS", s.figures.maxShortTermLUFS},
                                                 {"windowStart", s.windowStart},
                                                 {"windowEnd", s.windowEnd},
-                                                {"softPassages", QJsonArray{QJsonArray{passage.start, passage.end}}}}));
+                                                {"softPassages", QJsonArray{QJsonArray{passage.start, passage.end}}},
+                                                {"correctionDB", correction},
+                                                {"finalLUFS", s.peakLUFS + correction}}));
     EXPECT_EQ(array[1].toObject(), (QJsonObject{{"file", bad}, {"error", "Cannot decode broken.flac"}}));
 }
 

@@ -1,0 +1,49 @@
+#pragma once
+
+// What `sonivel analyze` and `sonivel export` share on their command lines:
+// the reading of options and files, and the options that aim files at a
+// target (the target, the figure, the ceiling, the channel mix, a preset).
+
+#include "analysis/ChannelMix.h"
+#include "io/FileError.h"
+#include "list/TargetPreset.h"
+
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <optional>
+
+// A command line that cannot be followed; its description says why.
+class UsageError : public DescribedError {
+public:
+    using DescribedError::DescribedError;
+};
+
+struct AimOptions {
+    std::optional<double> target;
+    std::optional<double> ceiling;
+    std::optional<ChannelMix> channels;
+    std::optional<NormalizeBy> normalizeBy;
+    std::optional<TargetPreset> preset;
+};
+
+// The aim options, each of which takes a value.
+const QStringList& aimOptionsWithValues();
+
+// Takes one aim option into `o`; false when `arg` is none of them. A value
+// out of the window's range is a UsageError.
+bool takeAimOption(AimOptions& o, const QString& arg, const QString& value);
+
+// The values aimed at: a preset's over `base`, each option given over
+// those; the preset stays only while the values are its own.
+Aim aimOf(const AimOptions& o, const Aim& base);
+
+// The help lines of the aim options, the presets listed with their values.
+QString aimOptionsHelp();
+
+// Reads a command line: "--name=value" or "--name value" for the names in
+// `withValues`, "--" ends the options, "-" alone is a file. Hands every
+// option to `option` (with its value, or an empty one) and collects the
+// files. Returns false at -h or --help. Throws UsageError.
+bool readArguments(const QStringList& arguments, const QStringList& withValues,
+                   const std::function<void(const QString& arg, const QString& value)>& option, QStringList& files);
