@@ -93,7 +93,7 @@ int main(int argc, char** argv) {
         window.grab().save(QDir(out).filePath("window-error-selected-" + suffix + ".png"));
     }
 
-    ClippingWarningDialog clipping(state.files());
+    ClippingWarningDialog clipping(state.files(), state.ceilingDBTP());
     clipping.adjustSize();
     clipping.grab().save(QDir(out).filePath("clipping-dialog.png"));
     QApplication::setWindowIcon(Icons::appIcon());

@@ -125,16 +125,15 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
 // window's clipping warning.
 bool chooseLimiter(const AppState& state, const Options& options, QTextStream& err) {
     const bool limiter = options.limiter.value_or(true);
-    const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles(state.files());
+    const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles(state.files(), state.ceilingDBTP());
     if (clipping.empty())
         return limiter;
-    err << clipping.size() << " file(s) will exceed 0 dBFS after correction:\n";
+    err << ExportRun::clippingHeadline(clipping.size(), state.ceilingDBTP()) << '\n';
     for (const ClippingFile& c : clipping)
         err << "  " << c.fileName << "  " << QString::asprintf("%.1f", c.overshootDB) << " dB over\n";
     err << (limiter ? "Applying the limiter.\n" : "Lowering their gain to the ceiling instead.\n");
-    if (const auto safe = ExportRun::computeSafeTarget(state.files()))
-        err << "Tip: Set target to " << QString::asprintf("%.1f", *safe)
-            << " LUFS or lower to avoid clipping entirely.\n";
+    if (const auto safe = ExportRun::computeSafeTarget(state.files(), state.ceilingDBTP()))
+        err << ExportRun::safeTargetTip(*safe) << '\n';
     return limiter;
 }
 

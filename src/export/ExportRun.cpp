@@ -14,24 +14,35 @@
 
 namespace ExportRun {
 
-std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files) {
+std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP) {
     std::vector<ClippingFile> clipping;
     for (const AudioFileItemPtr& file : files) {
-        if (file->wouldClip())
-            clipping.push_back({NativePath::shownName(file->path()), -*file->headroomDB()});
+        if (file->wouldClip(ceilingDBTP))
+            clipping.push_back({NativePath::shownName(file->path()), -*file->headroomDB(ceilingDBTP)});
     }
     return clipping;
 }
 
-std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files) {
+std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP) {
     std::optional<double> safe;
     for (const AudioFileItemPtr& file : files) {
         if (!file->analysis() || file->analysis()->isSilent())
             continue;
-        const double value = *file->figureLUFS() - file->analysis()->peakDBFS;
+        const double value = *file->figureLUFS() - file->analysis()->truePeakDBTP + ceilingDBTP;
         safe = safe ? std::min(*safe, value) : value;
     }
     return safe;
+}
+
+QString safeTargetTip(double safeTargetLUFS) {
+    return QString::asprintf("Tip: Set target to %.1f LUFS or lower to keep every true peak under the ceiling.",
+                             safeTargetLUFS);
+}
+
+QString clippingHeadline(size_t count, double ceilingDBTP) {
+    return QStringLiteral("%1 file(s) will pass the %2 dBTP ceiling after correction:")
+        .arg(count)
+        .arg(ceilingDBTP, 0, 'f', 1);
 }
 
 Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings& settings) {

@@ -14,7 +14,7 @@
 #include <optional>
 #include <vector>
 
-// A file whose corrected peak would pass full scale, and by how many dB.
+// A file whose corrected true peak would pass the ceiling, and by how many dB.
 struct ClippingFile {
     QString fileName;
     double overshootDB = 0.0;
@@ -23,15 +23,20 @@ struct ClippingFile {
 
 namespace ExportRun {
 
-// The analysed files whose corrected peak, with their largest segment offset,
-// would pass full scale by more than the clipping tolerance; listed with the
-// overshoot.
-std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files);
+// The analysed files whose corrected true peak, with their largest segment
+// offset, would pass the ceiling by more than the clipping tolerance; listed
+// with the overshoot.
+std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
 
-// The highest target at which no file's peak passes full scale when every
-// correction is automatic and no segment is raised: the smallest
-// figure − peakDBFS. None without analysed files.
-std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files);
+// The highest target at which no file's true peak passes the ceiling when
+// every correction is automatic and no segment is raised: the smallest
+// figure − true peak, plus the ceiling. None without analysed files.
+std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
+
+// "2 file(s) will pass the -1.0 dBTP ceiling after correction:"
+QString clippingHeadline(size_t count, double ceilingDBTP);
+// "Tip: Set target to -15.3 LUFS or lower to keep every true peak under the ceiling."
+QString safeTargetTip(double safeTargetLUFS);
 
 struct Plan {
     std::vector<ExportJob> jobs;

@@ -70,12 +70,12 @@ std::optional<double> AudioFileItem::finalLUFS() const {
     return *figureLUFS() + correctionDB_;
 }
 
-std::optional<double> AudioFileItem::headroomDB() const {
+std::optional<double> AudioFileItem::headroomDB(double ceilingDBTP) const {
     if (!analysis_)
         return std::nullopt;
     // A silent file is exported as it is.
     if (analysis_->isSilent())
-        return -analysis_->peakDBFS;
+        return ceilingDBTP - analysis_->truePeakDBTP;
     const double largest = SegmentEditModel::largestGainOffsetDB(segmentEdits_->segmentGains());
-    return -SegmentEditModel::correctedPeakDBFS(analysis_->peakDBFS, correctionDB_, largest);
+    return ceilingDBTP - SegmentEditModel::correctedPeakDBFS(analysis_->truePeakDBTP, correctionDB_, largest);
 }

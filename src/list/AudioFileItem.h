@@ -58,15 +58,15 @@ public:
     // offsets not included); none without analysis.
     std::optional<double> figureLUFS() const;
     std::optional<double> finalLUFS() const;
-    // Distance from the corrected sample peak, with the largest segment offset
-    // applied too, to full scale; negative means it would clip. None without
-    // analysis.
-    std::optional<double> headroomDB() const;
-    // Headroom below this counts as clipping: the table says "CLIP" and the
-    // export asks about the limiter.
+    // Distance from the corrected true peak, with the largest segment offset
+    // applied too, to the ceiling; negative means it would pass it. None
+    // without analysis.
+    std::optional<double> headroomDB(double ceilingDBTP) const;
+    // Headroom below this counts as passing the ceiling: the table says
+    // "CLIP" and the export asks about the limiter.
     static constexpr double clippingToleranceDB = 0.1;
-    bool wouldClip() const {
-        const std::optional<double> h = headroomDB();
+    bool wouldClip(double ceilingDBTP) const {
+        const std::optional<double> h = headroomDB(ceilingDBTP);
         return h && *h < -clippingToleranceDB;
     }
 

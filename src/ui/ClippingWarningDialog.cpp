@@ -12,7 +12,8 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
-ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>& sources, QWidget* parent)
+ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>& sources, double ceilingDBTP,
+                                             QWidget* parent)
     : QDialog(parent),
       limiter_(new QRadioButton(QStringLiteral("Apply limiter (ffmpeg alimiter — transparent brickwall)"))),
       anyway_(new QRadioButton(QStringLiteral("Export anyway (peaks will be clipped)"))) {
@@ -22,8 +23,8 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     auto* column = new QVBoxLayout(this);
     column->setSpacing(16);
     column->setContentsMargins(20, 20, 20, 20);
-    const std::vector<ClippingFile> files = ExportRun::findClippingFiles(sources);
-    auto* headline = new QLabel(QStringLiteral("%1 file(s) will exceed 0 dBFS after correction:").arg(files.size()));
+    const std::vector<ClippingFile> files = ExportRun::findClippingFiles(sources, ceilingDBTP);
+    auto* headline = new QLabel(ExportRun::clippingHeadline(files.size(), ceilingDBTP));
     QFont bold = headline->font();
     bold.setBold(true);
     headline->setFont(bold);
@@ -48,9 +49,8 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     anyway_->setObjectName(QStringLiteral("exportAnyway"));
     column->addWidget(limiter_);
     column->addWidget(anyway_);
-    if (const auto safe = ExportRun::computeSafeTarget(sources)) {
-        auto* tip =
-            new QLabel(QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", *safe));
+    if (const auto safe = ExportRun::computeSafeTarget(sources, ceilingDBTP)) {
+        auto* tip = new QLabel(ExportRun::safeTargetTip(*safe));
         tip->setObjectName(QStringLiteral("safeTargetTip"));
         tip->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
         column->addWidget(tip);

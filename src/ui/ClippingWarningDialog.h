@@ -14,7 +14,7 @@ class ClippingWarningDialog : public QDialog {
 
 public:
     // Lists the files of `files` that would clip.
-    explicit ClippingWarningDialog(const std::vector<AudioFileItemPtr>& files, QWidget* parent = nullptr);
+    ClippingWarningDialog(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP, QWidget* parent = nullptr);
     bool useLimiter() const;
 
 private:

@@ -79,7 +79,7 @@ Dialogs Dialogs::standard() {
                                      QStringLiteral("JSON (*.json)")));
     };
     d.askAboutClipping = [](QWidget* parent, const AppState& state) -> std::optional<bool> {
-        ClippingWarningDialog dialog(state.files(), parent);
+        ClippingWarningDialog dialog(state.files(), state.ceilingDBTP(), parent);
         if (dialog.exec() != QDialog::Accepted)
             return std::nullopt;
         return dialog.useLimiter();

@@ -111,7 +111,7 @@ void ExportControlsView::startExport() {
         return;
     // Where nothing passes the ceiling the limiter changes nothing.
     bool useLimiter = true;
-    if (!ExportRun::findClippingFiles(state_.files()).empty()) {
+    if (!ExportRun::findClippingFiles(state_.files(), state_.ceilingDBTP()).empty()) {
         const std::optional<bool> answer = dialogs_.askAboutClipping(this, state_);
         if (!answer)
             return;

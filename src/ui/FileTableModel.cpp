@@ -12,6 +12,10 @@ FileTableModel::FileTableModel(AppState& state, QObject* parent) : QAbstractTabl
     connect(&state_, &AppState::filesChanged, this, &FileTableModel::followList);
     connect(&state_, &AppState::normalizeByChanged, this,
             [this] { emit headerDataChanged(Qt::Horizontal, peak, peak); });
+    connect(&state_, &AppState::ceilingDBTPChanged, this, [this] {
+        if (rowCount() > 0)
+            emit dataChanged(index(0, headroom), index(rowCount() - 1, headroom));
+    });
     rows_ = state_.files();
     reindex();
 }
@@ -157,13 +161,16 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
             return f->finalLUFS() ? QString::asprintf("%.1f", *f->finalLUFS()) : QString();
         break;
     case headroom: {
-        const std::optional<double> h = f->headroomDB();
+        const double ceiling = state_.ceilingDBTP();
+        const std::optional<double> h = f->headroomDB(ceiling);
         if (!h)
             break;
         if (role == Qt::DisplayRole)
-            return f->wouldClip() ? QString::asprintf("CLIP +%.1f dB", -*h) : QString::asprintf("%.1f dB", *h);
+            return f->wouldClip(ceiling) ? QString::asprintf("CLIP +%.1f dB", -*h) : QString::asprintf("%.1f dB", *h);
+        if (role == Qt::ToolTipRole)
+            return QStringLiteral("From the corrected true peak to the %1 dBTP ceiling").arg(ceiling, 0, 'f', 1);
         if (role == Qt::ForegroundRole)
-            return f->wouldClip() ? errorColor : (*h < 1.0 ? warningColor : goodColor);
+            return f->wouldClip(ceiling) ? errorColor : (*h < 1.0 ? warningColor : goodColor);
         break;
     }
     default: break;

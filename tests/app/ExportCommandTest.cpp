@@ -53,14 +53,14 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
     EXPECT_TRUE(again.out.isEmpty());
     EXPECT_TRUE(again.err.contains("quiet.wav: \"quiet (-16LUFS).flac\" already exists; it was left as it is"))
         << again.err.toStdString();
-    EXPECT_FALSE(plain.err.contains("exceed"));
+    EXPECT_FALSE(plain.err.contains("will pass"));
 
     // At -3 LUFS a quiet tone with one loud click is raised 20 dB past full
     // scale: it is listed and limited.
     const QString clicky = tone(dir, "clicky.wav", 0.05, true);
     const CommandRun hot = exportCommand({"--out", out, "--target=-3", "--ceiling", "-3", clicky});
     ASSERT_EQ(hot.status, 0) << hot.err.toStdString();
-    EXPECT_TRUE(hot.err.contains("1 file(s) will exceed 0 dBFS after correction:\n  clicky.wav  "))
+    EXPECT_TRUE(hot.err.contains("1 file(s) will pass the -3.0 dBTP ceiling after correction:\n  clicky.wav  "))
         << hot.err.toStdString();
     EXPECT_TRUE(hot.err.contains("Applying the limiter."));
     const std::vector<float> limited = fixtures::readFirstChannel(hot.out.trimmed());

@@ -4,10 +4,12 @@
 
 namespace {
 
-AnalysisResult measured(double peakLUFS, double peakDBFS) {
+// The clipping guard reads the true peak, never the lower sample peak.
+AnalysisResult measured(double peakLUFS, double truePeakDBTP) {
     AnalysisResult r;
     r.peakLUFS = peakLUFS;
-    r.peakDBFS = peakDBFS;
+    r.truePeakDBTP = truePeakDBTP;
+    r.peakDBFS = truePeakDBTP - 0.5;
     return r;
 }
 
@@ -25,24 +27,25 @@ bool waitForExport(const ExportSession& exports) {
 } // namespace
 
 TEST(ExportRunTest, ClippingGuardAndSafeTarget) {
-    auto under = itemWith("/m/under.wav", measured(-20.0, -1.0), 1.05);
-    auto over = itemWith("/m/over.wav", measured(-20.0, -1.0), 1.2);
-    auto lowered = itemWith("/m/lowered.wav", measured(-18.0, -1.0), 2.0);
+    auto under = itemWith("/m/under.wav", measured(-20.0, -2.0), 1.05);
+    auto over = itemWith("/m/over.wav", measured(-20.0, -2.0), 1.2);
+    auto lowered = itemWith("/m/lowered.wav", measured(-18.0, -2.0), 2.0);
     lowered->segmentEdits().setSegmentGain(0, -3.0);
-    auto raised = itemWith("/m/raised.wav", measured(-25.0, -6.0), 4.0);
+    auto raised = itemWith("/m/raised.wav", measured(-25.0, -7.0), 4.0);
     raised->segmentEdits().addSeparator(10.0);
     raised->segmentEdits().setSegmentGain(1, 3.0);
     auto unanalysed = itemWith("/m/none.wav", std::nullopt, 50.0);
 
-    const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles({under, over, lowered, raised, unanalysed});
+    const std::vector<ClippingFile> clipping =
+        ExportRun::findClippingFiles({under, over, lowered, raised, unanalysed}, -1.0);
     ASSERT_EQ(clipping.size(), 2u);
     EXPECT_EQ(clipping[0].fileName, "over.wav");
     EXPECT_NEAR(clipping[0].overshootDB, 0.2, 1e-12);
     EXPECT_EQ(clipping[1].fileName, "raised.wav");
     EXPECT_NEAR(clipping[1].overshootDB, 1.0, 1e-12);
 
-    EXPECT_DOUBLE_EQ(*ExportRun::computeSafeTarget({under, lowered, raised, unanalysed}), -19.0);
-    EXPECT_FALSE(ExportRun::computeSafeTarget({unanalysed}));
+    EXPECT_DOUBLE_EQ(*ExportRun::computeSafeTarget({under, lowered, raised, unanalysed}, -1.0), -19.0);
+    EXPECT_FALSE(ExportRun::computeSafeTarget({unanalysed}, -1.0));
 
     ExportSettings settings;
     settings.destinationFolder = "/out/normalized";

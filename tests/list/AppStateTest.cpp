@@ -60,7 +60,7 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     ASSERT_TRUE(bad.analysisError());
     EXPECT_TRUE(bad.analysisError()->contains("notes.mp3")) << bad.analysisError()->toStdString();
     EXPECT_FALSE(bad.finalLUFS());
-    EXPECT_FALSE(bad.headroomDB());
+    EXPECT_FALSE(bad.headroomDB(-1.0));
     EXPECT_EQ(bad.correctionDB(), 0.0);
 
     // The same file again adds nothing and leaves the status line alone; the

@@ -8,11 +8,14 @@
 
 namespace {
 
-AudioFileItemPtr measured(const QString& name, double peakLUFS, double peakDBFS, double correction) {
+// Headroom counts from the true peak to the ceiling (-1 dBTP here), never
+// from the lower sample peak.
+AudioFileItemPtr measured(const QString& name, double peakLUFS, double truePeakDBTP, double correction) {
     auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/" + name));
     AnalysisResult r;
     r.peakLUFS = peakLUFS;
-    r.peakDBFS = peakDBFS;
+    r.truePeakDBTP = truePeakDBTP;
+    r.peakDBFS = truePeakDBTP - 0.5;
     r.duration = 30;
     item->setAnalysis(r);
     item->setCorrectionDB(correction);
@@ -39,9 +42,9 @@ struct Table {
 
 TEST(FileTableViewTest, CellsShowTheFiguresInTheirColours) {
     Table t;
-    const auto slight = measured("slight.wav", -17.0, -1.0, 1.05); // headroom -0.05
-    const auto clipping = measured("clip.wav", -17.0, -1.0, 1.2);  // -0.2
-    const auto exact = measured("exact.wav", -17.0, -2.0, 1.0);    // 1.0
+    const auto slight = measured("slight.wav", -17.0, -2.0, 1.05); // headroom -0.05
+    const auto clipping = measured("clip.wav", -17.0, -2.0, 1.2);  // -0.2
+    const auto exact = measured("exact.wav", -17.0, -3.0, 1.0);    // 1.0
     const auto pending = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/pending.wav"));
     const auto broken = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/broken.m4a"));
     t.state.loadFiles({slight, clipping, exact, pending, broken});
@@ -153,7 +156,7 @@ TEST(FileTableViewTest, SelectionFollowsTheStateBothWaysAndTheDropHintGoes) {
 
 TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
     Table t;
-    const auto clipping = measured("a rather long name of a song that must give way.wav", -17.0, -1.0, 3.0);
+    const auto clipping = measured("a rather long name of a song that must give way.wav", -17.0, -2.0, 3.0);
     clipping->setIsManualOverride(true);
     const auto broken = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/broken.m4a"));
     t.state.loadFiles({clipping, broken});

@@ -277,28 +277,29 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     const AudioFileItemPtr a = w.state.files()[0];
     a->setCorrectionDB(20.0);
     a->setIsManualOverride(true);
-    ClippingWarningDialog dialog(w.state.files());
+    ClippingWarningDialog dialog(w.state.files(), -1.0);
     const QList<QLabel*> labels = dialog.findChildren<QLabel*>();
     const auto hasText = [&](const QString& text) {
         return std::any_of(labels.begin(), labels.end(), [&](QLabel* l) { return l->text() == text; });
     };
-    EXPECT_TRUE(hasText("1 file(s) will exceed 0 dBFS after correction:"));
+    EXPECT_TRUE(hasText("1 file(s) will pass the -1.0 dBTP ceiling after correction:"));
     const auto* rows = dialog.findChild<QTreeWidget*>();
     ASSERT_TRUE(rows && rows->topLevelItemCount() == 1);
     EXPECT_EQ(rows->topLevelItem(0)->text(0), "a.wav");
     EXPECT_EQ(rows->topLevelItem(0)->text(1),
-              QString::asprintf("%.1f dB over", ExportRun::findClippingFiles(w.state.files())[0].overshootDB));
+              QString::asprintf("%.1f dB over", ExportRun::findClippingFiles(w.state.files(), -1.0)[0].overshootDB));
     EXPECT_TRUE(hasText("How would you like to handle this?"));
     EXPECT_TRUE(dialog.useLimiter()) << "the limiter is preselected";
     child<QRadioButton>(dialog, "exportAnyway")->setChecked(true);
     EXPECT_FALSE(dialog.useLimiter());
-    const double safe = *ExportRun::computeSafeTarget(w.state.files());
-    EXPECT_EQ(dialog.findChild<QLabel*>("safeTargetTip")->text(),
-              QString::asprintf("Tip: Set target to %.1f LUFS or lower to avoid clipping entirely.", safe));
+    const double safe = *ExportRun::computeSafeTarget(w.state.files(), -1.0);
+    EXPECT_EQ(
+        dialog.findChild<QLabel*>("safeTargetTip")->text(),
+        QString::asprintf("Tip: Set target to %.1f LUFS or lower to keep every true peak under the ceiling.", safe));
     // Return exports from wherever the focus starts; Escape cancels.
     for (const auto& [key, result] :
          {std::pair{Qt::Key_Return, QDialog::Accepted}, {Qt::Key_Escape, QDialog::Rejected}}) {
-        ClippingWarningDialog asked(w.state.files());
+        ClippingWarningDialog asked(w.state.files(), -1.0);
         asked.show();
         ASSERT_TRUE(QTest::qWaitForWindowActive(&asked));
         QTest::keyClick(QApplication::focusWidget(), key);
