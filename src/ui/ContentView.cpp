@@ -4,6 +4,7 @@
 #include "io/NativePath.h"
 #include "playback/DefaultOutput.h"
 #include "ui/ExportControlsView.h"
+#include "ui/FiguresLine.h"
 #include "ui/FileTableView.h"
 #include "ui/Icons.h"
 #include "ui/PaintKit.h"
@@ -156,6 +157,19 @@ QLayout* ContentView::buildToolbar() {
     toolbar->addStretch();
     toolbar->addWidget(new QLabel(QStringLiteral("Target LUFS:")));
     toolbar->addWidget(target_);
+    preset_ = new QComboBox;
+    preset_->setObjectName(QStringLiteral("preset"));
+    preset_->setAccessibleName(QStringLiteral("Target preset"));
+    preset_->setToolTip(QStringLiteral("A platform's published target: sets the target, the figure and the "
+                                       "export's ceiling together; editing any of them makes it Custom"));
+    preset_->addItem(QStringLiteral("Custom"), static_cast<int>(TargetPreset::custom));
+    preset_->setItemData(0, presetDescription(TargetPreset::custom), Qt::ToolTipRole);
+    for (const PresetRow& row : presetRows) {
+        preset_->addItem(QString::fromUtf8(row.label), static_cast<int>(row.preset));
+        preset_->setItemData(preset_->count() - 1, presetDescription(row.preset), Qt::ToolTipRole);
+    }
+    showChoice(preset_, state_.preset());
+    toolbar->addWidget(preset_);
     channelMix_ = choiceBox(
         "channelMix",
         {{"Sum of channels (BS.1770)", ChannelMix::sum}, {"Average of channels (classic)", ChannelMix::average}},
@@ -204,8 +218,15 @@ QSplitter* ContentView::buildTableAndWaveform() {
             refreshStatus();
         }
     });
+    // The selected file's figures as text over its waveform.
+    waveformPage_ = new QWidget;
+    auto* page = new QVBoxLayout(waveformPage_);
+    page->setContentsMargins(0, 0, 0, 0);
+    page->setSpacing(0);
+    page->addWidget(new FiguresLine(state_));
+    page->addWidget(waveform_, 1);
     waveformArea_->addWidget(noSelection_);
-    waveformArea_->addWidget(waveform_);
+    waveformArea_->addWidget(waveformPage_);
     split->addWidget(table);
     split->addWidget(waveformArea_);
     split->setStretchFactor(0, 2);
@@ -273,6 +294,11 @@ void ContentView::connectActions() {
         state_.recalcCorrections();
         controller_->updateLiveGain();
     });
+    connect(preset_, &QComboBox::activated, this, [this](int index) {
+        state_.setPreset(static_cast<TargetPreset>(preset_->itemData(index).toInt()));
+        controller_->updateLiveGain();
+    });
+    connect(&state_, &AppState::presetChanged, this, [this] { showChoice(preset_, state_.preset()); });
     connect(channelMix_, &QComboBox::currentIndexChanged, this,
             [this] { state_.setChannelMix(choiceOf<ChannelMix>(channelMix_)); });
     connect(&state_, &AppState::channelMixChanged, this, [this] { showChoice(channelMix_, state_.channelMix()); });
@@ -341,7 +367,7 @@ void ContentView::refreshWaveformArea() {
     noSelection_->setText(failed ? QStringLiteral("%1 could not be analysed:\n%2")
                                        .arg(NativePath::shownName(file->path()), *file->analysisError())
                                  : QStringLiteral("Select a file to view waveform"));
-    waveformArea_->setCurrentWidget(file && !failed ? static_cast<QWidget*>(waveform_) : noSelection_);
+    waveformArea_->setCurrentWidget(file && !failed ? waveformPage_ : static_cast<QWidget*>(noSelection_));
 }
 
 void ContentView::refreshToolbar() { remove_->setEnabled(state_.selectedFileID().has_value()); }

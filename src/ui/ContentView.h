@@ -73,11 +73,13 @@ private:
     QPushButton* add_;
     QPushButton* remove_;
     QDoubleSpinBox* target_;
+    QComboBox* preset_;
     QComboBox* channelMix_;
     QComboBox* normalizeBy_;
     QStackedWidget* waveformArea_;
     QLabel* noSelection_;
     WaveformView* waveform_;
+    QWidget* waveformPage_;
     QFrame* progress_;
     QLabel* progressText_;
     QLabel* progressPercent_;

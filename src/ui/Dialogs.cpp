@@ -78,6 +78,12 @@ Dialogs Dialogs::standard() {
                                      QFileDialog::ExistingFile, QFileDialog::AcceptOpen,
                                      QStringLiteral("JSON (*.json)")));
     };
+    d.chooseReportToSave = [](QWidget* parent) {
+        return firstOf(runFileDialog(parent, QStringLiteral("report"), QStringLiteral("Export Report"),
+                                     QFileDialog::AnyFile, QFileDialog::AcceptSave,
+                                     QStringLiteral("CSV (*.csv);;JSON (*.json)"),
+                                     QStringLiteral("loudness_report.csv")));
+    };
     d.askAboutClipping = [](QWidget* parent, const AppState& state) -> std::optional<bool> {
         ClippingWarningDialog dialog(state.files(), state.ceilingDBTP(), parent);
         if (dialog.exec() != QDialog::Accepted)

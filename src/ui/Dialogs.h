@@ -21,6 +21,8 @@ struct Dialogs {
     std::function<QString(QWidget* parent)> chooseExportFolder;
     std::function<QString(QWidget* parent)> chooseSettingsToSave;
     std::function<QString(QWidget* parent)> chooseSettingsToLoad;
+    // Where the report goes: a .json name makes it JSON, any other CSV.
+    std::function<QString(QWidget* parent)> chooseReportToSave;
     // The clipping dialog over the state's clipping files: use the limiter
     // (true), export anyway (false), or cancel (none).
     std::function<std::optional<bool>(QWidget* parent, const AppState& state)> askAboutClipping;
@@ -31,7 +33,7 @@ struct Dialogs {
     std::function<bool(QWidget* parent)> confirmQuitDuringExport;
 
     // The desktop's file dialogs, each starting in the folder last used for
-    // its purpose ("audio", "export", "settings").
+    // its purpose ("audio", "export", "settings", "report").
     static Dialogs standard();
     // That folder (the home folder at first), and remembering a new one.
     static QString startFolder(const QString& purpose);

@@ -7,6 +7,8 @@
 #include <QGuiApplication>
 #include <QPalette>
 #include <algorithm>
+#include <cmath>
+#include <iterator>
 
 FileTableModel::FileTableModel(AppState& state, QObject* parent) : QAbstractTableModel(parent), state_(state) {
     connect(&state_, &AppState::filesChanged, this, &FileTableModel::followList);
@@ -92,9 +94,56 @@ int FileTableModel::rowOf(const QUuid& id) const {
     return it == rows_.end() ? -1 : static_cast<int>(it - rows_.begin());
 }
 
+namespace {
+
+// The optional columns: title, what the header's tooltip and menu call it,
+// and the figure.
+struct OptionalColumn {
+    const char* key; // remembered by this name
+    const char* title;
+    const char* name;
+    double (*figure)(const AnalysisResult&);
+};
+
+const OptionalColumn optionalColumns[] = {
+    {"integrated", "Integrated (LUFS)", "Integrated loudness",
+     [](const AnalysisResult& a) { return a.figures.integratedLUFS; }},
+    {"loudnessRange", "LRA (LU)", "Loudness range", [](const AnalysisResult& a) { return a.figures.loudnessRangeLU; }},
+    {"truePeak", "True peak (dBTP)", "True peak", [](const AnalysisResult& a) { return a.truePeakDBTP; }},
+    {"maxMomentary", "Max M (LUFS)", "Largest momentary loudness (400 ms)",
+     [](const AnalysisResult& a) { return a.figures.maxMomentaryLUFS; }},
+    {"maxShortTerm", "Max S (LUFS)", "Largest short-term loudness (3 s)",
+     [](const AnalysisResult& a) { return a.figures.maxShortTermLUFS; }},
+};
+static_assert(std::size(optionalColumns) == FileTableModel::columnCount_ - FileTableModel::firstOptionalColumn);
+
+const OptionalColumn* optionalColumn(int section) {
+    const int i = section - FileTableModel::firstOptionalColumn;
+    return i >= 0 && i < static_cast<int>(std::size(optionalColumns)) ? &optionalColumns[i] : nullptr;
+}
+
+} // namespace
+
+QString FileTableModel::columnName(int column) {
+    const OptionalColumn* c = optionalColumn(column);
+    return c ? QString::fromUtf8(c->name) : QString();
+}
+
+QString FileTableModel::columnKey(int column) {
+    const OptionalColumn* c = optionalColumn(column);
+    return c ? QString::fromLatin1(c->key) : QString();
+}
+
 QVariant FileTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
-    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+    if (orientation != Qt::Horizontal)
         return {};
+    const OptionalColumn* optional = optionalColumn(section);
+    if (role == Qt::ToolTipRole && optional)
+        return QString::fromUtf8(optional->name);
+    if (role != Qt::DisplayRole)
+        return {};
+    if (optional)
+        return QString::fromUtf8(optional->title);
     switch (section) {
     case name: return QStringLiteral("File");
     case peak:
@@ -173,7 +222,12 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
             return f->wouldClip(ceiling) ? errorColor : (*h < 1.0 ? warningColor : goodColor);
         break;
     }
-    default: break;
+    default:
+        if (const OptionalColumn* c = optionalColumn(index.column()); c && analysis && role == Qt::DisplayRole) {
+            const double v = c->figure(*analysis);
+            return std::isfinite(v) ? QString::asprintf("%.1f", v) : QStringLiteral("−∞");
+        }
+        break;
     }
     return {};
 }

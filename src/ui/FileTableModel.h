@@ -1,8 +1,10 @@
 #pragma once
 
 // The working list as table rows: one row per file of AppState, five
-// columns (name, Peak 20s, correction, final loudness, headroom), following
-// the list row by row and each file's changes in its own row.
+// columns (name, Peak 20s, correction, final loudness, headroom) and five
+// more that the view shows on request (integrated loudness, loudness range,
+// true peak, largest momentary and short-term loudness), following the list
+// row by row and each file's changes in its own row.
 
 #include "list/AppState.h"
 
@@ -15,7 +17,20 @@ class FileTableModel : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    enum Column { name, peak, correction, final, headroom, columnCount_ };
+    enum Column {
+        name,
+        peak,
+        correction,
+        final,
+        headroom,
+        integrated,
+        loudnessRange,
+        truePeak,
+        maxMomentary,
+        maxShortTerm,
+        columnCount_
+    };
+    static constexpr int firstOptionalColumn = integrated;
     enum Role { isAnalyzingRole = Qt::UserRole + 1, hasEditsRole, hasSoftPassagesRole, warningRole };
 
     static inline const QColor manualColor = QColor(255, 165, 0);
@@ -31,6 +46,11 @@ public:
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+
+    // What the header's menu calls an optional column, and the key its
+    // choice is remembered by; empty for the other columns.
+    static QString columnName(int column);
+    static QString columnKey(int column);
 
     AudioFileItemPtr file(int row) const;
     int rowOf(const QUuid& id) const;

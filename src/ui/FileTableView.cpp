@@ -8,6 +8,7 @@
 #include <QHelpEvent>
 #include <QMenu>
 #include <QPainter>
+#include <QSettings>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <QToolTip>
@@ -16,6 +17,7 @@ namespace {
 
 constexpr int markerSize = 9;
 constexpr int minimumNameWidth = 160;
+const QString shownColumnsKey = QStringLiteral("table/shownColumns");
 
 // The name cell: a spinner while analysing, the name (orange when manual),
 // then the warning, scissors and soft-passage markers with their tooltips.
@@ -151,7 +153,22 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
     for (const auto& [column, width] : widths)
         figures += columnWidth(column);
     setMinimumWidth(figures + minimumNameWidth + 2 * frameWidth());
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // The optional figures, shown as last chosen; with many of them the
+    // table scrolls sideways rather than widen the window.
+    const QStringList shown = QSettings().value(shownColumnsKey).toStringList();
+    for (int column = FileTableModel::firstOptionalColumn; column < FileTableModel::columnCount_; ++column) {
+        const QString title = model_->headerData(column, Qt::Horizontal).toString();
+        setColumnWidth(column, std::max(100, header->fontMetrics().horizontalAdvance(title) + 16));
+        header->setSectionResizeMode(column, QHeaderView::Fixed);
+        setColumnHidden(column, !shown.contains(FileTableModel::columnKey(column)));
+    }
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    header->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(header, &QWidget::customContextMenuRequested, this, [this, header](const QPoint& pos) {
+        QMenu* menu = columnsMenu();
+        menu->exec(header->mapToGlobal(pos));
+        menu->deleteLater();
+    });
     setContextMenuPolicy(Qt::CustomContextMenu);
 
     connect(this, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
@@ -207,6 +224,24 @@ QMenu* FileTableView::contextMenuFor(int row) {
         return nullptr;
     auto* menu = new QMenu(this);
     menu->addAction(QStringLiteral("Reset to Auto Correction"), this, [this, file] { state_.resetOverride(*file); });
+    return menu;
+}
+
+QMenu* FileTableView::columnsMenu() {
+    auto* menu = new QMenu(this);
+    for (int column = FileTableModel::firstOptionalColumn; column < FileTableModel::columnCount_; ++column) {
+        QAction* action = menu->addAction(FileTableModel::columnName(column));
+        action->setCheckable(true);
+        action->setChecked(!isColumnHidden(column));
+        connect(action, &QAction::toggled, this, [this, column](bool show) {
+            setColumnHidden(column, !show);
+            QStringList shown;
+            for (int c = FileTableModel::firstOptionalColumn; c < FileTableModel::columnCount_; ++c)
+                if (!isColumnHidden(c))
+                    shown << FileTableModel::columnKey(c);
+            QSettings().setValue(shownColumnsKey, shown);
+        });
+    }
     return menu;
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
 // The table of files: name with state markers, Peak 20s, the correction
-// control, final loudness and headroom. One file is selected at a time, in
+// control, final loudness and headroom, and the optional figures chosen in
+// the header's menu. One file is selected at a time, in
 // step with AppState's selection; the context menu of a manual row resets it
 // to the automatic correction; an empty table invites a drop.
 
@@ -23,6 +24,9 @@ public:
     void setOnCorrectionChanged(std::function<void()> callback) { onCorrectionChanged_ = std::move(callback); }
     // The menu for a right-click on `row`, or null when there is none.
     QMenu* contextMenuFor(int row);
+    // The header's menu: the optional figures to show, each checked when
+    // shown; the choice is remembered.
+    QMenu* columnsMenu();
 
 protected:
     void paintEvent(QPaintEvent* event) override;

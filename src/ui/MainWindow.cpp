@@ -1,5 +1,6 @@
 #include "ui/MainWindow.h"
 
+#include "list/LoudnessReport.h"
 #include "ui/AboutDialog.h"
 #include "ui/ContentView.h"
 #include "ui/TaskbarProgress.h"
@@ -22,6 +23,10 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
 
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->addAction(QStringLiteral("Add Files..."), QKeySequence::Open, content_, &ContentView::addFiles);
+    file->addAction(QStringLiteral("Export Report..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), this, [this] {
+        if (const QString path = dialogs_.chooseReportToSave(this); !path.isEmpty())
+            LoudnessReport::save(state_, path);
+    });
     file->addSeparator();
     file->addAction(QStringLiteral("Quit"), QKeySequence::Quit, this, &QWidget::close);
     connect(&exports_, &ExportSession::finished, this, [this] {

@@ -4,6 +4,7 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "list/AppState.h"
 #include "support/AudioFixtures.h"
+#include "support/ReferencePeaks.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -111,4 +112,77 @@ TEST_F(AnalyzeCommandTest, ColumnsStayAlignedWithWideCharacters) {
     ASSERT_EQ(lines.size(), 3);
     // Five wide characters take ten columns: the figures start where loud.wav's do.
     EXPECT_EQ(lines[1].indexOf("LUFS"), lines[2].indexOf("LUFS") + 5);
+}
+
+namespace {
+
+// Rows of a CSV text as a spreadsheet reads them: quoted fields may hold
+// commas, doubled quotes and line breaks.
+std::vector<QStringList> csvRows(const QString& text) {
+    std::vector<QStringList> rows(1);
+    QString field;
+    bool quoted = false;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text[i];
+        if (quoted && c == '"' && i + 1 < text.size() && text[i + 1] == '"')
+            field += text[++i];
+        else if (c == '"')
+            quoted = !quoted;
+        else if (!quoted && c == ',')
+            rows.back() << std::exchange(field, QString());
+        else if (!quoted && c == '\r' && i + 1 < text.size() && text[i + 1] == '\n') {
+            rows.back() << std::exchange(field, QString());
+            rows.emplace_back();
+            ++i;
+        } else
+            field += c;
+    }
+    rows.pop_back(); // after the last line break
+    return rows;
+}
+
+} // namespace
+
+TEST_F(AnalyzeCommandTest, CsvHasOneRowPerFileEveryFigureAndThePresetsVerdict) {
+    const QString odd = dir.filePath(QStringLiteral("Tom, \"the\" Böse ♪.wav"));
+    ASSERT_TRUE(QFile::copy(quiet, odd));
+    // Quiet noise with one full-scale click: raised to -14 LUFS, its true peak passes -2 dBTP.
+    const QString spiky = dir.filePath("spiky.wav");
+    std::vector<float> clicked = noise(6, 0.05, 44100 * 10);
+    clicked[44100 * 5] = 1.0f;
+    writeMonoWav(spiky, clicked, 44100);
+
+    const CommandRun r = analyze({"--csv", "--preset", "amazon", odd, spiky, bad});
+    EXPECT_EQ(r.status, 1);
+    const std::vector<QStringList> rows = csvRows(r.out);
+    ASSERT_EQ(rows.size(), 4u) << r.out.toStdString();
+    const QStringList& header = rows[0];
+    for (const QStringList& row : rows)
+        EXPECT_EQ(row.size(), header.size());
+    const auto at = [&](size_t row, const char* column) { return rows[row][header.indexOf(column)]; };
+    EXPECT_EQ(rows[1][0], odd);
+    for (size_t row : {1u, 2u}) {
+        const auto [truePeak, samplePeak, integrated] = referencePeaks(rows[row][0]);
+        EXPECT_NEAR(at(row, "Integrated (LUFS)").toDouble(), integrated, 0.02);
+        // Full-band noise: true-peak meters' interpolators differ by up to
+        // 0.7 dB here (the meter's own accuracy is checked on its reference
+        // signals); this tells the true peak from the sample peak 5 dB lower.
+        EXPECT_NEAR(at(row, "True peak (dBTP)").toDouble(), truePeak, 1.0);
+        EXPECT_NEAR(at(row, "Sample peak (dBFS)").toDouble(), 20 * std::log10(samplePeak), 0.01);
+        // Amazon Music: -14 LUFS integrated.
+        EXPECT_NEAR(at(row, "Final integrated (LUFS)").toDouble(), -14.0, 0.05);
+        EXPECT_NEAR(at(row, "Final true peak (dBTP)").toDouble(),
+                    at(row, "True peak (dBTP)").toDouble() + at(row, "Correction (dB)").toDouble(), 0.011);
+    }
+    EXPECT_EQ(at(1, "Meets Amazon Music"), "yes");
+    EXPECT_TRUE(at(2, "Meets Amazon Music").startsWith("no: true peak ")) << at(2, "Meets Amazon Music").toStdString();
+    EXPECT_EQ(at(3, "Error"), "Cannot decode broken.flac");
+    EXPECT_EQ(at(3, "Integrated (LUFS)"), "");
+
+    // An option that leaves the preset's values makes it Custom: no verdict.
+    const std::vector<QStringList> custom =
+        csvRows(analyze({"--csv", "--preset", "amazon", "--ceiling", "-1", odd}).out);
+    ASSERT_EQ(custom.size(), 2u);
+    EXPECT_FALSE(custom[0].join(',').contains("Meets"));
+    EXPECT_EQ(analyze({"--csv", "--json", odd}).status, 2);
 }

@@ -5,8 +5,8 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "export/ExportSession.h"
 #include "io/AudioReader.h"
+#include "support/ReferencePeaks.h"
 
-#include <ebur128.h>
 #include <optional>
 
 namespace {
@@ -59,32 +59,6 @@ ExportedFile exportOne(AppState& state, const QTemporaryDir& dir, ExportFormat f
     EXPECT_TRUE(fixtures::waitUntil([&] { return result.has_value(); }));
     EXPECT_TRUE(result && result->files.size() == 1 && result->files[0].written) << state.statusMessage().toStdString();
     return result && result->files.size() == 1 && result->files[0].written ? *result->files[0].written : ExportedFile{};
-}
-
-// The true peak libebur128 finds in a decoded file (dBTP, every channel), its
-// largest sample and its integrated loudness.
-std::tuple<double, float, double> referencePeaks(const QString& path) {
-    AudioReader file(path);
-    const auto channels = static_cast<unsigned>(file.channels());
-    ebur128_state* st =
-        ebur128_init(channels, static_cast<unsigned long>(file.sampleRate()), EBUR128_MODE_TRUE_PEAK | EBUR128_MODE_I);
-    std::vector<float> buffer(4096 * channels);
-    float samplePeak = 0;
-    for (int64_t n; (n = file.readInterleaved(buffer.data(), 4096)) > 0;) {
-        ebur128_add_frames_float(st, buffer.data(), static_cast<size_t>(n));
-        for (int64_t i = 0; i < n * file.channels(); ++i)
-            samplePeak = std::max(samplePeak, std::abs(buffer[static_cast<size_t>(i)]));
-    }
-    double truePeak = 0;
-    for (unsigned c = 0; c < channels; ++c) {
-        double p = 0;
-        ebur128_true_peak(st, c, &p);
-        truePeak = std::max(truePeak, p);
-    }
-    double integrated = 0;
-    ebur128_loudness_global(st, &integrated);
-    ebur128_destroy(&st);
-    return {20 * std::log10(truePeak), samplePeak, integrated};
 }
 
 } // namespace
@@ -146,7 +120,7 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
             EXPECT_EQ(QFileInfo(limited.path).fileName(),
                       ExportNaming::fileName("Hits", *hits.finalLUFS(), false, format));
             EXPECT_NEAR(LoudnessAnalyzer::analyze(limited.path).peakLUFS, *hits.finalLUFS(), 0.2) << where;
-            const auto [truePeak, samplePeak, integrated] = referencePeaks(limited.path);
+            const auto [truePeak, samplePeak, integrated] = fixtures::referencePeaks(limited.path);
             EXPECT_LE(truePeak, -1.0 + 0.1) << where;
             EXPECT_GT(samplePeak, 0.5);
         }
@@ -186,7 +160,7 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
             for (bool limiter : {true, false}) {
                 const QString where = QStringLiteral("%1 %2 %3").arg(which).arg(caseName(format)).arg(limiter);
                 const ExportedFile out = exportOne(one, dir, format, SampleRate::rate44100, limiter, where);
-                const auto [truePeak, samplePeak, integrated] = referencePeaks(out.path);
+                const auto [truePeak, samplePeak, integrated] = fixtures::referencePeaks(out.path);
                 EXPECT_LE(truePeak, -1.0 + 0.1) << where.toStdString();
                 EXPECT_LT(samplePeak, 32767.0f / 32768.0f) << where.toStdString();
                 // Without the limiter the gain is lowered until the true peak sits at the ceiling.
@@ -234,6 +208,6 @@ TEST(ExportPromiseTest, NormalizedByIntegratedLoudnessEveryMeterReadsTheTarget) 
 
     const ExportedFile out = exportOne(state, dir, ExportFormat::wav24, SampleRate::rate48000, true, "out");
     EXPECT_TRUE(out.path.endsWith("Show (-14LUFS).wav")) << out.path.toStdString();
-    EXPECT_NEAR(std::get<2>(referencePeaks(out.path)), -14.0, 0.1);
+    EXPECT_NEAR(std::get<2>(fixtures::referencePeaks(out.path)), -14.0, 0.1);
     EXPECT_GT(LoudnessAnalyzer::analyze(out.path).peakLUFS, -12.0);
 }

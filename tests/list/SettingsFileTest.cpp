@@ -175,3 +175,29 @@ TEST(SettingsFileTest, SavingNeverReplacesAnAudioFileAndReportsWriteErrors) {
     EXPECT_TRUE(state.statusMessage().startsWith("Error saving settings: "));
     EXPECT_GT(state.statusMessage().size(), 25);
 }
+
+TEST(SettingsFileTest, APresetSetsItsThreeValuesTogetherAndAnEditMakesItCustom) {
+    QTemporaryDir dir;
+    const QString settings = dir.filePath("s.json");
+    AppState state;
+    state.setPreset(TargetPreset::amazon);
+    EXPECT_EQ((TargetValues{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()}),
+              (TargetValues{-14.0, NormalizeBy::integrated, -2.0}));
+    SettingsFile::saveSettings(state, settings);
+    for (const auto edit : {+[](AppState& s) { s.setTargetLUFS(-14.5); }, +[](AppState& s) { s.setCeilingDBTP(-1.0); },
+                            +[](AppState& s) { s.setNormalizeBy(NormalizeBy::loudest); }}) {
+        AppState loaded;
+        SettingsFile::loadSettings(loaded, settings);
+        EXPECT_EQ(loaded.preset(), TargetPreset::amazon);
+        edit(loaded);
+        EXPECT_EQ(loaded.preset(), TargetPreset::custom);
+    }
+    // A file naming a preset whose values it does not hold loads them as Custom.
+    fixtures::writeFile(settings, R"({"target_lufs":-16,"preset":"amazon","files":[]})");
+    state.setPreset(TargetPreset::ebuR128);
+    SettingsFile::loadSettings(state, settings);
+    EXPECT_EQ(state.preset(), TargetPreset::custom);
+    EXPECT_EQ(state.targetLUFS(), -16.0);
+    EXPECT_TRUE(errorOf(R"({"target_lufs":-16,"preset":"radio","files":[]})")
+                    .startsWith(R"("preset" must be "custom" or one of spotify, youtube,)"));
+}

@@ -1,11 +1,14 @@
 #include "ui/MainWindow.h"
 #include "UiFixtures.h"
+#include "app/AnalyzeCommand.h"
 #include "export/ExportRun.h"
 #include "playback/MemoryOutput.h"
 #include "ui/AboutDialog.h"
 #include "ui/ClippingWarningDialog.h"
 #include "ui/ContentView.h"
 #include "ui/ExportControlsView.h"
+#include "ui/FiguresLine.h"
+#include "ui/FileTableModel.h"
 #include "ui/FileTableView.h"
 #include "ui/PlaybackControlsView.h"
 #include "ui/TaskbarProgress.h"
@@ -15,7 +18,11 @@
 #include <QDoubleSpinBox>
 #include <QElapsedTimer>
 #include <QFrame>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMimeData>
 #include <QRadioButton>
 #include <QSettings>
@@ -28,6 +35,7 @@ struct Window {
     QTemporaryDir dir;
     AppState state{AppState::AnalysisOptions{analyzeFileOutcome, 2}};
     QString exportFolder;
+    QString reportPath;
     std::optional<bool> clippingAnswer = true;
     int clippingAsked = 0;
     std::unique_ptr<MainWindow> window;
@@ -38,6 +46,7 @@ struct Window {
         d.chooseExportFolder = [this](QWidget*) { return exportFolder; };
         d.chooseSettingsToSave = [](QWidget*) { return QString(); };
         d.chooseSettingsToLoad = [](QWidget*) { return QString(); };
+        d.chooseReportToSave = [this](QWidget*) { return reportPath; };
         d.askAboutClipping = [this](QWidget*, const AppState&) {
             ++clippingAsked;
             return clippingAnswer;
@@ -340,4 +349,61 @@ TEST(TaskbarProgressTest, TheEntryOfTheDesktopFileShowsTheShareOrNothing) {
         EXPECT_EQ(properties.value("progress-visible").toBool(), visible);
         EXPECT_EQ(properties.value("progress").toDouble(), shown);
     }
+}
+
+TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
+    Window w;
+    const QString a = w.tone("a.wav", 0.2, 3.0), b = w.tone("b.wav", 0.05, 3.0);
+    w.drop({a, b});
+    ASSERT_TRUE(w.analysed());
+    auto* preset = child<QComboBox>(w.content(), "preset");
+    emit preset->activated(preset->findText("Spotify"));
+    EXPECT_EQ((TargetValues{w.state.targetLUFS(), w.state.normalizeBy(), w.state.ceilingDBTP()}),
+              (TargetValues{-14.0, NormalizeBy::integrated, -1.0}));
+    EXPECT_EQ(child<QDoubleSpinBox>(w.content(), "target")->value(), -14.0);
+    EXPECT_EQ(child<QComboBox>(w.content(), "normalizeBy")->currentText(), "Integrated");
+    child<QDoubleSpinBox>(w.content(), "ceiling")->setValue(-1.5);
+    EXPECT_EQ(preset->currentText(), "Custom");
+
+    // The window's report is the command line's, plus a byte-order mark for spreadsheets.
+    QAction* report = nullptr;
+    for (QAction* action : w.window->findChildren<QAction*>())
+        report = action->text() == "Export Report..." ? action : report;
+    ASSERT_TRUE(report);
+    w.reportPath = w.dir.filePath(QStringLiteral("report, ü.csv"));
+    report->trigger();
+    EXPECT_EQ(w.state.statusMessage(), "Report saved.");
+    QString cli, errors;
+    QTextStream out(&cli), err(&errors);
+    AnalyzeCommand::run({"--csv", "--target=-14", "--normalize-by=integrated", "--ceiling=-1.5", a, b}, out, err);
+    out.flush();
+    EXPECT_EQ(fixtures::readFile(w.reportPath), "\xEF\xBB\xBF" + cli.toUtf8());
+    w.reportPath = w.dir.filePath("report.json");
+    report->trigger();
+    const QJsonArray json = QJsonDocument::fromJson(fixtures::readFile(w.reportPath)).array();
+    ASSERT_EQ(json.size(), 2);
+    EXPECT_NEAR(json[1].toObject()["finalLUFS"].toDouble(), -14.0, 0.05);
+    w.reportPath = a; // never over a listed file
+    report->trigger();
+    EXPECT_TRUE(w.state.statusMessage().startsWith("Error saving report: ")) << w.state.statusMessage().toStdString();
+
+    // The optional figures come and go from the header's menu, remembered for the next window.
+    QSettings().remove("table/shownColumns");
+    auto* table = w.window->findChild<FileTableView*>();
+    std::unique_ptr<QMenu> menu(table->columnsMenu());
+    ASSERT_EQ(menu->actions().size(), 5);
+    EXPECT_TRUE(table->isColumnHidden(FileTableModel::truePeak));
+    menu->actions()[2]->setChecked(true);
+    EXPECT_FALSE(table->isColumnHidden(FileTableModel::truePeak));
+    EXPECT_EQ(table->model()->index(0, FileTableModel::truePeak).data().toString(),
+              QString::asprintf("%.1f", w.state.files()[0]->analysis()->truePeakDBTP));
+    EXPECT_FALSE(FileTableView(w.state).isColumnHidden(FileTableModel::truePeak));
+    menu->actions()[2]->setChecked(false);
+
+    // Every figure of the selected file, as text.
+    auto* figures = child<QLabel>(w.content(), "figuresLine");
+    const QString first = figures->text();
+    EXPECT_TRUE(first.contains("Integrated ") && first.contains("True peak ") && first.contains("LRA "));
+    w.state.setSelectedFileID(w.state.files()[1]->id());
+    EXPECT_NE(figures->text(), first);
 }

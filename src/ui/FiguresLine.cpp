@@ -1,0 +1,54 @@
+#include "ui/FiguresLine.h"
+
+#include "ui/PaintKit.h"
+
+#include <QStringList>
+#include <cmath>
+
+namespace {
+
+QString figure(double value, const char* unit) {
+    return std::isfinite(value) ? QStringLiteral("%1 %2").arg(value, 0, 'f', 1).arg(QLatin1String(unit))
+                                : QStringLiteral("−∞ %1").arg(QLatin1String(unit));
+}
+
+} // namespace
+
+FiguresLine::FiguresLine(AppState& state, QWidget* parent) : QLabel(parent), state_(state) {
+    setObjectName(QStringLiteral("figuresLine"));
+    setAccessibleName(QStringLiteral("Figures of the selected file"));
+    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    setContentsMargins(12, 4, 12, 4);
+    QFont caption = font();
+    caption.setPixelSize(11);
+    setFont(caption);
+    setStyleSheet(PaintKit::secondaryTextStyle(palette()));
+    connect(&state_, &AppState::selectedFileIDChanged, this, &FiguresLine::follow);
+    follow();
+}
+
+QString FiguresLine::describe(const AnalysisResult& a) {
+    const QString separator = QStringLiteral("  ·  ");
+    return QStringList{
+        QStringLiteral("Peak 20s ") + figure(a.peakLUFS, "LUFS"),
+        QStringLiteral("Integrated ") + figure(a.figures.integratedLUFS, "LUFS"),
+        QStringLiteral("LRA ") + figure(a.figures.loudnessRangeLU, "LU"),
+        QStringLiteral("True peak ") + figure(a.truePeakDBTP, "dBTP"),
+        QStringLiteral("Sample peak ") + figure(a.peakDBFS, "dBFS"),
+        QStringLiteral("Max momentary ") + figure(a.figures.maxMomentaryLUFS, "LUFS"),
+        QStringLiteral("Max short-term ") + figure(a.figures.maxShortTermLUFS, "LUFS"),
+        QStringLiteral("%1 kHz, %2 ch").arg(static_cast<double>(a.sampleRate) / 1000.0, 0, 'g', 4).arg(a.channels)}
+        .join(separator);
+}
+
+void FiguresLine::follow() {
+    disconnect(fileConnection_);
+    if (const AudioFileItemPtr file = state_.selectedFile())
+        fileConnection_ = connect(file.get(), &AudioFileItem::changed, this, &FiguresLine::refresh);
+    refresh();
+}
+
+void FiguresLine::refresh() {
+    const AudioFileItemPtr file = state_.selectedFile();
+    setText(file && file->analysis() ? describe(*file->analysis()) : QString());
+}
