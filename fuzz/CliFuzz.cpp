@@ -15,7 +15,7 @@ namespace {
 bool same(const ExportOptions& a, const ExportOptions& b) {
     return a.out == b.out && a.target == b.target && a.format == b.format && a.rate == b.rate &&
            a.limiter == b.limiter && a.ceiling == b.ceiling && a.overwrite == b.overwrite && a.settings == b.settings &&
-           a.channels == b.channels && a.normalizeBy == b.normalizeBy && a.files == b.files;
+           a.channels == b.channels && a.normalizeBy == b.normalizeBy && a.preset == b.preset && a.files == b.files;
 }
 
 QStringList written(const ExportOptions& o) {
@@ -28,6 +28,8 @@ QStringList written(const ExportOptions& o) {
         args << "--channels" << channelMixNames.name(*o.channels);
     if (o.normalizeBy)
         args << "--normalize-by=" + normalizeByNames.name(*o.normalizeBy);
+    if (o.preset)
+        args << "--preset" << presetName(*o.preset);
     if (o.limiter)
         args << (*o.limiter ? "--limiter" : "--no-limiter");
     if (o.overwrite)
