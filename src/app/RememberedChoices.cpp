@@ -18,6 +18,10 @@ namespace {
 const QString geometryKey = QStringLiteral("window/geometry");
 const QString splitterKey = QStringLiteral("window/splitter");
 const QString targetKey = QStringLiteral("choices/targetLUFS");
+const QString ceilingKey = QStringLiteral("choices/ceilingDBTP");
+const QString normalizeByKey = QStringLiteral("choices/normalizeBy");
+const QString channelMixKey = QStringLiteral("choices/channelMix");
+const QString presetKey = QStringLiteral("choices/preset");
 const QString formatKey = QStringLiteral("choices/exportFormat");
 const QString rateKey = QStringLiteral("choices/exportSampleRate");
 
@@ -62,6 +66,16 @@ void restore(AppState& state, MainWindow& window) {
     const double target = settings.value(targetKey).toDouble(&ok);
     if (ok && target >= SettingsFile::minimumTargetLUFS && target <= SettingsFile::maximumTargetLUFS)
         state.setTargetLUFS(target);
+    const double ceiling = settings.value(ceilingKey).toDouble(&ok);
+    if (ok)
+        state.setCeilingDBTP(ceiling); // held to its range
+    if (const auto by = normalizeByNames.named(settings.value(normalizeByKey).toString()))
+        state.setNormalizeBy(*by);
+    if (const auto mix = channelMixNames.named(settings.value(channelMixKey).toString()))
+        state.setChannelMix(*mix);
+    if (const auto preset = presetNamed(settings.value(presetKey).toString());
+        preset && presetValues(*preset) == TargetValues{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()})
+        state.setPreset(*preset);
     if (const auto format = exportFormatNamed(settings.value(formatKey).toString()))
         window.exportSession().setFormat(*format);
     if (const auto rate = sampleRateFromRawValue(settings.value(rateKey).toLongLong()))
@@ -75,8 +89,17 @@ void restore(AppState& state, MainWindow& window) {
 }
 
 void keep(AppState& state, MainWindow& window) {
-    QObject::connect(&state, &AppState::targetLUFSChanged, &state,
-                     [&state] { QSettings().setValue(targetKey, state.targetLUFS()); });
+    const auto keepAim = [&state] {
+        QSettings settings;
+        settings.setValue(targetKey, state.targetLUFS());
+        settings.setValue(ceilingKey, state.ceilingDBTP());
+        settings.setValue(normalizeByKey, normalizeByNames.name(state.normalizeBy()));
+        settings.setValue(channelMixKey, channelMixNames.name(state.channelMix()));
+        settings.setValue(presetKey, presetName(state.preset()));
+    };
+    for (const auto signal : {&AppState::targetLUFSChanged, &AppState::ceilingDBTPChanged,
+                              &AppState::normalizeByChanged, &AppState::channelMixChanged, &AppState::presetChanged})
+        QObject::connect(&state, signal, &state, keepAim);
     const ExportSession& exports = window.exportSession();
     QObject::connect(&exports, &ExportSession::choicesChanged, &window, [&exports] {
         QSettings settings;

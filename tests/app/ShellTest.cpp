@@ -55,7 +55,8 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     {
         SonivelApp run;
         run.start({}, false);
-        run.appState().setTargetLUFS(-23.0);
+        run.appState().setPreset(TargetPreset::amazon);
+        run.appState().setChannelMix(ChannelMix::average);
         run.window().exportSession().setFormat(ExportFormat::flac);
         run.window().exportSession().setSampleRate(SampleRate::rate96000);
         run.window().setGeometry(40, 30, 1000, 650);
@@ -65,7 +66,11 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     {
         SonivelApp next;
         next.start({}, false);
-        EXPECT_EQ(next.appState().targetLUFS(), -23.0);
+        EXPECT_EQ(next.appState().preset(), TargetPreset::amazon);
+        EXPECT_EQ(
+            (TargetValues{next.appState().targetLUFS(), next.appState().normalizeBy(), next.appState().ceilingDBTP()}),
+            (TargetValues{-14.0, NormalizeBy::integrated, -2.0}));
+        EXPECT_EQ(next.appState().channelMix(), ChannelMix::average);
         EXPECT_EQ(next.window().exportSession().choices(), (ExportChoices{ExportFormat::flac, SampleRate::rate96000}));
         EXPECT_EQ(next.window().size(), QSize(1000, 650));
         const QList<int> sizes = next.window().findChild<QSplitter*>("tableAndWaveform")->sizes();
@@ -75,11 +80,15 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     settings.setValue("choices/targetLUFS", 12.0);
     settings.setValue("choices/exportFormat", "ogg");
     settings.setValue("choices/exportSampleRate", 22050);
+    settings.setValue("choices/normalizeBy", "x");
+    settings.setValue("choices/preset", "radio");
     settings.setValue("window/geometry", QByteArray("garbage"));
     settings.sync();
     SonivelApp odd;
     odd.start({}, false);
     EXPECT_EQ(odd.appState().targetLUFS(), AppState::defaultTargetLUFS);
+    EXPECT_EQ(odd.appState().normalizeBy(), NormalizeBy::loudest);
+    EXPECT_EQ(odd.appState().preset(), TargetPreset::custom);
     EXPECT_EQ(odd.window().exportSession().choices(), ExportChoices{});
     EXPECT_EQ(odd.window().size(), QSize(1200, 700));
 }
