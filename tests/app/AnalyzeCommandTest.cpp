@@ -59,40 +59,6 @@ TEST_F(AnalyzeCommandTest, RowsComeInTheOrderGivenWithErrorsInPlace) {
     EXPECT_EQ(analyze({loud, soft}).status, 0);
 }
 
-TEST_F(AnalyzeCommandTest, JsonHasOneObjectPerFile) {
-    const CommandRun r = analyze({"--json", soft, bad});
-    EXPECT_EQ(r.status, 1);
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(r.out.toUtf8(), &parseError);
-    ASSERT_EQ(parseError.error, QJsonParseError::NoError) << r.out.toStdString();
-    const QJsonArray array = doc.array();
-    ASSERT_EQ(array.size(), 2);
-
-    const AnalysisResult s = LoudnessAnalyzer::analyze(soft);
-    ASSERT_EQ(s.softPassageRanges().size(), 1u);
-    const TimeRange passage = s.softPassageRanges()[0];
-    const double correction = AppState::correctionFor(-16.0, s.peakLUFS); // the default target
-    EXPECT_NEAR(passage.start, 30.0, 1.6);                                // the quiet 20 s
-    EXPECT_NEAR(passage.end, 50.0, 1.6);
-    EXPECT_EQ(array[0].toObject(), (QJsonObject{{"file", soft},
-                                                {"sampleRate", 48000},
-                                                {"channels", s.channels},
-                                                {"duration", 70.0},
-                                                {"peakLUFS", s.peakLUFS},
-                                                {"peakDBFS", s.peakDBFS},
-                                                {"integratedLUFS", s.figures.integratedLUFS},
-                                                {"loudnessRangeLU", s.figures.loudnessRangeLU},
-                                                {"truePeakDBTP", s.truePeakDBTP},
-                                                {"maxMomentaryLUFS", s.figures.maxMomentaryLUFS},
-                                                {"maxShortTermLUFS", s.figures.maxShortTermLUFS},
-                                                {"windowStart", s.windowStart},
-                                                {"windowEnd", s.windowEnd},
-                                                {"softPassages", QJsonArray{QJsonArray{passage.start, passage.end}}},
-                                                {"correctionDB", correction},
-                                                {"finalLUFS", s.peakLUFS + correction}}));
-    EXPECT_EQ(array[1].toObject(), (QJsonObject{{"file", bad}, {"error", "Cannot decode broken.flac"}}));
-}
-
 TEST(AnalyzeCommand, UsageErrors) {
     EXPECT_EQ(analyze({}).status, 2);
     const CommandRun unknown = analyze({"--loud"});
@@ -123,19 +89,16 @@ std::vector<QStringList> csvRows(const QString& text) {
     QString field;
     bool quoted = false;
     for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text[i];
-        if (quoted && c == '"' && i + 1 < text.size() && text[i + 1] == '"')
-            field += text[++i];
-        else if (c == '"')
+        const bool doubled = quoted && text[i] == '"' && text.mid(i + 1, 1) == "\"";
+        if (text[i] == '"' && !doubled)
             quoted = !quoted;
-        else if (!quoted && c == ',')
+        else if (!quoted && (text[i] == ',' || text.mid(i, 2) == "\r\n"))
             rows.back() << std::exchange(field, QString());
-        else if (!quoted && c == '\r' && i + 1 < text.size() && text[i + 1] == '\n') {
-            rows.back() << std::exchange(field, QString());
+        else
+            field += text[i];
+        if (!quoted && text.mid(i, 2) == "\r\n")
             rows.emplace_back();
-            ++i;
-        } else
-            field += c;
+        i += doubled || (!quoted && text.mid(i, 2) == "\r\n") ? 1 : 0;
     }
     rows.pop_back(); // after the last line break
     return rows;
@@ -143,7 +106,7 @@ std::vector<QStringList> csvRows(const QString& text) {
 
 } // namespace
 
-TEST_F(AnalyzeCommandTest, CsvHasOneRowPerFileEveryFigureAndThePresetsVerdict) {
+TEST_F(AnalyzeCommandTest, CsvAndJsonHaveOneRecordPerFileEveryFigureAndThePresetsVerdict) {
     const QString odd = dir.filePath(QStringLiteral("Tom, \"the\" Böse ♪.wav"));
     ASSERT_TRUE(QFile::copy(quiet, odd));
     // Quiet noise with one full-scale click: raised to -14 LUFS, its true peak passes -2 dBTP.
@@ -152,10 +115,10 @@ TEST_F(AnalyzeCommandTest, CsvHasOneRowPerFileEveryFigureAndThePresetsVerdict) {
     clicked[44100 * 5] = 1.0f;
     writeMonoWav(spiky, clicked, 44100);
 
-    const CommandRun r = analyze({"--csv", "--preset", "amazon", odd, spiky, bad});
+    const CommandRun r = analyze({"--csv", "--preset", "amazon", odd, spiky, bad, soft});
     EXPECT_EQ(r.status, 1);
     const std::vector<QStringList> rows = csvRows(r.out);
-    ASSERT_EQ(rows.size(), 4u) << r.out.toStdString();
+    ASSERT_EQ(rows.size(), 5u) << r.out.toStdString();
     const QStringList& header = rows[0];
     for (const QStringList& row : rows)
         EXPECT_EQ(row.size(), header.size());
@@ -178,6 +141,24 @@ TEST_F(AnalyzeCommandTest, CsvHasOneRowPerFileEveryFigureAndThePresetsVerdict) {
     EXPECT_TRUE(at(2, "Meets Amazon Music").startsWith("no: true peak ")) << at(2, "Meets Amazon Music").toStdString();
     EXPECT_EQ(at(3, "Error"), "Cannot decode broken.flac");
     EXPECT_EQ(at(3, "Integrated (LUFS)"), "");
+
+    // The JSON carries the same, and where the soft passage lies.
+    const QJsonArray json =
+        QJsonDocument::fromJson(analyze({"--json", "--preset", "amazon", odd, bad, soft}).out.toUtf8()).array();
+    ASSERT_EQ(json.size(), 3);
+    EXPECT_EQ(json[0]["file"].toString(), odd);
+    for (const auto& [key, column] : {std::pair{"integratedLUFS", "Integrated (LUFS)"},
+                                      {"truePeakDBTP", "True peak (dBTP)"},
+                                      {"correctionDB", "Correction (dB)"},
+                                      {"finalLUFS", "Final integrated (LUFS)"},
+                                      {"loudnessRangeLU", "Loudness range (LU)"},
+                                      {"maxShortTermLUFS", "Max short-term (LUFS)"}})
+        EXPECT_NEAR(json[0][key].toDouble(), at(1, column).toDouble(), 0.005) << key;
+    EXPECT_TRUE(json[0]["meetsPreset"].toBool());
+    EXPECT_EQ(json[1].toObject(), (QJsonObject{{"file", bad}, {"error", "Cannot decode broken.flac"}}));
+    const QJsonArray passage = json[2]["softPassages"][0].toArray();
+    EXPECT_NEAR(passage[0].toDouble(), 30.0, 1.6); // the quiet 20 s
+    EXPECT_NEAR(passage[1].toDouble(), 50.0, 1.6);
 
     // An option that leaves the preset's values makes it Custom: no verdict.
     const std::vector<QStringList> custom =

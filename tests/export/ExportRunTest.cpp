@@ -4,22 +4,6 @@
 
 namespace {
 
-// The clipping guard reads the true peak, never the lower sample peak.
-AnalysisResult measured(double peakLUFS, double truePeakDBTP) {
-    AnalysisResult r;
-    r.peakLUFS = peakLUFS;
-    r.truePeakDBTP = truePeakDBTP;
-    r.peakDBFS = truePeakDBTP - 0.5;
-    return r;
-}
-
-AudioFileItemPtr itemWith(const QString& path, std::optional<AnalysisResult> analysis, double correction) {
-    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile(path));
-    item->setAnalysis(std::move(analysis));
-    item->setCorrectionDB(correction);
-    return item;
-}
-
 bool waitForExport(const ExportSession& exports) {
     return fixtures::waitUntil([&] { return !exports.isExporting(); });
 }
@@ -27,14 +11,14 @@ bool waitForExport(const ExportSession& exports) {
 } // namespace
 
 TEST(ExportRunTest, ClippingGuardAndSafeTarget) {
-    auto under = itemWith("/m/under.wav", measured(-20.0, -2.0), 1.05);
-    auto over = itemWith("/m/over.wav", measured(-20.0, -2.0), 1.2);
-    auto lowered = itemWith("/m/lowered.wav", measured(-18.0, -2.0), 2.0);
+    auto under = measuredItem("/m/under.wav", -20.0, -2.0, 1.05);
+    auto over = measuredItem("/m/over.wav", -20.0, -2.0, 1.2);
+    auto lowered = measuredItem("/m/lowered.wav", -18.0, -2.0, 2.0);
     lowered->segmentEdits().setSegmentGain(0, -3.0);
-    auto raised = itemWith("/m/raised.wav", measured(-25.0, -7.0), 4.0);
+    auto raised = measuredItem("/m/raised.wav", -25.0, -7.0, 4.0);
     raised->segmentEdits().addSeparator(10.0);
     raised->segmentEdits().setSegmentGain(1, 3.0);
-    auto unanalysed = itemWith("/m/none.wav", std::nullopt, 50.0);
+    auto unanalysed = measuredItem("/m/none.wav", NAN, NAN, 50.0);
 
     const std::vector<ClippingFile> clipping =
         ExportRun::findClippingFiles({under, over, lowered, raised, unanalysed}, -1.0);

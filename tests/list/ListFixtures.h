@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QTemporaryDir>
 #include <QUrl>
+#include <cmath>
 #include <gtest/gtest.h>
 
 using fixtures::writeTone;
@@ -19,6 +20,23 @@ inline QList<QUrl> urlsOf(const QStringList& paths) {
     for (const QString& p : paths)
         urls << QUrl::fromLocalFile(p);
     return urls;
+}
+
+// A 30-second item measured at `peakLUFS` whose true peak is `truePeakDBTP`
+// (its sample peak half a dB lower, which headroom and the clipping guard
+// never read), with a correction; unmeasured at NaN.
+inline AudioFileItemPtr measuredItem(const QString& path, double peakLUFS, double truePeakDBTP, double correction) {
+    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile(path));
+    if (!std::isnan(peakLUFS)) {
+        AnalysisResult r;
+        r.peakLUFS = peakLUFS;
+        r.truePeakDBTP = truePeakDBTP;
+        r.peakDBFS = truePeakDBTP - 0.5;
+        r.duration = 30;
+        item->setAnalysis(r);
+    }
+    item->setCorrectionDB(correction);
+    return item;
 }
 
 struct StatusRecorder {

@@ -1,4 +1,5 @@
 #include "ui/FileTableView.h"
+#include "../list/ListFixtures.h"
 #include "UiFixtures.h"
 #include "ui/CorrectionDelegate.h"
 #include "ui/FileTableModel.h"
@@ -7,20 +8,6 @@
 #include <QHeaderView>
 
 namespace {
-
-// Headroom counts from the true peak to the ceiling (-1 dBTP here), never
-// from the lower sample peak.
-AudioFileItemPtr measured(const QString& name, double peakLUFS, double truePeakDBTP, double correction) {
-    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/" + name));
-    AnalysisResult r;
-    r.peakLUFS = peakLUFS;
-    r.truePeakDBTP = truePeakDBTP;
-    r.peakDBFS = truePeakDBTP - 0.5;
-    r.duration = 30;
-    item->setAnalysis(r);
-    item->setCorrectionDB(correction);
-    return item;
-}
 
 // A state whose analyses never finish on their own, so rows keep the states set here.
 struct Table {
@@ -42,9 +29,9 @@ struct Table {
 
 TEST(FileTableViewTest, CellsShowTheFiguresInTheirColours) {
     Table t;
-    const auto slight = measured("slight.wav", -17.0, -2.0, 1.05); // headroom -0.05
-    const auto clipping = measured("clip.wav", -17.0, -2.0, 1.2);  // -0.2
-    const auto exact = measured("exact.wav", -17.0, -3.0, 1.0);    // 1.0
+    const auto slight = measuredItem("/m/slight.wav", -17.0, -2.0, 1.05); // headroom -0.05
+    const auto clipping = measuredItem("/m/clip.wav", -17.0, -2.0, 1.2);  // -0.2
+    const auto exact = measuredItem("/m/exact.wav", -17.0, -3.0, 1.0);    // 1.0
     const auto pending = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/pending.wav"));
     const auto broken = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/broken.m4a"));
     t.state.loadFiles({slight, clipping, exact, pending, broken});
@@ -80,7 +67,7 @@ TEST(FileTableViewTest, CorrectionDragStepperAndResetMenu) {
     EXPECT_DOUBLE_EQ(CorrectionDelegate::afterDrag(0.0, 0.5), -0.1) << "-0.05 rounds away from zero";
 
     Table t;
-    const auto file = measured("a.wav", -20.0, -6.0, 1.0);
+    const auto file = measuredItem("/m/a.wav", -20.0, -6.0, 1.0);
     const auto failed = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/failed.wav"));
     t.state.loadFiles({file, failed});
     int changes = 0;
@@ -142,7 +129,7 @@ TEST(FileTableViewTest, SelectionFollowsTheStateBothWaysAndTheDropHintGoes) {
             hint += empty.pixelColor(x, y) != empty.pixelColor(5, 5) ? 1 : 0;
     EXPECT_GT(hint, 50) << "the drop hint is drawn in the middle";
 
-    const auto a = measured("a.wav", -20, -6, 0), b = measured("b.wav", -20, -6, 0);
+    const auto a = measuredItem("/m/a.wav", -20, -6, 0), b = measuredItem("/m/b.wav", -20, -6, 0);
     t.state.loadFiles({a, b});
     EXPECT_EQ(t.view.currentIndex().row(), 0);
     const QImage filled = t.view.viewport()->grab().toImage();
@@ -156,7 +143,7 @@ TEST(FileTableViewTest, SelectionFollowsTheStateBothWaysAndTheDropHintGoes) {
 
 TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
     Table t;
-    const auto clipping = measured("a rather long name of a song that must give way.wav", -17.0, -2.0, 3.0);
+    const auto clipping = measuredItem("/m/a rather long name of a song that must give way.wav", -17.0, -2.0, 3.0);
     clipping->setIsManualOverride(true);
     const auto broken = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/broken.m4a"));
     t.state.loadFiles({clipping, broken});

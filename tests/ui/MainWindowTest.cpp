@@ -20,7 +20,6 @@
 #include <QFrame>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
@@ -360,9 +359,7 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     emit preset->activated(preset->findText("Spotify"));
     EXPECT_EQ((TargetValues{w.state.targetLUFS(), w.state.normalizeBy(), w.state.ceilingDBTP()}),
               (TargetValues{-14.0, NormalizeBy::integrated, -1.0}));
-    EXPECT_EQ(child<QDoubleSpinBox>(w.content(), "target")->value(), -14.0);
-    EXPECT_EQ(child<QComboBox>(w.content(), "normalizeBy")->currentText(), "Integrated");
-    child<QDoubleSpinBox>(w.content(), "ceiling")->setValue(-1.5);
+    child<QDoubleSpinBox>(w.content(), "target")->setValue(-14.5);
     EXPECT_EQ(preset->currentText(), "Custom");
 
     // The window's report is the command line's, plus a byte-order mark for spreadsheets.
@@ -375,14 +372,12 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     EXPECT_EQ(w.state.statusMessage(), "Report saved.");
     QString cli, errors;
     QTextStream out(&cli), err(&errors);
-    AnalyzeCommand::run({"--csv", "--target=-14", "--normalize-by=integrated", "--ceiling=-1.5", a, b}, out, err);
+    AnalyzeCommand::run({"--csv", "--target=-14.5", "--normalize-by=integrated", a, b}, out, err);
     out.flush();
     EXPECT_EQ(fixtures::readFile(w.reportPath), "\xEF\xBB\xBF" + cli.toUtf8());
     w.reportPath = w.dir.filePath("report.json");
     report->trigger();
-    const QJsonArray json = QJsonDocument::fromJson(fixtures::readFile(w.reportPath)).array();
-    ASSERT_EQ(json.size(), 2);
-    EXPECT_NEAR(json[1].toObject()["finalLUFS"].toDouble(), -14.0, 0.05);
+    EXPECT_EQ(QJsonDocument::fromJson(fixtures::readFile(w.reportPath)).array().size(), 2);
     w.reportPath = a; // never over a listed file
     report->trigger();
     EXPECT_TRUE(w.state.statusMessage().startsWith("Error saving report: ")) << w.state.statusMessage().toStdString();
