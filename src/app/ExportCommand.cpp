@@ -111,6 +111,9 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
     runEventsUntil([&] { return !state.isAnalyzing(); }, cancel);
     if (cancel.load())
         return false;
+    // A settings file from before the mix could be chosen: say which was taken.
+    if (!options.channels && state.statusMessage().endsWith(SettingsFile::noMixNotice))
+        err << "sonivel export: " << SettingsFile::noMixNotice << '\n';
     for (const AudioFileItemPtr& file : state.files()) {
         if (file->analysisError()) {
             err << "sonivel export: " << NativePath::shownName(file->path()) << ": " << *file->analysisError() << '\n';

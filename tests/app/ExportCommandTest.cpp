@@ -111,6 +111,7 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
         "pipe, not a file), socket.wav (a socket, not a file), folder.wav (a folder, not a file), a.wav (listed "
         "twice), pipe.wav (a named pipe, not a file)\n"))
         << fromSettings.err.toStdString();
+    EXPECT_TRUE(fromSettings.err.contains(SettingsFile::noMixNotice)) << "the settings file names no channel mix";
 
     EXPECT_EQ(exportCommand({"--out", dir.filePath("o"), "--settings", dir.filePath("none.json")}).status, 1);
     EXPECT_EQ(exportCommand({a}).status, 2);
