@@ -9,6 +9,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 using namespace fixtures;
 
@@ -82,25 +83,16 @@ TEST_F(AnalyzeCommandTest, ColumnsStayAlignedWithWideCharacters) {
 
 namespace {
 
-// Rows of a CSV text as a spreadsheet reads them: quoted fields may hold
-// commas, doubled quotes and line breaks.
+// Rows of a CSV text as a spreadsheet reads them: a quoted field may hold
+// commas and doubled quotes.
 std::vector<QStringList> csvRows(const QString& text) {
-    std::vector<QStringList> rows(1);
-    QString field;
-    bool quoted = false;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const bool doubled = quoted && text[i] == '"' && text.mid(i + 1, 1) == "\"";
-        if (text[i] == '"' && !doubled)
-            quoted = !quoted;
-        else if (!quoted && (text[i] == ',' || text.mid(i, 2) == "\r\n"))
-            rows.back() << std::exchange(field, QString());
-        else
-            field += text[i];
-        if (!quoted && text.mid(i, 2) == "\r\n")
-            rows.emplace_back();
-        i += doubled || (!quoted && text.mid(i, 2) == "\r\n") ? 1 : 0;
+    static const QRegularExpression field(R"re((?:^|,)(?:"((?:[^"]|"")*)"|([^,]*)))re");
+    std::vector<QStringList> rows;
+    for (const QString& line : text.split("\r\n", Qt::SkipEmptyParts)) {
+        rows.emplace_back();
+        for (const QRegularExpressionMatch& m : field.globalMatch(line))
+            rows.back() << (m.hasCaptured(1) ? m.captured(1).replace("\"\"", "\"") : m.captured(2));
     }
-    rows.pop_back(); // after the last line break
     return rows;
 }
 
