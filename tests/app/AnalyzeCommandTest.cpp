@@ -66,8 +66,11 @@ TEST(AnalyzeCommand, UsageErrors) {
     EXPECT_TRUE(unknown.status == 2 && unknown.err.contains("unknown option '--loud'"));
     const CommandRun help = analyze({"--help"});
     EXPECT_TRUE(help.status == 0 && help.out.startsWith("Usage: sonivel analyze"));
-    // After "--" a name that starts with a dash is a file.
-    EXPECT_TRUE(analyze({"--", "-odd.wav"}).out.contains("-odd.wav  File not found"));
+    EXPECT_TRUE(help.out.contains("  atsc-a85      ATSC A/85 broadcast: -24 LUFS integrated, -2 dBTP\n"));
+    // After "--" a name that starts with a dash is a file; the ranges' ends are taken.
+    EXPECT_EQ(analyze({"--", "-odd.wav"}).out.split('\n', Qt::SkipEmptyParts).mid(1),
+              QStringList{"-odd.wav  File not found"});
+    EXPECT_EQ(analyze({"--target=-40", "--ceiling=-0.1", "--target", "-3", "--ceiling=-6", "x.wav"}).status, 1);
     for (const QStringList& mix : {QStringList{"--channels", "mono", "a.wav"}, QStringList{"a.wav", "--channels"}})
         EXPECT_EQ(analyze(mix).status, 2) << mix.join(' ').toStdString();
 }
@@ -136,26 +139,34 @@ TEST_F(AnalyzeCommandTest, CsvAndJsonHaveOneRecordPerFileEveryFigureAndThePreset
 
     // The JSON carries the same, and where the soft passage lies.
     const QJsonArray json =
-        QJsonDocument::fromJson(analyze({"--json", "--preset", "amazon", odd, bad, soft}).out.toUtf8()).array();
-    ASSERT_EQ(json.size(), 3);
+        QJsonDocument::fromJson(analyze({"--json", "--preset", "amazon", odd, spiky, bad, soft}).out.toUtf8()).array();
+    ASSERT_EQ(json.size(), 4);
     EXPECT_EQ(json[0]["file"].toString(), odd);
     for (const auto& [key, column] : {std::pair{"integratedLUFS", "Integrated (LUFS)"},
                                       {"truePeakDBTP", "True peak (dBTP)"},
                                       {"correctionDB", "Correction (dB)"},
                                       {"finalLUFS", "Final integrated (LUFS)"},
                                       {"loudnessRangeLU", "Loudness range (LU)"},
-                                      {"maxShortTermLUFS", "Max short-term (LUFS)"}})
+                                      {"maxShortTermLUFS", "Max short-term (LUFS)"},
+                                      {"maxMomentaryLUFS", "Max momentary (LUFS)"},
+                                      {"peakLUFS", "Peak 20s (LUFS)"},
+                                      {"peakDBFS", "Sample peak (dBFS)"},
+                                      {"duration", "Duration (s)"},
+                                      {"sampleRate", "Sample rate (Hz)"},
+                                      {"channels", "Channels"}})
         EXPECT_NEAR(json[0][key].toDouble(), at(1, column).toDouble(), 0.005) << key;
     EXPECT_TRUE(json[0]["meetsPreset"].toBool());
-    EXPECT_EQ(json[1].toObject(), (QJsonObject{{"file", bad}, {"error", "Cannot decode broken.flac"}}));
-    const QJsonArray passage = json[2]["softPassages"][0].toArray();
+    EXPECT_TRUE(json[1]["whyNot"].toString().startsWith("true peak ")) << json[1]["whyNot"].toString().toStdString();
+    EXPECT_EQ(json[2].toObject(), (QJsonObject{{"file", bad}, {"error", "Cannot decode broken.flac"}}));
+    const QJsonArray passage = json[3]["softPassages"][0].toArray();
     EXPECT_NEAR(passage[0].toDouble(), 30.0, 1.6); // the quiet 20 s
     EXPECT_NEAR(passage[1].toDouble(), 50.0, 1.6);
 
     // An option that leaves the preset's values makes it Custom: no verdict.
     const std::vector<QStringList> custom =
-        csvRows(analyze({"--csv", "--preset", "amazon", "--ceiling", "-1", odd}).out);
+        csvRows(analyze({"--csv", "--preset", "amazon", "--normalize-by", "loudest", odd}).out);
     ASSERT_EQ(custom.size(), 2u);
     EXPECT_FALSE(custom[0].join(',').contains("Meets"));
+    EXPECT_NEAR(custom[1][custom[0].indexOf("Final Peak 20s (LUFS)")].toDouble(), -14.0, 0.05);
     EXPECT_EQ(analyze({"--csv", "--json", odd}).status, 2);
 }

@@ -375,6 +375,12 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     AnalyzeCommand::run({"--csv", "--target=-14.5", "--normalize-by=integrated", a, b}, out, err);
     out.flush();
     EXPECT_EQ(fixtures::readFile(w.reportPath), "\xEF\xBB\xBF" + cli.toUtf8());
+    // A manual correction off the preset's target is named in its verdict.
+    emit preset->activated(preset->findText("Spotify"));
+    w.state.files()[1]->setIsManualOverride(true);
+    w.state.files()[1]->setCorrectionDB(w.state.files()[1]->correctionDB() + 1.5);
+    report->trigger();
+    EXPECT_TRUE(fixtures::readFile(w.reportPath).contains(",\"no: integrated -12."));
     w.reportPath = w.dir.filePath("report.json");
     report->trigger();
     EXPECT_EQ(QJsonDocument::fromJson(fixtures::readFile(w.reportPath)).array().size(), 2);
