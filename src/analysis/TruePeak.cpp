@@ -69,6 +69,33 @@ float largestGain() {
     return gain;
 }
 
+// A float's magnitude as an integer that orders as the magnitudes do (NaN
+// above infinity).
+inline int32_t magnitudeBits(float x) {
+    int32_t bits;
+    std::memcpy(&bits, &x, sizeof bits);
+    return bits & INT32_MAX;
+}
+
+// Whether any of `count` samples is louder than `reach`: sixteen at a time,
+// in a loop the compiler makes one of vector maxima, stopping at the first
+// sixteen that hold one.
+bool anyLouder(const float* samples, int64_t count, float reach) {
+    const int32_t limit = magnitudeBits(reach);
+    int64_t k = 0;
+    for (; k + 16 <= count; k += 16) {
+        int32_t loudest = 0;
+        for (int j = 0; j < 16; ++j)
+            loudest = std::max(loudest, magnitudeBits(samples[k + j]));
+        if (loudest > limit)
+            return true;
+    }
+    for (; k < count; ++k)
+        if (magnitudeBits(samples[k]) > limit)
+            return true;
+    return false;
+}
+
 // The widest group of frames the kernels below take at once.
 constexpr int64_t laneCount = 8;
 
@@ -210,18 +237,29 @@ void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, fl
     const std::array<Phase, 3>& taps = phases();
     static const bool eight = hasEight();
     const float reach = floor / largestGain();
+    if (channels_ == 2) {
+        float* left = lines_[0].data() + history;
+        float* right = lines_[1].data() + history;
+        for (int64_t i = 0; i < frames; ++i) {
+            left[i] = interleaved[2 * i];
+            right[i] = interleaved[2 * i + 1];
+        }
+    } else {
+        for (int c = 0; c < channels_; ++c) {
+            float* line = lines_[static_cast<size_t>(c)].data() + history;
+            for (int64_t i = 0; i < frames; ++i)
+                line[i] = interleaved[i * channels_ + c];
+        }
+    }
     for (int c = 0; c < channels_; ++c) {
         float* line = lines_[static_cast<size_t>(c)].data();
-        for (int64_t i = 0; i < frames; ++i)
-            line[history + i] = interleaved[i * channels_ + c];
         // Output i is the frame at line[i + latency − 1]: the sample
         // `latency` frames before the newest, with its points after it; its
         // points read line[i, i + tapsPerPhase).
         for (int64_t start = 0; start < frames; start += run) {
             const int64_t n = std::min(run, frames - start);
             const float* taken = line + start;
-            // Loud runs stop the search at their first loud sample.
-            if (std::any_of(taken, taken + n + history, [reach](float x) { return std::abs(x) > reach; }))
+            if (anyLouder(taken, n + history, reach))
                 (eight ? peaksEight : peaksFour)(taken, n, taps, peaks + start);
         }
         std::copy(line + frames, line + frames + history, line);
@@ -235,7 +273,11 @@ void TruePeakMeter::add(const float* interleaved, int64_t frames) {
     for (int64_t done = 0; done < frames; done += block) {
         const int64_t n = std::min(block, frames - done);
         detector_.process(interleaved + done * detector_.channels(), n, peaks_.data(), largest_);
-        largest_ = std::max(largest_, *std::max_element(peaks_.begin(), peaks_.begin() + n));
+        // The peaks are never negative: their bit patterns order as they do.
+        int32_t loudest = magnitudeBits(largest_);
+        for (int64_t i = 0; i < n; ++i)
+            loudest = std::max(loudest, magnitudeBits(peaks_[static_cast<size_t>(i)]));
+        std::memcpy(&largest_, &loudest, sizeof largest_);
     }
 }
 
