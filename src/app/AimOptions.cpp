@@ -61,8 +61,7 @@ Aim aimOf(const AimOptions& o, const Aim& base) {
     aim.values.targetLUFS = o.target.value_or(aim.values.targetLUFS);
     aim.values.ceilingDBTP = o.ceiling.value_or(aim.values.ceilingDBTP);
     aim.values.normalizeBy = o.normalizeBy.value_or(aim.values.normalizeBy);
-    if (presetValues(aim.preset) != aim.values)
-        aim.preset = TargetPreset::custom;
+    aim.preset = presetHolding(aim.preset, aim.values);
     return aim;
 }
 

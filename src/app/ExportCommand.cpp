@@ -91,11 +91,7 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
             return false;
         skipped = loaded.value();
     }
-    const Aim aim = aimOf(options, {{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()}, state.preset()});
-    state.setNormalizeBy(aim.values.normalizeBy);
-    state.setTargetLUFS(aim.values.targetLUFS);
-    state.setCeilingDBTP(aim.values.ceilingDBTP);
-    state.setPreset(aim.preset);
+    state.setAim(aimOf(options, state.currentAim()));
     state.recalcCorrections();
     if (options.channels)
         state.setChannelMix(*options.channels);

@@ -62,20 +62,20 @@ private:
 
 void restore(AppState& state, MainWindow& window) {
     const QSettings settings;
+    Aim aim = state.currentAim();
     bool ok = false;
     const double target = settings.value(targetKey).toDouble(&ok);
     if (ok && target >= SettingsFile::minimumTargetLUFS && target <= SettingsFile::maximumTargetLUFS)
-        state.setTargetLUFS(target);
+        aim.values.targetLUFS = target;
     const double ceiling = settings.value(ceilingKey).toDouble(&ok);
     if (ok)
-        state.setCeilingDBTP(ceiling); // held to its range
-    if (const auto by = normalizeByNames.named(settings.value(normalizeByKey).toString()))
-        state.setNormalizeBy(*by);
+        aim.values.ceilingDBTP = ceiling; // held to its range
+    aim.values.normalizeBy =
+        normalizeByNames.named(settings.value(normalizeByKey).toString()).value_or(aim.values.normalizeBy);
+    aim.preset = presetNamed(settings.value(presetKey).toString()).value_or(aim.preset);
+    state.setAim(aim);
     if (const auto mix = channelMixNames.named(settings.value(channelMixKey).toString()))
         state.setChannelMix(*mix);
-    if (const auto preset = presetNamed(settings.value(presetKey).toString());
-        preset && presetValues(*preset) == TargetValues{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()})
-        state.setPreset(*preset);
     if (const auto format = exportFormatNamed(settings.value(formatKey).toString()))
         window.exportSession().setFormat(*format);
     if (const auto rate = sampleRateFromRawValue(settings.value(rateKey).toLongLong()))

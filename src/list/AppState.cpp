@@ -136,19 +136,17 @@ void AppState::setNormalizeBy(NormalizeBy by) {
     keepPresetTrue();
 }
 
-void AppState::setPreset(TargetPreset preset) {
-    if (const std::optional<TargetValues> values = presetValues(preset)) {
-        setTargetLUFS(values->targetLUFS);
-        setNormalizeBy(values->normalizeBy);
-        setCeilingDBTP(values->ceilingDBTP);
-    }
-    publish(this, preset_, preset, &AppState::presetChanged);
+void AppState::setPreset(TargetPreset preset) { setAim({presetValues(preset).value_or(currentAim().values), preset}); }
+
+void AppState::setAim(const Aim& aim) {
+    setTargetLUFS(aim.values.targetLUFS);
+    setNormalizeBy(aim.values.normalizeBy);
+    setCeilingDBTP(aim.values.ceilingDBTP);
+    publish(this, preset_, presetHolding(aim.preset, currentAim().values), &AppState::presetChanged);
 }
 
 void AppState::keepPresetTrue() {
-    const std::optional<TargetValues> values = presetValues(preset_);
-    if (values && *values != TargetValues{targetLUFS_, normalizeBy_, ceilingDBTP_})
-        publish(this, preset_, TargetPreset::custom, &AppState::presetChanged);
+    publish(this, preset_, presetHolding(preset_, currentAim().values), &AppState::presetChanged);
 }
 
 void AppState::aim(AudioFileItem& item) const {

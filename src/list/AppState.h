@@ -77,6 +77,8 @@ public:
     // The platform whose target, figure and ceiling are set, while all three
     // still hold its values; Custom once any of them is edited.
     TargetPreset preset() const { return preset_; }
+    // The target, the figure and the ceiling, with the preset they hold.
+    Aim currentAim() const { return {{targetLUFS_, normalizeBy_, ceilingDBTP_}, preset_}; }
 
     // One of the listed files is `path` (by identity, not by name).
     bool lists(const QString& path) const;
@@ -104,6 +106,9 @@ public:
     // Sets the preset's target, figure and ceiling together; Custom changes
     // none of them.
     void setPreset(TargetPreset preset);
+    // Sets the three values (the ceiling held to its range) and keeps the
+    // preset only if they are its own.
+    void setAim(const Aim& aim);
 
     // Appends the files with an admitted extension whose paths are not listed
     // yet, selects the first of them when nothing is selected, and analyses

@@ -24,9 +24,10 @@ FileReport makeReport(const QString& file, const AnalysisResult& result, const A
     r.windowEnd = result.windowEnd;
     r.softPassages = result.softPassageRanges();
     r.warning = result.warning();
+    r.figureLUFS = result.figureLUFS(aim.values.normalizeBy);
     // A silent file is exported as it is.
     if (!result.isSilent())
-        r.correctionDB = AppState::correctionFor(aim.values.targetLUFS, result.figureLUFS(aim.values.normalizeBy));
+        r.correctionDB = AppState::correctionFor(aim.values.targetLUFS, r.figureLUFS);
     return r;
 }
 
@@ -40,10 +41,6 @@ FileReport makeErrorReport(const QString& file, const QString& error) {
 namespace LoudnessReport {
 
 namespace {
-
-double figureOf(const FileReport& r, NormalizeBy by) {
-    return by == NormalizeBy::integrated ? r.figures.integratedLUFS : r.peakLUFS;
-}
 
 // Two decimals with a point; nothing for what has no finite value (the
 // peak of digital silence).
@@ -63,13 +60,6 @@ QString field(const QString& text) {
 
 QString figureName(NormalizeBy by) {
     return by == NormalizeBy::integrated ? QStringLiteral("integrated") : QStringLiteral("Peak 20s");
-}
-
-QString presetLabel(TargetPreset preset) {
-    for (const PresetRow& row : presetRows)
-        if (row.preset == preset)
-            return QString::fromUtf8(row.label);
-    return {};
 }
 
 } // namespace
@@ -141,7 +131,7 @@ QByteArray csv(const std::vector<FileReport>& files, const Aim& aim) {
                            number(r.figures.maxMomentaryLUFS),
                            number(r.figures.maxShortTermLUFS),
                            number(r.correctionDB),
-                           number(figureOf(r, by) + r.correctionDB),
+                           number(r.figureLUFS + r.correctionDB),
                            number(r.truePeakDBTP + r.correctionDB)};
         if (const std::optional<Compliance> c = complianceOf(r, aim))
             fields << (c->met ? QStringLiteral("yes") : QStringLiteral("no: ") + c->why);
@@ -177,7 +167,7 @@ QByteArray json(const std::vector<FileReport>& files, const Aim& aim) {
         o.insert(QStringLiteral("windowEnd"), r.windowEnd);
         o.insert(QStringLiteral("softPassages"), passages);
         o.insert(QStringLiteral("correctionDB"), r.correctionDB);
-        o.insert(QStringLiteral("finalLUFS"), figureOf(r, aim.values.normalizeBy) + r.correctionDB);
+        o.insert(QStringLiteral("finalLUFS"), r.figureLUFS + r.correctionDB);
         if (const std::optional<Compliance> c = complianceOf(r, aim)) {
             o.insert(QStringLiteral("meetsPreset"), c->met);
             if (!c->met)
@@ -190,12 +180,8 @@ QByteArray json(const std::vector<FileReport>& files, const Aim& aim) {
     return QJsonDocument(array).toJson(QJsonDocument::Indented);
 }
 
-Aim aimOf(const AppState& state) {
-    return {{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()}, state.preset()};
-}
-
 std::vector<FileReport> ofList(const AppState& state) {
-    const Aim aim = aimOf(state);
+    const Aim aim = state.currentAim();
     std::vector<FileReport> files;
     for (const AudioFileItemPtr& item : state.files()) {
         if (item->analysis()) {
@@ -218,8 +204,9 @@ Outcome<> save(AppState& state, const QString& path) {
                 throw FileError(AppState::listedFileNotReplaced(path));
             const bool asJson = path.endsWith(QLatin1String(".json"), Qt::CaseInsensitive);
             // The byte-order mark lets spreadsheets read the names as UTF-8.
-            TemporaryFiles::replaceWith(path, asJson ? json(ofList(state), aimOf(state))
-                                                     : QByteArray("\xEF\xBB\xBF") + csv(ofList(state), aimOf(state)));
+            TemporaryFiles::replaceWith(path,
+                                        asJson ? json(ofList(state), state.currentAim())
+                                               : QByteArray("\xEF\xBB\xBF") + csv(ofList(state), state.currentAim()));
         },
         QStringLiteral("Unexpected error"));
     state.setStatusMessage(saved.ok() ? QStringLiteral("Report saved.")

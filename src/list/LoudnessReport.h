@@ -33,6 +33,7 @@ struct FileReport {
     double windowEnd = 0.0;
     std::vector<TimeRange> softPassages;
     std::optional<QString> warning; // measured, but with a caveat
+    double figureLUFS = 0.0;        // the figure it is normalized by
     double correctionDB = 0.0;      // the gain the export gives it
 
     bool isSilent() const { return peakLUFS <= -70.0; }
@@ -59,7 +60,6 @@ QByteArray json(const std::vector<FileReport>& files, const Aim& aim);
 // The listed files as the window shows them, each with its own correction
 // (files still being measured appear as failed, with why).
 std::vector<FileReport> ofList(const AppState& state);
-Aim aimOf(const AppState& state);
 
 // Writes the list's report to `path`, as JSON when it ends in ".json", else
 // as CSV, and says "Report saved." or "Error saving report: ..." in the

@@ -219,12 +219,9 @@ Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const 
         return Outcome<std::vector<AppState::SkippedFile>>::failure(decoded.error());
     }
     const SettingsData& data = decoded.value();
-    state.setTargetLUFS(std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS));
-    state.setCeilingDBTP(data.ceilingDBTP);
-    state.setNormalizeBy(data.normalizeBy);
-    const bool holds =
-        presetValues(data.preset) == TargetValues{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()};
-    state.setPreset(holds ? data.preset : TargetPreset::custom);
+    state.setAim(
+        {{std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS), data.normalizeBy, data.ceilingDBTP},
+         data.preset});
     const ChannelMix mix = data.channelMix.value_or(ChannelMix::sum);
     if (mix != state.channelMix()) {
         state.loadFiles({}); // the list that goes is not measured again

@@ -20,6 +20,15 @@ std::optional<TargetValues> presetValues(TargetPreset preset) {
     return row ? std::optional(row->values) : std::nullopt;
 }
 
+TargetPreset presetHolding(TargetPreset preset, const TargetValues& values) {
+    return presetValues(preset) == values ? preset : TargetPreset::custom;
+}
+
+QString presetLabel(TargetPreset preset) {
+    const PresetRow* row = rowOf(preset);
+    return row ? QString::fromUtf8(row->label) : QStringLiteral("Custom");
+}
+
 QString presetName(TargetPreset preset) {
     const PresetRow* row = rowOf(preset);
     return row ? QString::fromLatin1(row->name) : customName;
@@ -39,7 +48,7 @@ QString presetDescription(TargetPreset preset) {
     if (!row)
         return QStringLiteral("Custom: the target, figure and ceiling as set by hand");
     return QStringLiteral("%1: %2 LUFS %3, %4 dBTP")
-        .arg(QString::fromUtf8(row->label))
+        .arg(presetLabel(preset))
         .arg(row->values.targetLUFS)
         .arg(row->values.normalizeBy == NormalizeBy::integrated ? QStringLiteral("integrated")
                                                                 : QStringLiteral("loudest 20 s"))

@@ -48,6 +48,10 @@ inline constexpr std::array<PresetRow, 9> presetRows{{
 
 // The values a preset sets; none for Custom.
 std::optional<TargetValues> presetValues(TargetPreset preset);
+// `preset` while `values` are its own, else Custom.
+TargetPreset presetHolding(TargetPreset preset, const TargetValues& values);
+// "Spotify", ...; "Custom".
+QString presetLabel(TargetPreset preset);
 // "spotify", ..., and "custom".
 QString presetName(TargetPreset preset);
 std::optional<TargetPreset> presetNamed(const QString& name);

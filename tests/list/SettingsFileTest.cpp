@@ -181,8 +181,7 @@ TEST(SettingsFileTest, APresetSetsItsThreeValuesTogetherAndAnEditMakesItCustom) 
     const QString settings = dir.filePath("s.json");
     AppState state;
     state.setPreset(TargetPreset::amazon);
-    EXPECT_EQ((TargetValues{state.targetLUFS(), state.normalizeBy(), state.ceilingDBTP()}),
-              (TargetValues{-14.0, NormalizeBy::integrated, -2.0}));
+    EXPECT_EQ(state.currentAim().values, (TargetValues{-14.0, NormalizeBy::integrated, -2.0}));
     SettingsFile::saveSettings(state, settings);
     AppState loaded;
     SettingsFile::loadSettings(loaded, settings);

@@ -357,8 +357,7 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     ASSERT_TRUE(w.analysed());
     auto* preset = child<QComboBox>(w.content(), "preset");
     emit preset->activated(preset->findText("Spotify"));
-    EXPECT_EQ((TargetValues{w.state.targetLUFS(), w.state.normalizeBy(), w.state.ceilingDBTP()}),
-              (TargetValues{-14.0, NormalizeBy::integrated, -1.0}));
+    EXPECT_EQ(w.state.currentAim().values, (TargetValues{-14.0, NormalizeBy::integrated, -1.0}));
     child<QDoubleSpinBox>(w.content(), "target")->setValue(-14.5);
     EXPECT_EQ(preset->currentText(), "Custom");
 
