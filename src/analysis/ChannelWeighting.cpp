@@ -29,36 +29,43 @@ ChannelEnergy::ChannelEnergy(int64_t sampleRate, ChannelWeighting weighting) : w
     filters_.assign(static_cast<size_t>(std::max(filters, 1)), KWeightingFilter(sampleRate));
 }
 
-void ChannelEnergy::process(const float* interleaved, const float* mono, int64_t frames, float* energy) {
+double ChannelEnergy::accumulate(const float* interleaved, const float* mono, int64_t frames, double sum) {
     const int channels = weighting_.channels();
+    const std::vector<float>& weights = weighting_.weights;
     if (weighting_.mix == ChannelMix::average || channels <= 1) {
-        if (!mono && channels > 1) {
-            if (channel_.size() < static_cast<size_t>(frames))
-                channel_.resize(static_cast<size_t>(frames));
-            downmixInterleaved(interleaved, frames, channels, channel_.data());
-        }
-        filters_.front().process(mono ? mono : channels > 1 ? channel_.data() : interleaved, energy, frames);
+        if (channel_.size() < static_cast<size_t>(frames))
+            channel_.resize(static_cast<size_t>(frames));
+        float* y = channel_.data();
+        if (!mono && channels > 1)
+            downmixInterleaved(interleaved, frames, channels, y);
+        filters_.front().process(mono ? mono : channels > 1 ? y : interleaved, y, frames);
         // The classic figure weighs its one channel 1.0 whatever it carries.
-        const float weight = channels == 1 && weighting_.mix == ChannelMix::sum ? weighting_.weights.front() : 1.0f;
+        const float weight = channels == 1 && weighting_.mix == ChannelMix::sum ? weights.front() : 1.0f;
         for (int64_t i = 0; i < frames; ++i)
-            energy[i] = energy[i] * energy[i] * weight; // squared in 32-bit float
-        return;
+            sum += static_cast<double>(y[i] * y[i] * weight); // squared in 32-bit float
+        return sum;
     }
     if (channels == 2) {
-        // Stereo, the common case, both chains at once; the same sums as below.
-        const float left = weighting_.weights[0], right = weighting_.weights[1];
-        KWeightingFilter::processStereo(filters_.data(), interleaved, frames,
-                                        [&](int64_t n, const std::array<float, 2>& y) {
-                                            energy[n] = left * (y[0] * y[0]) + right * (y[1] * y[1]);
-                                        });
-        return;
+        // Stereo, the common case: both chains at once, each frame's square
+        // summed as it comes out.
+        double total = sum; // a local the loop keeps in a register
+        KWeightingFilter::processStereo(
+            filters_.data(), interleaved, frames,
+            [&, left = weights[0], right = weights[1]](int64_t, const std::array<float, 2>& y) {
+                total += static_cast<double>(left * (y[0] * y[0]) + right * (y[1] * y[1]));
+            });
+        return total;
     }
-    if (channel_.size() < static_cast<size_t>(frames))
-        channel_.resize(static_cast<size_t>(frames));
+    // Any other count, a channel at a time: its filtered squares are added
+    // to each frame's energy in channel order, then the frames are summed.
+    const auto count = static_cast<size_t>(frames);
+    if (channel_.size() < 2 * count)
+        channel_.resize(2 * count);
     float* y = channel_.data();
+    float* energy = y + count;
     std::fill(energy, energy + frames, 0.0f);
     for (int c = 0; c < channels; ++c) {
-        const float weight = weighting_.weights[static_cast<size_t>(c)];
+        const float weight = weights[static_cast<size_t>(c)];
         if (weight == 0.0f)
             continue;
         for (int64_t i = 0; i < frames; ++i)
@@ -67,4 +74,7 @@ void ChannelEnergy::process(const float* interleaved, const float* mono, int64_t
         for (int64_t i = 0; i < frames; ++i)
             energy[i] += weight * (y[i] * y[i]);
     }
+    for (int64_t i = 0; i < frames; ++i)
+        sum += static_cast<double>(energy[i]);
+    return sum;
 }

@@ -31,13 +31,14 @@ ChannelWeighting weightingFor(ChannelMix mix, const std::vector<AudioReader::Cha
 class ChannelEnergy {
 public:
     ChannelEnergy(int64_t sampleRate, ChannelWeighting weighting);
-    // `mono` is the down-mix of the `frames` frames of `interleaved`
-    // (downmixInterleaved), or null: the classic mix then makes it itself;
-    // `energy` receives one value per frame.
-    void process(const float* interleaved, const float* mono, int64_t frames, float* energy);
+    // Adds each of `frames` frames' square to `sum`, one after another in
+    // 64 bits, and returns the sum. `mono` is the down-mix of the frames of
+    // `interleaved` (downmixInterleaved), or null: the classic mix then
+    // makes it itself.
+    double accumulate(const float* interleaved, const float* mono, int64_t frames, double sum);
 
 private:
     ChannelWeighting weighting_;
     std::vector<KWeightingFilter> filters_;
-    std::vector<float> channel_;
+    std::vector<float> channel_; // one filtered channel after another
 };

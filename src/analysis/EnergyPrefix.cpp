@@ -41,18 +41,11 @@ EnergyPrefix::Accumulator::Accumulator(int64_t stride, int64_t expectedSamples)
 }
 
 void EnergyPrefix::Accumulator::add(const float* squared, int64_t count) {
-    int64_t i = 0;
-    while (i < count) {
-        const int64_t n = std::min(count - i, stride_ - position_ % stride_);
-        double sum = sum_;
+    add(count, [&](int64_t offset, int64_t n, double sum) {
         for (int64_t k = 0; k < n; ++k)
-            sum += static_cast<double>(squared[i + k]);
-        sum_ = sum;
-        position_ += n;
-        i += n;
-        if (position_ % stride_ == 0)
-            sums_.push_back(sum_);
-    }
+            sum += static_cast<double>(squared[offset + k]);
+        return sum;
+    });
 }
 
 EnergyPrefix EnergyPrefix::Accumulator::take() {

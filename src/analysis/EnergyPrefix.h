@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -39,6 +40,19 @@ public:
     public:
         Accumulator(int64_t stride, int64_t expectedSamples);
         void add(const float* squared, int64_t count);
+        // Adds `count` squared samples that `addOnto(offset, n, sum)` adds
+        // onto `sum` one after another, the n from `offset` on, and returns:
+        // it is asked for at most a stride's worth at a time.
+        template <typename AddOnto> void add(int64_t count, AddOnto addOnto) {
+            for (int64_t i = 0; i < count;) {
+                const int64_t n = std::min(count - i, stride_ - position_ % stride_);
+                sum_ = addOnto(i, n, sum_);
+                position_ += n;
+                i += n;
+                if (position_ % stride_ == 0)
+                    sums_.push_back(sum_);
+            }
+        }
         EnergyPrefix take();
 
     private:

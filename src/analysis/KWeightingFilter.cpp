@@ -68,10 +68,25 @@ KWeightingFilter::Coeffs KWeightingFilter::coefficients(int64_t sampleRate) {
 void KWeightingFilter::process(const float* input, float* output, int64_t count) {
     const Section p = coeffs_.preFilter;
     const Section h = coeffs_.highPass;
-    State a = pre_;
-    State b = high_;
-    for (int64_t n = 0; n < count; ++n)
-        output[n] = static_cast<float>(step<double>(h, b, step<double>(p, a, input[n])));
-    pre_ = a;
-    high_ = b;
+    FusedMultiplyAdd::run([&]() __attribute__((always_inline)) {
+        // The states are copied in and out, so that they stay in registers.
+        State a = pre_, b = high_;
+        for (int64_t n = 0; n < count; ++n)
+            output[n] = static_cast<float>(step<double>(h, b, step<double>(p, a, input[n])));
+        pre_ = a;
+        high_ = b;
+    });
 }
+
+namespace FusedMultiplyAdd {
+
+bool available() {
+#if defined(__x86_64__)
+    static const bool fused = __builtin_cpu_supports("fma");
+    return fused;
+#else
+    return false;
+#endif
+}
+
+} // namespace FusedMultiplyAdd

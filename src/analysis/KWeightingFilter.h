@@ -1,5 +1,7 @@
 #pragma once
 
+#include "analysis/FusedMultiplyAdd.h"
+
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -34,6 +36,7 @@ public:
     // hands each frame's outputs to `take(frame, outputs)`. Each channel's
     // outputs are exactly those of process(); the two share vector
     // registers, so a frame costs about what one channel's sample does.
+    // `take` is inlined into the loop.
     template <typename Take>
     static void processStereo(KWeightingFilter* filters, const float* interleaved, int64_t frames, Take take);
 
@@ -44,8 +47,10 @@ private:
         double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
     };
     // One section's next output, of one channel or of a vector of them; the
-    // previous output's term comes last, so each output waits on it alone.
-    template <typename Value, typename Sec, typename St> static Value step(const Sec& s, St& state, Value x) {
+    // previous output's term comes last, so each output waits on it alone
+    // (with fused multiply-adds, on one of them).
+    template <typename Value, typename Sec, typename St>
+    [[gnu::always_inline]] static inline Value step(const Sec& s, St& state, Value x) {
         const Value y = s.b0 * x + s.b1 * state.x1 + s.b2 * state.x2 - s.a2 * state.y2 - s.a1 * state.y1;
         state.x2 = state.x1;
         state.x1 = x;
@@ -72,7 +77,7 @@ void KWeightingFilter::processStereo(KWeightingFilter* filters, const float* int
         Lanes x1, x2, y1, y2;
     };
     VectorSection p{}, h{};
-    VectorState a{}, b{};
+    VectorState start{}, end{};
     for (int c = 0; c < Channels; ++c) {
         const Coeffs& k = filters[c].coeffs_;
         p.b0[c] = k.preFilter.b0, p.b1[c] = k.preFilter.b1, p.b2[c] = k.preFilter.b2;
@@ -81,21 +86,25 @@ void KWeightingFilter::processStereo(KWeightingFilter* filters, const float* int
         h.a1[c] = k.highPass.a1, h.a2[c] = k.highPass.a2;
         const State& s = filters[c].pre_;
         const State& t = filters[c].high_;
-        a.x1[c] = s.x1, a.x2[c] = s.x2, a.y1[c] = s.y1, a.y2[c] = s.y2;
-        b.x1[c] = t.x1, b.x2[c] = t.x2, b.y1[c] = t.y1, b.y2[c] = t.y2;
+        start.x1[c] = s.x1, start.x2[c] = s.x2, start.y1[c] = s.y1, start.y2[c] = s.y2;
+        end.x1[c] = t.x1, end.x2[c] = t.x2, end.y1[c] = t.y1, end.y2[c] = t.y2;
     }
-    std::array<float, Channels> out;
-    for (int64_t n = 0; n < frames; ++n) {
-        Lanes x;
-        for (int c = 0; c < Channels; ++c)
-            x[c] = interleaved[n * Channels + c];
-        const Lanes z = step<Lanes>(h, b, step<Lanes>(p, a, x));
-        for (int c = 0; c < Channels; ++c)
-            out[c] = static_cast<float>(z[c]);
-        take(n, out);
-    }
+    FusedMultiplyAdd::run([&]() __attribute__((always_inline)) {
+        // The states are copied in and out, so that they stay in registers.
+        VectorState a = start, b = end;
+        std::array<float, Channels> out;
+        for (int64_t n = 0; n < frames; ++n) {
+            const Lanes x = {interleaved[n * Channels], interleaved[n * Channels + 1]};
+            const Lanes z = step<Lanes>(h, b, step<Lanes>(p, a, x));
+            for (int c = 0; c < Channels; ++c)
+                out[c] = static_cast<float>(z[c]);
+            take(n, out);
+        }
+        start = a;
+        end = b;
+    });
     for (int c = 0; c < Channels; ++c) {
-        filters[c].pre_ = {a.x1[c], a.x2[c], a.y1[c], a.y2[c]};
-        filters[c].high_ = {b.x1[c], b.x2[c], b.y1[c], b.y2[c]};
+        filters[c].pre_ = {start.x1[c], start.x2[c], start.y1[c], start.y2[c]};
+        filters[c].high_ = {end.x1[c], end.x2[c], end.y1[c], end.y2[c]};
     }
 }

@@ -13,16 +13,11 @@ ProgrammeMeter::ProgrammeMeter(int64_t sampleRate, ChannelWeighting weighting, i
 }
 
 void ProgrammeMeter::add(const float* interleaved, int64_t frames) {
-    constexpr int64_t block = 4096;
-    squares_.resize(static_cast<size_t>(std::min(frames, block)));
-    for (int64_t done = 0; done < frames; done += block) {
-        const int64_t n = std::min(block, frames - done);
-        const float* from = interleaved + done * channels_;
-        for (int64_t i = 0; i < n * channels_; ++i)
-            samplePeak_ = std::max(samplePeak_, std::abs(from[i]));
-        channelEnergy_.process(from, nullptr, n, squares_.data());
-        energy_.add(squares_.data(), n);
-    }
+    for (int64_t i = 0; i < frames * channels_; ++i)
+        samplePeak_ = std::max(samplePeak_, std::abs(interleaved[i]));
+    energy_.add(frames, [&](int64_t offset, int64_t n, double sum) {
+        return channelEnergy_.accumulate(interleaved + offset * channels_, nullptr, n, sum);
+    });
     if (truePeak_)
         truePeak_->add(interleaved, frames);
     frames_ += frames;

@@ -41,5 +41,4 @@ private:
     ChannelEnergy channelEnergy_;
     EnergyPrefix::Accumulator energy_;
     std::optional<TruePeakMeter> truePeak_;
-    std::vector<float> squares_;
 };

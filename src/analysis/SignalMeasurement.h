@@ -78,7 +78,6 @@ private:
     ChannelEnergy channelEnergy_;
     TruePeakMeter truePeak_;
     EnergyPrefix::Accumulator energy_;
-    std::vector<float> scratch_;
 };
 
 // Down-mixes `frames` interleaved frames of `channels` channels into `mono`:

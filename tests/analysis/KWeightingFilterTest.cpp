@@ -79,10 +79,11 @@ TEST(KWeightingFilter, ReferenceGainsAt48k) {
     EXPECT_LT(std::abs(dc.back()), 1e-4f);
 }
 
-// Stereo runs both channels' filters in one vector; it must give the very
-// sums that filtering each channel on its own gives (here: with a third,
-// weightless channel, which takes the general path).
-TEST(KWeightingFilterTest, StereoInOneVectorSumsExactlyAsChannelByChannel) {
+// Stereo runs both channels' filters in one vector; it must give the sums
+// that filtering each channel on its own gives (here: with a third,
+// weightless channel, which takes the general path), up to the rounding of
+// a fused multiply-add.
+TEST(KWeightingFilterTest, StereoInOneVectorSumsAsChannelByChannel) {
     const std::vector<float> left = fixtures::noise(1, 0.7, 9000), right = fixtures::sine(60.0, 0.9, 44100, 9000);
     std::vector<float> two, three;
     for (size_t i = 0; i < left.size(); ++i) {
@@ -91,11 +92,11 @@ TEST(KWeightingFilterTest, StereoInOneVectorSumsExactlyAsChannelByChannel) {
     }
     ChannelEnergy stereo(44100, {ChannelMix::sum, {1.0f, 1.41f}}),
         general(44100, {ChannelMix::sum, {1.0f, 1.41f, 0.0f}});
-    std::vector<float> a(left.size()), b(left.size()), unused(left.size());
+    double a = 0.0, b = 0.0;
     for (size_t at = 0; at < left.size(); at += 1234) {
         const auto n = static_cast<int64_t>(std::min<size_t>(1234, left.size() - at));
-        stereo.process(two.data() + 2 * at, unused.data(), n, a.data() + at);
-        general.process(three.data() + 3 * at, unused.data(), n, b.data() + at);
+        a = stereo.accumulate(two.data() + 2 * at, nullptr, n, a);
+        b = general.accumulate(three.data() + 3 * at, nullptr, n, b);
+        EXPECT_NEAR(a, b, 1e-6 * b) << at;
     }
-    EXPECT_EQ(a, b);
 }
