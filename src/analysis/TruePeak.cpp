@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -103,10 +104,14 @@ constexpr int64_t laneCount = 8;
 // time in the compiler's vector types. Each lane sums its taps in the order a
 // plain loop would. Magnitudes compare as their bit patterns. Groups may read
 // past `frames` into the line's spare room; those outputs are left out.
-void peaksFour(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
+// `EachFrame`: each frame's peak is kept in `peaks`; otherwise only the
+// largest is returned, as bits.
+template <bool EachFrame>
+int32_t peaksFour(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
     using Lanes = float __attribute__((vector_size(16)));
     using Bits = int32_t __attribute__((vector_size(16)));
     constexpr int64_t lanes = 4;
+    int32_t largest = 0;
     for (int64_t i = 0; i < frames; i += lanes) {
         const float* window = line + i; // tapsPerPhase samples per lane
         Lanes p0{}, p1{}, p2{}, x;
@@ -126,11 +131,14 @@ void peaksFour(const float* line, int64_t frames, const std::array<Phase, 3>& ta
             const Bits wins = other > peak;
             peak = (peak & ~wins) | (other & wins);
         }
-        float out[lanes];
-        std::memcpy(out, &peak, sizeof out);
-        for (int64_t k = 0; k < std::min(lanes, frames - i); ++k)
-            peaks[i + k] = std::max(peaks[i + k], out[k]);
+        for (int64_t k = 0; k < std::min(lanes, frames - i); ++k) {
+            if constexpr (EachFrame)
+                peaks[i + k] = std::max(peaks[i + k], std::bit_cast<float>(peak[k]));
+            else
+                largest = std::max(largest, peak[k]);
+        }
     }
+    return largest;
 }
 
 #if defined(__x86_64__)
@@ -145,24 +153,32 @@ void peaksFour(const float* line, int64_t frames, const std::array<Phase, 3>& ta
     return peak;
 }
 
+// Keeps a group's peaks: each frame's in `peaks`, or the largest in `largest`.
+template <bool EachFrame>
 [[gnu::target("avx2,fma"), gnu::always_inline]] inline void keepEight(__m256i peak, int64_t i, int64_t frames,
-                                                                      float* peaks) {
-    if (frames - i >= laneCount) {
+                                                                      float* peaks, __m256i& largest) {
+    if constexpr (!EachFrame) {
+        if (frames - i < laneCount) // the lanes past the last frame count for nothing
+            peak = _mm256_and_si256(peak, _mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int32_t>(frames - i)),
+                                                             _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)));
+        largest = _mm256_max_epi32(largest, peak);
+    } else if (frames - i >= laneCount) {
         auto* kept = reinterpret_cast<__m256i*>(peaks + i);
         _mm256_storeu_si256(kept, _mm256_max_epi32(_mm256_loadu_si256(kept), peak));
-        return;
+    } else {
+        float out[laneCount];
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), peak);
+        for (int64_t k = 0; k < frames - i; ++k)
+            peaks[i + k] = std::max(peaks[i + k], out[k]);
     }
-    float out[laneCount];
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), peak);
-    for (int64_t k = 0; k < frames - i; ++k)
-        peaks[i + k] = std::max(peaks[i + k], out[k]);
 }
 
 // `groups` (1 to 3) groups of eight frames at once, their sums overlapping
 // in the pipeline.
-template <int groups>
+template <int groups, bool EachFrame>
 [[gnu::target("avx2,fma"), gnu::always_inline]] inline void
-groupsOfEight(const float* window, int64_t i, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
+groupsOfEight(const float* window, int64_t i, int64_t frames, const std::array<Phase, 3>& taps, float* peaks,
+              __m256i& largest) {
     __m256 a0 = _mm256_setzero_ps(), a1 = a0, a2 = a0, b0 = a0, b1 = a0, b2 = a0, c0 = a0, c1 = a0, c2 = a0;
 #pragma GCC unroll 24
     for (size_t j = 0; j < TruePeakDetector::tapsPerPhase; ++j) {
@@ -185,30 +201,37 @@ groupsOfEight(const float* window, int64_t i, int64_t frames, const std::array<P
             c2 = _mm256_fmadd_ps(t2, z, c2);
         }
     }
-    keepEight(largestOfEight(window, a0, a1, a2), i, frames, peaks);
+    keepEight<EachFrame>(largestOfEight(window, a0, a1, a2), i, frames, peaks, largest);
     if constexpr (groups > 1)
-        keepEight(largestOfEight(window + laneCount, b0, b1, b2), i + laneCount, frames, peaks);
+        keepEight<EachFrame>(largestOfEight(window + laneCount, b0, b1, b2), i + laneCount, frames, peaks, largest);
     if constexpr (groups > 2)
-        keepEight(largestOfEight(window + 2 * laneCount, c0, c1, c2), i + 2 * laneCount, frames, peaks);
+        keepEight<EachFrame>(largestOfEight(window + 2 * laneCount, c0, c1, c2), i + 2 * laneCount, frames, peaks,
+                             largest);
 }
 
 // The same, eight frames at a time, where the processor has AVX2 and fused
 // multiply-adds. A fused sum rounds once per tap, so its last bit may differ
 // from the four-lane kernel's.
-[[gnu::target("avx2,fma")]] void peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps,
-                                            float* peaks) {
+template <bool EachFrame>
+[[gnu::target("avx2,fma")]] int32_t peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps,
+                                               float* peaks) {
+    __m256i largest = _mm256_setzero_si256();
     int64_t i = 0;
     for (; frames - i > 2 * laneCount; i += 3 * laneCount)
-        groupsOfEight<3>(line + i, i, frames, taps, peaks);
+        groupsOfEight<3, EachFrame>(line + i, i, frames, taps, peaks, largest);
     if (frames - i > laneCount)
-        groupsOfEight<2>(line + i, i, frames, taps, peaks);
+        groupsOfEight<2, EachFrame>(line + i, i, frames, taps, peaks, largest);
     else if (frames > i)
-        groupsOfEight<1>(line + i, i, frames, taps, peaks);
+        groupsOfEight<1, EachFrame>(line + i, i, frames, taps, peaks, largest);
+    const __m128i half = _mm_max_epi32(_mm256_castsi256_si128(largest), _mm256_extracti128_si256(largest, 1));
+    const __m128i quarter = _mm_max_epi32(half, _mm_shuffle_epi32(half, _MM_SHUFFLE(1, 0, 3, 2)));
+    return _mm_cvtsi128_si32(_mm_max_epi32(quarter, _mm_shuffle_epi32(quarter, _MM_SHUFFLE(2, 3, 0, 1))));
 }
 bool hasEight() { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
 #else
-void peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
-    peaksFour(line, frames, taps, peaks);
+template <bool EachFrame>
+int32_t peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
+    return peaksFour<EachFrame>(line, frames, taps, peaks);
 }
 bool hasEight() { return false; }
 #endif
@@ -223,17 +246,26 @@ TruePeakDetector::TruePeakDetector(int channels)
 void TruePeakDetector::process(const float* interleaved, int64_t frames, float* peaks, float floor) {
     for (int64_t done = 0; done < frames; done += block) {
         const int64_t n = std::min(block, frames - done);
+        std::fill(peaks + done, peaks + done + n, 0.0f);
         processBlock(interleaved + done * channels_, n, peaks + done, floor);
     }
 }
 
+float TruePeakDetector::largest(const float* interleaved, int64_t frames, float floor) {
+    float found = 0.0f;
+    for (int64_t done = 0; done < frames; done += block) {
+        const int64_t n = std::min(block, frames - done);
+        found = std::max(found, processBlock(interleaved + done * channels_, n, nullptr, std::max(floor, found)));
+    }
+    return found;
+}
+
 void TruePeakDetector::flush(float* peaks) { process(zeros_.data(), latency, peaks); }
 
-void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, float* peaks, float floor) {
+float TruePeakDetector::processBlock(const float* interleaved, int64_t frames, float* peaks, float floor) {
     constexpr int history = tapsPerPhase - 1;
     // Frames are interpolated, or found far enough under `floor`, a run at a time.
     constexpr int64_t run = 64;
-    std::fill(peaks, peaks + frames, 0.0f);
     const std::array<Phase, 3>& taps = phases();
     static const bool eight = hasEight();
     const float reach = floor / largestGain();
@@ -251,6 +283,7 @@ void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, fl
                 line[i] = interleaved[i * channels_ + c];
         }
     }
+    int32_t loudest = 0;
     for (int c = 0; c < channels_; ++c) {
         float* line = lines_[static_cast<size_t>(c)].data();
         // Output i is the frame at line[i + latency − 1]: the sample
@@ -259,31 +292,28 @@ void TruePeakDetector::processBlock(const float* interleaved, int64_t frames, fl
         for (int64_t start = 0; start < frames; start += run) {
             const int64_t n = std::min(run, frames - start);
             const float* taken = line + start;
-            if (anyLouder(taken, n + history, reach))
-                (eight ? peaksEight : peaksFour)(taken, n, taps, peaks + start);
+            if (!anyLouder(taken, n + history, reach))
+                continue;
+            if (peaks)
+                (eight ? peaksEight<true> : peaksFour<true>)(taken, n, taps, peaks + start);
+            else
+                loudest = std::max(loudest, (eight ? peaksEight<false> : peaksFour<false>)(taken, n, taps, nullptr));
         }
         std::copy(line + frames, line + frames + history, line);
     }
+    return std::bit_cast<float>(loudest);
 }
 
-TruePeakMeter::TruePeakMeter(int channels) : detector_(channels), peaks_(1024) {}
+TruePeakMeter::TruePeakMeter(int channels) : detector_(channels) {}
 
 void TruePeakMeter::add(const float* interleaved, int64_t frames) {
-    const int64_t block = static_cast<int64_t>(peaks_.size());
-    for (int64_t done = 0; done < frames; done += block) {
-        const int64_t n = std::min(block, frames - done);
-        detector_.process(interleaved + done * detector_.channels(), n, peaks_.data(), largest_);
-        // The peaks are never negative: their bit patterns order as they do.
-        int32_t loudest = magnitudeBits(largest_);
-        for (int64_t i = 0; i < n; ++i)
-            loudest = std::max(loudest, magnitudeBits(peaks_[static_cast<size_t>(i)]));
-        std::memcpy(&largest_, &loudest, sizeof largest_);
-    }
+    largest_ = std::max(largest_, detector_.largest(interleaved, frames, largest_));
 }
 
 double TruePeakMeter::finishDBTP() {
-    detector_.flush(peaks_.data());
-    largest_ = std::max(largest_, *std::max_element(peaks_.begin(), peaks_.begin() + TruePeakDetector::latency));
+    std::array<float, TruePeakDetector::latency> peaks;
+    detector_.flush(peaks.data());
+    largest_ = std::max(largest_, *std::max_element(peaks.begin(), peaks.end()));
     return TruePeak::toDB(largest_);
 }
 

@@ -27,6 +27,9 @@ public:
     // are too far under it for any point between them to pass it, the
     // interpolation is skipped and the frame's peak comes out as 0.
     void process(const float* interleaved, int64_t frames, float* peaks, float floor = 0.0f);
+    // The largest of the peaks process() would write for the same frames
+    // and floor, without writing them.
+    float largest(const float* interleaved, int64_t frames, float floor);
     // The peaks of the last `latency` frames, as if silence followed.
     void flush(float* peaks);
 
@@ -34,7 +37,9 @@ public:
 
 private:
     static constexpr int64_t block = 1024;
-    void processBlock(const float* interleaved, int64_t frames, float* peaks, float floor);
+    // Keeps each frame's peak in `peaks` (zeroed), or with null only
+    // returns the largest.
+    float processBlock(const float* interleaved, int64_t frames, float* peaks, float floor);
 
     int channels_;
     // Per channel: the last tapsPerPhase − 1 samples, then one block and
@@ -53,7 +58,6 @@ public:
 
 private:
     TruePeakDetector detector_;
-    std::vector<float> peaks_;
     float largest_ = 0.0f;
 };
 
