@@ -118,7 +118,13 @@ struct AudioReader::Impl {
 
     std::vector<float> pending; // decoded, not yet handed out
     size_t pendingOffset = 0;   // floats of `pending` already handed out
-    bool inputEnded = false;    // the decoder has been told there is no more
+    // Where a reader wants its next frames: a decoded frame that fits goes
+    // straight there instead of through `pending`, and `directFrames` says
+    // how many it held.
+    float* direct = nullptr;
+    int64_t directRoom = 0;
+    int64_t directFrames = 0;
+    bool inputEnded = false; // the decoder has been told there is no more
     bool decoderEnded = false;
     int64_t skipTo = -1; // after a seek: the frame the caller asked for
     int errorsInARow = 0;
@@ -265,10 +271,12 @@ bool AudioReader::Impl::describedByHeader() const {
            st->duration != AV_NOPTS_VALUE && st->duration > 0;
 }
 
-// Decodes until `pending` holds something; false at the end of the stream.
+// Decodes until `pending` (or `direct`) holds something; false at the end of
+// the stream.
 bool AudioReader::Impl::decodeNext() {
     pending.clear();
     pendingOffset = 0;
+    directFrames = 0;
     while (!decoderEnded) {
         if (errorsInARow > maxErrorsInARow) {
             decoderEnded = true;
@@ -279,7 +287,7 @@ bool AudioReader::Impl::decodeNext() {
             errorsInARow = 0;
             convert(frame);
             av_frame_unref(frame);
-            if (!pending.empty())
+            if (!pending.empty() || directFrames > 0)
                 return true;
             continue;
         }
@@ -349,6 +357,14 @@ void AudioReader::Impl::convert(const AVFrame* decoded) {
     const int capacity = swr_get_out_samples(converter, decoded->nb_samples);
     if (capacity <= 0)
         return;
+    if (direct && skipTo < 0 && capacity <= directRoom) {
+        auto* out = reinterpret_cast<uint8_t*>(direct);
+        const int got = swr_convert(converter, &out, capacity, const_cast<const uint8_t**>(decoded->extended_data),
+                                    decoded->nb_samples);
+        directFrames = std::max(got, 0);
+        clean(direct, static_cast<size_t>(directFrames) * static_cast<size_t>(channels));
+        return;
+    }
     pending.resize(static_cast<size_t>(capacity) * static_cast<size_t>(channels));
     auto* out = reinterpret_cast<uint8_t*>(pending.data());
     const int got = swr_convert(converter, &out, capacity, const_cast<const uint8_t**>(decoded->extended_data),
@@ -417,7 +433,13 @@ int64_t AudioReader::readInterleaved(float* interleaved, int64_t frames) {
     while (done < frames) {
         const size_t available = (d.pending.size() - d.pendingOffset) / channels;
         if (available == 0) {
-            if (!d.decodeNext())
+            d.direct = interleaved + static_cast<size_t>(done) * channels;
+            d.directRoom = frames - done;
+            const bool more = d.decodeNext();
+            d.direct = nullptr;
+            done += d.directFrames;
+            d.directFrames = 0;
+            if (!more)
                 break;
             continue;
         }
