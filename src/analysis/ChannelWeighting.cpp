@@ -46,35 +46,34 @@ double ChannelEnergy::accumulate(const float* interleaved, const float* mono, in
         return sum;
     }
     if (channels == 2) {
-        // Stereo, the common case: both chains at once, each frame's square
-        // summed as it comes out.
+        // Stereo, the common case: both chains at once, each frame's weighted
+        // squares taken in 64 bits and summed as they come out.
         double total = sum; // a local the loop keeps in a register
-        KWeightingFilter::processStereo(
-            filters_.data(), interleaved, frames,
-            [&, left = weights[0], right = weights[1]](int64_t, const std::array<float, 2>& y) {
-                total += static_cast<double>(left * (y[0] * y[0]) + right * (y[1] * y[1]));
-            });
+        const KWeightingFilter::Stereo w = {weights[0], weights[1]};
+        KWeightingFilter::processStereo(filters_.data(), interleaved, frames, [&](KWeightingFilter::Stereo y) {
+            const KWeightingFilter::Stereo squares = y * y * w;
+            total += squares[0] + squares[1];
+        });
         return total;
     }
-    // Any other count, a channel at a time: its filtered squares are added
+    // Any other count, a channel at a time: its weighted squares are added
     // to each frame's energy in channel order, then the frames are summed.
     const auto count = static_cast<size_t>(frames);
-    if (channel_.size() < 2 * count)
-        channel_.resize(2 * count);
+    if (channel_.size() < count)
+        channel_.resize(count);
+    frameEnergy_.assign(count, 0.0);
     float* y = channel_.data();
-    float* energy = y + count;
-    std::fill(energy, energy + frames, 0.0f);
     for (int c = 0; c < channels; ++c) {
-        const float weight = weights[static_cast<size_t>(c)];
-        if (weight == 0.0f)
+        const auto weight = static_cast<double>(weights[static_cast<size_t>(c)]);
+        if (weight == 0.0)
             continue;
         for (int64_t i = 0; i < frames; ++i)
             y[i] = interleaved[i * channels + c];
         filters_[static_cast<size_t>(c)].process(y, y, frames);
-        for (int64_t i = 0; i < frames; ++i)
-            energy[i] += weight * (y[i] * y[i]);
+        for (size_t i = 0; i < count; ++i)
+            frameEnergy_[i] += static_cast<double>(y[i]) * static_cast<double>(y[i]) * weight;
     }
-    for (int64_t i = 0; i < frames; ++i)
-        sum += static_cast<double>(energy[i]);
+    for (double energy : frameEnergy_)
+        sum += energy;
     return sum;
 }

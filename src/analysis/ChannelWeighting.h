@@ -24,10 +24,11 @@ struct ChannelWeighting {
 // (L R C Ls Rs) for five, and every channel 1.0 otherwise.
 ChannelWeighting weightingFor(ChannelMix mix, const std::vector<AudioReader::ChannelRole>& roles);
 
-// Per frame, the weighted K-weighted square that the loudness sums: the
-// square of the filtered down-mix for `average`, the weighted sum of the
-// channels' filtered squares for `sum`, all in 32-bit float. Allocates only
-// when a piece is longer than every one before.
+// Per frame, the weighted K-weighted square that the loudness sums: for
+// `average`, the square of the filtered down-mix in 32-bit float, as the
+// classic figure always took it (and so one channel in either mix); for
+// `sum`, the weighted sum of the channels' filtered squares in 64 bits.
+// Allocates only when a piece is longer than every one before.
 class ChannelEnergy {
 public:
     ChannelEnergy(int64_t sampleRate, ChannelWeighting weighting);
@@ -40,5 +41,6 @@ public:
 private:
     ChannelWeighting weighting_;
     std::vector<KWeightingFilter> filters_;
-    std::vector<float> channel_; // one filtered channel after another
+    std::vector<float> channel_;      // one filtered channel
+    std::vector<double> frameEnergy_; // with more than two channels
 };

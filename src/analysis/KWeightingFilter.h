@@ -33,10 +33,11 @@ public:
     void process(const float* input, float* output, int64_t count);
 
     // Filters two interleaved channels, `filters[c]` taking channel c, and
-    // hands each frame's outputs to `take(frame, outputs)`. Each channel's
-    // outputs are exactly those of process(); the two share vector
-    // registers, so a frame costs about what one channel's sample does.
-    // `take` is inlined into the loop.
+    // hands each frame's outputs to `take(outputs)`, a vector of two doubles
+    // (Stereo): lane c holds the output of channel c that process() would
+    // round to a float. The two share vector registers, so a frame costs
+    // about what one channel's sample does. `take` is inlined into the loop.
+    using Stereo = double __attribute__((vector_size(2 * sizeof(double))));
     template <typename Take>
     static void processStereo(KWeightingFilter* filters, const float* interleaved, int64_t frames, Take take);
 
@@ -69,7 +70,7 @@ void KWeightingFilter::processStereo(KWeightingFilter* filters, const float* int
     // Lane c holds channel c: each lane does process()'s operations in its
     // order, so every output is the same to the last bit.
     constexpr int Channels = 2;
-    using Lanes = double __attribute__((vector_size(Channels * sizeof(double))));
+    using Lanes = Stereo;
     struct VectorSection {
         Lanes b0, b1, b2, a1, a2;
     };
@@ -92,13 +93,9 @@ void KWeightingFilter::processStereo(KWeightingFilter* filters, const float* int
     FusedMultiplyAdd::run([&]() __attribute__((always_inline)) {
         // The states are copied in and out, so that they stay in registers.
         VectorState a = start, b = end;
-        std::array<float, Channels> out;
         for (int64_t n = 0; n < frames; ++n) {
             const Lanes x = {interleaved[n * Channels], interleaved[n * Channels + 1]};
-            const Lanes z = step<Lanes>(h, b, step<Lanes>(p, a, x));
-            for (int c = 0; c < Channels; ++c)
-                out[c] = static_cast<float>(z[c]);
-            take(n, out);
+            take(step<Lanes>(h, b, step<Lanes>(p, a, x)));
         }
         start = a;
         end = b;
