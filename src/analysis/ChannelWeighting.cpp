@@ -49,7 +49,10 @@ double ChannelEnergy::accumulate(const float* interleaved, const float* mono, in
         // Stereo, the common case: both chains at once, each frame's weighted
         // squares taken in 64 bits and summed as they come out.
         double total = sum; // a local the loop keeps in a register
-        const KWeightingFilter::Stereo w = {weights[0], weights[1]};
+        // The outputs come over the high-pass's gain (the same rate, the same
+        // in both): its square goes into the weights.
+        const double g = filters_[0].highPassGain();
+        const KWeightingFilter::Stereo w = {weights[0] * g * g, weights[1] * g * g};
         KWeightingFilter::processStereo(filters_.data(), interleaved, frames, [&](KWeightingFilter::Stereo y) {
             const KWeightingFilter::Stereo squares = y * y * w;
             total += squares[0] + squares[1];

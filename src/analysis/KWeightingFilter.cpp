@@ -1,5 +1,6 @@
 #include "analysis/KWeightingFilter.h"
 
+#include <cassert>
 #include <cmath>
 #include <complex>
 #include <numbers>
@@ -51,7 +52,9 @@ KWeightingFilter::Section designHighPass(double rate) {
 
 } // namespace
 
-KWeightingFilter::KWeightingFilter(int64_t sampleRate) : coeffs_(coefficients(sampleRate)) {}
+KWeightingFilter::KWeightingFilter(int64_t sampleRate) : coeffs_(coefficients(sampleRate)) {
+    assert(coeffs_.highPass.b1 == -2.0 * coeffs_.highPass.b0 && coeffs_.highPass.b2 == coeffs_.highPass.b0);
+}
 
 KWeightingFilter::Coeffs KWeightingFilter::coefficients(int64_t sampleRate) {
     if (sampleRate == 44100) {
@@ -71,8 +74,9 @@ void KWeightingFilter::process(const float* input, float* output, int64_t count)
     FusedMultiplyAdd::run([&]() __attribute__((always_inline)) {
         // The states are copied in and out, so that they stay in registers.
         State a = pre_, b = high_;
+        const double g = h.b0;
         for (int64_t n = 0; n < count; ++n)
-            output[n] = static_cast<float>(step<double>(h, b, step<double>(p, a, input[n])));
+            output[n] = static_cast<float>(g * highPassStep<double>(h, b, step<double>(p, a, input[n])));
         pre_ = a;
         high_ = b;
     });

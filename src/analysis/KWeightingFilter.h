@@ -32,11 +32,15 @@ public:
     // buffer), continuing from and updating the delay state.
     void process(const float* input, float* output, int64_t count);
 
+    // The high-pass's numerator is always g·(1, −2, 1): its gain g.
+    double highPassGain() const { return coeffs_.highPass.b0; }
+
     // Filters two interleaved channels, `filters[c]` taking channel c, and
     // hands each frame's outputs to `take(outputs)`, a vector of two doubles
-    // (Stereo): lane c holds the output of channel c that process() would
-    // round to a float. The two share vector registers, so a frame costs
-    // about what one channel's sample does. `take` is inlined into the loop.
+    // (Stereo): lane c holds the output of channel c over highPassGain(),
+    // which process() multiplies by it and rounds to a float. The two share
+    // vector registers, so a frame costs about what one channel's sample
+    // does. `take` is inlined into the loop.
     using Stereo = double __attribute__((vector_size(2 * sizeof(double))));
     template <typename Take>
     static void processStereo(KWeightingFilter* filters, const float* interleaved, int64_t frames, Take take);
@@ -47,12 +51,26 @@ private:
     struct State {
         double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
     };
-    // One section's next output, of one channel or of a vector of them; the
-    // previous output's term comes last, so each output waits on it alone
-    // (with fused multiply-adds, on one of them).
+    // One section's next output, of one channel or of a vector of them. The
+    // input's terms come first and the outputs' last, the previous one's
+    // after the one before: with fused multiply-adds, an output then waits
+    // on the one before it for one operation and on the one before that for
+    // two, and the feedback runs at one sample per operation.
     template <typename Value, typename Sec, typename St>
     [[gnu::always_inline]] static inline Value step(const Sec& s, St& state, Value x) {
-        const Value y = s.b0 * x + s.b1 * state.x1 + s.b2 * state.x2 - s.a2 * state.y2 - s.a1 * state.y1;
+        const Value y = s.b1 * state.x1 + s.b2 * state.x2 + s.b0 * x - s.a2 * state.y2 - s.a1 * state.y1;
+        state.x2 = state.x1;
+        state.x1 = x;
+        state.y2 = state.y1;
+        state.y1 = y;
+        return y;
+    }
+    // The high-pass's output over its gain g, whose numerator is then
+    // (1, −2, 1): summed in plain adds, which leaves the multipliers to the
+    // feedback. The state holds the outputs over g as well.
+    template <typename Value, typename Sec, typename St>
+    [[gnu::always_inline]] static inline Value highPassStep(const Sec& s, St& state, Value x) {
+        const Value y = ((x + state.x2) - (state.x1 + state.x1)) - s.a2 * state.y2 - s.a1 * state.y1;
         state.x2 = state.x1;
         state.x1 = x;
         state.y2 = state.y1;
@@ -95,7 +113,7 @@ void KWeightingFilter::processStereo(KWeightingFilter* filters, const float* int
         VectorState a = start, b = end;
         for (int64_t n = 0; n < frames; ++n) {
             const Lanes x = {interleaved[n * Channels], interleaved[n * Channels + 1]};
-            take(step<Lanes>(h, b, step<Lanes>(p, a, x)));
+            take(highPassStep<Lanes>(h, b, step<Lanes>(p, a, x)));
         }
         start = a;
         end = b;
