@@ -8,10 +8,6 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
-
 namespace {
 
 using Phase = std::array<float, TruePeakDetector::tapsPerPhase>;
@@ -98,143 +94,133 @@ bool anyLouder(const float* samples, int64_t count, float reach) {
 }
 
 // The widest group of frames the kernels below take at once.
-constexpr int64_t laneCount = 8;
+constexpr int64_t laneCount = 16;
 
-// The interpolated peaks of `frames` frames of one channel, four frames at a
-// time in the compiler's vector types. Each lane sums its taps in the order a
-// plain loop would. Magnitudes compare as their bit patterns. Groups may read
-// past `frames` into the line's spare room; those outputs are left out.
-// `EachFrame`: each frame's peak is kept in `peaks`; otherwise only the
-// largest is returned, as bits.
-template <bool EachFrame>
-int32_t peaksFour(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
-    using Lanes = float __attribute__((vector_size(16)));
-    using Bits = int32_t __attribute__((vector_size(16)));
-    constexpr int64_t lanes = 4;
-    int32_t largest = 0;
-    for (int64_t i = 0; i < frames; i += lanes) {
-        const float* window = line + i; // tapsPerPhase samples per lane
-        Lanes p0{}, p1{}, p2{}, x;
-        for (size_t j = 0; j < TruePeakDetector::tapsPerPhase; ++j) {
-            std::memcpy(&x, window + j, sizeof x);
-            p0 += taps[0][j] * x;
-            p1 += taps[1][j] * x;
-            p2 += taps[2][j] * x;
-        }
-        std::memcpy(&x, window + TruePeakDetector::tapsPerPhase / 2 - 1, sizeof x);
-        Bits peak, other;
-        std::memcpy(&peak, &x, sizeof x);
-        peak &= INT32_MAX;
-        for (const Lanes* point : {&p0, &p1, &p2}) {
-            std::memcpy(&other, point, sizeof other);
-            other &= INT32_MAX;
-            const Bits wins = other > peak;
-            peak = (peak & ~wins) | (other & wins);
-        }
-        for (int64_t k = 0; k < std::min(lanes, frames - i); ++k) {
-            if constexpr (EachFrame)
-                peaks[i + k] = std::max(peaks[i + k], std::bit_cast<float>(peak[k]));
-            else
-                largest = std::max(largest, peak[k]);
-        }
+// `Width` floats, and as many integers, in the compiler's vector types.
+template <int Width> struct Vectors {
+    typedef float Lanes __attribute__((vector_size(Width * sizeof(float))));
+    typedef int32_t Bits __attribute__((vector_size(Width * sizeof(float))));
+    struct Taps {
+        Lanes phase[3][TruePeakDetector::tapsPerPhase];
+    };
+    // The phases' taps, each spread over a vector: read straight from here,
+    // where the kernels would otherwise spread them anew on every call.
+    static const Taps& taps() {
+        static const Taps spread = [] {
+            Taps t;
+            for (size_t p = 0; p < 3; ++p)
+                for (size_t j = 0; j < TruePeakDetector::tapsPerPhase; ++j)
+                    for (int k = 0; k < Width; ++k)
+                        t.phase[p][j][k] = phases()[p][j];
+            return t;
+        }();
+        return spread;
     }
-    return largest;
-}
+};
 
-#if defined(__x86_64__)
-// The largest magnitude of a group's samples and of its points, as bits.
-[[gnu::target("avx2,fma"), gnu::always_inline]] inline __m256i largestOfEight(const float* window, __m256 p0, __m256 p1,
-                                                                              __m256 p2) {
-    const __m256i magnitude = _mm256_set1_epi32(INT32_MAX);
-    constexpr int centre = TruePeakDetector::tapsPerPhase / 2 - 1;
-    __m256i peak = _mm256_and_si256(_mm256_castps_si256(_mm256_loadu_ps(window + centre)), magnitude);
-    for (__m256 point : {p0, p1, p2})
-        peak = _mm256_max_epi32(peak, _mm256_and_si256(_mm256_castps_si256(point), magnitude));
-    return peak;
-}
-
-// Keeps a group's peaks: each frame's in `peaks`, or the largest in `largest`.
-template <bool EachFrame>
-[[gnu::target("avx2,fma"), gnu::always_inline]] inline void keepEight(__m256i peak, int64_t i, int64_t frames,
-                                                                      float* peaks, __m256i& largest) {
-    if constexpr (!EachFrame) {
-        if (frames - i < laneCount) // the lanes past the last frame count for nothing
-            peak = _mm256_and_si256(peak, _mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int32_t>(frames - i)),
-                                                             _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)));
-        largest = _mm256_max_epi32(largest, peak);
-    } else if (frames - i >= laneCount) {
-        auto* kept = reinterpret_cast<__m256i*>(peaks + i);
-        _mm256_storeu_si256(kept, _mm256_max_epi32(_mm256_loadu_si256(kept), peak));
-    } else {
-        float out[laneCount];
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), peak);
-        for (int64_t k = 0; k < frames - i; ++k)
-            peaks[i + k] = std::max(peaks[i + k], out[k]);
-    }
-}
-
-// `groups` (1 to 3) groups of eight frames at once, their sums overlapping
-// in the pipeline.
-template <int groups, bool EachFrame>
-[[gnu::target("avx2,fma"), gnu::always_inline]] inline void
-groupsOfEight(const float* window, int64_t i, int64_t frames, const std::array<Phase, 3>& taps, float* peaks,
-              __m256i& largest) {
-    __m256 a0 = _mm256_setzero_ps(), a1 = a0, a2 = a0, b0 = a0, b1 = a0, b2 = a0, c0 = a0, c1 = a0, c2 = a0;
+// The peaks of `Groups` groups of `Width` frames from frame `i` on, their
+// sums overlapping in the pipeline; see peaksOf.
+template <int Width, int Groups, bool EachFrame>
+[[gnu::always_inline]] inline void groupsOf(const float* line, int64_t i, int64_t frames,
+                                            const typename Vectors<Width>::Taps& taps, float* peaks,
+                                            typename Vectors<Width>::Bits& largest) {
+    using Lanes = typename Vectors<Width>::Lanes;
+    using Bits = typename Vectors<Width>::Bits;
+    // Read where they lie for each group: held in registers across groups,
+    // as the compiler would otherwise do, they would not fit and be copied.
+    const Lanes(*tap)[TruePeakDetector::tapsPerPhase] = taps.phase;
+    asm("" : "+r"(tap));
+    Lanes sums[Groups][3];
+#pragma GCC unroll 4
+    for (int g = 0; g < Groups; ++g)
+        sums[g][0] = sums[g][1] = sums[g][2] = Lanes{};
 #pragma GCC unroll 24
     for (size_t j = 0; j < TruePeakDetector::tapsPerPhase; ++j) {
-        const __m256 t0 = _mm256_broadcast_ss(&taps[0][j]), t1 = _mm256_broadcast_ss(&taps[1][j]),
-                     t2 = _mm256_broadcast_ss(&taps[2][j]);
-        const __m256 x = _mm256_loadu_ps(window + j);
-        a0 = _mm256_fmadd_ps(t0, x, a0);
-        a1 = _mm256_fmadd_ps(t1, x, a1);
-        a2 = _mm256_fmadd_ps(t2, x, a2);
-        if constexpr (groups > 1) {
-            const __m256 y = _mm256_loadu_ps(window + laneCount + j);
-            b0 = _mm256_fmadd_ps(t0, y, b0);
-            b1 = _mm256_fmadd_ps(t1, y, b1);
-            b2 = _mm256_fmadd_ps(t2, y, b2);
-        }
-        if constexpr (groups > 2) {
-            const __m256 z = _mm256_loadu_ps(window + 2 * laneCount + j);
-            c0 = _mm256_fmadd_ps(t0, z, c0);
-            c1 = _mm256_fmadd_ps(t1, z, c1);
-            c2 = _mm256_fmadd_ps(t2, z, c2);
+#pragma GCC unroll 4
+        for (int g = 0; g < Groups; ++g) {
+            Lanes x;
+            std::memcpy(&x, line + i + g * Width + j, sizeof x);
+            sums[g][0] += tap[0][j] * x;
+            sums[g][1] += tap[1][j] * x;
+            sums[g][2] += tap[2][j] * x;
         }
     }
-    keepEight<EachFrame>(largestOfEight(window, a0, a1, a2), i, frames, peaks, largest);
-    if constexpr (groups > 1)
-        keepEight<EachFrame>(largestOfEight(window + laneCount, b0, b1, b2), i + laneCount, frames, peaks, largest);
-    if constexpr (groups > 2)
-        keepEight<EachFrame>(largestOfEight(window + 2 * laneCount, c0, c1, c2), i + 2 * laneCount, frames, peaks,
-                             largest);
+#pragma GCC unroll 4
+    for (int g = 0; g < Groups; ++g) {
+        const int64_t at = i + g * Width;
+        Bits peak, other;
+        std::memcpy(&peak, line + at + TruePeakDetector::tapsPerPhase / 2 - 1, sizeof peak);
+        peak &= INT32_MAX;
+        for (const Lanes& point : sums[g]) {
+            std::memcpy(&other, &point, sizeof other);
+            other &= INT32_MAX;
+            peak = other > peak ? other : peak;
+        }
+        if constexpr (EachFrame) {
+            for (int64_t k = 0; k < std::min<int64_t>(Width, frames - at); ++k)
+                peaks[at + k] = std::max(peaks[at + k], std::bit_cast<float>(peak[k]));
+        } else {
+            // The lanes past the last frame count for nothing.
+            Bits index;
+            for (int k = 0; k < Width; ++k)
+                index[k] = k;
+            peak = index < static_cast<int32_t>(frames - at) ? peak : 0;
+            largest = peak > largest ? peak : largest;
+        }
+    }
 }
 
-// The same, eight frames at a time, where the processor has AVX2 and fused
-// multiply-adds. A fused sum rounds once per tap, so its last bit may differ
-// from the four-lane kernel's.
-template <bool EachFrame>
-[[gnu::target("avx2,fma")]] int32_t peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps,
-                                               float* peaks) {
-    __m256i largest = _mm256_setzero_si256();
+// The interpolated peaks of `frames` frames of one channel, `Width` frames
+// at a time in the compiler's vector types, `Groups` groups at once. Each
+// lane sums its taps in the order a plain loop would (with fused
+// multiply-adds where the caller's target has them, which round once per
+// tap). Magnitudes compare as their bit patterns. Groups may read past
+// `frames` into the line's spare room; those outputs are left out.
+// `EachFrame`: each frame's peak is kept in `peaks`; otherwise only the
+// largest is returned, as bits.
+template <int Width, int Groups, bool EachFrame>
+[[gnu::always_inline]] inline int32_t peaksOf(const float* line, int64_t frames, float* peaks) {
+    const typename Vectors<Width>::Taps& taps = Vectors<Width>::taps();
+    typename Vectors<Width>::Bits largest{};
     int64_t i = 0;
-    for (; frames - i > 2 * laneCount; i += 3 * laneCount)
-        groupsOfEight<3, EachFrame>(line + i, i, frames, taps, peaks, largest);
-    if (frames - i > laneCount)
-        groupsOfEight<2, EachFrame>(line + i, i, frames, taps, peaks, largest);
-    else if (frames > i)
-        groupsOfEight<1, EachFrame>(line + i, i, frames, taps, peaks, largest);
-    const __m128i half = _mm_max_epi32(_mm256_castsi256_si128(largest), _mm256_extracti128_si256(largest, 1));
-    const __m128i quarter = _mm_max_epi32(half, _mm_shuffle_epi32(half, _MM_SHUFFLE(1, 0, 3, 2)));
-    return _mm_cvtsi128_si32(_mm_max_epi32(quarter, _mm_shuffle_epi32(quarter, _MM_SHUFFLE(2, 3, 0, 1))));
+    for (; frames - i >= Width * Groups; i += Width * Groups)
+        groupsOf<Width, Groups, EachFrame>(line, i, frames, taps, peaks, largest);
+    for (; i < frames; i += Width)
+        groupsOf<Width, 1, EachFrame>(line, i, frames, taps, peaks, largest);
+    int32_t loudest = 0;
+    for (int k = 0; k < Width; ++k)
+        loudest = std::max(loudest, largest[k]);
+    return loudest;
 }
-bool hasEight() { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
-#else
+
+// The kernel for the processor at hand: sixteen frames at a time with
+// AVX-512, eight with AVX2 and fused multiply-adds, else four.
+template <bool EachFrame> int32_t peaksFour(const float* line, int64_t frames, float* peaks) {
+    return peaksOf<4, 2, EachFrame>(line, frames, peaks);
+}
+#if defined(__x86_64__)
 template <bool EachFrame>
-int32_t peaksEight(const float* line, int64_t frames, const std::array<Phase, 3>& taps, float* peaks) {
-    return peaksFour<EachFrame>(line, frames, taps, peaks);
+[[gnu::target("avx2,fma")]] int32_t peaksEight(const float* line, int64_t frames, float* peaks) {
+    return peaksOf<8, 3, EachFrame>(line, frames, peaks);
 }
-bool hasEight() { return false; }
+template <bool EachFrame>
+[[gnu::target("avx512f,avx512vl,avx512bw,avx512dq,avx2,fma")]] int32_t peaksSixteen(const float* line, int64_t frames,
+                                                                                    float* peaks) {
+    return peaksOf<16, 4, EachFrame>(line, frames, peaks);
+}
 #endif
+
+using Kernel = int32_t (*)(const float*, int64_t, float*);
+template <bool EachFrame> Kernel kernelFor() {
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
+        __builtin_cpu_supports("avx512dq"))
+        return peaksSixteen<EachFrame>;
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
+        return peaksEight<EachFrame>;
+#endif
+    return peaksFour<EachFrame>;
+}
 
 } // namespace
 
@@ -266,8 +252,7 @@ float TruePeakDetector::processBlock(const float* interleaved, int64_t frames, f
     constexpr int history = tapsPerPhase - 1;
     // Frames are interpolated, or found far enough under `floor`, a run at a time.
     constexpr int64_t run = 64;
-    const std::array<Phase, 3>& taps = phases();
-    static const bool eight = hasEight();
+    static const Kernel eachFrame = kernelFor<true>(), largestOnly = kernelFor<false>();
     const float reach = floor / largestGain();
     if (channels_ == 2) {
         float* left = lines_[0].data() + history;
@@ -295,9 +280,9 @@ float TruePeakDetector::processBlock(const float* interleaved, int64_t frames, f
             if (!anyLouder(taken, n + history, reach))
                 continue;
             if (peaks)
-                (eight ? peaksEight<true> : peaksFour<true>)(taken, n, taps, peaks + start);
+                eachFrame(taken, n, peaks + start);
             else
-                loudest = std::max(loudest, (eight ? peaksEight<false> : peaksFour<false>)(taken, n, taps, nullptr));
+                loudest = std::max(loudest, largestOnly(taken, n, nullptr));
         }
         std::copy(line + frames, line + frames + history, line);
     }
