@@ -93,6 +93,18 @@ bool allWithinBound(const float* samples, size_t count) {
     return any == 0;
 }
 
+// Whether a frame holds integer samples, which convert to floats within
+// full scale: nothing for clean() to find.
+bool decodedAsIntegers(const AVFrame* decoded) {
+    switch (av_get_packed_sample_fmt(static_cast<AVSampleFormat>(decoded->format))) {
+    case AV_SAMPLE_FMT_U8:
+    case AV_SAMPLE_FMT_S16:
+    case AV_SAMPLE_FMT_S32:
+    case AV_SAMPLE_FMT_S64: return true;
+    default: return false;
+    }
+}
+
 } // namespace
 
 struct AudioReader::Impl {
@@ -362,7 +374,8 @@ void AudioReader::Impl::convert(const AVFrame* decoded) {
         const int got = swr_convert(converter, &out, capacity, const_cast<const uint8_t**>(decoded->extended_data),
                                     decoded->nb_samples);
         directFrames = std::max(got, 0);
-        clean(direct, static_cast<size_t>(directFrames) * static_cast<size_t>(channels));
+        if (!decodedAsIntegers(decoded))
+            clean(direct, static_cast<size_t>(directFrames) * static_cast<size_t>(channels));
         return;
     }
     pending.resize(static_cast<size_t>(capacity) * static_cast<size_t>(channels));
@@ -370,7 +383,8 @@ void AudioReader::Impl::convert(const AVFrame* decoded) {
     const int got = swr_convert(converter, &out, capacity, const_cast<const uint8_t**>(decoded->extended_data),
                                 decoded->nb_samples);
     pending.resize(static_cast<size_t>(std::max(got, 0)) * static_cast<size_t>(channels));
-    clean(pending.data(), pending.size());
+    if (!decodedAsIntegers(decoded))
+        clean(pending.data(), pending.size());
 
     if (skipTo >= 0 && !pending.empty()) {
         // After a seek the decoder starts at or before the wanted frame; the
