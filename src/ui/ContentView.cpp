@@ -12,6 +12,7 @@
 #include "ui/WaveformPainter.h"
 #include "ui/WaveformView.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QDoubleSpinBox>
@@ -26,7 +27,6 @@
 #include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
@@ -119,12 +119,16 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
     column->addWidget(divider());
     column->addWidget(buildTableAndWaveform(), 1);
     column->addWidget(divider());
-    column->addWidget(new PlaybackControlsView(state_, *engine_, *controller_));
+    auto* transport = new PlaybackControlsView(state_, *engine_, *controller_);
+    commands_.playback = transport->commands();
+    column->addWidget(transport);
     column->addWidget(divider());
     // Inset from the window's edges, title included.
     auto* exportRow = new QHBoxLayout;
     exportRow->setContentsMargins(12, 6, 12, 6);
-    exportRow->addWidget(new ExportControlsView(state_, session_, dialogs_));
+    auto* exportControls = new ExportControlsView(state_, session_, dialogs_);
+    commands_.file = exportControls->commands();
+    exportRow->addWidget(exportControls);
     column->addLayout(exportRow);
     column->addWidget(buildProgressStrip());
     column->addWidget(buildStatusLine());
@@ -280,13 +284,22 @@ QLabel* ContentView::buildStatusLine() {
 // What the buttons, shortcuts, state and engine set off.
 void ContentView::connectActions() {
     connect(add_, &QPushButton::clicked, this, &ContentView::addFiles);
-    connect(remove_, &QPushButton::clicked, this, [this] { history_->removeSelected(); });
-    for (const QKeySequence& keys :
-         {QKeySequence(Qt::CTRL | Qt::Key_Backspace), QKeySequence(Qt::CTRL | Qt::Key_Delete)}) {
-        auto* shortcut = new QShortcut(keys, this);
-        shortcut->setContext(Qt::WindowShortcut);
-        connect(shortcut, &QShortcut::activated, this, [this] { history_->removeSelected(); });
+    removeAction_ = new QAction(QStringLiteral("Remove File"), this);
+    removeAction_->setShortcuts({QKeySequence(Qt::Key_Delete), QKeySequence(Qt::CTRL | Qt::Key_Backspace),
+                                 QKeySequence(Qt::CTRL | Qt::Key_Delete)});
+    editAction_ = new QAction(QStringLiteral("Edit Segments"), this);
+    editAction_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
+    commands_.edit = {removeAction_, editAction_};
+    for (QAction* action : commands_.edit) {
+        action->setShortcutContext(Qt::WindowShortcut);
+        addAction(action);
     }
+    connect(removeAction_, &QAction::triggered, this, [this] { history_->removeSelected(); });
+    connect(remove_, &QPushButton::clicked, removeAction_, &QAction::trigger);
+    connect(editAction_, &QAction::triggered, this, [this] {
+        if (const AudioFileItemPtr file = state_.selectedFile(); file && file->analysis())
+            waveform_->toggleEditMode();
+    });
     connect(target_, &QDoubleSpinBox::valueChanged, this,
             [this](double v) { state_.setTargetLUFS(std::clamp(v, -40.0, -3.0)); });
     connect(&state_, &AppState::targetLUFSChanged, this, [this] {
@@ -370,7 +383,12 @@ void ContentView::refreshWaveformArea() {
     waveformArea_->setCurrentWidget(file && !failed ? waveformPage_ : static_cast<QWidget*>(noSelection_));
 }
 
-void ContentView::refreshToolbar() { remove_->setEnabled(state_.selectedFileID().has_value()); }
+void ContentView::refreshToolbar() {
+    const bool selected = state_.selectedFileID().has_value();
+    remove_->setEnabled(selected);
+    removeAction_->setEnabled(selected);
+    editAction_->setEnabled(selected);
+}
 
 void ContentView::refreshStatus() {
     const AudioFileItemPtr file = state_.selectedFile();

@@ -43,6 +43,15 @@ public:
     PlaybackController& playback() { return *controller_; }
     EditHistory& history() { return *history_; }
 
+    // The commands the menus offer, with their shortcuts, which work in the
+    // window with or without a menu.
+    struct Commands {
+        QList<QAction*> file;     // Save Settings, Load Settings, Export All
+        QList<QAction*> edit;     // Remove File, Edit Segments
+        QList<QAction*> playback; // Play/Pause, Stop
+    };
+    const Commands& commands() const { return commands_; }
+
     void addFiles();
     // What a drop of `mime` does: its local file URLs, in order, to addFiles.
     void handleDrop(const QMimeData& mime);
@@ -72,6 +81,9 @@ private:
     std::unique_ptr<EditHistory> history_;
     QPushButton* add_;
     QPushButton* remove_;
+    QAction* removeAction_;
+    QAction* editAction_;
+    Commands commands_;
     QDoubleSpinBox* target_;
     QComboBox* preset_;
     QComboBox* channelMix_;

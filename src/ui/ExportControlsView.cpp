@@ -3,6 +3,7 @@
 #include "export/ExportRun.h"
 #include "list/SettingsFile.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QHBoxLayout>
@@ -16,7 +17,17 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
       format_(new QComboBox), rate_(new QComboBox), ceiling_(new QDoubleSpinBox),
       escape_(new QShortcut(QKeySequence(Qt::Key_Escape), this)),
       save_(new QPushButton(QStringLiteral("Save Settings"))), load_(new QPushButton(QStringLiteral("Load Settings"))),
-      export_(new QPushButton(QStringLiteral("Export All"))) {
+      export_(new QPushButton(QStringLiteral("Export All"))),
+      saveAction_(new QAction(QStringLiteral("Save Settings..."), this)),
+      loadAction_(new QAction(QStringLiteral("Load Settings..."), this)),
+      exportAction_(new QAction(QStringLiteral("Export All..."), this)) {
+    saveAction_->setShortcut(QKeySequence::Save);
+    loadAction_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_L));
+    exportAction_->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E));
+    for (QAction* action : commands()) {
+        action->setShortcutContext(Qt::WindowShortcut);
+        addAction(action); // its shortcut works with or without a menu
+    }
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(12, 6, 12, 6);
     for (ExportFormat f : allExportFormats)
@@ -60,16 +71,19 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
             [this](int i) { session_.setSampleRate(allSampleRates[static_cast<size_t>(i)]); });
     connect(ceiling_, &QDoubleSpinBox::valueChanged, this, [this](double v) { state_.setCeilingDBTP(v); });
     connect(escape_, &QShortcut::activated, &session_, &ExportSession::cancel);
-    connect(save_, &QPushButton::clicked, this, [this] {
+    connect(saveAction_, &QAction::triggered, this, [this] {
         const QString path = dialogs_.chooseSettingsToSave(this);
         if (!path.isEmpty())
             SettingsFile::saveSettings(state_, path);
     });
-    connect(load_, &QPushButton::clicked, this, [this] {
+    connect(loadAction_, &QAction::triggered, this, [this] {
         const QString path = dialogs_.chooseSettingsToLoad(this);
         if (!path.isEmpty())
             SettingsFile::loadSettings(state_, path);
     });
+    connect(exportAction_, &QAction::triggered, this, &ExportControlsView::startExport);
+    connect(save_, &QPushButton::clicked, saveAction_, &QAction::trigger);
+    connect(load_, &QPushButton::clicked, loadAction_, &QAction::trigger);
     connect(export_, &QPushButton::clicked, this, &ExportControlsView::startExport);
     connect(&state_, &AppState::filesChanged, this, &ExportControlsView::refresh);
     connect(&session_, &ExportSession::isExportingChanged, this, &ExportControlsView::refresh);
@@ -83,8 +97,10 @@ void ExportControlsView::refresh() {
     export_->setText(exporting ? QStringLiteral("Cancel") : QStringLiteral("Export All"));
     export_->setEnabled(exporting || !state_.files().empty());
     escape_->setEnabled(exporting);
+    exportAction_->setEnabled(!exporting && !state_.files().empty());
     for (QWidget* w : std::initializer_list<QWidget*>{format_, rate_, ceiling_, load_})
         w->setEnabled(!exporting);
+    loadAction_->setEnabled(!exporting);
     // Rates the format cannot hold are shown, but not offered, and say why.
     const ExportFormat format = session_.choices().format;
     auto* rates = qobject_cast<QStandardItemModel*>(rate_->model());

@@ -10,6 +10,7 @@
 
 #include <QGroupBox>
 
+class QAction;
 class QComboBox;
 class QDoubleSpinBox;
 class QPushButton;
@@ -26,6 +27,10 @@ public:
     // button (and Escape) cancels it.
     void startExport();
 
+    // The menu's commands for the buttons: Save Settings, Load Settings,
+    // Export All, with their shortcuts.
+    QList<QAction*> commands() const { return {saveAction_, loadAction_, exportAction_}; }
+
 private:
     void refresh();
 
@@ -39,4 +44,7 @@ private:
     QPushButton* save_;
     QPushButton* load_;
     QPushButton* export_;
+    QAction* saveAction_;
+    QAction* loadAction_;
+    QAction* exportAction_;
 };

@@ -23,6 +23,8 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
 
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->addAction(QStringLiteral("Add Files..."), QKeySequence::Open, content_, &ContentView::addFiles);
+    file->addSeparator();
+    file->addActions(content_->commands().file);
     file->addAction(QStringLiteral("Export Report..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), this, [this] {
         if (const QString path = dialogs_.chooseReportToSave(this); !path.isEmpty())
             LoudnessReport::save(state_, path);
@@ -51,6 +53,9 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
     redo->setShortcut(QKeySequence::Redo);
     edit->addAction(undo);
     edit->addAction(redo);
+    edit->addSeparator();
+    edit->addActions(content_->commands().edit);
+    menuBar()->addMenu(QStringLiteral("&Playback"))->addActions(content_->commands().playback);
     help_ = menuBar()->addMenu(QStringLiteral("&Help"));
     help_->addAction(QStringLiteral("About Sonivel"), this, &MainWindow::showAbout);
     help_->addAction(QStringLiteral("Show Introduction"), this, [this] { state_.setShowOnboarding(true); });

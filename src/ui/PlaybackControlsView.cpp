@@ -4,11 +4,11 @@
 #include "ui/Icons.h"
 #include "ui/PaintKit.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QShortcut>
 #include <QStyle>
 #include <QToolButton>
 
@@ -49,15 +49,19 @@ PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine&
     connect(play_, &QPushButton::clicked, this, [this] { controller_.togglePlay(); });
     connect(stop_, &QPushButton::clicked, this, [this] { engine_.stop(); });
     // Space and Escape without modifiers, anywhere in the window.
-    auto* space = new QShortcut(QKeySequence(Qt::Key_Space), this);
-    space->setContext(Qt::WindowShortcut);
-    connect(space, &QShortcut::activated, this, [this] {
+    playAction_ = new QAction(QStringLiteral("Play/Pause"), this);
+    playAction_->setShortcut(QKeySequence(Qt::Key_Space));
+    stopAction_ = new QAction(QStringLiteral("Stop"), this);
+    stopAction_->setShortcut(QKeySequence(Qt::Key_Escape));
+    for (QAction* action : commands()) {
+        action->setShortcutContext(Qt::WindowShortcut);
+        addAction(action); // its shortcut works with or without a menu
+    }
+    connect(playAction_, &QAction::triggered, this, [this] {
         if (play_->isEnabled())
             controller_.togglePlay();
     });
-    auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
-    escape->setContext(Qt::WindowShortcut);
-    connect(escape, &QShortcut::activated, this, [this] {
+    connect(stopAction_, &QAction::triggered, this, [this] {
         if (stop_->isEnabled())
             engine_.stop();
     });
@@ -92,5 +96,7 @@ void PlaybackControlsView::refresh() {
                 Qt::UniqueConnection);
     play_->setEnabled(controller_.canPlay() || engine_.isPaused());
     stop_->setEnabled(playing || engine_.isPaused());
+    playAction_->setEnabled(play_->isEnabled());
+    stopAction_->setEnabled(stop_->isEnabled());
     time_->setText(controller_.timeString());
 }

@@ -7,6 +7,7 @@
 
 #include <QWidget>
 
+class QAction;
 class QComboBox;
 class QLabel;
 class QPushButton;
@@ -19,6 +20,9 @@ public:
                          QWidget* parent = nullptr);
 
     void refreshDevices();
+    // The menu's commands for the buttons: Play/Pause (Space) and Stop
+    // (Escape), anywhere in the window.
+    QList<QAction*> commands() const { return {playAction_, stopAction_}; }
 
 private:
     void refresh();
@@ -30,4 +34,6 @@ private:
     QPushButton* stop_;
     QLabel* time_;
     QComboBox* devices_;
+    QAction* playAction_;
+    QAction* stopAction_;
 };

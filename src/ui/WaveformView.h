@@ -45,6 +45,9 @@ public:
     }
 
     PlotGeometry plotGeometry() const;
+    // What the Edit button does: into edit mode (with its help, the first
+    // time) or out of it.
+    void toggleEditMode();
     // The edit-mode help, in order, with the keys of this platform.
     static QStringList helpLines();
 
@@ -69,7 +72,6 @@ private:
     void seekTo(double x);
     bool isEditMode() const;
     const AnalysisResult* analysis() const;
-    void toggleEditMode();
     // Creates the overlay in edit mode, ends it (and a drag in progress) outside.
     void syncOverlay();
     void endPress();

@@ -22,6 +22,7 @@
 #include <QJsonDocument>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMenuBar>
 #include <QMimeData>
 #include <QRadioButton>
 #include <QSettings>
@@ -99,6 +100,18 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     }
     QTest::keyClick(w.window.get(), Qt::Key_Backspace); // without Ctrl: nothing
     EXPECT_EQ(w.state.files().size(), 2u);
+    QTest::keyClick(w.window.get(), Qt::Key_Delete); // Delete alone does
+    EXPECT_EQ(w.state.files().size(), 1u);
+    w.window->undoStack().undo();
+    // The buttons' commands are in the menus, each with its shortcut.
+    QStringList commands;
+    for (QAction* menu : w.window->menuBar()->actions())
+        for (QAction* item : menu->menu()->actions())
+            if (!item->shortcut().isEmpty())
+                commands << item->text();
+    for (const char* name : {"Save Settings...", "Load Settings...", "Export All...", "Remove File", "Edit Segments",
+                             "Play/Pause", "Stop"})
+        EXPECT_TRUE(commands.contains(name)) << name;
 
     // Typed targets are clamped; the stepper moves by 0.5.
     QDoubleSpinBox* target = child<QDoubleSpinBox>(*w.window, "target");
@@ -150,9 +163,11 @@ TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
     QTest::keyClick(w.window.get(), Qt::Key_Escape);
     EXPECT_FALSE(c.engine().isPaused() || c.engine().isPlaying());
 
-    w.state.files()[0]->setIsEditMode(true);
+    QTest::keyClick(w.window.get(), Qt::Key_E, Qt::ControlModifier); // Edit Segments
+    EXPECT_TRUE(w.state.files()[0]->isEditMode());
     EXPECT_TRUE(child<QLabel>(c, "statusLine")->text().startsWith("Ctrl+Click: add separator  ·  Drag ↕"));
-    w.state.files()[0]->setIsEditMode(false);
+    QTest::keyClick(w.window.get(), Qt::Key_E, Qt::ControlModifier);
+    EXPECT_FALSE(w.state.files()[0]->isEditMode());
     EXPECT_EQ(child<QLabel>(c, "statusLine")->text(), "Analysis complete.");
 }
 
