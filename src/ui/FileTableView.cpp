@@ -122,6 +122,8 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
     setSelectionMode(SingleSelection);
     setSelectionBehavior(SelectRows);
     setEditTriggers(NoEditTriggers);
+    // The arrows move between rows; Tab goes on to the next control.
+    setTabKeyNavigation(false);
     setShowGrid(false);
     setAlternatingRowColors(true);
     verticalHeader()->hide();

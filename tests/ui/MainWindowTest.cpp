@@ -103,6 +103,11 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     QTest::keyClick(w.window.get(), Qt::Key_Delete); // Delete alone does
     EXPECT_EQ(w.state.files().size(), 1u);
     w.window->undoStack().undo();
+    // Tab leaves the table for the next control.
+    auto* table = w.window->findChild<FileTableView*>();
+    table->setFocus();
+    QTest::keyClick(table, Qt::Key_Tab);
+    EXPECT_NE(QApplication::focusWidget(), table);
     // The buttons' commands are in the menus, each with its shortcut.
     QStringList commands;
     for (QAction* menu : w.window->menuBar()->actions())
