@@ -40,14 +40,6 @@ EnergyPrefix::Accumulator::Accumulator(int64_t stride, int64_t expectedSamples)
     sums_.push_back(0.0);
 }
 
-void EnergyPrefix::Accumulator::add(const float* squared, int64_t count) {
-    add(count, [&](int64_t offset, int64_t n, double sum) {
-        for (int64_t k = 0; k < n; ++k)
-            sum += static_cast<double>(squared[offset + k]);
-        return sum;
-    });
-}
-
 EnergyPrefix EnergyPrefix::Accumulator::take() {
     EnergyPrefix prefix;
     prefix.stride_ = stride_;

@@ -39,7 +39,6 @@ public:
     class Accumulator {
     public:
         Accumulator(int64_t stride, int64_t expectedSamples);
-        void add(const float* squared, int64_t count);
         // Adds `count` squared samples that `addOnto(offset, n, sum)` adds
         // onto `sum` one after another, the n from `offset` on, and returns:
         // it is asked for at most a stride's worth at a time.

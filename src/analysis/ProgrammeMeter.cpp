@@ -1,6 +1,7 @@
 #include "analysis/ProgrammeMeter.h"
 
 #include "analysis/LoudnessAnalyzer.h"
+#include "analysis/SignalMeasurement.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,8 +14,7 @@ ProgrammeMeter::ProgrammeMeter(int64_t sampleRate, ChannelWeighting weighting, i
 }
 
 void ProgrammeMeter::add(const float* interleaved, int64_t frames) {
-    for (int64_t i = 0; i < frames * channels_; ++i)
-        samplePeak_ = std::max(samplePeak_, std::abs(interleaved[i]));
+    samplePeak_ = std::max(samplePeak_, largestMagnitude(interleaved, frames * channels_));
     energy_.add(frames, [&](int64_t offset, int64_t n, double sum) {
         return channelEnergy_.accumulate(interleaved + offset * channels_, nullptr, n, sum);
     });

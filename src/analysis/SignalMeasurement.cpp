@@ -125,10 +125,7 @@ void SignalMeasurement::add(const float* interleaved, const float* mono, int64_t
     if (count <= 0) {
         return;
     }
-    // The largest magnitude is the larger of the largest and minus the smallest.
-    float lo = interleaved[0], hi = interleaved[0];
-    foldMinMax(interleaved, count * channels_, lo, hi);
-    peak_ = std::max(peak_, std::max(std::fabs(lo), std::fabs(hi)));
+    peak_ = std::max(peak_, largestMagnitude(interleaved, count * channels_));
     envelope_.add(mono, count);
     truePeak_.add(interleaved, count);
     energy_.add(count, [&](int64_t offset, int64_t n, double sum) {
@@ -164,6 +161,14 @@ AnalysisResult SignalMeasurement::finish() {
     r.peakLUFS = w.peakLUFS;
     r.figures = meterFigures(r.energy, sampleRate_, measured_);
     return r;
+}
+
+float largestMagnitude(const float* samples, int64_t count) {
+    if (count <= 0)
+        return 0.0f;
+    float lo = samples[0], hi = samples[0];
+    foldMinMax(samples, count, lo, hi);
+    return std::max(std::fabs(lo), std::fabs(hi));
 }
 
 void downmixInterleaved(const float* interleaved, int64_t frames, int channels, float* mono) {

@@ -84,3 +84,7 @@ private:
 // the channels are added in channel order in 32-bit float and the sum is
 // multiplied by the float value of 1.0 / channels. One channel is copied as is.
 void downmixInterleaved(const float* interleaved, int64_t frames, int channels, float* mono);
+
+// The largest magnitude among `count` samples: the larger of the largest and
+// minus the smallest, found in vector registers; 0 for none.
+float largestMagnitude(const float* samples, int64_t count);
