@@ -59,11 +59,7 @@ private:
     template <typename Value, typename Sec, typename St>
     [[gnu::always_inline]] static inline Value step(const Sec& s, St& state, Value x) {
         const Value y = s.b1 * state.x1 + s.b2 * state.x2 + s.b0 * x - s.a2 * state.y2 - s.a1 * state.y1;
-        state.x2 = state.x1;
-        state.x1 = x;
-        state.y2 = state.y1;
-        state.y1 = y;
-        return y;
+        return shift(state, x, y);
     }
     // The high-pass's output over its gain g, whose numerator is then
     // (1, −2, 1): summed in plain adds, which leaves the multipliers to the
@@ -71,6 +67,11 @@ private:
     template <typename Value, typename Sec, typename St>
     [[gnu::always_inline]] static inline Value highPassStep(const Sec& s, St& state, Value x) {
         const Value y = ((x + state.x2) - (state.x1 + state.x1)) - s.a2 * state.y2 - s.a1 * state.y1;
+        return shift(state, x, y);
+    }
+    // Moves a section's delay line on by one sample; returns its output.
+    template <typename Value, typename St>
+    [[gnu::always_inline]] static inline Value shift(St& state, Value x, Value y) {
         state.x2 = state.x1;
         state.x1 = x;
         state.y2 = state.y1;

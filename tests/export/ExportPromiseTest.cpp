@@ -11,40 +11,41 @@
 
 namespace {
 
-// 30 s of three tones whose level drifts by a few dB, nothing near Nyquist,
-// so resampling keeps all of its energy.
-QString writeMusic(const QTemporaryDir& dir, const QString& name, double seconds, double amplitude) {
+// A 48 kHz stereo WAV of `seconds`, each frame's left and right from `frame(t)`.
+template <typename Frame>
+QString writeStereo(const QTemporaryDir& dir, const QString& name, double seconds, Frame frame) {
     const int64_t rate = 48000;
-    const auto n = static_cast<int64_t>(seconds * rate);
-    std::vector<float> left(static_cast<size_t>(n)), right(static_cast<size_t>(n));
-    for (int64_t i = 0; i < n; ++i) {
-        const double t = static_cast<double>(i) / rate;
-        const double level = amplitude * (0.7 + 0.3 * std::sin(2 * M_PI * t / 7.0));
-        const double x =
-            std::sin(2 * M_PI * 220 * t) + 0.5 * std::sin(2 * M_PI * 1000 * t) + 0.25 * std::sin(2 * M_PI * 5000 * t);
-        left[static_cast<size_t>(i)] = static_cast<float>(level * x / 1.75);
-        right[static_cast<size_t>(i)] = static_cast<float>(level * x / 1.75 * 0.9);
+    const auto n = static_cast<size_t>(seconds * rate);
+    std::vector<float> left(n), right(n);
+    for (size_t i = 0; i < n; ++i) {
+        const auto [l, r] = frame(static_cast<double>(i) / rate);
+        left[i] = static_cast<float>(l);
+        right[i] = static_cast<float>(r);
     }
     const QString path = dir.filePath(name);
     fixtures::writeWav(path, {left, right}, rate);
     return path;
 }
 
+// Three tones whose level drifts by a few dB, nothing near Nyquist, so
+// resampling keeps all of its energy.
+QString writeMusic(const QTemporaryDir& dir, const QString& name, double seconds, double amplitude) {
+    return writeStereo(dir, name, seconds, [amplitude](double t) {
+        const double level = amplitude * (0.7 + 0.3 * std::sin(2 * M_PI * t / 7.0));
+        const double x =
+            std::sin(2 * M_PI * 220 * t) + 0.5 * std::sin(2 * M_PI * 1000 * t) + 0.25 * std::sin(2 * M_PI * 5000 * t);
+        return std::pair{level * x / 1.75, level * x / 1.75 * 0.9};
+    });
+}
+
 // Short loud bursts over a quiet bed, like drum hits: a limiter takes little
 // of its loudness, which more gain before it can win back.
 QString writeHits(const QTemporaryDir& dir, const QString& name, double seconds) {
-    const int64_t rate = 48000;
-    const auto n = static_cast<int64_t>(seconds * rate);
-    std::vector<float> left(static_cast<size_t>(n)), right(static_cast<size_t>(n));
-    for (int64_t i = 0; i < n; ++i) {
-        const double t = static_cast<double>(i) / rate;
+    return writeStereo(dir, name, seconds, [](double t) {
         const double hit = std::fmod(t, 0.5) < 0.004 ? 0.6 * std::sin(2 * M_PI * 1000 * t) : 0.0;
-        left[static_cast<size_t>(i)] = static_cast<float>(0.05 * std::sin(2 * M_PI * 220 * t) + hit);
-        right[static_cast<size_t>(i)] = left[static_cast<size_t>(i)];
-    }
-    const QString path = dir.filePath(name);
-    fixtures::writeWav(path, {left, right}, rate);
-    return path;
+        const double x = 0.05 * std::sin(2 * M_PI * 220 * t) + hit;
+        return std::pair{x, x};
+    });
 }
 
 // Exports the one file the state holds and returns what was written.
