@@ -4,9 +4,9 @@
 // of the miniature waveform animation against a 60 Hz frame.
 // Usage: build/bench/intro_bench
 
-#include "io/VideoLoop.h"
 #include "ui/onboarding/LoopingVideoView.h"
 #include "ui/onboarding/SimpleModeAnimation.h"
+#include "ui/onboarding/VideoLoop.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

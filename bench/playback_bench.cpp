@@ -7,7 +7,7 @@
 // The long files are made once with ffmpeg in ~/.cache/sonivel/bench.
 // Usage: build/bench/playback_bench
 
-#include "io/AllocatorTuning.h"
+#include "app/AllocatorTuning.h"
 #include "io/FFmpegLocator.h"
 #include "playback/AudioPlaybackEngine.h"
 #include "playback/MemoryOutput.h"

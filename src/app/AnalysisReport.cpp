@@ -1,7 +1,7 @@
 #include "app/AnalysisReport.h"
 
+#include "io/DurationText.h"
 #include "io/NativePath.h"
-#include "io/TimeText.h"
 
 #include <QFileInfo>
 #include <algorithm>
@@ -63,7 +63,7 @@ QString reportRow(const FileReport& r, int nameWidth) {
     if (r.error) {
         return name + QStringLiteral("  ") + *r.error;
     }
-    const QString window = TimeText::report(r.windowStart) + QStringLiteral(" – ") + TimeText::report(r.windowEnd);
+    const QString window = durationText(r.windowStart) + QStringLiteral(" – ") + durationText(r.windowEnd);
     return QStringLiteral("%1  %2  %3  %4  %5  %6  %7  %8")
                .arg(name)
                .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)
@@ -71,7 +71,7 @@ QString reportRow(const FileReport& r, int nameWidth) {
                .arg(QStringLiteral("%1 dBFS").arg(r.peakDBFS, 0, 'f', 1), 11)
                .arg(QStringLiteral("%1 dBTP").arg(r.truePeakDBTP, 0, 'f', 1), 11)
                .arg(window, -21)
-               .arg(TimeText::report(r.duration), 9)
+               .arg(durationText(r.duration), 9)
                .arg(r.softPassages.size()) +
            (r.warning ? QStringLiteral("  (") + *r.warning + QLatin1Char(')') : QString());
 }

@@ -1,10 +1,10 @@
 #include "io/AudioReader.h"
 
+#include "io/DurationText.h"
 #include "io/FFmpegInput.h"
 #include "io/FileError.h"
 #include "io/NativePath.h"
 #include "io/RegularFile.h"
-#include "io/TimeText.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -180,7 +180,7 @@ struct AudioReader::Impl {
             const double at = lastPacketTime == AV_NOPTS_VALUE
                                   ? 0.0
                                   : std::max(0.0, static_cast<double>(lastPacketTime - origin) * av_q2d(timeBase));
-            fail(QStringLiteral("the audio is damaged at %1 and stops decoding there").arg(TimeText::report(at)));
+            fail(QStringLiteral("the audio is damaged at %1 and stops decoding there").arg(durationText(at)));
         }
         ++errorsInARow;
     }

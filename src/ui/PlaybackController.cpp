@@ -1,6 +1,6 @@
 #include "ui/PlaybackController.h"
 
-#include "io/TimeText.h"
+#include "ui/TimeText.h"
 
 #include <cmath>
 

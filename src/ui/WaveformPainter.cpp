@@ -4,7 +4,7 @@
 
 #include "editing/SegmentEditModel.h"
 #include "editing/SegmentGainEvaluation.h"
-#include "io/TimeText.h"
+#include "ui/TimeText.h"
 
 #include <QFontDatabase>
 #include <QFontMetricsF>

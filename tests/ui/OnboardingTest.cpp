@@ -1,10 +1,10 @@
-#include "io/VideoLoop.h"
 #include "support/EventLoop.h"
 #include "ui/WaveformPainter.h"
 #include "ui/onboarding/LoopingVideoView.h"
 #include "ui/onboarding/MockWaveform.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 #include "ui/onboarding/SimpleModeAnimation.h"
+#include "ui/onboarding/VideoLoop.h"
 
 #include <QLabel>
 #include <QPainter>

@@ -4,7 +4,7 @@
 // with its aspect kept, from its first frame on and around again without a
 // pause. A video that is not there leaves the area empty.
 
-#include "io/VideoLoop.h"
+#include "ui/onboarding/VideoLoop.h"
 
 #include <QImage>
 #include <QTimer>

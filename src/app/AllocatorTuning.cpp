@@ -1,4 +1,4 @@
-#include "io/AllocatorTuning.h"
+#include "app/AllocatorTuning.h"
 
 #include <malloc.h>
 

@@ -1,4 +1,4 @@
-#include "io/VideoLoop.h"
+#include "ui/onboarding/VideoLoop.h"
 
 #include "io/FFmpegInput.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// Every way a time is written out, in one place.
+// How the window writes a time.
 
 #include <QString>
 
@@ -13,10 +13,5 @@ QString playhead(double seconds);
 
 // A time-axis label of whole seconds: "1:05".
 QString axisLabel(int seconds);
-
-// The command line's report: tenths rounded first, so 59.96 s reads 1:00.0,
-// and hours once there are any ("1:02:05.0"). Negative and non-finite times
-// read 0:00.0.
-QString report(double seconds);
 
 } // namespace TimeText
