@@ -20,7 +20,6 @@ inline AnalysisResult hourLongAnalysis() {
         r.envelope.maxValues.push_back(a);
         r.envelope.minValues.push_back(-a);
     }
-    r.curveWindowSec = 3.0;
     for (int i = 0; i < 36000; ++i) {
         const double t = 1.5 + i * 0.1;
         r.times.push_back(t);

@@ -1,9 +1,7 @@
 // What the working list keeps per analysed file, for four-minute 44.1 kHz
-// stereo files: the bytes of one analysis result (its strided prefix sums,
-// envelope and curve) against its 200 KB budget, and the resident memory per
-// file after the batch, against that result. A ratio near 1.0 means the list
-// holds nothing per file beyond the result itself.
-// Usage: build/bench/list_memory [files=50] [minutes=4]
+// stereo files: the bytes of one analysis result (its envelope and curve) against its 200 KB budget, and the resident
+// memory per file after the batch, against that result. A ratio near 1.0 means the list holds nothing per file beyond
+// the result itself. Usage: build/bench/list_memory [files=50] [minutes=4]
 
 #include "BenchAudio.h"
 #include "list/AppState.h"
@@ -34,9 +32,8 @@ double residentMiB() {
 template <typename T> double bytesOf(const std::vector<T>& v) { return static_cast<double>(v.capacity() * sizeof(T)); }
 
 double resultMiB(const AnalysisResult& r) {
-    const double bytes = static_cast<double>(r.energy.bytes()) + bytesOf(r.envelope.minValues) +
-                         bytesOf(r.envelope.maxValues) + bytesOf(r.times) + bytesOf(r.loudnessCurve) +
-                         sizeof(AnalysisResult);
+    const double bytes = bytesOf(r.envelope.minValues) + bytesOf(r.envelope.maxValues) + bytesOf(r.times) +
+                         bytesOf(r.loudnessCurve) + sizeof(AnalysisResult);
     return bytes / (1024.0 * 1024.0);
 }
 

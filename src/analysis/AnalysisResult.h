@@ -1,7 +1,6 @@
 #pragma once
 
 #include "analysis/ChannelMix.h"
-#include "analysis/EnergyPrefix.h"
 #include "analysis/NormalizeBy.h"
 
 #include <QString>
@@ -38,19 +37,19 @@ struct MeterFigures {
     bool operator==(const MeterFigures&) const = default;
 };
 
-// One file's measurement. Everything but the three curve fields is fixed once
-// analysis ends; the curve fields are replaced together when the curve is
-// recomputed for another window length.
+// One file's measurement, fixed once analysis ends. It keeps a few numbers
+// per second of audio (the curve) and a fixed-size envelope, never samples.
 struct AnalysisResult {
+    // The window of the loudness curve, whose points lie every 100 ms.
+    static constexpr double curveWindowSec = 3.0;
+
     WaveformEnvelope envelope;
     int64_t sampleRate = 0;
     int channels = 1;
-    ChannelMix channelMix = ChannelMix::sum; // the mix `energy` sums
-    EnergyPrefix energy;                     // prefix sums of the squared K-weighted signal, every stride samples
+    ChannelMix channelMix = ChannelMix::sum; // the mix it was measured on
     int64_t totalSamples = 0;
     std::vector<double> times;
     std::vector<double> loudnessCurve;
-    double curveWindowSec = 3.0;
     double windowStart = 0.0;
     double windowEnd = 0.0;
     double peakLUFS = -70.0;

@@ -22,11 +22,7 @@ int64_t EnergyPrefix::strideFor(int64_t sampleRate) {
     // The same integer lengths the measurement uses, so that the stride holds
     // exactly whatever rounding they took.
     return gcdOf({gatedBlockSamples(sampleRate), gatedHopSamples(sampleRate), loudestWindowSamples(sampleRate),
-                  loudestHopSamples(sampleRate), curveWindowSamples(sampleRate, defaultCurveWindowSec)});
-}
-
-int64_t EnergyPrefix::curveStrideFor(int64_t sampleRate, int64_t windowSamples) {
-    return gcdOf({strideFor(sampleRate), windowSamples});
+                  loudestHopSamples(sampleRate), curveWindowSamples(sampleRate)});
 }
 
 double EnergyPrefix::sumAt(int64_t sample) const {

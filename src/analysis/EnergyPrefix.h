@@ -10,9 +10,9 @@
 // that is a multiple of the stride, and for the total.
 //
 // The analysis reads sums only at multiples of one stride: its blocks, hops,
-// 20-second windows and default curve window are all whole multiples of their
+// 20-second windows and curve window are all whole multiples of their
 // greatest common divisor (a tenth of a second at every rate divisible by 10),
-// so a file keeps ten numbers a second instead of one per sample.
+// so a measurement keeps ten numbers a second instead of one per sample.
 class EnergyPrefix {
 public:
     EnergyPrefix() = default;
@@ -20,8 +20,6 @@ public:
     // The stride at which every position the analysis reads lies, for
     // `sampleRate`; 1 (every sample) at rates that have no coarser one.
     static int64_t strideFor(int64_t sampleRate);
-    // A stride that also holds a loudness curve with a window of `windowSamples`.
-    static int64_t curveStrideFor(int64_t sampleRate, int64_t windowSamples);
 
     int64_t stride() const { return stride_; }
     int64_t totalSamples() const { return total_; }
@@ -31,7 +29,6 @@ public:
     // Only at held positions.
     double sumAt(int64_t sample) const;
     // Memory kept, in bytes.
-    int64_t bytes() const { return static_cast<int64_t>(sums_.capacity() * sizeof(double)); }
 
     bool operator==(const EnergyPrefix&) const = default;
 

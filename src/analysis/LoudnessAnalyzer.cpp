@@ -18,9 +18,10 @@ namespace {
 // states (priming and padding), and still be measured in one pass.
 constexpr int64_t lengthUncertainty = 2560;
 
-// Decodes `path` and measures it with prefix sums every `stride` samples (0:
-// the analysis's own), decoding on one thread and measuring on this one.
-AnalysisResult measure(const QString& path, ChannelMix mix, int64_t chunkFrames, int64_t stride) {
+} // namespace
+
+// Decodes on one thread and measures on this one.
+AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames) {
     // The envelope needs the length up front. When the decoded length falls
     // outside what the container promised, the file is measured once more
     // with the length it really has, so the figures equal those of the
@@ -30,7 +31,7 @@ AnalysisResult measure(const QString& path, ChannelMix mix, int64_t chunkFrames,
         OpenedAudio opened = AudioLoader::open(path);
         const bool exact = known >= 0 || opened.reader.framesExact();
         const int64_t expected = known >= 0 ? known : std::min(opened.reader.frames(), AudioLoader::maxFrames);
-        SignalMeasurement measurement(expected, opened.reader.sampleRate(), stride, exact ? 0 : lengthUncertainty,
+        SignalMeasurement measurement(expected, opened.reader.sampleRate(), 0, exact ? 0 : lengthUncertainty,
                                       weightingFor(mix, opened.reader.channelRoles()));
         const int64_t measured = AudioLoader::readAhead(
             opened, chunkFrames, [&](const float* interleaved, const float* mono, int64_t frames) {
@@ -54,18 +55,6 @@ AnalysisResult measure(const QString& path, ChannelMix mix, int64_t chunkFrames,
     }
     throw AudioLoaderError(AudioLoaderError::Kind::readFailed,
                            QStringLiteral("The file changed while it was being read: ") + NativePath::shownName(path));
-}
-
-} // namespace
-
-AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames) {
-    return measure(path, mix, chunkFrames, 0);
-}
-
-LoudnessCurve curveOfFile(const QString& path, int64_t sampleRate, double windowSec, ChannelMix mix) {
-    const AnalysisResult r =
-        measure(path, mix, 65536, EnergyPrefix::curveStrideFor(sampleRate, curveWindowSamples(sampleRate, windowSec)));
-    return computeLoudnessCurve(r.energy, r.sampleRate, r.totalSamples, windowSec);
 }
 
 } // namespace LoudnessAnalyzer

@@ -165,14 +165,8 @@ MeterFigures meterFigures(const EnergyPrefix& energy, int64_t sampleRate, int64_
     return figures;
 }
 
-bool holdsCurve(const EnergyPrefix& energy, int64_t sampleRate, double windowSec) {
-    return gatedHopSamples(sampleRate) % energy.stride() == 0 &&
-           curveWindowSamples(sampleRate, windowSec) % energy.stride() == 0;
-}
-
-LoudnessCurve computeLoudnessCurve(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples,
-                                   double windowSec) {
-    const int64_t window = curveWindowSamples(sampleRate, windowSec);
+LoudnessCurve loudnessCurve(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples) {
+    const int64_t window = curveWindowSamples(sampleRate);
     LoudnessCurve curve;
     if (sampleRate < 10 || totalSamples < 1 || window > totalSamples) {
         return curve;

@@ -148,18 +148,17 @@ AnalysisResult SignalMeasurement::finish() {
     r.peakDBFS = peak_ > 0.0f ? static_cast<double>(20.0f * std::log10(peak_)) : silencePeakDBFS;
     r.truePeakDBTP = truePeak_.finishDBTP();
     r.envelope = envelope_.take(measured_);
-    r.energy = energy_.take();
+    const EnergyPrefix energy = energy_.take();
 
-    LoudnessCurve curve = computeLoudnessCurve(r.energy, sampleRate_, measured_, defaultCurveWindowSec);
+    LoudnessCurve curve = loudnessCurve(energy, sampleRate_, measured_);
     r.times = std::move(curve.times);
     r.loudnessCurve = std::move(curve.values);
-    r.curveWindowSec = defaultCurveWindowSec;
 
-    const LoudestWindow w = loudestFigure(r.energy, sampleRate_, measured_);
+    const LoudestWindow w = loudestFigure(energy, sampleRate_, measured_);
     r.windowStart = w.start;
     r.windowEnd = w.end;
     r.peakLUFS = w.peakLUFS;
-    r.figures = meterFigures(r.energy, sampleRate_, measured_);
+    r.figures = meterFigures(energy, sampleRate_, measured_);
     return r;
 }
 

@@ -2,6 +2,7 @@
 
 #include "analysis/AnalysisResult.h"
 #include "analysis/ChannelWeighting.h"
+#include "analysis/EnergyPrefix.h"
 #include "analysis/TruePeak.h"
 
 #include <cstdint>

@@ -113,11 +113,6 @@ void AppState::setStatusMessage(const QString& message) {
 
 void AppState::setShowOnboarding(bool show) { publish(this, showOnboarding_, show, &AppState::showOnboardingChanged); }
 
-void AppState::setCurveWindowSec(double seconds) {
-    if (std::isfinite(seconds))
-        publish(this, curveWindowSec_, seconds, &AppState::curveWindowSecChanged);
-}
-
 void AppState::noteWhenAnalysed(const QString& notice) {
     if (isAnalyzing())
         noticeWhenAnalysed_ = notice;

@@ -69,7 +69,6 @@ public:
     double ceilingDBTP() const { return ceilingDBTP_; }
     const QString& statusMessage() const { return statusMessage_; }
     bool showOnboarding() const { return showOnboarding_; }
-    double curveWindowSec() const { return curveWindowSec_; }
     // How every file's channels make its loudness.
     ChannelMix channelMix() const { return channelMix_; }
     // Which figure every correction aims at the target.
@@ -94,7 +93,6 @@ public:
     void setCeilingDBTP(double ceiling);
     void setStatusMessage(const QString& message);
     void setShowOnboarding(bool show);
-    void setCurveWindowSec(double seconds);
     // Shows `notice` in the status line after "Analysis complete." once the
     // analyses running now end, or at once when none is running.
     void noteWhenAnalysed(const QString& notice);
@@ -142,7 +140,6 @@ signals:
     void statusMessageChanged(const QString& message); // on every assignment
     void analysisFinished();                           // no analysis is running any more
     void showOnboardingChanged();
-    void curveWindowSecChanged();
     void channelMixChanged();
     void normalizeByChanged();
     void presetChanged();
@@ -168,7 +165,6 @@ private:
     double ceilingDBTP_ = CeilingRange::defaultDBTP;
     QString statusMessage_ = readyMessage;
     bool showOnboarding_ = false;
-    double curveWindowSec_ = 3.0;
     ChannelMix channelMix_ = ChannelMix::sum;
     NormalizeBy normalizeBy_ = NormalizeBy::loudest;
     TargetPreset preset_ = TargetPreset::custom;

@@ -23,19 +23,8 @@ template <typename T, typename Signal> void AudioFileItem::publish(T& field, T v
 
 void AudioFileItem::setAnalysis(std::optional<AnalysisResult> analysis) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    // Always published: comparing two analyses would walk their prefix sums.
+    // Always published: comparing two analyses would walk their curves.
     analysis_ = std::move(analysis);
-    emit analysisChanged();
-    emit changed();
-}
-
-void AudioFileItem::replaceCurve(std::vector<double> times, std::vector<double> values, double windowSec) {
-    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    if (!analysis_)
-        return;
-    analysis_->times = std::move(times);
-    analysis_->loudnessCurve = std::move(values);
-    analysis_->curveWindowSec = windowSec;
     emit analysisChanged();
     emit changed();
 }

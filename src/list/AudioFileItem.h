@@ -42,9 +42,6 @@ public:
     const SegmentEditState& segmentEdits() const { return *segmentEdits_; }
 
     void setAnalysis(std::optional<AnalysisResult> analysis);
-    // Replaces the loudness curve of the analysis (computed for another
-    // window length) in place; the rest of the analysis stays as it is.
-    void replaceCurve(std::vector<double> times, std::vector<double> values, double windowSec);
     void setIsAnalyzing(bool analyzing);
     void setAnalysisError(std::optional<QString> error);
     void setCorrectionDB(double db);

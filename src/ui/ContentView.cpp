@@ -1,6 +1,5 @@
 #include "ui/ContentView.h"
 
-#include "analysis/LoudnessAnalyzer.h"
 #include "io/NativePath.h"
 #include "playback/DefaultOutput.h"
 #include "ui/ExportControlsView.h"
@@ -24,13 +23,11 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
-#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
-#include <QThreadPool>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -108,8 +105,7 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
                          std::unique_ptr<AudioOutput> output, QWidget* parent)
     : QWidget(parent), state_(state), session_(session), dialogs_(std::move(dialogs)),
       engine_(std::make_unique<AudioPlaybackEngine>(output ? std::move(output) : makeDefaultAudioOutput())) {
-    controller_ =
-        std::make_unique<PlaybackController>(state_, *engine_, [this](double w) { recomputeSelectedCurve(w); });
+    controller_ = std::make_unique<PlaybackController>(state_, *engine_);
     history_ = std::make_unique<EditHistory>(state_, *engine_, undo);
     setAcceptDrops(true);
     auto* column = new QVBoxLayout(this);
@@ -321,8 +317,6 @@ void ContentView::connectActions() {
     });
     connect(&state_, &AppState::normalizeByChanged, this, [this] { showChoice(normalizeBy_, state_.normalizeBy()); });
     connect(&state_, &AppState::selectedFileIDChanged, this, &ContentView::onSelectionChanged);
-    connect(&state_, &AppState::curveWindowSecChanged, this,
-            [this] { recomputeSelectedCurve(state_.curveWindowSec()); });
     connect(&state_, &AppState::statusMessageChanged, this, &ContentView::refreshStatus);
     connect(&session_, &ExportSession::isExportingChanged, this, &ContentView::refreshProgress);
     connect(&session_, &ExportSession::progressChanged, this, &ContentView::refreshProgress);
@@ -413,40 +407,4 @@ void ContentView::refreshProgress() {
                                              static_cast<long long>(p.total)));
     progressPercent_->setText(QStringLiteral("%1%").arg(static_cast<int>(fraction * 100)));
     progressBar_->setValue(static_cast<int>(fraction * 1000));
-}
-
-void ContentView::recomputeSelectedCurve(double windowSec) {
-    const AudioFileItemPtr file = state_.selectedFile();
-    if (!file || !file->analysis() || file->analysis()->curveWindowSec == windowSec)
-        return;
-    const AnalysisResult& a = *file->analysis();
-    if (LoudnessAnalyzer::holdsCurve(a.energy, a.sampleRate, windowSec)) {
-        LoudnessAnalyzer::LoudnessCurve curve =
-            LoudnessAnalyzer::computeLoudnessCurve(a.energy, a.sampleRate, a.totalSamples, windowSec);
-        file->replaceCurve(std::move(curve.times), std::move(curve.values), windowSec);
-        return;
-    }
-    // A window the kept sums do not hold: the file is measured again on a
-    // worker, and the curve arrives when it is done (if still wanted).
-    const std::weak_ptr<AudioFileItem> later = file;
-    const QString path = file->path();
-    const int64_t rate = a.sampleRate;
-    const ChannelMix mix = a.channelMix;
-    const QPointer<ContentView> self(this);
-    QThreadPool::globalInstance()->start([self, later, path, rate, windowSec, mix] {
-        std::optional<LoudnessAnalyzer::LoudnessCurve> curve;
-        try {
-            curve = LoudnessAnalyzer::curveOfFile(path, rate, windowSec, mix);
-        } catch (...) {
-            return; // the file went away meanwhile: the old curve stays
-        }
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
-            [self, later, curve = std::move(*curve), windowSec]() mutable {
-                const auto file = later.lock();
-                if (self && self->state_.curveWindowSec() == windowSec && file && file->analysis())
-                    file->replaceCurve(std::move(curve.times), std::move(curve.values), windowSec);
-            },
-            Qt::QueuedConnection);
-    });
 }

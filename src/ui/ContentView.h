@@ -55,7 +55,6 @@ public:
     void addFiles();
     // What a drop of `mime` does: its local file URLs, in order, to addFiles.
     void handleDrop(const QMimeData& mime);
-    void recomputeSelectedCurve(double windowSec);
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;

@@ -4,9 +4,7 @@
 
 #include <cmath>
 
-PlaybackController::PlaybackController(AppState& state, AudioPlaybackEngine& engine,
-                                       std::function<void(double)> recomputeCurve)
-    : state_(state), engine_(engine), recomputeCurve_(std::move(recomputeCurve)) {}
+PlaybackController::PlaybackController(AppState& state, AudioPlaybackEngine& engine) : state_(state), engine_(engine) {}
 
 namespace {
 
@@ -49,8 +47,6 @@ void PlaybackController::onSelectionChanged() {
             engine_.stop();
         return;
     }
-    if (recomputeCurve_)
-        recomputeCurve_(state_.curveWindowSec());
     if (!engine_.isPlaying()) {
         if (engine_.isPaused())
             engine_.stop();

@@ -9,14 +9,9 @@
 #include "playback/AudioDeviceManager.h"
 #include "playback/AudioPlaybackEngine.h"
 
-#include <functional>
-
 class PlaybackController {
 public:
-    // `recomputeCurve` is the window's: called with the curve window length
-    // before a newly selected file is started.
-    PlaybackController(AppState& state, AudioPlaybackEngine& engine,
-                       std::function<void(double windowSec)> recomputeCurve = {});
+    PlaybackController(AppState& state, AudioPlaybackEngine& engine);
 
     // A selected file with an analysis.
     bool canPlay() const;
@@ -38,6 +33,5 @@ public:
 private:
     AppState& state_;
     AudioPlaybackEngine& engine_;
-    std::function<void(double)> recomputeCurve_;
     uint32_t selectedDeviceID_ = 0;
 };

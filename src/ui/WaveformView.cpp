@@ -73,7 +73,7 @@ private:
 
 struct WaveformView::StaticKey {
     int64_t bucketCount;
-    double curveWindowSec, windowStart, peakLUFS, duration;
+    double windowStart, peakLUFS, duration;
     QSize size;
     qreal pixelRatio;
     bool editMode;
@@ -293,16 +293,8 @@ void WaveformView::paintEvent(QPaintEvent*) {
     const PlotGeometry g = plotGeometry();
     const bool editMode = isEditMode();
     const SegmentEditSnapshot edits = editMode ? file_->segmentEdits().snapshot() : SegmentEditSnapshot{};
-    StaticKey key{data->envelope.bucketCount,
-                  data->curveWindowSec,
-                  data->windowStart,
-                  data->peakLUFS,
-                  data->duration,
-                  size(),
-                  devicePixelRatioF(),
-                  editMode,
-                  edits.separators,
-                  edits.segmentGains};
+    StaticKey key{data->envelope.bucketCount, data->windowStart, data->peakLUFS,   data->duration,    size(),
+                  devicePixelRatioF(),        editMode,          edits.separators, edits.segmentGains};
     if (!staticKey_ || !(*staticKey_ == key)) {
         const auto blank = [&] {
             QPixmap pixmap(size() * devicePixelRatioF());

@@ -21,11 +21,7 @@ protected:
 };
 
 void expectInvariants(const AnalysisResult& r) {
-    EXPECT_EQ(r.energy.totalSamples(), r.totalSamples);
-    EXPECT_EQ(r.energy.sumAt(0), 0.0);
-    EXPECT_GE(r.energy.sumAt(r.totalSamples), 0.0);
     EXPECT_EQ(r.times.size(), r.loudnessCurve.size());
-    EXPECT_EQ(r.curveWindowSec, 3.0);
     EXPECT_DOUBLE_EQ(r.duration, double(r.totalSamples) / double(r.sampleRate));
     EXPECT_EQ(r.envelope.bucketCount, std::min<int64_t>(r.totalSamples, 2000));
 }
@@ -68,8 +64,8 @@ TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {
     const support::MonoAudio mono = support::loadMono(path("three.wav"));
     const AnalysisResult averaged = LoudnessAnalyzer::analyze(path("three.wav"), ChannelMix::average);
     const AnalysisResult inMemory = support::analyzeSamples(mono.samples, mono.sampleRate);
-    EXPECT_TRUE(std::tie(averaged.energy, averaged.loudnessCurve, averaged.peakLUFS, averaged.envelope) ==
-                std::tie(inMemory.energy, inMemory.loudnessCurve, inMemory.peakLUFS, inMemory.envelope));
+    EXPECT_TRUE(std::tie(averaged.loudnessCurve, averaged.figures, averaged.peakLUFS, averaged.envelope) ==
+                std::tie(inMemory.loudnessCurve, inMemory.figures, inMemory.peakLUFS, inMemory.envelope));
     // A short 16-bit file one frame at a time.
     writeAudio(path("short.wav"), {noise(4, 0.5, 9000), noise(5, 0.5, 9000)}, 8000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     EXPECT_TRUE(LoudnessAnalyzer::analyze(path("short.wav"), ChannelMix::sum, 1) ==
@@ -151,27 +147,9 @@ TEST_F(AnalyzerTest, StridedSumsGiveThePerSampleFiguresAtEveryRate) {
             const auto where = [&] { return std::to_string(rate) + " Hz, " + std::to_string(length) + " samples"; };
             const auto figures = [](const AnalysisResult& r) {
                 return std::tie(r.envelope, r.times, r.loudnessCurve, r.peakLUFS, r.peakDBFS, r.windowStart,
-                                r.windowEnd, r.duration, r.totalSamples);
+                                r.windowEnd, r.duration, r.totalSamples, r.figures);
             };
             EXPECT_TRUE(figures(a) == figures(b)) << where();
-            for (int64_t k = 0; k <= length; k += stride)
-                ASSERT_EQ(a.energy.sumAt(k), b.energy.sumAt(k)) << where() << " at " << k;
-            EXPECT_EQ(a.energy.sumAt(length), b.energy.sumAt(length)) << where();
         }
     }
-    // A curve window the kept sums do not hold is measured again from the file.
-    const std::vector<float> music = concat({noise(3, 0.5, 48000 * 30), noise(4, 0.05, 48000 * 12)});
-    writeMonoWav(path("again.wav"), music, 48000);
-    const AnalysisResult kept = LoudnessAnalyzer::analyze(path("again.wav"));
-    EXPECT_FALSE(LoudnessAnalyzer::holdsCurve(kept.energy, 48000, 3.05));
-    EXPECT_TRUE(LoudnessAnalyzer::holdsCurve(kept.energy, 48000, 10.0));
-    SignalMeasurement perSample(static_cast<int64_t>(music.size()), 48000, 1);
-    perSample.add(music.data(), static_cast<int64_t>(music.size()));
-    const AnalysisResult all = perSample.finish();
-    const LoudnessAnalyzer::LoudnessCurve again =
-        LoudnessAnalyzer::curveOfFile(path("again.wav"), 48000, 3.05, ChannelMix::sum);
-    const LoudnessAnalyzer::LoudnessCurve expected =
-        LoudnessAnalyzer::computeLoudnessCurve(all.energy, 48000, all.totalSamples, 3.05);
-    EXPECT_EQ(again.times, expected.times);
-    EXPECT_EQ(again.values, expected.values);
 }

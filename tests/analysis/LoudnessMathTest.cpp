@@ -126,7 +126,7 @@ TEST(LoudnessMath, CurvePointsAndEdges) {
     std::fill(p.begin() + 500, p.end(), 0.1f);
     const auto c = sums(p);
     // 3 s window at 100 Hz: 300 samples every 10 → (1000 - 300) / 10 + 1 points.
-    const LoudnessCurve curve = computeLoudnessCurve(c, 100, 1000, 3.0);
+    const LoudnessCurve curve = loudnessCurve(c, 100, 1000);
     ASSERT_EQ(curve.times.size(), 71u);
     ASSERT_EQ(curve.values.size(), 71u);
     EXPECT_DOUBLE_EQ(curve.times.front(), 1.5);
@@ -134,14 +134,9 @@ TEST(LoudnessMath, CurvePointsAndEdges) {
     EXPECT_EQ(curve.values.front(), -70.0); // pure silence, never -inf
     EXPECT_NEAR(curve.values.back(), lufs(0.1f), 1e-9);
 
-    EXPECT_TRUE(computeLoudnessCurve(c, 100, 1000, 10.01).times.empty()); // longer than the file
-    EXPECT_EQ(computeLoudnessCurve(c, 100, 1000, 10.0).times.size(), 1u);
-    EXPECT_TRUE(computeLoudnessCurve(c, 9, 1000, 3.0).times.empty());
-    EXPECT_FALSE(computeLoudnessCurve(c, 10, 1000, 3.0).times.empty()) << "10 Hz is the lowest rate measured";
-    EXPECT_TRUE(computeLoudnessCurve(EnergyPrefix(), 100, 0, 3.0).times.empty());
-    // A window under one sample is one sample long: one point per hop, centred half a sample in.
-    const LoudnessCurve tiny = computeLoudnessCurve(c, 100, 1000, 0.001);
-    ASSERT_EQ(tiny.times.size(), 100u);
-    EXPECT_DOUBLE_EQ(tiny.times[0], 0.005);
-    EXPECT_NEAR(tiny.values[60], lufs(0.1f), 1e-9);
+    EXPECT_TRUE(loudnessCurve(c, 100, 299).times.empty()); // shorter than the window
+    EXPECT_EQ(loudnessCurve(c, 100, 300).times.size(), 1u);
+    EXPECT_TRUE(loudnessCurve(c, 9, 1000).times.empty());
+    EXPECT_FALSE(loudnessCurve(c, 10, 1000).times.empty()) << "10 Hz is the lowest rate measured";
+    EXPECT_TRUE(loudnessCurve(EnergyPrefix(), 100, 0).times.empty());
 }

@@ -15,7 +15,6 @@ AnalysisResult curve(double duration, const std::function<double(double)>& level
     AnalysisResult r;
     r.duration = duration;
     r.peakLUFS = loud;
-    r.curveWindowSec = 3.0;
     for (int i = 15; i / 10.0 <= duration - 1.5 + 1e-9; ++i) {
         const double t = i / 10.0;
         r.times.push_back(t);

@@ -33,4 +33,24 @@ std::tuple<double, float, double> referencePeaks(const QString& path) {
     return {20 * std::log10(truePeak), samplePeak, integrated};
 }
 
+double referenceLoudness(const QString& path, double fromSec, double toSec) {
+    AudioReader file(path);
+    const int64_t channels = file.channels();
+    const auto from = static_cast<int64_t>(fromSec * static_cast<double>(file.sampleRate()));
+    const auto to = static_cast<int64_t>(toSec * static_cast<double>(file.sampleRate()));
+    ebur128_state* st =
+        ebur128_init(static_cast<unsigned>(channels), static_cast<unsigned long>(file.sampleRate()), EBUR128_MODE_I);
+    std::vector<float> buffer(static_cast<size_t>(4096 * channels));
+    int64_t at = 0;
+    for (int64_t n; at < to && (n = file.readInterleaved(buffer.data(), 4096)) > 0; at += n) {
+        const int64_t first = std::clamp<int64_t>(from - at, 0, n), last = std::clamp<int64_t>(to - at, 0, n);
+        if (last > first)
+            ebur128_add_frames_float(st, buffer.data() + first * channels, static_cast<size_t>(last - first));
+    }
+    double loudness = 0;
+    ebur128_loudness_global(st, &loudness);
+    ebur128_destroy(&st);
+    return loudness;
+}
+
 } // namespace fixtures
