@@ -25,7 +25,7 @@ inline AnalysisResult hourLongAnalysis() {
         r.times.push_back(t);
         r.loudnessCurve.push_back(std::fmod(t, 600.0) < 60 ? -40.0 + std::sin(t) : -16.0 + 4 * std::sin(t / 7));
     }
-    r.peakLUFS = -12.0;
+    r.loudest20sLUFS = -12.0;
     r.windowStart = 1000.0;
     r.windowEnd = 1020.0;
     return r;

@@ -99,7 +99,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%d files of %d min, 48 kHz stereo, %d cores:\n", files, minutes, QThread::idealThreadCount());
     for (ExportFormat format : {ExportFormat::mp3_320, ExportFormat::flac}) {
         exports.setFormat(format);
-        const QString name = caseName(format);
+        const QString name = keyword(format);
         double ours = 1e9, reference = 1e9, bare = 1e9;
         for (int run = 0; run < 2; ++run) {
             const QString suffix = QStringLiteral("%1-%2").arg(name).arg(run);

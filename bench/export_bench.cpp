@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
          {Case{ExportFormat::wav24, {"-c:a", "pcm_s24le"}},
           Case{ExportFormat::flac, {"-c:a", "flac", "-sample_fmt", "s32", "-bits_per_raw_sample", "24"}},
           Case{ExportFormat::mp3_320, {"-c:a", "libmp3lame", "-b:a", "320k"}}}) {
-        const QString out = dir.filePath(caseName(c.format));
+        const QString out = dir.filePath(keyword(c.format));
         QDir().mkpath(out);
         const ExportSettings settings{out, c.format, SampleRate::rate48000, true, -1.0, ExistingOutputs::replace};
         OutputNames names(out, settings.existing, {source});
@@ -82,7 +82,7 @@ int main(int argc, char** argv) {
             return 1;
         }
         std::fprintf(stderr, "%-8s pipeline %.3f s, ffmpeg volume filter %.3f s: pipeline / ffmpeg %.2fx\n",
-                     qPrintable(caseName(c.format)), ours, theirs, ours / theirs);
+                     qPrintable(keyword(c.format)), ours, theirs, ours / theirs);
     }
     return 0;
 }

@@ -6,7 +6,7 @@
 
 #include "io/FFmpegLocator.h"
 #include "playback/DefaultOutput.h"
-#include "ui/ContentView.h"
+#include "ui/BatchView.h"
 #include "ui/MainWindow.h"
 
 #include <QApplication>
@@ -66,9 +66,9 @@ int main(int argc, char** argv) {
     state.addFiles(urls);
     while (state.isAnalyzing())
         runFor(50);
-    window.content()->playback().togglePlay();
+    window.batch()->playback().togglePlay();
     runFor(500);
-    window.content()->engine().stop();
+    window.batch()->engine().stop();
     runFor(2000); // the output closes after a second of idling
 
     const double idle = idlePercent(measureMs);

@@ -60,7 +60,7 @@ int main(int argc, char** argv) {
     const auto quiet = analysedItem("Quiet Intro.flac", musicLike(40.0));
     const auto loud = analysedItem("Loud Master.wav", musicLike(30.0));
     for (const auto& f : {item, quiet, loud})
-        f->setCorrectionDB(AppState::correctionFor(-16.0, f->analysis()->peakLUFS));
+        f->setCorrectionDB(AppState::correctionFor(-16.0, f->analysis()->loudest20sLUFS));
     loud->setCorrectionDB(6.0);
     loud->setIsManualOverride(true);
     const auto pending = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/music/Still Measuring.mp3"));

@@ -8,7 +8,7 @@
 #include "EventLoopStall.h"
 #include "io/FFmpegLocator.h"
 #include "playback/SilentOutput.h"
-#include "ui/ContentView.h"
+#include "ui/BatchView.h"
 #include "ui/MainWindow.h"
 
 #include <QApplication>
@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
     std::printf("export 50 files:             longest stall %6.1f ms  (%s)\n", exporting,
                 qPrintable(state.statusMessage()));
 
-    AudioPlaybackEngine& engine = window.content()->engine();
+    AudioPlaybackEngine& engine = window.batch()->engine();
     QElapsedTimer playing;
     playing.start();
     engine.play(hour, 0.0, -3.0, nullptr);

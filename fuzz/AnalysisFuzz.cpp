@@ -58,13 +58,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const ChannelMix mix = data[4] & 0x80 ? ChannelMix::average : ChannelMix::sum;
         const AnalysisResult r = LoudnessAnalyzer::analyze(file.path(), mix);
         const MeterFigures& f = r.figures;
-        if (!std::isfinite(r.peakLUFS) || !std::isfinite(r.peakDBFS) || !std::isfinite(r.duration) ||
+        if (!std::isfinite(r.loudest20sLUFS) || !std::isfinite(r.peakDBFS) || !std::isfinite(r.duration) ||
             !finite(r.loudnessCurve) || !finite(r.times) ||
             !finite({f.integratedLUFS, f.loudnessRangeLU, f.maxMomentaryLUFS, f.maxShortTermLUFS, r.truePeakDBTP}))
             finding("a figure that is no number");
         if (f.loudnessRangeLU < 0.0 || f.integratedLUFS < -70.0 || r.truePeakDBTP < r.peakDBFS - 1e-3)
             finding("a meter figure outside its range");
-        if (r.peakLUFS < -70.0 || r.peakDBFS < -120.0 || r.peakDBFS > 60.0 + 1e-3)
+        if (r.loudest20sLUFS < -70.0 || r.peakDBFS < -120.0 || r.peakDBFS > 60.0 + 1e-3)
             finding("a figure outside its range");
         if (r.windowStart < 0.0 || r.windowEnd < r.windowStart || r.windowEnd > r.duration + 1e-9)
             finding("a loudest window outside the file");

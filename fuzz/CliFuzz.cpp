@@ -19,7 +19,7 @@ bool same(const ExportOptions& a, const ExportOptions& b) {
 }
 
 QStringList written(const ExportOptions& o) {
-    QStringList args{"--out=" + o.out, "--format", rawValue(o.format), "--rate", QString::number(rawValue(o.rate))};
+    QStringList args{"--out=" + o.out, "--format", label(o.format), "--rate", QString::number(hertz(o.rate))};
     if (o.ceiling)
         args << "--ceiling=" + QString::number(*o.ceiling, 'g', 17);
     if (o.target)

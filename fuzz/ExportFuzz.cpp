@@ -144,7 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (left != QStringList{QFileInfo(written->path).fileName()})
             finding("an output beside other files");
         const auto [truePeak, outFrames] = readBack(written->path);
-        const int64_t expected = frames * rawValue(settings.sampleRate) / rate; // the length at the output's rate
+        const int64_t expected = frames * hertz(settings.sampleRate) / rate; // the length at the output's rate
         if (std::abs(outFrames - expected) > lengthTolerance(settings.format) + 2)
             finding("an output of another length");
         if (!written->offTarget && !written->isSilent && truePeak > settings.ceilingDBTP + 0.1)

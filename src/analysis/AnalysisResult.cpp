@@ -14,7 +14,7 @@ std::vector<TimeRange> AnalysisResult::softPassageRanges() const {
         return ranges;
     }
     const double halfWindow = curveWindowSec * 0.5;
-    const double threshold = peakLUFS - 12.0;
+    const double threshold = loudest20sLUFS - 12.0;
 
     size_t i = 0;
     while (i < n) {

@@ -52,16 +52,16 @@ struct AnalysisResult {
     std::vector<double> loudnessCurve;
     double windowStart = 0.0;
     double windowEnd = 0.0;
-    double peakLUFS = -70.0;
+    double loudest20sLUFS = -70.0;
     double peakDBFS = -120.0;     // the largest sample of any channel
     double truePeakDBTP = -120.0; // of any channel, oversampled four times
     MeterFigures figures;
     // The figure a correction by `by` aims at the target.
     double figureLUFS(NormalizeBy by) const {
-        return by == NormalizeBy::integrated ? figures.integratedLUFS : peakLUFS;
+        return by == NormalizeBy::integrated ? figures.integratedLUFS : loudest20sLUFS;
     }
     // Every block under the absolute gate: such a file is given no gain.
-    bool isSilent() const { return peakLUFS <= -70.0; }
+    bool isSilent() const { return loudest20sLUFS <= -70.0; }
     double duration = 0.0;
     // Samples that were not numbers and were measured as silence.
     int64_t nonFiniteSamples = 0;
@@ -69,7 +69,7 @@ struct AnalysisResult {
     bool operator==(const AnalysisResult&) const = default;
 
     // Stretches of at least 10 s whose curve stays more than 12 dB below
-    // `peakLUFS`, in ascending order. Computed on every call.
+    // `loudest20sLUFS`, in ascending order. Computed on every call.
     std::vector<TimeRange> softPassageRanges() const;
     // The warning the file's row and report show, when there is one: "3
     // samples were not numbers and were treated as silence".

@@ -24,7 +24,7 @@ inline constexpr int64_t envelopeBuckets = 2000;
 struct LoudestWindow {
     double start = 0.0;
     double end = 0.0;
-    double peakLUFS = -200.0;
+    double loudest20sLUFS = -200.0;
 };
 
 struct LoudnessCurve {

@@ -31,7 +31,7 @@ ProgrammeFigures ProgrammeMeter::finish() {
         figures.truePeakDBTP = truePeak_->finishDBTP();
     if (frames_ > 0) {
         const EnergyPrefix energy = energy_.take();
-        figures.loudnessLUFS = LoudnessAnalyzer::loudestFigure(energy, sampleRate_, frames_).peakLUFS;
+        figures.loudnessLUFS = LoudnessAnalyzer::loudestFigure(energy, sampleRate_, frames_).loudest20sLUFS;
         figures.integratedLUFS = LoudnessAnalyzer::gatedLoudness(energy, 0, frames_, sampleRate_);
     }
     return figures;

@@ -157,7 +157,7 @@ AnalysisResult SignalMeasurement::finish() {
     const LoudestWindow w = loudestFigure(energy, sampleRate_, measured_);
     r.windowStart = w.start;
     r.windowEnd = w.end;
-    r.peakLUFS = w.peakLUFS;
+    r.loudest20sLUFS = w.loudest20sLUFS;
     r.figures = meterFigures(energy, sampleRate_, measured_);
     return r;
 }

@@ -66,7 +66,7 @@ QString reportRow(const FileReport& r, int nameWidth) {
     const QString window = durationText(r.windowStart) + QStringLiteral(" – ") + durationText(r.windowEnd);
     return QStringLiteral("%1  %2  %3  %4  %5  %6  %7  %8")
                .arg(name)
-               .arg(QStringLiteral("%1 LUFS").arg(r.peakLUFS, 0, 'f', 1), 11)
+               .arg(QStringLiteral("%1 LUFS").arg(r.loudest20sLUFS, 0, 'f', 1), 11)
                .arg(QStringLiteral("%1 LUFS").arg(r.figures.integratedLUFS, 0, 'f', 1), 11)
                .arg(QStringLiteral("%1 dBFS").arg(r.peakDBFS, 0, 'f', 1), 11)
                .arg(QStringLiteral("%1 dBTP").arg(r.truePeakDBTP, 0, 'f', 1), 11)

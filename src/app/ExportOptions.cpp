@@ -18,7 +18,7 @@ ExportFormat formatFrom(const QString& value) {
 
 SampleRate rateFrom(const QString& value) {
     bool ok = false;
-    const auto r = sampleRateFromRawValue(value.toLongLong(&ok));
+    const auto r = sampleRateOfHertz(value.toLongLong(&ok));
     if (!ok || !r)
         throw UsageError(QStringLiteral("the rate must be 44100, 48000 or 96000, not '%1'").arg(value));
     return *r;
@@ -54,7 +54,7 @@ void checkComplete(const Options& o) {
         throw UsageError(QStringLiteral("no files given"));
     if (!supportsRate(o.format, o.rate))
         throw UsageError(QStringLiteral("%1 holds at most %2 Hz; choose --rate 44100 or 48000")
-                             .arg(rawValue(o.format))
+                             .arg(label(o.format))
                              .arg(maximumRate(o.format)));
 }
 

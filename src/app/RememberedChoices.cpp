@@ -78,7 +78,7 @@ void restore(AppState& state, MainWindow& window) {
         state.setChannelMix(*mix);
     if (const auto format = exportFormatNamed(settings.value(formatKey).toString()))
         window.exportSession().setFormat(*format);
-    if (const auto rate = sampleRateFromRawValue(settings.value(rateKey).toLongLong()))
+    if (const auto rate = sampleRateOfHertz(settings.value(rateKey).toLongLong()))
         window.exportSession().setSampleRate(*rate);
 
     const QRect before = window.geometry();
@@ -103,8 +103,8 @@ void keep(AppState& state, MainWindow& window) {
     const ExportSession& exports = window.exportSession();
     QObject::connect(&exports, &ExportSession::choicesChanged, &window, [&exports] {
         QSettings settings;
-        settings.setValue(formatKey, caseName(exports.choices().format));
-        settings.setValue(rateKey, static_cast<qlonglong>(rawValue(exports.choices().sampleRate)));
+        settings.setValue(formatKey, keyword(exports.choices().format));
+        settings.setValue(rateKey, static_cast<qlonglong>(hertz(exports.choices().sampleRate)));
     });
     // Closing the window or quitting from the menu, which may not close it.
     new LayoutKeeper(window);

@@ -7,7 +7,7 @@
 #include "io/Interruption.h"
 #include "io/NativePath.h"
 #include "io/TemporaryFile.h"
-#include "ui/ContentView.h"
+#include "ui/BatchView.h"
 #include "ui/Icons.h"
 #include "ui/MainWindow.h"
 
@@ -52,7 +52,7 @@ void takeScreenshotWhenReady(MainWindow& window, AppState& state, const QString&
         [&window, &state, path] {
             if (!state.files().empty()) {
                 state.setSelectedFileID(state.files()[std::min<size_t>(1, state.files().size() - 1)]->id());
-                window.content()->playback().togglePlay();
+                window.batch()->playback().togglePlay();
             }
             QTimer::singleShot(1500, &window, [&window, path] {
                 window.grab().save(path);

@@ -6,8 +6,8 @@ namespace {
 
 struct FormatRow {
     ExportFormat format;
-    const char* raw;
-    const char* caseName;
+    const char* label;
+    const char* keyword;
     const char* extension;
     OutputEncoding encoding;
     int64_t maximumRate;
@@ -56,12 +56,12 @@ const FormatRow& row(ExportFormat format) {
 
 } // namespace
 
-QString rawValue(ExportFormat format) { return QString::fromLatin1(row(format).raw); }
-QString caseName(ExportFormat format) { return QString::fromLatin1(row(format).caseName); }
+QString label(ExportFormat format) { return QString::fromLatin1(row(format).label); }
+QString keyword(ExportFormat format) { return QString::fromLatin1(row(format).keyword); }
 
 std::optional<ExportFormat> exportFormatNamed(const QString& name) {
     for (const FormatRow& r : rows) {
-        if (name == QLatin1String(r.raw) || name == QLatin1String(r.caseName))
+        if (name == QLatin1String(r.label) || name == QLatin1String(r.keyword))
             return r.format;
     }
     return std::nullopt;
@@ -74,12 +74,12 @@ int maximumChannels(ExportFormat format) { return row(format).maximumChannels; }
 int64_t lengthTolerance(ExportFormat format) { return row(format).lengthTolerance; }
 int64_t maximumRate(ExportFormat format) { return row(format).maximumRate; }
 
-std::optional<SampleRate> sampleRateFromRawValue(int64_t hz) {
+std::optional<SampleRate> sampleRateOfHertz(int64_t hz) {
     for (SampleRate rate : allSampleRates) {
-        if (rawValue(rate) == hz)
+        if (hertz(rate) == hz)
             return rate;
     }
     return std::nullopt;
 }
 
-QString label(SampleRate rate) { return QStringLiteral("%1 Hz").arg(rawValue(rate)); }
+QString label(SampleRate rate) { return QStringLiteral("%1 Hz").arg(hertz(rate)); }

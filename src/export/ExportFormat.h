@@ -18,10 +18,10 @@ inline constexpr std::array<ExportFormat, 7> allExportFormats = {
     ExportFormat::mp3_192, ExportFormat::mp3_128, ExportFormat::flac};
 
 // "WAV 24-bit", "MP3 320k", "FLAC" ...: the picker's label and the id.
-QString rawValue(ExportFormat format);
-// The case name: "wav24", "mp3_320" ...
-QString caseName(ExportFormat format);
-// Accepts the raw value or the case name.
+QString label(ExportFormat format);
+// The keyword of the command line and the settings: "wav24", "mp3_320" ...
+QString keyword(ExportFormat format);
+// Accepts the label or the keyword.
 std::optional<ExportFormat> exportFormatNamed(const QString& name);
 
 QString fileExtension(ExportFormat format);
@@ -40,11 +40,11 @@ enum class SampleRate : int64_t { rate44100 = 44100, rate48000 = 48000, rate9600
 inline constexpr std::array<SampleRate, 3> allSampleRates = {SampleRate::rate44100, SampleRate::rate48000,
                                                              SampleRate::rate96000};
 
-inline int64_t rawValue(SampleRate rate) { return static_cast<int64_t>(rate); }
+inline int64_t hertz(SampleRate rate) { return static_cast<int64_t>(rate); }
 // Exactly 44100, 48000 or 96000.
-std::optional<SampleRate> sampleRateFromRawValue(int64_t hz);
+std::optional<SampleRate> sampleRateOfHertz(int64_t hz);
 QString label(SampleRate rate); // "48000 Hz"
 
 // MP3 holds at most 48 kHz; the other formats take every rate.
 int64_t maximumRate(ExportFormat format);
-inline bool supportsRate(ExportFormat format, SampleRate rate) { return rawValue(rate) <= maximumRate(format); }
+inline bool supportsRate(ExportFormat format, SampleRate rate) { return hertz(rate) <= maximumRate(format); }

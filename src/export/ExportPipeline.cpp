@@ -162,7 +162,7 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
                                 .arg(sourceRate));
     const int channels = reader.channels();
     const ChannelWeighting weighting = weightingFor(settings.channelMix, reader.channelRoles());
-    const int64_t rate = rawValue(settings.sampleRate);
+    const int64_t rate = hertz(settings.sampleRate);
     const int64_t expected = reader.frames();
     const QString shownName =
         NativePath::shownName(ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, format));

@@ -25,7 +25,7 @@ void ExportSession::setFormat(ExportFormat format) {
         return;
     if (next.sampleRate != choices_.sampleRate)
         state_.setStatusMessage(
-            QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(rawValue(format)));
+            QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(label(format)));
     choices_ = next;
     emit choicesChanged();
 }

@@ -13,7 +13,8 @@ struct FFmpegSearchPlaces {
     QString resourceDir;               // <prefix>/share/sonivel
     QString programDir;                // directory of the running executable
     std::optional<QString> searchPath; // folders separated by ':'; none means our PATH
-    QStringList fixedCandidates{"/opt/homebrew/bin/ffmpeg", "/usr/local/bin/ffmpeg"};
+    // Where a desktop session whose PATH is short still finds one.
+    QStringList fixedCandidates{"/usr/local/bin/ffmpeg", "/usr/bin/ffmpeg"};
 };
 
 // Finds the `ffmpeg` executable. Caches nothing: every call looks again.

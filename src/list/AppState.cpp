@@ -63,8 +63,8 @@ const QSet<QString>& AppState::audioExtensions() {
     return extensions;
 }
 
-double AppState::correctionFor(double targetLUFS, double peakLUFS) {
-    return std::round((targetLUFS - peakLUFS) * 10.0) / 10.0; // std::round: halves away from zero
+double AppState::correctionFor(double targetLUFS, double loudest20sLUFS) {
+    return std::round((targetLUFS - loudest20sLUFS) * 10.0) / 10.0; // std::round: halves away from zero
 }
 
 bool AppState::lists(const QString& path) const {

@@ -16,7 +16,7 @@ FileReport makeReport(const QString& file, const AnalysisResult& result, const A
     r.sampleRate = result.sampleRate;
     r.channels = result.channels;
     r.duration = result.duration;
-    r.peakLUFS = result.peakLUFS;
+    r.loudest20sLUFS = result.loudest20sLUFS;
     r.peakDBFS = result.peakDBFS;
     r.truePeakDBTP = result.truePeakDBTP;
     r.figures = result.figures;
@@ -123,7 +123,7 @@ QByteArray csv(const std::vector<FileReport>& files, const Aim& aim) {
                            number(r.duration, 3),
                            QString::number(r.sampleRate),
                            QString::number(r.channels),
-                           number(r.peakLUFS),
+                           number(r.loudest20sLUFS),
                            number(r.figures.integratedLUFS),
                            number(r.figures.loudnessRangeLU),
                            number(r.peakDBFS),
@@ -156,7 +156,7 @@ QByteArray json(const std::vector<FileReport>& files, const Aim& aim) {
         o.insert(QStringLiteral("sampleRate"), static_cast<qint64>(r.sampleRate));
         o.insert(QStringLiteral("channels"), r.channels);
         o.insert(QStringLiteral("duration"), r.duration);
-        o.insert(QStringLiteral("peakLUFS"), r.peakLUFS);
+        o.insert(QStringLiteral("peakLUFS"), r.loudest20sLUFS);
         o.insert(QStringLiteral("peakDBFS"), r.peakDBFS);
         o.insert(QStringLiteral("integratedLUFS"), r.figures.integratedLUFS);
         o.insert(QStringLiteral("loudnessRangeLU"), r.figures.loudnessRangeLU);

@@ -25,7 +25,7 @@ struct FileReport {
     int64_t sampleRate = 0;
     int channels = 0;
     double duration = 0.0;
-    double peakLUFS = 0.0;
+    double loudest20sLUFS = 0.0;
     double peakDBFS = 0.0;
     double truePeakDBTP = 0.0;
     MeterFigures figures;
@@ -36,7 +36,7 @@ struct FileReport {
     double figureLUFS = 0.0;        // the figure it is normalized by
     double correctionDB = 0.0;      // the gain the export gives it
 
-    bool isSilent() const { return peakLUFS <= -70.0; }
+    bool isSilent() const { return loudest20sLUFS <= -70.0; }
 };
 
 // A measured file, with the correction that aims it as `aim` says.

@@ -61,8 +61,8 @@ void AudioPlaybackEngine::setPlaying(bool playing, bool paused) {
         emit isPausedChanged();
 }
 
-void AudioPlaybackEngine::setMixerGain(double gainDB) {
-    mixerVolume_.store(std::min(static_cast<float>(std::pow(10.0, gainDB / 20.0)), maximumMixerVolume));
+void AudioPlaybackEngine::setCorrectionVolume(double gainDB) {
+    volume_.store(std::min(static_cast<float>(std::pow(10.0, gainDB / 20.0)), maximumVolume));
 }
 
 int64_t AudioPlaybackEngine::sourceReadPosition() const {
@@ -91,7 +91,7 @@ void AudioPlaybackEngine::startStream(int64_t sourceFrame) {
 void AudioPlaybackEngine::play(const QString& path, double fromTime, double gainDB, const SegmentEditState* edits) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     ++playbackGeneration_;
-    teardownSourceNode();
+    leaveEnvelope();
     active_.store(false);
     stopTimer();
 
@@ -122,11 +122,11 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
     ensureOutput();
     if (edits && edits->hasEdits()) {
         envelope_.publish(edits->computeGainEnvelope(gainDB, fileRate_, fileFrames_, envelopeBlockSize));
-        mixerVolume_.store(1.0f);
-        sourceMode_.store(true);
+        volume_.store(1.0f);
+        followsEnvelope_.store(true);
     } else {
-        setMixerGain(gainDB);
-        sourceMode_.store(false);
+        setCorrectionVolume(gainDB);
+        followsEnvelope_.store(false);
     }
     paused_.store(false);
     startStream(startFrame);
@@ -149,17 +149,17 @@ void AudioPlaybackEngine::resume(const SegmentEditState* edits, std::optional<do
         return;
     const double gain = gainDB.value_or(0.0);
     const double t = currentTime_;
-    const bool sourceMode = sourceMode_.load();
-    if ((edits && edits->hasEdits() != sourceMode) || (!edits && sourceMode)) {
+    const bool enveloped = followsEnvelope_.load();
+    if ((edits && edits->hasEdits() != enveloped) || (!edits && enveloped)) {
         play(currentFile_, t, gain, edits && edits->hasEdits() ? edits : nullptr);
         return;
     }
     const auto startFrame = static_cast<int64_t>(t * static_cast<double>(fileRate_));
-    if (sourceMode) {
+    if (enveloped) {
         envelope_.publish(edits->computeGainEnvelope(gain, fileRate_, fileFrames_, envelopeBlockSize));
     } else {
         ++playbackGeneration_;
-        setMixerGain(gain);
+        setCorrectionVolume(gain);
         if (fileFrames_ - startFrame < 1) {
             onPlaybackFinished();
             return;
@@ -177,7 +177,7 @@ void AudioPlaybackEngine::resume(const SegmentEditState* edits, std::optional<do
 void AudioPlaybackEngine::stop() {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     ++playbackGeneration_;
-    teardownSourceNode();
+    leaveEnvelope();
     active_.store(false);
     reader_.stop();
     setPlaying(false, false);
@@ -195,7 +195,7 @@ void AudioPlaybackEngine::seek(double seconds) {
     if (!isPlaying_ || !file_)
         return;
     const auto startFrame = static_cast<int64_t>(static_cast<double>(fileRate_) * seconds);
-    if (!sourceMode_.load()) {
+    if (!followsEnvelope_.load()) {
         ++playbackGeneration_;
         if (fileFrames_ - startFrame < 1) {
             onPlaybackFinished();
@@ -213,15 +213,15 @@ void AudioPlaybackEngine::updateGainEnvelope(const SegmentEditState& edits, doub
         return;
     // Edits that appear or vanish during playback switch the mode at once;
     // the callback reads the mode in one load and glides to the new gain.
-    if (!edits.hasEdits() && sourceMode_.load()) {
-        setMixerGain(baseCorrectionDB);
-        sourceMode_.store(false);
+    if (!edits.hasEdits() && followsEnvelope_.load()) {
+        setCorrectionVolume(baseCorrectionDB);
+        followsEnvelope_.store(false);
         return;
     }
     envelope_.publish(edits.computeGainEnvelope(baseCorrectionDB, fileRate_, fileFrames_, envelopeBlockSize));
-    if (edits.hasEdits() && !sourceMode_.load()) {
-        sourceMode_.store(true);
-        mixerVolume_.store(1.0f);
+    if (edits.hasEdits() && !followsEnvelope_.load()) {
+        followsEnvelope_.store(true);
+        volume_.store(1.0f);
     }
 }
 
@@ -238,8 +238,8 @@ void AudioPlaybackEngine::setOutputDevice(int deviceIndex) {
         startStream(sourceFrame);
 }
 
-void AudioPlaybackEngine::teardownSourceNode() {
-    sourceMode_.store(false);
+void AudioPlaybackEngine::leaveEnvelope() {
+    followsEnvelope_.store(false);
     envelope_.clear();
 }
 
@@ -306,9 +306,9 @@ void AudioPlaybackEngine::render(float* out, int64_t frames) noexcept {
         for (ChunkRing::Chunk* chunk = ring_.front(); chunk && chunk->epoch != epoch; chunk = ring_.front())
             ring_.pop();
         const EnvelopeHandOff::Gains* envelope = envelope_.current();
-        const bool useEnvelope = sourceMode_.load() && envelope;
-        // The envelope carries the correction; the mixer's volume is for the other mode.
-        const float volume = useEnvelope ? 1.0f : mixerVolume_.load();
+        const bool useEnvelope = followsEnvelope_.load() && envelope;
+        // The envelope carries the correction; the volume is for the other mode.
+        const float volume = useEnvelope ? 1.0f : volume_.load();
         // A new gain glides from the one in use instead of stepping.
         if (volume != seenVolume_ || envelope != seenEnvelope_) {
             if (sounding_) {

@@ -32,7 +32,7 @@ class AudioPlaybackEngine : public QObject, private AudioCallback {
 
 public:
     static constexpr int64_t envelopeBlockSize = SegmentGainEvaluation::blockSize;
-    static constexpr float maximumMixerVolume = 4.0f;
+    static constexpr float maximumVolume = 4.0f;
     // Fades at starts, pauses and stops, and glides between gains, take this long.
     static constexpr int64_t rampMilliseconds = 5;
     // The output is closed once playback has been idle this long, so that
@@ -48,9 +48,9 @@ public:
     bool isPaused() const { return isPaused_; }
     double currentTime() const { return currentTime_; }
     void setCurrentTime(double seconds);
-    bool isSourceNodeMode() const { return sourceMode_.load(); }
+    bool followsEnvelope() const { return followsEnvelope_.load(); }
     const QString& currentFilePath() const { return currentFile_; }
-    float mixerVolume() const { return mixerVolume_.load(); }
+    float volume() const { return volume_.load(); }
 
     void play(const QString& path, double fromTime, double gainDB, const SegmentEditState* edits);
     void pause();
@@ -58,11 +58,11 @@ public:
     void stop();
     void seek(double seconds);
     // Recomputes the open file's envelope; when edits appear during playback
-    // the envelope takes over from the mixer at once, and when they vanish
-    // the mixer takes the correction back.
+    // the envelope takes over from the volume at once, and when they vanish
+    // the volume takes the correction back.
     void updateGainEnvelope(const SegmentEditState& edits, double baseCorrectionDB);
-    // The correction as the mixer's volume: min(10^(dB/20), 4.0).
-    void setMixerGain(double gainDB);
+    // The correction as one volume: min(10^(dB/20), 4.0).
+    void setCorrectionVolume(double gainDB);
 
     // Reopens the output on another device (a backend device index), keeping
     // the position and the state.
@@ -85,7 +85,7 @@ private:
     void setPlaying(bool playing, bool paused);
     void startStream(int64_t sourceFrame);
     void ensureOutput();
-    void teardownSourceNode();
+    void leaveEnvelope();
     void startTimer();
     void stopTimer();
     void updateTime();
@@ -117,8 +117,8 @@ private:
     std::atomic<uint64_t> epoch_{0};  // chunks of other epochs are dropped
     std::atomic<bool> active_{false}; // a stream is set up
     std::atomic<bool> paused_{false};
-    std::atomic<bool> sourceMode_{false};
-    std::atomic<float> mixerVolume_{1.0f};
+    std::atomic<bool> followsEnvelope_{false};
+    std::atomic<float> volume_{1.0f};
     std::atomic<int64_t> sourceRate_{1};
     std::atomic<int64_t> outputRate_{1};
     std::atomic<int64_t> outputPosition_{0}; // next output frame

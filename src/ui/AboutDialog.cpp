@@ -42,7 +42,8 @@ AboutDialog::AboutDialog(const QString& version, const QString& build, QWidget* 
     close->setObjectName(QStringLiteral("close"));
     close->setAutoRaise(true);
     close->setFixedSize(22, 22);
-    close->setIcon(QIcon(Icons::tinted(QStringLiteral("xmark"), palette().color(QPalette::PlaceholderText), 22)));
+    close->setIcon(
+        QIcon(Icons::tinted(QStringLiteral("window-close"), palette().color(QPalette::PlaceholderText), 22)));
     close->setToolTip(QStringLiteral("Close"));
     close->move(width() - 22 - 10, 10);
     connect(close, &QToolButton::clicked, this, &QDialog::reject); // Escape rejects too

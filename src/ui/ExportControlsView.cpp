@@ -31,10 +31,10 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(12, 6, 12, 6);
     for (ExportFormat f : allExportFormats)
-        format_->addItem(rawValue(f), caseName(f));
+        format_->addItem(label(f), keyword(f));
     format_->setFixedWidth(150);
     for (SampleRate r : allSampleRates)
-        rate_->addItem(label(r), static_cast<qlonglong>(rawValue(r)));
+        rate_->addItem(label(r), static_cast<qlonglong>(hertz(r)));
     rate_->setFixedWidth(100);
     rate_->setObjectName(QStringLiteral("sampleRate"));
     ceiling_->setObjectName(QStringLiteral("ceiling"));
@@ -108,8 +108,8 @@ void ExportControlsView::refresh() {
         QStandardItem* item = rates->item(static_cast<int>(i));
         const bool held = supportsRate(format, allSampleRates[i]);
         item->setEnabled(held);
-        item->setToolTip(
-            held ? QString() : QStringLiteral("%1 holds at most %2 Hz").arg(rawValue(format)).arg(maximumRate(format)));
+        item->setToolTip(held ? QString()
+                              : QStringLiteral("%1 holds at most %2 Hz").arg(label(format)).arg(maximumRate(format)));
     }
     ceiling_->setValue(state_.ceilingDBTP());
     const auto formatIndex = std::find(allExportFormats.begin(), allExportFormats.end(), session_.choices().format);

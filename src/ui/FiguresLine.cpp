@@ -30,7 +30,7 @@ FiguresLine::FiguresLine(AppState& state, QWidget* parent) : QLabel(parent), sta
 QString FiguresLine::describe(const AnalysisResult& a) {
     const QString separator = QStringLiteral("  ·  ");
     return QStringList{
-        QStringLiteral("Peak 20s ") + figure(a.peakLUFS, "LUFS"),
+        QStringLiteral("Peak 20s ") + figure(a.loudest20sLUFS, "LUFS"),
         QStringLiteral("Integrated ") + figure(a.figures.integratedLUFS, "LUFS"),
         QStringLiteral("LRA ") + figure(a.figures.loudnessRangeLU, "LU"),
         QStringLiteral("True peak ") + figure(a.truePeakDBTP, "dBTP"),

@@ -84,12 +84,11 @@ private:
     static std::vector<Marker> markers(const QModelIndex& index) {
         std::vector<Marker> out;
         if (const QVariant warning = index.data(FileTableModel::warningRole); warning.isValid())
-            out.push_back(
-                {QStringLiteral("exclamationmark.triangle"), FileTableModel::warningColor, warning.toString()});
+            out.push_back({QStringLiteral("dialog-warning"), FileTableModel::warningColor, warning.toString()});
         if (index.data(FileTableModel::hasEditsRole).toBool())
-            out.push_back({QStringLiteral("scissors"), QColor(Qt::cyan), QStringLiteral("Has segment edits")});
+            out.push_back({QStringLiteral("edit-cut"), QColor(Qt::cyan), QStringLiteral("Has segment edits")});
         if (index.data(FileTableModel::hasSoftPassagesRole).toBool())
-            out.push_back({QStringLiteral("speaker.wave.1"), FileTableModel::manualColor,
+            out.push_back({QStringLiteral("audio-volume-low"), FileTableModel::manualColor,
                            QStringLiteral("Has soft passage (>12 dB below peak)")});
         return out;
     }
@@ -264,7 +263,7 @@ void FileTableView::paintEvent(QPaintEvent* event) {
     const QRect area = viewport()->rect();
     const int top = area.center().y() - total / 2;
     painter.drawPixmap(QRect(area.center().x() - 14, top, 28, 28),
-                       Icons::tinted(QStringLiteral("arrow.down.doc"), tertiary, 56));
+                       Icons::tinted(QStringLiteral("document-drop"), tertiary, 56));
     painter.setPen(secondary);
     painter.drawText(QRect(area.left(), top + 36, area.width(), textHeight), Qt::AlignHCenter, text);
 }

@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QGraphicsDropShadowEffect>
 #include <QGuiApplication>
-#include <QHash>
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
@@ -23,13 +22,10 @@ namespace Icons {
 
 namespace {
 
-// Theme names used only where a tinted monochrome glyph is not needed.
-const QHash<QString, QString>& themeNames() {
-    static const QHash<QString, QString> names = {
-        {"xmark", "window-close"},
-        {"magnifyingglass", "edit-find"},
-    };
-    return names;
+// The symbols taken from the desktop's icon theme where it has them; every
+// other symbol is a tinted monochrome glyph of our own.
+bool themed(const QString& symbol) {
+    return symbol == QLatin1String("window-close") || symbol == QLatin1String("edit-find");
 }
 
 // The bundled SVG drawn with QtSvg itself, so no image plug-in is needed.
@@ -54,8 +50,7 @@ QIcon icon(const QString& symbol) {
     QIcon fallback;
     for (int size : {16, 24, 32, 48, 64})
         fallback.addPixmap(tinted(symbol, colour, size));
-    const QString theme = themeNames().value(symbol);
-    return theme.isEmpty() ? fallback : QIcon::fromTheme(theme, fallback);
+    return themed(symbol) ? QIcon::fromTheme(symbol, fallback) : fallback;
 }
 
 QIcon appIcon() {

@@ -13,8 +13,8 @@ class QLabel;
 
 namespace Icons {
 
-// "scissors", "arrow.counterclockwise", "xmark", "plus.circle" ..., in the
-// palette's button text colour.
+// "edit-cut", "view-refresh", "window-close", "list-add" ..., in the
+// palette's button text colour (the theme's own for the close and find icons).
 QIcon icon(const QString& symbol);
 // The application's own icon, in its colours.
 QIcon appIcon();

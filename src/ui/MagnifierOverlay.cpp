@@ -104,7 +104,7 @@ void MagnifierOverlay::paint(QPainter& painter) const {
         const auto yOf = [&](double v) {
             return l.bottom - h * (std::clamp(v, lufsMin, lufsMax) - lufsMin) / (lufsMax - lufsMin);
         };
-        const double quietBelow = data.peakLUFS - 10.0;
+        const double quietBelow = data.loudest20sLUFS - 10.0;
         std::vector<CurvePoint> measured, modified;
         for (size_t i = 0; i < data.times.size(); ++i) {
             const double t = data.times[i], v = data.loudnessCurve[i];

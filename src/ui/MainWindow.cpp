@@ -2,7 +2,7 @@
 
 #include "list/LoudnessReport.h"
 #include "ui/AboutDialog.h"
-#include "ui/ContentView.h"
+#include "ui/BatchView.h"
 #include "ui/TaskbarProgress.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
@@ -15,16 +15,16 @@
 
 MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOutput> output, QWidget* parent)
     : QMainWindow(parent), state_(state), dialogs_(dialogs), exports_(state),
-      content_(new ContentView(state, exports_, &undo_, std::move(dialogs), std::move(output))) {
+      batch_(new BatchView(state, exports_, &undo_, std::move(dialogs), std::move(output))) {
     setWindowTitle(QStringLiteral("Sonivel"));
-    setCentralWidget(content_);
+    setCentralWidget(batch_);
     setMinimumSize(900, 600);
     resize(1200, 700);
 
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
-    file->addAction(QStringLiteral("Add Files..."), QKeySequence::Open, content_, &ContentView::addFiles);
+    file->addAction(QStringLiteral("Add Files..."), QKeySequence::Open, batch_, &BatchView::addFiles);
     file->addSeparator();
-    file->addActions(content_->commands().file);
+    file->addActions(batch_->commands().file);
     file->addAction(QStringLiteral("Export Report..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), this, [this] {
         if (const QString path = dialogs_.chooseReportToSave(this); !path.isEmpty())
             LoudnessReport::save(state_, path);
@@ -54,8 +54,8 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
     edit->addAction(undo);
     edit->addAction(redo);
     edit->addSeparator();
-    edit->addActions(content_->commands().edit);
-    menuBar()->addMenu(QStringLiteral("&Playback"))->addActions(content_->commands().playback);
+    edit->addActions(batch_->commands().edit);
+    menuBar()->addMenu(QStringLiteral("&Playback"))->addActions(batch_->commands().playback);
     help_ = menuBar()->addMenu(QStringLiteral("&Help"));
     help_->addAction(QStringLiteral("About Sonivel"), this, &MainWindow::showAbout);
     help_->addAction(QStringLiteral("Show Introduction"), this, [this] { state_.setShowOnboarding(true); });

@@ -1,6 +1,6 @@
 #pragma once
 
-// The application's one window: the content view with File, Edit (undo and
+// The application's one window: the batch view with File, Edit (undo and
 // redo with their action names) and Help menus (About, the introduction),
 // 1200 x 700 by default and never smaller than 900 x 600.
 
@@ -14,7 +14,7 @@
 #include <memory>
 #include <optional>
 
-class ContentView;
+class BatchView;
 class QAction;
 class QMenu;
 
@@ -25,7 +25,7 @@ public:
     MainWindow(AppState& state, Dialogs dialogs = Dialogs::standard(), std::unique_ptr<AudioOutput> output = nullptr,
                QWidget* parent = nullptr);
 
-    ContentView* content() const { return content_; }
+    BatchView* batch() const { return batch_; }
     // The export of this window's list: its choices and its runs.
     ExportSession& exportSession() { return exports_; }
     QUndoStack& undoStack() { return undo_; }
@@ -49,6 +49,6 @@ private:
     std::optional<double> taskbarShare_; // what the taskbar entry shows
     ExportSession exports_;
     QUndoStack undo_;
-    ContentView* content_;
+    BatchView* batch_;
     QMenu* help_;
 };

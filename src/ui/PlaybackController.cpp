@@ -63,11 +63,11 @@ void PlaybackController::updateLiveGain() {
     if (!file)
         return;
     // A playback with edits carries its correction in the envelope: rebuild it
-    // and leave the mixer at 1.0, so the correction is never applied twice.
-    if (engine_.isSourceNodeMode())
+    // and leave the volume at 1.0, so the correction is never applied twice.
+    if (engine_.followsEnvelope())
         engine_.updateGainEnvelope(file->segmentEdits(), file->correctionDB());
     else
-        engine_.setMixerGain(file->correctionDB());
+        engine_.setCorrectionVolume(file->correctionDB());
 }
 
 void PlaybackController::chooseOutputDevice(uint32_t deviceID) {

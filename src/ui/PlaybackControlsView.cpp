@@ -36,7 +36,7 @@ PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine&
     devices_->setMaximumWidth(300);
     auto* refreshButton = new QToolButton;
     refreshButton->setAutoRaise(true);
-    refreshButton->setIcon(Icons::icon(QStringLiteral("arrow.counterclockwise")));
+    refreshButton->setIcon(Icons::icon(QStringLiteral("view-refresh")));
     refreshButton->setToolTip(QStringLiteral("Refresh audio devices"));
     row->addWidget(play_);
     row->addWidget(stop_);

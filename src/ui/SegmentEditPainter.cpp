@@ -118,7 +118,7 @@ void drawModifiedCurve(QPainter& painter, SpanLayer& layer, const AnalysisResult
         layer.draw(painter);
         return;
     }
-    const double quietBelow = data.peakLUFS - 12.0;
+    const double quietBelow = data.loudest20sLUFS - 12.0;
     const std::vector<double>& t = curve.times;
     const std::vector<double> offsets = SegmentGainEvaluation::gainOffsetsAtTimes(edits, t);
     std::vector<CurvePoint> ghost(t.size()), modified(t.size());

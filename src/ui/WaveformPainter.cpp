@@ -72,7 +72,7 @@ void addEnvelope(SpanLayer& layer, const AnalysisResult& data, const SegmentEdit
 }
 
 void paintCurve(QPainter& painter, const AnalysisResult& data, const PlotGeometry& g) {
-    const double softBelow = data.peakLUFS - 12.0;
+    const double softBelow = data.loudest20sLUFS - 12.0;
     const WholeFileCurve curve = wholeFileCurve(data);
     std::vector<CurvePoint> points(curve.times.size());
     for (size_t i = 0; i < points.size(); ++i)
@@ -154,7 +154,7 @@ void paintForeground(QPainter& painter, const AnalysisResult& data, const Segmen
     // 4. The loudest window's loudness.
     painter.setFont(monospaced(g.titleSize));
     painter.setPen(Qt::yellow);
-    drawCentred(painter, QString::asprintf("Loudest 20s: %.1f LUFS", data.peakLUFS),
+    drawCentred(painter, QString::asprintf("Loudest 20s: %.1f LUFS", data.loudest20sLUFS),
                 QPointF((xs + xe) / 2, g.yTop() + g.titleSize));
 
     // 5. The loudness curve, soft parts in their own colour.

@@ -54,9 +54,9 @@ protected:
             p.setBrush(content);
             p.drawEllipse(glyph);
             p.drawPixmap(glyph.adjusted(3, 3, -3, -3),
-                         Icons::tinted(QStringLiteral("scissors"), QColor(30, 31, 36), 18));
+                         Icons::tinted(QStringLiteral("edit-cut"), QColor(30, 31, 36), 18));
         } else {
-            p.drawPixmap(glyph, Icons::tinted(QStringLiteral("scissors"), content, 30));
+            p.drawPixmap(glyph, Icons::tinted(QStringLiteral("edit-cut"), content, 30));
         }
         QFont f = font();
         f.setPixelSize(15);
@@ -73,7 +73,7 @@ private:
 
 struct WaveformView::StaticKey {
     int64_t bucketCount;
-    double windowStart, peakLUFS, duration;
+    double windowStart, loudest20sLUFS, duration;
     QSize size;
     qreal pixelRatio;
     bool editMode;
@@ -115,7 +115,7 @@ WaveformView::WaveformView(QWidget* parent)
     reset->setAutoRaise(true);
     reset->setFixedSize(20, 20);
     reset->setIconSize(QSize(11, 11));
-    reset->setIcon(QIcon(Icons::tinted(QStringLiteral("arrow.counterclockwise"), QColor(255, 165, 0), 22)));
+    reset->setIcon(QIcon(Icons::tinted(QStringLiteral("view-refresh"), QColor(255, 165, 0), 22)));
     reset->setToolTip(QStringLiteral("Reset all segment edits"));
     connect(reset_, &QAbstractButton::clicked, this, [this] {
         if (file_)
@@ -137,16 +137,16 @@ WaveformView::WaveformView(QWidget* parent)
     title->setFont(headline);
     auto* close = new QToolButton;
     close->setAutoRaise(true);
-    close->setIcon(QIcon(Icons::tinted(QStringLiteral("xmark"), palette().color(QPalette::PlaceholderText), 24)));
+    close->setIcon(
+        QIcon(Icons::tinted(QStringLiteral("window-close"), palette().color(QPalette::PlaceholderText), 24)));
     close->setObjectName(QStringLiteral("closeHelp"));
     connect(close, &QToolButton::clicked, help_, &QWidget::hide);
     header->addWidget(title);
     header->addStretch();
     header->addWidget(close);
     column->addLayout(header);
-    const QStringList icons = {"plus.circle",    "arrow.up.arrow.down",    "arrow.left.arrow.right",
-                               "minus.circle",   "arrow.counterclockwise", "triangle.bottomhalf.filled",
-                               "magnifyingglass"};
+    const QStringList icons = {"list-add",     "drag-vertical", "drag-horizontal", "list-remove",
+                               "view-refresh", "fade-handle",   "edit-find"};
     const QStringList lines = helpLines();
     const QColor secondary = palette().color(QPalette::PlaceholderText);
     for (qsizetype i = 0; i < lines.size(); ++i) {
@@ -293,8 +293,8 @@ void WaveformView::paintEvent(QPaintEvent*) {
     const PlotGeometry g = plotGeometry();
     const bool editMode = isEditMode();
     const SegmentEditSnapshot edits = editMode ? file_->segmentEdits().snapshot() : SegmentEditSnapshot{};
-    StaticKey key{data->envelope.bucketCount, data->windowStart, data->peakLUFS,   data->duration,    size(),
-                  devicePixelRatioF(),        editMode,          edits.separators, edits.segmentGains};
+    StaticKey key{data->envelope.bucketCount, data->windowStart, data->loudest20sLUFS, data->duration,    size(),
+                  devicePixelRatioF(),        editMode,          edits.separators,     edits.segmentGains};
     if (!staticKey_ || !(*staticKey_ == key)) {
         const auto blank = [&] {
             QPixmap pixmap(size() * devicePixelRatioF());

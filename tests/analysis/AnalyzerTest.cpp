@@ -33,9 +33,10 @@ TEST_F(AnalyzerTest, FullScaleSineReadsMinus3LUFSInMonoAndItsSumInStereo) {
     writeMonoWav(path("mono.wav"), s, 48000);
     writeWav(path("stereo.wav"), {s, s}, 48000);
     const AnalysisResult mono = LoudnessAnalyzer::analyze(path("mono.wav"));
-    EXPECT_NEAR(mono.peakLUFS, -3.01, 0.01);
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav")).peakLUFS, 0.0, 0.01); // summed, as every meter reads it
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav"), ChannelMix::average).peakLUFS, -3.01, 0.01);
+    EXPECT_NEAR(mono.loudest20sLUFS, -3.01, 0.01);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav")).loudest20sLUFS, 0.0,
+                0.01); // summed, as every meter reads it
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav"), ChannelMix::average).loudest20sLUFS, -3.01, 0.01);
     EXPECT_NEAR(mono.peakDBFS, 0.0, 0.001);
     EXPECT_EQ(mono.sampleRate, 48000);
     EXPECT_DOUBLE_EQ(mono.windowEnd - mono.windowStart, 20.0);
@@ -43,7 +44,7 @@ TEST_F(AnalyzerTest, FullScaleSineReadsMinus3LUFSInMonoAndItsSumInStereo) {
 
     // At 96 kHz the derived row measures the same.
     writeMonoWav(path("96k.wav"), sine(997.0, 1.0, 96000, 96000 * 5), 96000);
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("96k.wav")).peakLUFS, -3.01, 0.01);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("96k.wav")).loudest20sLUFS, -3.01, 0.01);
 }
 
 TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {
@@ -64,8 +65,8 @@ TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {
     const support::MonoAudio mono = support::loadMono(path("three.wav"));
     const AnalysisResult averaged = LoudnessAnalyzer::analyze(path("three.wav"), ChannelMix::average);
     const AnalysisResult inMemory = support::analyzeSamples(mono.samples, mono.sampleRate);
-    EXPECT_TRUE(std::tie(averaged.loudnessCurve, averaged.figures, averaged.peakLUFS, averaged.envelope) ==
-                std::tie(inMemory.loudnessCurve, inMemory.figures, inMemory.peakLUFS, inMemory.envelope));
+    EXPECT_TRUE(std::tie(averaged.loudnessCurve, averaged.figures, averaged.loudest20sLUFS, averaged.envelope) ==
+                std::tie(inMemory.loudnessCurve, inMemory.figures, inMemory.loudest20sLUFS, inMemory.envelope));
     // A short 16-bit file one frame at a time.
     writeAudio(path("short.wav"), {noise(4, 0.5, 9000), noise(5, 0.5, 9000)}, 8000, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     EXPECT_TRUE(LoudnessAnalyzer::analyze(path("short.wav"), ChannelMix::sum, 1) ==
@@ -79,7 +80,7 @@ TEST_F(AnalyzerTest, CancellingChannelsAreSilentOnlyInTheClassicMix) {
     writeWav(path("cancel.wav"), {s, inverted}, 48000);
     writeWav(path("same.wav"), {s, s}, 48000);
     const AnalysisResult r = LoudnessAnalyzer::analyze(path("cancel.wav"), ChannelMix::average);
-    EXPECT_EQ(r.peakLUFS, -70.0);
+    EXPECT_EQ(r.loudest20sLUFS, -70.0);
     ASSERT_FALSE(r.loudnessCurve.empty());
     EXPECT_TRUE(std::all_of(r.loudnessCurve.begin(), r.loudnessCurve.end(), [](double v) { return v == -70.0; }));
     EXPECT_EQ(r.envelope.maxValues, std::vector<float>(2000, 0.0f));
@@ -88,8 +89,8 @@ TEST_F(AnalyzerTest, CancellingChannelsAreSilentOnlyInTheClassicMix) {
         std::abs(*std::max_element(s.begin(), s.end(), [](float x, float y) { return std::abs(x) < std::abs(y); }));
     EXPECT_EQ(r.peakDBFS, static_cast<double>(20.0f * std::log10(largest)));
     const AnalysisResult summed = LoudnessAnalyzer::analyze(path("cancel.wav"));
-    EXPECT_EQ(summed.peakLUFS, LoudnessAnalyzer::analyze(path("same.wav")).peakLUFS);
-    EXPECT_GT(summed.peakLUFS, -10.0);
+    EXPECT_EQ(summed.loudest20sLUFS, LoudnessAnalyzer::analyze(path("same.wav")).loudest20sLUFS);
+    EXPECT_GT(summed.loudest20sLUFS, -10.0);
 }
 
 TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
@@ -107,7 +108,8 @@ TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
     r.nonFiniteSamples = 0;
     EXPECT_EQ(r, LoudnessAnalyzer::analyze(path("clean.wav"))) << "measured as the clean file";
     const AnalysisResult nan = LoudnessAnalyzer::analyze(path("nan.wav"));
-    EXPECT_EQ(std::tuple(nan.peakLUFS, nan.peakDBFS, nan.nonFiniteSamples), std::tuple(-70.0, -120.0, int64_t{48000}));
+    EXPECT_EQ(std::tuple(nan.loudest20sLUFS, nan.peakDBFS, nan.nonFiniteSamples),
+              std::tuple(-70.0, -120.0, int64_t{48000}));
 
     // Samples of 1e30 are refused, not handed to ffmpeg, which would decode
     // the same. Found by fuzzing: a 95-byte WAV whose header made the reader
@@ -146,7 +148,7 @@ TEST_F(AnalyzerTest, StridedSumsGiveThePerSampleFiguresAtEveryRate) {
             const AnalysisResult a = strided.finish(), b = perSample.finish();
             const auto where = [&] { return std::to_string(rate) + " Hz, " + std::to_string(length) + " samples"; };
             const auto figures = [](const AnalysisResult& r) {
-                return std::tie(r.envelope, r.times, r.loudnessCurve, r.peakLUFS, r.peakDBFS, r.windowStart,
+                return std::tie(r.envelope, r.times, r.loudnessCurve, r.loudest20sLUFS, r.peakDBFS, r.windowStart,
                                 r.windowEnd, r.duration, r.totalSamples, r.figures);
             };
             EXPECT_TRUE(figures(a) == figures(b)) << where();

@@ -89,13 +89,13 @@ TEST(LoudnessMath, LoudestWindowTiesKeepTheEarlierWindowAndAShortSignalIsWhole) 
     const auto c = sums(profile(2100, 1.0));
     const LoudestWindow w = findLoudest20s(c, 100, 2100);
     EXPECT_EQ(std::tuple(w.start, w.end), std::tuple(0.0, 20.0));
-    EXPECT_DOUBLE_EQ(w.peakLUFS, lufs(1.0));
+    EXPECT_DOUBLE_EQ(w.loudest20sLUFS, lufs(1.0));
 
     const auto shortSums = sums(profile(1999, 0.5));
     const LoudestWindow whole = findLoudest20s(shortSums, 100, 1999);
     EXPECT_EQ(whole.start, 0.0);
     EXPECT_DOUBLE_EQ(whole.end, 19.99);
-    EXPECT_EQ(whole.peakLUFS, gatedLoudness(shortSums, 0, 1999, 100));
+    EXPECT_EQ(whole.loudest20sLUFS, gatedLoudness(shortSums, 0, 1999, 100));
 }
 
 TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
@@ -107,7 +107,7 @@ TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
     LoudestWindow w = findLoudest20s(c, 100, 2100);
     EXPECT_EQ(w.start, 1.0);
     EXPECT_EQ(w.end, 21.0);
-    EXPECT_EQ(w.peakLUFS, gatedLoudness(c, 100, 2100, 100));
+    EXPECT_EQ(w.loudest20sLUFS, gatedLoudness(c, 100, 2100, 100));
 
     // Seven candidates ranked by mean square from s = 0 down to s = 300; the
     // gated level rises along the same line, but only the first five are gated.
@@ -117,8 +117,8 @@ TEST(LoudnessMath, LoudestWindowIsTheBestGatedOfTheFiveStrongest) {
     c = sums(p);
     w = findLoudest20s(c, 100, 2300);
     EXPECT_EQ(w.start, 2.0);
-    EXPECT_EQ(w.peakLUFS, gatedLoudness(c, 200, 2200, 100));
-    EXPECT_GT(gatedLoudness(c, 300, 2300, 100), w.peakLUFS);
+    EXPECT_EQ(w.loudest20sLUFS, gatedLoudness(c, 200, 2200, 100));
+    EXPECT_GT(gatedLoudness(c, 300, 2300, 100), w.loudest20sLUFS);
 }
 
 TEST(LoudnessMath, CurvePointsAndEdges) {

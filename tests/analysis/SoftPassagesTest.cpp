@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr double loud = -10.0;  // peakLUFS
+constexpr double loud = -10.0;  // loudest20sLUFS
 constexpr double quiet = -30.0; // more than 12 dB below it
 
 // A 3-second curve as the analyzer lays it out: a point every 0.1 s from
@@ -14,7 +14,7 @@ constexpr double quiet = -30.0; // more than 12 dB below it
 AnalysisResult curve(double duration, const std::function<double(double)>& level) {
     AnalysisResult r;
     r.duration = duration;
-    r.peakLUFS = loud;
+    r.loudest20sLUFS = loud;
     for (int i = 15; i / 10.0 <= duration - 1.5 + 1e-9; ++i) {
         const double t = i / 10.0;
         r.times.push_back(t);

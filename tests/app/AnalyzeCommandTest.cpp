@@ -51,7 +51,7 @@ TEST_F(AnalyzeCommandTest, RowsComeInTheOrderGivenWithErrorsInPlace) {
     EXPECT_TRUE(lines[4].endsWith("File not found"));
 
     const AnalysisResult q = LoudnessAnalyzer::analyze(quiet);
-    EXPECT_TRUE(lines[1].contains(QStringLiteral("%1 LUFS").arg(q.peakLUFS, 0, 'f', 1)));
+    EXPECT_TRUE(lines[1].contains(QStringLiteral("%1 LUFS").arg(q.loudest20sLUFS, 0, 'f', 1)));
     EXPECT_TRUE(lines[1].contains(QStringLiteral("%1 dBFS").arg(q.peakDBFS, 0, 'f', 1)));
     EXPECT_TRUE(lines[1].contains("0:25.0"));
     EXPECT_TRUE(lines[5].trimmed().endsWith("  1")); // one soft passage

@@ -42,7 +42,7 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
     for (const QString& path : written) {
         AudioReader f(path);
         EXPECT_EQ(f.sampleRate(), 44100);
-        EXPECT_NEAR(LoudnessAnalyzer::analyze(path).peakLUFS, -16.0, 0.1);
+        EXPECT_NEAR(LoudnessAnalyzer::analyze(path).loudest20sLUFS, -16.0, 0.1);
     }
     EXPECT_TRUE(plain.err.contains("2 files written, 0 failed."));
 
@@ -104,7 +104,7 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
     ASSERT_EQ(fromSettings.status, 1) << "not every entry was exported: " << fromSettings.err.toStdString();
     // The manual correction is kept, held to the window's -30 dB: the name
     // carries its loudness. Each entry left out is named; `a` is written once.
-    const double peak = LoudnessAnalyzer::analyze(a).peakLUFS;
+    const double peak = LoudnessAnalyzer::analyze(a).loudest20sLUFS;
     EXPECT_EQ(fromSettings.out, dir.filePath("o") + QString::asprintf("/normalized/a (%.0fLUFS).wav\n", peak - 30));
     EXPECT_TRUE(fromSettings.err.contains(
         "skipped a.wav (listed twice), rel.wav (not an absolute path), gone.wav (not found), pipe.wav (a named "

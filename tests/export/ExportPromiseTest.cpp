@@ -74,11 +74,11 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     const double finalLUFS = *item.finalLUFS();
 
     const QString mp3 = exportOne(state, dir, ExportFormat::mp3_320, SampleRate::rate48000, false, "mp3").path;
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3).peakLUFS, finalLUFS, 0.3);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3).loudest20sLUFS, finalLUFS, 0.3);
     const QString flac = exportOne(state, dir, ExportFormat::flac, SampleRate::rate44100, false, "flac").path;
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(flac).peakLUFS, finalLUFS, 0.1);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(flac).loudest20sLUFS, finalLUFS, 0.1);
     const QString up = exportOne(state, dir, ExportFormat::wav16, SampleRate::rate96000, false, "wav96").path;
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(up).peakLUFS, finalLUFS, 0.05);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(up).loudest20sLUFS, finalLUFS, 0.05);
     const AudioReader upsampled(up);
     EXPECT_EQ(upsampled.sampleRate(), 96000);
     EXPECT_NEAR(static_cast<double>(upsampled.frames()) / 96000, 40.0, 0.01);
@@ -111,12 +111,12 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
             hits.segmentEdits().addSeparator(10.0);
         for (ExportFormat format : {ExportFormat::wav24, ExportFormat::flac}) {
             const ExportedFile limited = exportOne(hot, dir, format, SampleRate::rate44100, true,
-                                                   QStringLiteral("lim%1-%2").arg(edited).arg(caseName(format)));
-            const std::string where = caseName(format).toStdString() + (edited ? " rendered" : " encoded");
+                                                   QStringLiteral("lim%1-%2").arg(edited).arg(keyword(format)));
+            const std::string where = keyword(format).toStdString() + (edited ? " rendered" : " encoded");
             EXPECT_FALSE(limited.offTarget) << where;
             EXPECT_EQ(QFileInfo(limited.path).fileName(),
                       ExportNaming::fileName("Hits", *hits.finalLUFS(), false, format));
-            EXPECT_NEAR(LoudnessAnalyzer::analyze(limited.path).peakLUFS, *hits.finalLUFS(), 0.2) << where;
+            EXPECT_NEAR(LoudnessAnalyzer::analyze(limited.path).loudest20sLUFS, *hits.finalLUFS(), 0.2) << where;
             const auto [truePeak, samplePeak, integrated] = fixtures::referencePeaks(limited.path);
             EXPECT_LE(truePeak, -1.0 + 0.1) << where;
             EXPECT_GT(samplePeak, 0.5);
@@ -132,7 +132,7 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     dense.files().front()->setIsManualOverride(true);
     const ExportedFile held = exportOne(dense, dir, ExportFormat::wav24, SampleRate::rate48000, true, "held");
     EXPECT_TRUE(held.offTarget);
-    const double measured = LoudnessAnalyzer::analyze(held.path).peakLUFS;
+    const double measured = LoudnessAnalyzer::analyze(held.path).loudest20sLUFS;
     EXPECT_LT(measured, *dense.files().front()->finalLUFS() - 0.2);
     EXPECT_NEAR(held.loudnessLUFS, measured, 1e-9);
     EXPECT_EQ(QFileInfo(held.path).fileName(), ExportNaming::fileName("Dense", measured, false, ExportFormat::wav24));
@@ -155,7 +155,7 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
         one.files().front()->setIsManualOverride(true);
         for (ExportFormat format : {ExportFormat::wav16, ExportFormat::flac, ExportFormat::mp3_320}) {
             for (bool limiter : {true, false}) {
-                const QString where = QStringLiteral("%1 %2 %3").arg(which).arg(caseName(format)).arg(limiter);
+                const QString where = QStringLiteral("%1 %2 %3").arg(which).arg(keyword(format)).arg(limiter);
                 const ExportedFile out = exportOne(one, dir, format, SampleRate::rate44100, limiter, where);
                 const auto [truePeak, samplePeak, integrated] = fixtures::referencePeaks(out.path);
                 EXPECT_LE(truePeak, -1.0 + 0.1) << where.toStdString();
@@ -164,7 +164,8 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
                 if (!limiter) {
                     EXPECT_GT(truePeak, -1.6) << where.toStdString();
                 }
-                EXPECT_NEAR(LoudnessAnalyzer::analyze(out.path).peakLUFS, out.loudnessLUFS, 0.2) << where.toStdString();
+                EXPECT_NEAR(LoudnessAnalyzer::analyze(out.path).loudest20sLUFS, out.loudnessLUFS, 0.2)
+                    << where.toStdString();
             }
         }
     }
@@ -181,7 +182,7 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
     const ExportedFile mp3 = exportOne(wide, dir, ExportFormat::mp3_320, SampleRate::rate48000, true, "surround");
     EXPECT_EQ(QFileInfo(mp3.path).fileName(), "Surround (-16LUFS).mp3");
     EXPECT_EQ(AudioReader(mp3.path).channels(), 2);
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3.path).peakLUFS, -16.0, 0.2);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3.path).loudest20sLUFS, -16.0, 0.2);
 }
 
 // Forty seconds of quieter talk before twenty of loud music: normalized
@@ -206,5 +207,5 @@ TEST(ExportPromiseTest, NormalizedByIntegratedLoudnessEveryMeterReadsTheTarget) 
     const ExportedFile out = exportOne(state, dir, ExportFormat::wav24, SampleRate::rate48000, true, "out");
     EXPECT_TRUE(out.path.endsWith("Show (-14LUFS).wav")) << out.path.toStdString();
     EXPECT_NEAR(std::get<2>(fixtures::referencePeaks(out.path)), -14.0, 0.1);
-    EXPECT_GT(LoudnessAnalyzer::analyze(out.path).peakLUFS, -12.0);
+    EXPECT_GT(LoudnessAnalyzer::analyze(out.path).loudest20sLUFS, -12.0);
 }

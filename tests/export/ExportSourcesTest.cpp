@@ -84,8 +84,8 @@ TEST(ExportSourcesTest, TagsAndCoverTravelWithoutLoudnessTags) {
 
     for (bool rendered : {false, true}) {
         for (ExportFormat format : {ExportFormat::mp3_320, ExportFormat::flac, ExportFormat::wav16}) {
-            const QString dest = dir.filePath(QStringLiteral("out-%1-%2").arg(rendered).arg(caseName(format)));
-            const std::string where = caseName(format).toStdString() + (rendered ? " rendered" : " encoded");
+            const QString dest = dir.filePath(QStringLiteral("out-%1-%2").arg(rendered).arg(keyword(format)));
+            const std::string where = keyword(format).toStdString() + (rendered ? " rendered" : " encoded");
             for (const QString& source : {flac, ogg}) {
                 const QString out = exportBothWays(source, dest, format, rendered).path;
                 EXPECT_EQ(listedFieldsOf(out), listed) << where << " from " << source.toStdString();

@@ -53,7 +53,7 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     const AudioFileItem& q = *state.files()[1];
     const AudioFileItem& bad = *state.files()[2];
     ASSERT_TRUE(l.analysis() && q.analysis());
-    EXPECT_EQ(l.correctionDB(), AppState::correctionFor(-16.0, l.analysis()->peakLUFS));
+    EXPECT_EQ(l.correctionDB(), AppState::correctionFor(-16.0, l.analysis()->loudest20sLUFS));
     EXPECT_GT(q.correctionDB(), l.correctionDB() + 19.0) << "20 dB quieter";
     EXPECT_EQ(std::round(l.correctionDB() * 10.0), l.correctionDB() * 10.0);
     EXPECT_FALSE(bad.analysis());
@@ -114,7 +114,7 @@ TEST(AppStateTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilReset) {
     state.recalcCorrections();
     gate.releaseAll();
     ASSERT_TRUE(waitForAnalyses(state));
-    const double peak = automatic.analysis()->peakLUFS;
+    const double peak = automatic.analysis()->loudest20sLUFS;
     EXPECT_EQ(manual.correctionDB(), 4.2);
     EXPECT_EQ(automatic.correctionDB(), AppState::correctionFor(-20.0, peak));
     EXPECT_DOUBLE_EQ(*automatic.finalLUFS(), peak + automatic.correctionDB());
@@ -125,7 +125,7 @@ TEST(AppStateTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilReset) {
     EXPECT_EQ(automatic.correctionDB(), AppState::correctionFor(-10.0, peak));
     state.resetOverride(manual);
     EXPECT_FALSE(manual.isManualOverride());
-    EXPECT_EQ(manual.correctionDB(), AppState::correctionFor(-10.0, manual.analysis()->peakLUFS));
+    EXPECT_EQ(manual.correctionDB(), AppState::correctionFor(-10.0, manual.analysis()->loudest20sLUFS));
 }
 
 TEST(AppStateTest, RemovalSelectsTheNeighbourAndUndoRedoRestoreIt) {
@@ -296,11 +296,11 @@ TEST(AppStateTest, ChangingTheChannelMixMeasuresEveryFileAgainAndDropsStaleResul
     EXPECT_EQ(gate.started(), 2);
     EXPECT_EQ(finished, 1);
     EXPECT_EQ(item->analysis()->channelMix, ChannelMix::average);
-    const double averaged = item->analysis()->peakLUFS;
+    const double averaged = item->analysis()->loudest20sLUFS;
     EXPECT_NEAR(averaged, 20 * std::log10(0.25) - 3.01, 0.02);
 
     state.setChannelMix(ChannelMix::sum);
     ASSERT_TRUE(waitForAnalyses(state));
-    EXPECT_NEAR(item->analysis()->peakLUFS - averaged, 6.02, 0.01);
-    EXPECT_EQ(item->correctionDB(), AppState::correctionFor(-16.0, item->analysis()->peakLUFS));
+    EXPECT_NEAR(item->analysis()->loudest20sLUFS - averaged, 6.02, 0.01);
+    EXPECT_EQ(item->correctionDB(), AppState::correctionFor(-16.0, item->analysis()->loudest20sLUFS));
 }

@@ -14,7 +14,7 @@ TEST(AudioFileItemTest, IdentityAndDerivedFigures) {
     int changes = 0;
     QObject::connect(&a, &AudioFileItem::changed, [&] { ++changes; });
     AnalysisResult r;
-    r.peakLUFS = -20.0;
+    r.loudest20sLUFS = -20.0;
     r.truePeakDBTP = -2.0; // headroom counts from the true peak to the ceiling (-1), not from the sample peak
     r.peakDBFS = -2.5;
     a.setAnalysis(r);

@@ -22,14 +22,15 @@ inline QList<QUrl> urlsOf(const QStringList& paths) {
     return urls;
 }
 
-// A 30-second item measured at `peakLUFS` whose true peak is `truePeakDBTP`
+// A 30-second item measured at `loudest20sLUFS` whose true peak is `truePeakDBTP`
 // (its sample peak half a dB lower, which headroom and the clipping guard
 // never read), with a correction; unmeasured at NaN.
-inline AudioFileItemPtr measuredItem(const QString& path, double peakLUFS, double truePeakDBTP, double correction) {
+inline AudioFileItemPtr measuredItem(const QString& path, double loudest20sLUFS, double truePeakDBTP,
+                                     double correction) {
     auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile(path));
-    if (!std::isnan(peakLUFS)) {
+    if (!std::isnan(loudest20sLUFS)) {
         AnalysisResult r;
-        r.peakLUFS = peakLUFS;
+        r.loudest20sLUFS = loudest20sLUFS;
         r.truePeakDBTP = truePeakDBTP;
         r.peakDBFS = truePeakDBTP - 0.5;
         r.duration = 30;

@@ -23,13 +23,13 @@ TEST(PlaybackEngineTest, PlayerModeAppliesTheCorrectionCappedAtFour) {
     EngineUnderTest t;
     t.engine.play(path, 0.0, 20.0, nullptr);
     EXPECT_TRUE(t.engine.isPlaying());
-    EXPECT_FALSE(t.engine.isSourceNodeMode());
-    EXPECT_EQ(t.engine.mixerVolume(), 4.0f);
+    EXPECT_FALSE(t.engine.followsEnvelope());
+    EXPECT_EQ(t.engine.volume(), 4.0f);
     expectScaled(t.pull(6000), sourceFrames(path, 0, 6000), 0, [](int64_t) { return 4.0f; });
 
     t.engine.play(path, 1.0, -6.0, nullptr);
     const float minus6 = static_cast<float>(std::pow(10.0, -6.0 / 20.0));
-    EXPECT_EQ(t.engine.mixerVolume(), minus6);
+    EXPECT_EQ(t.engine.volume(), minus6);
     EXPECT_EQ(t.engine.currentTime(), 1.0);
     expectScaled(t.pull(3000), sourceFrames(path, 48000, 3000), 48000, [&](int64_t) { return minus6; });
 
@@ -65,36 +65,36 @@ TEST(PlaybackEngineTest, EditedFileIsTheSourceTimesItsEnvelopeBlockByBlock) {
     edits.setFadeDuration(edits.separators()[0].id, 2000.0);
     EngineUnderTest t;
     t.engine.play(path, 2.5, 15.0, &edits); // above the player's cap: no cap here
-    EXPECT_TRUE(t.engine.isSourceNodeMode());
-    EXPECT_EQ(t.engine.mixerVolume(), 1.0f);
+    EXPECT_TRUE(t.engine.followsEnvelope());
+    EXPECT_EQ(t.engine.volume(), 1.0f);
     const int64_t first = 120000;
     std::vector<float> env = edits.computeGainEnvelope(15.0, 48000, 12 * 48000, 512);
     expectScaled(t.pull(4 * 48000), sourceFrames(path, first, 4 * 48000), first,
                  [&](int64_t f) { return env[static_cast<size_t>(f / 512)]; });
 
-    // A new correction during playback: the envelope is rebuilt, the mixer stays at 1.0.
+    // A new correction during playback: the envelope is rebuilt, the volume stays at 1.0.
     t.engine.updateGainEnvelope(edits, -3.0);
-    EXPECT_EQ(t.engine.mixerVolume(), 1.0f);
+    EXPECT_EQ(t.engine.volume(), 1.0f);
     env = edits.computeGainEnvelope(-3.0, 48000, 12 * 48000, 512);
     const int64_t next = t.engine.sourceReadPosition();
     expectScaled(t.pull(48000), sourceFrames(path, next, 48000), next,
                  [&](int64_t f) { return env[static_cast<size_t>(f / 512)]; });
 
     // Edits that appear while a plain playback runs are heard at once (after
-    // the glide), and when they vanish the mixer takes the correction back.
+    // the glide), and when they vanish the volume takes the correction back.
     SegmentEditState live;
     t.engine.play(path, 0.0, -6.0, nullptr);
     t.pull(4800);
     live.setSegmentGain(0, 6.0);
     t.engine.updateGainEnvelope(live, -6.0);
-    EXPECT_TRUE(t.engine.isSourceNodeMode());
+    EXPECT_TRUE(t.engine.followsEnvelope());
     t.pull(rampFrames48k);
     const int64_t from = t.engine.sourceReadPosition();
     expectScaled(t.pull(4800), sourceFrames(path, from, 4800), from, [](int64_t) { return 1.0f; });
     live.resetAll();
     t.engine.updateGainEnvelope(live, -6.0);
-    EXPECT_FALSE(t.engine.isSourceNodeMode());
-    EXPECT_EQ(t.engine.mixerVolume(), static_cast<float>(std::pow(10.0, -6.0 / 20.0)));
+    EXPECT_FALSE(t.engine.followsEnvelope());
+    EXPECT_EQ(t.engine.volume(), static_cast<float>(std::pow(10.0, -6.0 / 20.0)));
 }
 
 TEST(PlaybackEngineTest, SeekPauseAndResumeContinueWhereTheyShouldInBothModes) {
@@ -119,7 +119,7 @@ TEST(PlaybackEngineTest, SeekPauseAndResumeContinueWhereTheyShouldInBothModes) {
         t.engine.seek(30.0);
         EXPECT_EQ(t.engine.currentTime(), 30.0);
         t.engine.resume(given, withEdits ? 1.0 : 0.0);
-        EXPECT_EQ(t.engine.isSourceNodeMode(), withEdits);
+        EXPECT_EQ(t.engine.followsEnvelope(), withEdits);
         expectScaled(t.pull(2048), sourceFrames(path, 30 * 48000, 2048), 30 * 48000, [&](int64_t) { return gain; });
         // Seeking while playing goes on from there at once.
         t.engine.seek(10.0);
@@ -138,7 +138,7 @@ TEST(PlaybackEngineTest, ResumeChoosesTheModeAfreshWhenEditsAppearOrVanish) {
     edits.setSegmentGain(0, -6.0);
     t.engine.seek(2.0);
     t.engine.resume(&edits, 0.0);
-    EXPECT_TRUE(t.engine.isSourceNodeMode());
+    EXPECT_TRUE(t.engine.followsEnvelope());
     EXPECT_TRUE(t.engine.isPlaying());
     const float minus6 = static_cast<float>(std::pow(10.0, -6.0 / 20.0));
     expectScaled(t.pull(1024), sourceFrames(path, 96000, 1024), 96000, [&](int64_t) { return minus6; });
@@ -146,8 +146,8 @@ TEST(PlaybackEngineTest, ResumeChoosesTheModeAfreshWhenEditsAppearOrVanish) {
     t.engine.pause();
     edits.resetAll();
     t.engine.resume(nullptr, -6.0);
-    EXPECT_FALSE(t.engine.isSourceNodeMode());
-    EXPECT_EQ(t.engine.mixerVolume(), minus6);
+    EXPECT_FALSE(t.engine.followsEnvelope());
+    EXPECT_EQ(t.engine.volume(), minus6);
 }
 
 TEST(PlaybackEngineTest, EndOfFileResetsTheStateAndStaleEndsChangeNothing) {
@@ -241,13 +241,13 @@ TEST(PlaybackEngineTest, TransitionsRampInsteadOfStepping) {
     EXPECT_LT(largestStep(heard[2 * 626], after), 0.035f);
 
     // A new gain glides from 1 to 0.5 over the ramp.
-    t.engine.setMixerGain(-6.0);
+    t.engine.setCorrectionVolume(-6.0);
     const int64_t at = t.engine.sourceReadPosition();
     heard = t.pull(480);
     const std::vector<float> plain = sourceFrames(path, at, 480);
     EXPECT_NEAR(heard[0], plain[0], 0.01f);
     for (size_t f = rampFrames48k; f < 480; ++f)
-        ASSERT_FLOAT_EQ(heard[2 * f], plain[2 * f] * t.engine.mixerVolume()) << f;
+        ASSERT_FLOAT_EQ(heard[2 * f], plain[2 * f] * t.engine.volume()) << f;
     EXPECT_LT(largestStep(after[after.size() - 2], heard), 0.035f);
 
     // A pause fades out, then holds silence.

@@ -4,8 +4,8 @@
 #include "export/ExportRun.h"
 #include "playback/MemoryOutput.h"
 #include "ui/AboutDialog.h"
+#include "ui/BatchView.h"
 #include "ui/ClippingWarningDialog.h"
-#include "ui/ContentView.h"
 #include "ui/ExportControlsView.h"
 #include "ui/FiguresLine.h"
 #include "ui/FileTableModel.h"
@@ -54,7 +54,7 @@ struct Window {
         window = std::make_unique<MainWindow>(state, d, std::make_unique<MemoryOutput>());
         window->show();
     }
-    ContentView& content() { return *window->content(); }
+    BatchView& batch() { return *window->batch(); }
     QString tone(const QString& name, double amplitude, double seconds = 2.0) {
         return fixtures::writeTone(dir, name, seconds, amplitude);
     }
@@ -65,7 +65,7 @@ struct Window {
             urls << QUrl::fromLocalFile(p);
         urls << QUrl(QStringLiteral("https://example.com/not-a-file.wav"));
         mime.setUrls(urls);
-        content().handleDrop(mime);
+        batch().handleDrop(mime);
     }
     bool analysed() {
         return QTest::qWaitFor([&] { return state.statusMessage() == AppState::analysisCompleteMessage; }, 20000);
@@ -147,7 +147,7 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     w.window->undoStack().undo();
     const AudioFileItemPtr file = w.state.files()[0];
     ASSERT_EQ(file->id(), first);
-    EXPECT_DOUBLE_EQ(file->correctionDB(), AppState::correctionFor(-14.0, file->analysis()->peakLUFS));
+    EXPECT_DOUBLE_EQ(file->correctionDB(), AppState::correctionFor(-14.0, file->analysis()->loudest20sLUFS));
 
     // An encoder's message of several lines: the first here, all in the tooltip.
     w.state.setStatusMessage("Export error: Error exporting a.wav: first line\nsecond line");
@@ -160,7 +160,7 @@ TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
     Window w;
     w.drop({w.tone("a.wav", 0.2, 5.0)});
     ASSERT_TRUE(w.analysed());
-    ContentView& c = w.content();
+    BatchView& c = w.batch();
     QTest::keyClick(w.window.get(), Qt::Key_Space);
     EXPECT_EQ(child<QPushButton>(c, "play")->text(), "Pause");
     QTest::keyClick(w.window.get(), Qt::Key_Space);
@@ -181,7 +181,7 @@ TEST(MainWindowTest, SegmentActionsBecomeUndoSteps) {
     w.drop({w.tone("a.wav", 0.2, 60.0), w.tone("b.wav", 0.2, 3.0)});
     ASSERT_TRUE(w.analysed());
     const AudioFileItemPtr file = w.state.files()[0];
-    EditHistory& h = w.content().history();
+    EditHistory& h = w.batch().history();
     QUndoStack& undo = w.window->undoStack();
     namespace A = SegmentEditActions;
 
@@ -369,10 +369,10 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     const QString a = w.tone("a.wav", 0.2, 3.0), b = w.tone("b.wav", 0.05, 3.0);
     w.drop({a, b});
     ASSERT_TRUE(w.analysed());
-    auto* preset = child<QComboBox>(w.content(), "preset");
+    auto* preset = child<QComboBox>(w.batch(), "preset");
     emit preset->activated(preset->findText("Spotify"));
     EXPECT_EQ(w.state.currentAim().values, (TargetValues{-14.0, NormalizeBy::integrated, -1.0}));
-    child<QDoubleSpinBox>(w.content(), "target")->setValue(-14.5);
+    child<QDoubleSpinBox>(w.batch(), "target")->setValue(-14.5);
     EXPECT_EQ(preset->currentText(), "Custom");
 
     // The window's report is the command line's, plus a byte-order mark for spreadsheets.
@@ -415,7 +415,7 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     menu->actions()[2]->setChecked(false);
 
     // Every figure of the selected file, as text.
-    auto* figures = child<QLabel>(w.content(), "figuresLine");
+    auto* figures = child<QLabel>(w.batch(), "figuresLine");
     const QString first = figures->text();
     EXPECT_TRUE(first.contains("Integrated ") && first.contains("True peak ") && first.contains("LRA "));
     w.state.setSelectedFileID(w.state.files()[1]->id());

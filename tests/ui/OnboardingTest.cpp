@@ -33,7 +33,7 @@ TEST(OnboardingTest, MockSongAndItsLoudestWindow) {
     EXPECT_LE(*hi, 0.95f);
     // The curve peaks at point 52 (78 s): the window starts five points
     // (7.5 s) earlier and lasts 20 s, inside the song's 120 s.
-    EXPECT_EQ(mock.peakLUFS, mock.loudnessCurve[52]);
+    EXPECT_EQ(mock.loudest20sLUFS, mock.loudnessCurve[52]);
     EXPECT_DOUBLE_EQ(mock.windowStart, 70.5);
     EXPECT_DOUBLE_EQ(mock.windowEnd, 90.5);
 

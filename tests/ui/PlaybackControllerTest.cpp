@@ -44,7 +44,7 @@ TEST(PlaybackControllerTest, SelectionJumpsToTheLoudestWindowWhilePlaying) {
     controller.togglePlay();
     EXPECT_TRUE(t.engine.isPlaying());
     EXPECT_EQ(t.engine.currentTime(), 1.5);
-    EXPECT_EQ(t.engine.mixerVolume(), std::min(4.0f, static_cast<float>(std::pow(10.0, first->correctionDB() / 20.0))));
+    EXPECT_EQ(t.engine.volume(), std::min(4.0f, static_cast<float>(std::pow(10.0, first->correctionDB() / 20.0))));
 
     // Playing: the next file starts at its loudest 20 s with its own correction.
     state.setSelectedFileID(second->id());
@@ -57,10 +57,10 @@ TEST(PlaybackControllerTest, SelectionJumpsToTheLoudestWindowWhilePlaying) {
     // A correction change during a playback with edits rebuilds the envelope only.
     second->segmentEdits().setSegmentGain(0, 1.0);
     controller.onSelectionChanged();
-    EXPECT_TRUE(t.engine.isSourceNodeMode());
+    EXPECT_TRUE(t.engine.followsEnvelope());
     second->setCorrectionDB(second->correctionDB() - 2.0);
     controller.updateLiveGain();
-    EXPECT_EQ(t.engine.mixerVolume(), 1.0f);
+    EXPECT_EQ(t.engine.volume(), 1.0f);
     const int64_t at = t.engine.sourceReadPosition();
     const std::vector<float> heard = t.pull(1024);
     const std::vector<float> source = sourceFrames(second->path(), at, 1024);
@@ -94,12 +94,12 @@ TEST(PlaybackControllerTest, LiveGainInPlayerModeAndDeviceChoice) {
     const AudioFileItemPtr file = state.files()[0];
     file->setCorrectionDB(30.0);
     controller.updateLiveGain(); // stopped: nothing happens
-    EXPECT_EQ(t.engine.mixerVolume(), 1.0f);
+    EXPECT_EQ(t.engine.volume(), 1.0f);
     controller.togglePlay();
-    EXPECT_EQ(t.engine.mixerVolume(), 4.0f);
+    EXPECT_EQ(t.engine.volume(), 4.0f);
     file->setCorrectionDB(-12.0);
     controller.updateLiveGain();
-    EXPECT_EQ(t.engine.mixerVolume(), static_cast<float>(std::pow(10.0, -12.0 / 20.0)));
+    EXPECT_EQ(t.engine.volume(), static_cast<float>(std::pow(10.0, -12.0 / 20.0)));
 
     // Another device reopens the output and keeps playing from where it was.
     t.pull(4096);

@@ -62,7 +62,7 @@ inline AnalysisResult synthetic(int pointsPerSecond = 1) {
     r.envelope.maxValues.assign(500, 0.2f);
     r.windowStart = 20.0;
     r.windowEnd = 40.0;
-    r.peakLUFS = -14.0;
+    r.loudest20sLUFS = -14.0;
     for (int k = 0; k <= 100 * pointsPerSecond; ++k) {
         const double i = static_cast<double>(k) / pointsPerSecond;
         r.times.push_back(i);

@@ -38,7 +38,7 @@ TEST(WaveformPainterTest, StaticLayerPixelsThatMatter) {
     EXPECT_GT(inside.green(), bg.green() + 10);
     EXPECT_LE(inside.blue(), bg.blue() + 1);
 
-    // The curve: exactly peakLUFS - 12 (-26) is normal, below it soft; the
+    // The curve: exactly loudest20sLUFS - 12 (-26) is normal, below it soft; the
     // same whether it is stroked (sparse) or written as pixel runs (dense).
     for (const QImage& picture : {image, paintStatic(synthetic(10), QSize(600, 300))}) {
         const QColor normal =

@@ -29,7 +29,7 @@ AnalysisResult make() {
     mock.duration = duration;
     // The first loudest point; the window starts five points before it.
     const auto loudest = std::max_element(mock.loudnessCurve.begin(), mock.loudnessCurve.end());
-    mock.peakLUFS = *loudest;
+    mock.loudest20sLUFS = *loudest;
     const auto j = static_cast<size_t>(loudest - mock.loudnessCurve.begin());
     mock.windowStart = mock.times[j >= 5 ? j - 5 : 0];
     mock.windowEnd = std::min(mock.windowStart + 20.0, duration);

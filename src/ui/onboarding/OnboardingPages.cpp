@@ -136,11 +136,11 @@ QWidget* simpleModePage() {
     column->addWidget(new SimpleModeAnimation);
     auto* cards = new QHBoxLayout;
     cards->setSpacing(12);
-    cards->addWidget(stepCard(QStringLiteral("arrow.down.doc.fill"), QStringLiteral("Drop Files"),
+    cards->addWidget(stepCard(QStringLiteral("document-drop-filled"), QStringLiteral("Drop Files"),
                               QStringLiteral("Drag audio files\nonto the app"), accent(page)));
     cards->addWidget(stepCard(QStringLiteral("target"), QStringLiteral("Set Target"),
                               QStringLiteral("Choose target\nLUFS value"), accent(page)));
-    cards->addWidget(stepCard(QStringLiteral("square.and.arrow.up.fill"), QStringLiteral("Export"),
+    cards->addWidget(stepCard(QStringLiteral("document-export"), QStringLiteral("Export"),
                               QStringLiteral("Export normalized\naudio files"), accent(page)));
     column->addLayout(cards);
     column->addStretch();
@@ -192,7 +192,7 @@ QWidget* getStartedPage() {
         p.setPen(Qt::NoPen);
         p.setBrush(halo);
         p.drawEllipse(QRectF(0, 0, 80, 80));
-        p.drawPixmap(QPointF(18, 18), Icons::tintedForScreen(QStringLiteral("checkmark.circle.fill"), green, 44));
+        p.drawPixmap(QPointF(18, 18), Icons::tintedForScreen(QStringLiteral("emblem-ok"), green, 44));
     }
     auto* icon = new QLabel;
     icon->setPixmap(mark);

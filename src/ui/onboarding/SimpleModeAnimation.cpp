@@ -34,7 +34,7 @@ AnalysisResult corrected(const AnalysisResult& mock, double gainDB) {
         v = std::max(v * scale, -1.0f);
     for (double& v : out.loudnessCurve)
         v += gainDB;
-    out.peakLUFS += gainDB;
+    out.loudest20sLUFS += gainDB;
     return out;
 }
 
@@ -130,7 +130,7 @@ void SimpleModeAnimation::paintEvent(QPaintEvent*) {
     painter.setClipPath(frame);
     painter.fillRect(rect(), WaveformPainter::background);
     const PlotGeometry g = miniature(width(), height());
-    const double gain = targetLUFS - mock_.peakLUFS;
+    const double gain = targetLUFS - mock_.loudest20sLUFS;
 
     if (phase_ == 0) {
         painter.setPen(pen(withAlpha(Qt::gray, 0.5), 1.0, true, 5, 4));

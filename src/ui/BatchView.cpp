@@ -1,4 +1,4 @@
-#include "ui/ContentView.h"
+#include "ui/BatchView.h"
 
 #include "io/NativePath.h"
 #include "playback/DefaultOutput.h"
@@ -95,14 +95,14 @@ protected:
 
 } // namespace
 
-QString ContentView::editModeHelpLine() {
+QString BatchView::editModeHelpLine() {
     return QStringLiteral("Ctrl+Click: add separator  ·  Drag ↕: adjust gain  ·  Drag separator ↔: move  ·  "
                           "Alt+Click: remove separator  ·  Shift+Click: reset gain  ·  Drag ◣: adjust fade ·  "
                           "Hold Ctrl : magnifier");
 }
 
-ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
-                         std::unique_ptr<AudioOutput> output, QWidget* parent)
+BatchView::BatchView(AppState& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
+                     std::unique_ptr<AudioOutput> output, QWidget* parent)
     : QWidget(parent), state_(state), session_(session), dialogs_(std::move(dialogs)),
       engine_(std::make_unique<AudioPlaybackEngine>(output ? std::move(output) : makeDefaultAudioOutput())) {
     controller_ = std::make_unique<PlaybackController>(state_, *engine_);
@@ -134,7 +134,7 @@ ContentView::ContentView(AppState& state, ExportSession& session, QUndoStack* un
 }
 
 // The toolbar: Add Files, Remove and the target.
-QLayout* ContentView::buildToolbar() {
+QLayout* BatchView::buildToolbar() {
     auto* toolbar = new QHBoxLayout;
     toolbar->setContentsMargins(12, 8, 12, 8);
     toolbar->setSpacing(12);
@@ -192,7 +192,7 @@ QLayout* ContentView::buildToolbar() {
 }
 
 // The file table over the waveform, or the text shown in its place.
-QSplitter* ContentView::buildTableAndWaveform() {
+QSplitter* BatchView::buildTableAndWaveform() {
     auto* split = new QSplitter(Qt::Vertical);
     split->setObjectName(QStringLiteral("tableAndWaveform"));
     auto* table = new FileTableView(state_);
@@ -237,7 +237,7 @@ QSplitter* ContentView::buildTableAndWaveform() {
 }
 
 // The strip under the export controls, shown only while exporting.
-QFrame* ContentView::buildProgressStrip() {
+QFrame* BatchView::buildProgressStrip() {
     progress_ = new QFrame;
     progress_->setObjectName(QStringLiteral("progressStrip"));
     progress_->setAutoFillBackground(true);
@@ -247,7 +247,7 @@ QFrame* ContentView::buildProgressStrip() {
     strip->setSpacing(4);
     auto* stripRow = new QHBoxLayout;
     auto* stripIcon = new QLabel;
-    stripIcon->setPixmap(Icons::tinted(QStringLiteral("arrow.down.doc"), QColor(52, 199, 89), 32)
+    stripIcon->setPixmap(Icons::tinted(QStringLiteral("document-drop"), QColor(52, 199, 89), 32)
                              .scaled(16, 16, Qt::KeepAspectRatio, Qt::SmoothTransformation));
     stripRow->addWidget(stripIcon);
     progressText_ = new QLabel;
@@ -267,7 +267,7 @@ QFrame* ContentView::buildProgressStrip() {
     return progress_;
 }
 
-QLabel* ContentView::buildStatusLine() {
+QLabel* BatchView::buildStatusLine() {
     status_ = new QLabel;
     status_->setObjectName(QStringLiteral("statusLine"));
     QFont caption = status_->font();
@@ -278,8 +278,8 @@ QLabel* ContentView::buildStatusLine() {
 }
 
 // What the buttons, shortcuts, state and engine set off.
-void ContentView::connectActions() {
-    connect(add_, &QPushButton::clicked, this, &ContentView::addFiles);
+void BatchView::connectActions() {
+    connect(add_, &QPushButton::clicked, this, &BatchView::addFiles);
     removeAction_ = new QAction(QStringLiteral("Remove File"), this);
     removeAction_->setShortcuts({QKeySequence(Qt::Key_Delete), QKeySequence(Qt::CTRL | Qt::Key_Backspace),
                                  QKeySequence(Qt::CTRL | Qt::Key_Delete)});
@@ -316,34 +316,34 @@ void ContentView::connectActions() {
         controller_->updateLiveGain();
     });
     connect(&state_, &AppState::normalizeByChanged, this, [this] { showChoice(normalizeBy_, state_.normalizeBy()); });
-    connect(&state_, &AppState::selectedFileIDChanged, this, &ContentView::onSelectionChanged);
-    connect(&state_, &AppState::statusMessageChanged, this, &ContentView::refreshStatus);
-    connect(&session_, &ExportSession::isExportingChanged, this, &ContentView::refreshProgress);
-    connect(&session_, &ExportSession::progressChanged, this, &ContentView::refreshProgress);
-    connect(&state_, &AppState::filesChanged, this, &ContentView::refreshToolbar);
+    connect(&state_, &AppState::selectedFileIDChanged, this, &BatchView::onSelectionChanged);
+    connect(&state_, &AppState::statusMessageChanged, this, &BatchView::refreshStatus);
+    connect(&session_, &ExportSession::isExportingChanged, this, &BatchView::refreshProgress);
+    connect(&session_, &ExportSession::progressChanged, this, &BatchView::refreshProgress);
+    connect(&state_, &AppState::filesChanged, this, &BatchView::refreshToolbar);
     connect(engine_.get(), &AudioPlaybackEngine::currentTimeChanged, this,
             [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
     connect(engine_.get(), &AudioPlaybackEngine::isPlayingChanged, this,
             [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
 }
 
-void ContentView::addFiles() {
+void BatchView::addFiles() {
     const QList<QUrl> urls = dialogs_.chooseAudioFiles(this);
     if (!urls.isEmpty())
         state_.addFiles(urls);
 }
 
-void ContentView::dragEnterEvent(QDragEnterEvent* event) {
+void BatchView::dragEnterEvent(QDragEnterEvent* event) {
     if (event->mimeData()->hasUrls())
         event->acceptProposedAction();
 }
 
-void ContentView::dropEvent(QDropEvent* event) {
+void BatchView::dropEvent(QDropEvent* event) {
     handleDrop(*event->mimeData());
     event->acceptProposedAction();
 }
 
-void ContentView::handleDrop(const QMimeData& mime) {
+void BatchView::handleDrop(const QMimeData& mime) {
     QList<QUrl> urls;
     for (const QUrl& url : mime.urls()) {
         if (url.isLocalFile())
@@ -352,13 +352,13 @@ void ContentView::handleDrop(const QMimeData& mime) {
     state_.addFiles(urls);
 }
 
-void ContentView::onSelectionChanged() {
+void BatchView::onSelectionChanged() {
     const AudioFileItemPtr file = state_.selectedFile();
     waveform_->setFile(file);
     refreshWaveformArea();
     if (file) {
-        connect(file.get(), &AudioFileItem::isEditModeChanged, this, &ContentView::refreshStatus, Qt::UniqueConnection);
-        connect(file.get(), &AudioFileItem::analysisErrorChanged, this, &ContentView::refreshWaveformArea,
+        connect(file.get(), &AudioFileItem::isEditModeChanged, this, &BatchView::refreshStatus, Qt::UniqueConnection);
+        connect(file.get(), &AudioFileItem::analysisErrorChanged, this, &BatchView::refreshWaveformArea,
                 Qt::UniqueConnection);
     }
     controller_->onSelectionChanged();
@@ -368,7 +368,7 @@ void ContentView::onSelectionChanged() {
 }
 
 // A file that could not be analysed shows why, not an empty plot.
-void ContentView::refreshWaveformArea() {
+void BatchView::refreshWaveformArea() {
     const AudioFileItemPtr file = state_.selectedFile();
     const bool failed = file && file->analysisError();
     noSelection_->setText(failed ? QStringLiteral("%1 could not be analysed:\n%2")
@@ -377,14 +377,14 @@ void ContentView::refreshWaveformArea() {
     waveformArea_->setCurrentWidget(file && !failed ? waveformPage_ : static_cast<QWidget*>(noSelection_));
 }
 
-void ContentView::refreshToolbar() {
+void BatchView::refreshToolbar() {
     const bool selected = state_.selectedFileID().has_value();
     remove_->setEnabled(selected);
     removeAction_->setEnabled(selected);
     editAction_->setEnabled(selected);
 }
 
-void ContentView::refreshStatus() {
+void BatchView::refreshStatus() {
     const AudioFileItemPtr file = state_.selectedFile();
     if (file && file->isEditMode()) {
         status_->setText(editModeHelpLine());
@@ -399,7 +399,7 @@ void ContentView::refreshStatus() {
     }
 }
 
-void ContentView::refreshProgress() {
+void BatchView::refreshProgress() {
     progress_->setVisible(session_.isExporting());
     const ExportProgress p = session_.progress();
     const double fraction = p.total < 1 ? 0.0 : std::clamp(p.done / static_cast<double>(p.total), 0.0, 1.0);

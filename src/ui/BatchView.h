@@ -1,10 +1,10 @@
 #pragma once
 
-// The main window's content, top to bottom: toolbar (Add Files, Remove,
+// The batch as the main window shows it, top to bottom: toolbar (Add Files, Remove,
 // Target LUFS), file table over waveform, transport bar, export controls,
 // the progress strip while exporting, and the status line. It takes dropped
 // files, removes the selected one with Ctrl+Backspace or Ctrl+Delete, and
-// keeps selection, target and curve window in step with playback.
+// keeps selection and target in step with playback.
 
 #include "export/ExportSession.h"
 #include "list/AppState.h"
@@ -29,13 +29,13 @@ class QStackedWidget;
 class QUndoStack;
 class WaveformView;
 
-class ContentView : public QWidget {
+class BatchView : public QWidget {
     Q_OBJECT
 
 public:
     // `output`: where playback sounds (null: the default output).
-    ContentView(AppState& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
-                std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
+    BatchView(AppState& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
+              std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
 
     static QString editModeHelpLine();
 
