@@ -7,12 +7,12 @@
 // Usage: build/bench/batch_export_bench [files=12] [minutes=4]
 
 #include "BenchAudio.h"
-#include "export/ExportSession.h"
 #include "export/ParallelJobs.h"
 #include "io/EncoderProcess.h"
 #include "io/FFmpegLocator.h"
 #include "io/NativePath.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
+#include "session/ExportSession.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -49,7 +49,7 @@ double exportAll(ExportSession& exports, const QString& folder) {
 
 // The ffmpeg program's encode of every file with the export's gain,
 // `threads` at a time (1: one after another), with nothing else around them.
-double bareCommands(const AppState& state, const QString& folder, ExportFormat format, const QString& ffmpeg,
+double bareCommands(const BatchSession& state, const QString& folder, ExportFormat format, const QString& ffmpeg,
                     int threads) {
     QDir().mkpath(folder);
     const QStringList codec =
@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "cannot write the source\n");
         return 1;
     }
-    AppState state;
+    BatchSession state;
     state.addFiles(linksTo(source, files));
     while (std::any_of(state.files().begin(), state.files().end(),
                        [](const AudioFileItemPtr& f) { return f->isAnalyzing(); }))

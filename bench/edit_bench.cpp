@@ -12,8 +12,8 @@
 #include "app/AllocatorTuning.h"
 #include "editing/SegmentEditModel.h"
 #include "io/FFmpegLocator.h"
-#include "list/AppState.h"
 #include "playback/SilentOutput.h"
+#include "session/BatchSession.h"
 #include "support/WaveformViewProbe.h"
 #include "ui/EditHistory.h"
 #include "ui/MagnifierOverlay.h"
@@ -83,7 +83,7 @@ int main(int argc, char** argv) {
     item->setAnalysis(r);
     item->segmentEdits().restore(edits);
     item->setIsEditMode(true);
-    AppState state;
+    BatchSession state;
     AudioPlaybackEngine engine(std::make_unique<SilentOutput>());
     QUndoStack undo;
     EditHistory history(state, engine, &undo);

@@ -60,7 +60,7 @@ int main(int argc, char** argv) {
                            QStringLiteral("sine=frequency=%1:duration=20").arg(220 + 40 * i), "-ac", "2", path});
         urls << QUrl::fromLocalFile(path);
     }
-    AppState state;
+    BatchSession state;
     MainWindow window(state, Dialogs::standard(), makeDefaultAudioOutput());
     window.show();
     state.addFiles(urls);

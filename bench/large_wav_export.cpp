@@ -6,8 +6,8 @@
 // reader sees less than the whole file.
 // Usage: build/bench/large_wav_export [minutes=95]
 
-#include "export/ExportSession.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
+#include "session/ExportSession.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -95,7 +95,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "cannot write the source\n");
         return 1;
     }
-    AppState state;
+    BatchSession state;
     state.addFiles({QUrl::fromLocalFile(source)});
     while (state.isAnalyzing())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);

@@ -4,7 +4,7 @@
 // the result itself. Usage: build/bench/list_memory [files=50] [minutes=4]
 
 #include "BenchAudio.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
     }
     const QList<QUrl> urls = linksTo(tone, files);
 
-    AppState state;
+    BatchSession state;
     const double before = residentMiB();
     state.addFiles(urls);
     while (state.isAnalyzing()) {

@@ -13,7 +13,7 @@
 #include "ui/WaveformView.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QApplication>
 #include <QDir>
@@ -52,15 +52,15 @@ int main(int argc, char** argv) {
     view.grab().save(QDir(out).filePath("waveform-magnifier.png"));
 
     // The table with a file in every state.
-    AppState state(AppState::AnalysisOptions{[](const QString&, ChannelMix) {
-                                                 return AnalysisOutcome::failure(
-                                                     QStringLiteral("Audio file contains no samples"));
-                                             },
-                                             1});
+    BatchSession state(BatchSession::AnalysisOptions{[](const QString&, ChannelMix) {
+                                                         return AnalysisOutcome::failure(
+                                                             QStringLiteral("Audio file contains no samples"));
+                                                     },
+                                                     1});
     const auto quiet = analysedItem("Quiet Intro.flac", musicLike(40.0));
     const auto loud = analysedItem("Loud Master.wav", musicLike(30.0));
     for (const auto& f : {item, quiet, loud})
-        f->setCorrectionDB(AppState::correctionFor(-16.0, f->analysis()->loudest20sLUFS));
+        f->setCorrectionDB(BatchSession::correctionFor(-16.0, f->analysis()->loudest20sLUFS));
     loud->setCorrectionDB(6.0);
     loud->setIsManualOverride(true);
     const auto pending = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/music/Still Measuring.mp3"));
@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
     FileTableView table(state);
     table.resize(1100, 200);
     table.grab().save(QDir(out).filePath("file-table.png"));
-    AppState empty;
+    BatchSession empty;
     FileTableView emptyTable(empty);
     emptyTable.resize(1100, 200);
     emptyTable.grab().save(QDir(out).filePath("file-table-empty.png"));

@@ -33,11 +33,11 @@ int main(int argc, char** argv) {
     const QList<QUrl> urls = linksTo(tone, 200);
     const QString hour = hourLongOgg(ffmpeg);
 
-    AppState state;
+    BatchSession state;
     Dialogs dialogs = Dialogs::standard();
     const QString out = dir.filePath("out");
     dialogs.chooseExportFolder = [&](QWidget*) { return out; };
-    dialogs.askAboutClipping = [](QWidget*, const AppState&) { return std::optional<bool>(true); };
+    dialogs.askAboutClipping = [](QWidget*, const BatchSession&) { return std::optional<bool>(true); };
     MainWindow window(state, dialogs, std::make_unique<SilentOutput>());
     window.show();
 

@@ -38,7 +38,7 @@ int measure(int files) {
         },
         44100);
     const QList<QUrl> urls = linksTo(tone, files);
-    AppState state;
+    BatchSession state;
     MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());
     window.show();
     state.addFiles(urls);

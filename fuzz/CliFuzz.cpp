@@ -3,7 +3,7 @@
 // written back as a command line, read as the same options.
 
 #include "app/ExportOptions.h"
-#include "list/SettingsFile.h"
+#include "session/SettingsFile.h"
 
 #include "FuzzFiles.h"
 

@@ -1,7 +1,7 @@
 // Any bytes as a settings file: decoding gives settings or a reason, never
 // a crash, and what it gives encodes and decodes to the same settings.
 
-#include "list/SettingsFile.h"
+#include "session/SettingsFile.h"
 
 #include "FuzzFiles.h"
 

@@ -1,7 +1,7 @@
 #include "app/AimOptions.h"
 
-#include "list/CeilingRange.h"
-#include "list/SettingsFile.h"
+#include "export/CeilingRange.h"
+#include "session/SettingsFile.h"
 
 #include <cmath>
 

@@ -6,7 +6,7 @@
 
 #include "analysis/ChannelMix.h"
 #include "io/FileError.h"
-#include "list/TargetPreset.h"
+#include "session/TargetPreset.h"
 
 #include <QString>
 #include <QStringList>

@@ -3,7 +3,7 @@
 // The table `sonivel analyze` prints: a row per file, its columns aligned
 // however wide the characters of the names are.
 
-#include "list/LoudnessReport.h"
+#include "session/LoudnessReport.h"
 
 #include <QString>
 #include <QStringList>

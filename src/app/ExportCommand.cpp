@@ -1,12 +1,13 @@
 #include "app/ExportCommand.h"
 
 #include "app/ExportOptions.h"
+#include "session/ExportPlan.h"
 
-#include "export/ExportSession.h"
 #include "io/Interruption.h"
 #include "io/NativePath.h"
-#include "list/AppState.h"
-#include "list/SettingsFile.h"
+#include "session/BatchSession.h"
+#include "session/ExportSession.h"
+#include "session/SettingsFile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -63,7 +64,8 @@ namespace {
 // The files given on the command line that can be exported: readable
 // regular files, each once and not already in `state`'s list; the others
 // go to `skipped`.
-QList<QUrl> admissible(const QStringList& files, const AppState& state, std::vector<AppState::SkippedFile>& skipped) {
+QList<QUrl> admissible(const QStringList& files, const BatchSession& state,
+                       std::vector<BatchSession::SkippedFile>& skipped) {
     QSet<QString> seen;
     for (const AudioFileItemPtr& item : state.files())
         seen.insert(NativePath::canonical(item->path()));
@@ -80,9 +82,9 @@ QList<QUrl> admissible(const QStringList& files, const AppState& state, std::vec
 // Builds and analyses the list: the settings file's, then the files given.
 // False, after saying why, when nothing could be listed; `failed` counts the
 // files skipped or not analysed, each named with its reason.
-bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, int64_t& failed,
+bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& err, int64_t& failed,
                     const std::atomic<bool>& cancel) {
-    std::vector<AppState::SkippedFile> skipped;
+    std::vector<BatchSession::SkippedFile> skipped;
     if (options.channels)
         state.setChannelMix(*options.channels); // before any file, so each is measured once
     if (!options.settings.isEmpty()) {
@@ -95,10 +97,10 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
     state.recalcCorrections();
     if (options.channels)
         state.setChannelMix(*options.channels);
-    const std::vector<AppState::SkippedFile> notAdded = state.addFiles(admissible(options.files, state, skipped));
+    const std::vector<BatchSession::SkippedFile> notAdded = state.addFiles(admissible(options.files, state, skipped));
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     if (!skipped.empty())
-        err << "sonivel export: skipped " << AppState::describe(skipped) << '\n';
+        err << "sonivel export: skipped " << BatchSession::describe(skipped) << '\n';
     failed += static_cast<int64_t>(skipped.size());
     if (state.files().empty()) {
         err << "sonivel export: nothing to export\n";
@@ -122,21 +124,21 @@ bool listAndAnalyse(AppState& state, const Options& options, QTextStream& err, i
 // Whether to limit: as asked, else always (where nothing passes the
 // ceiling it changes nothing); files that would clip are listed like the
 // window's clipping warning.
-bool chooseLimiter(const AppState& state, const Options& options, QTextStream& err) {
+bool chooseLimiter(const BatchSession& state, const Options& options, QTextStream& err) {
     const bool limiter = options.limiter.value_or(true);
-    const std::vector<ClippingFile> clipping = ExportRun::findClippingFiles(state.files(), state.ceilingDBTP());
+    const std::vector<ClippingFile> clipping = ExportPlan::findClippingFiles(state.files(), state.ceilingDBTP());
     if (clipping.empty())
         return limiter;
     err << ExportRun::clippingHeadline(clipping.size(), state.ceilingDBTP()) << '\n';
     for (const ClippingFile& c : clipping)
         err << "  " << c.fileName << "  " << QString::asprintf("%.1f", c.overshootDB) << " dB over\n";
     err << (limiter ? "Applying the limiter.\n" : "Lowering their gain to the ceiling instead.\n");
-    if (const auto safe = ExportRun::computeSafeTarget(state.files(), state.ceilingDBTP()))
+    if (const auto safe = ExportPlan::computeSafeTarget(state.files(), state.ceilingDBTP()))
         err << ExportRun::safeTargetTip(*safe) << '\n';
     return limiter;
 }
 
-ExportRun::Summary exportAll(AppState& state, const Options& options, bool limiter, QTextStream& err,
+ExportRun::Summary exportAll(BatchSession& state, const Options& options, bool limiter, QTextStream& err,
                              const std::atomic<bool>& cancel) {
     const ExportSettings settings{
         QDir(QFileInfo(options.out).absoluteFilePath()).filePath(QStringLiteral("normalized")),
@@ -147,7 +149,7 @@ ExportRun::Summary exportAll(AppState& state, const Options& options, bool limit
         options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip,
         state.channelMix(),
         state.normalizeBy()};
-    const ExportRun::Plan plan = ExportRun::buildPlan(state.files(), settings);
+    const ExportRun::Plan plan = ExportPlan::buildPlan(state.files(), settings);
     err << ExportRun::startText(plan.count()) << '\n';
     err.flush();
     // A line when a file is done and at every tenth of the whole between.
@@ -188,7 +190,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         err << "Cancelled: " << written << (written == 1 ? " file" : " files") << " written.\n";
         return 128 + (cancelling.signal() != 0 ? cancelling.signal() : SIGINT);
     };
-    AppState state;
+    BatchSession state;
     int64_t failed = 0;
     if (!listAndAnalyse(state, *options, err, failed, cancel))
         return cancel.load() ? cancelled(0) : 1;

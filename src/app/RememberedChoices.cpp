@@ -1,7 +1,7 @@
 #include "app/RememberedChoices.h"
 
-#include "list/AppState.h"
-#include "list/SettingsFile.h"
+#include "session/BatchSession.h"
+#include "session/SettingsFile.h"
 #include "ui/MainWindow.h"
 
 #include <QCoreApplication>
@@ -60,7 +60,7 @@ private:
 
 } // namespace
 
-void restore(AppState& state, MainWindow& window) {
+void restore(BatchSession& state, MainWindow& window) {
     const QSettings settings;
     Aim aim = state.currentAim();
     bool ok = false;
@@ -88,7 +88,7 @@ void restore(AppState& state, MainWindow& window) {
         split->restoreState(settings.value(splitterKey).toByteArray());
 }
 
-void keep(AppState& state, MainWindow& window) {
+void keep(BatchSession& state, MainWindow& window) {
     const auto keepAim = [&state] {
         QSettings settings;
         settings.setValue(targetKey, state.targetLUFS());
@@ -97,8 +97,9 @@ void keep(AppState& state, MainWindow& window) {
         settings.setValue(channelMixKey, channelMixNames.name(state.channelMix()));
         settings.setValue(presetKey, presetName(state.preset()));
     };
-    for (const auto signal : {&AppState::targetLUFSChanged, &AppState::ceilingDBTPChanged,
-                              &AppState::normalizeByChanged, &AppState::channelMixChanged, &AppState::presetChanged})
+    for (const auto signal :
+         {&BatchSession::targetLUFSChanged, &BatchSession::ceilingDBTPChanged, &BatchSession::normalizeByChanged,
+          &BatchSession::channelMixChanged, &BatchSession::presetChanged})
         QObject::connect(&state, signal, &state, keepAim);
     const ExportSession& exports = window.exportSession();
     QObject::connect(&exports, &ExportSession::choicesChanged, &window, [&exports] {

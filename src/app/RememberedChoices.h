@@ -7,15 +7,15 @@
 // every screen, a target out of range, a format this version does not
 // know — leaves the default in place.
 
-class AppState;
+class BatchSession;
 class MainWindow;
 
 namespace RememberedChoices {
 
 // Puts back what an earlier run left, before the window is shown.
-void restore(AppState& state, MainWindow& window);
+void restore(BatchSession& state, MainWindow& window);
 // Keeps the choices as they change, and the window's layout when it
 // closes or the program quits.
-void keep(AppState& state, MainWindow& window);
+void keep(BatchSession& state, MainWindow& window);
 
 } // namespace RememberedChoices

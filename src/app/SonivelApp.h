@@ -9,7 +9,7 @@
 
 #include "app/SingleInstance.h"
 #include "app/update/UpdaterManager.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 #include "ui/MainWindow.h"
 
 #include <QAction>
@@ -18,7 +18,7 @@ class SonivelApp {
 public:
     SonivelApp();
 
-    AppState& appState() { return appState_; }
+    BatchSession& appState() { return appState_; }
     MainWindow& window() { return window_; }
 
     // `interactive`: a user's window, which takes the files of later starts
@@ -29,7 +29,7 @@ public:
 private:
     void showCheckResult(const UpdateCheck& result);
 
-    AppState appState_;
+    BatchSession appState_;
     UpdaterManager updaterManager_;
     MainWindow window_;
     QAction checkForUpdates_;

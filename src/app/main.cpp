@@ -46,9 +46,9 @@ bool isCommand(const QString& arg) {
 
 // With --screenshot PATH: once the files are analysed, select the second,
 // play it for a moment, save a picture of the window and quit.
-void takeScreenshotWhenReady(MainWindow& window, AppState& state, const QString& path) {
+void takeScreenshotWhenReady(MainWindow& window, BatchSession& state, const QString& path) {
     QObject::connect(
-        &state, &AppState::analysisFinished, &window,
+        &state, &BatchSession::analysisFinished, &window,
         [&window, &state, path] {
             if (!state.files().empty()) {
                 state.setSelectedFileID(state.files()[std::min<size_t>(1, state.files().size() - 1)]->id());

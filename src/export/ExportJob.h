@@ -8,8 +8,8 @@
 // editing while it runs.
 
 #include "editing/SegmentEditRecords.h"
+#include "export/CeilingRange.h"
 #include "export/ExportFormat.h"
-#include "list/CeilingRange.h"
 
 #include <QString>
 #include <optional>

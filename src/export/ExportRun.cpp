@@ -14,26 +14,6 @@
 
 namespace ExportRun {
 
-std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP) {
-    std::vector<ClippingFile> clipping;
-    for (const AudioFileItemPtr& file : files) {
-        if (file->wouldClip(ceilingDBTP))
-            clipping.push_back({NativePath::shownName(file->path()), -*file->headroomDB(ceilingDBTP)});
-    }
-    return clipping;
-}
-
-std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP) {
-    std::optional<double> safe;
-    for (const AudioFileItemPtr& file : files) {
-        if (!file->analysis() || file->analysis()->isSilent())
-            continue;
-        const double value = *file->figureLUFS() - file->analysis()->truePeakDBTP + ceilingDBTP;
-        safe = safe ? std::min(*safe, value) : value;
-    }
-    return safe;
-}
-
 QString safeTargetTip(double safeTargetLUFS) {
     return QString::asprintf("Tip: Set target to %.1f LUFS or lower to keep every true peak under the ceiling.",
                              safeTargetLUFS);
@@ -45,23 +25,10 @@ QString clippingHeadline(size_t count, double ceilingDBTP) {
         .arg(ceilingDBTP, 0, 'f', 1);
 }
 
-Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings& settings) {
-    Plan plan;
+void nameJobs(Plan& plan, const ExportSettings& settings) {
     QStringList exported;
-    for (const AudioFileItemPtr& file : files) {
-        plan.sources << file->path();
-        if (!file->analysis())
-            continue;
-        ExportJob job;
-        job.sourcePath = file->path();
-        job.correctionDB = file->correctionDB();
-        job.promisedLUFS = *file->finalLUFS();
-        job.isSilent = file->analysis()->isSilent();
-        if (file->segmentEdits().hasEdits())
-            job.segmentEdits = file->segmentEdits().snapshot();
-        plan.jobs.push_back(std::move(job));
-        exported << file->path();
-    }
+    for (const ExportJob& job : plan.jobs)
+        exported << job.sourcePath;
     // The folder may not exist yet: the nearest one that does tells the file system.
     QString existing = NativePath::absolute(settings.destinationFolder);
     while (!QFileInfo(existing).isDir() && !QDir(existing).isRoot())
@@ -69,7 +36,6 @@ Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings&
     const QStringList stems = ExportNaming::distinctStems(exported, settings.format, ExportNaming::nameMaxOf(existing));
     for (size_t i = 0; i < plan.jobs.size(); ++i)
         plan.jobs[i].stem = stems[static_cast<qsizetype>(i)];
-    return plan;
 }
 
 namespace {

@@ -7,31 +7,13 @@
 // stops every job, keeps the finished files and leaves nothing else.
 
 #include "export/ExportPipeline.h"
-#include "list/AudioFileItem.h"
 
 #include <atomic>
 #include <functional>
 #include <optional>
 #include <vector>
 
-// A file whose corrected true peak would pass the ceiling, and by how many dB.
-struct ClippingFile {
-    QString fileName;
-    double overshootDB = 0.0;
-    friend bool operator==(const ClippingFile&, const ClippingFile&) = default;
-};
-
 namespace ExportRun {
-
-// The analysed files whose corrected true peak, with their largest segment
-// offset, would pass the ceiling by more than the clipping tolerance; listed
-// with the overshoot.
-std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
-
-// The highest target at which no file's true peak passes the ceiling when
-// every correction is automatic and no segment is raised: the smallest
-// figure − true peak, plus the ceiling. None without analysed files.
-std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
 
 // "2 file(s) will pass the -1.0 dBTP ceiling after correction:"
 QString clippingHeadline(size_t count, double ceilingDBTP);
@@ -45,9 +27,9 @@ struct Plan {
     int64_t count() const { return static_cast<int64_t>(jobs.size()); }
 };
 
-// One job per analysed file, in list order, with a copy of its edits and a
-// stem of its own (shortened to what the folder's file system takes).
-Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings& settings);
+// Gives every job a stem of its own, distinct within the batch and
+// shortened to what the folder's file system takes.
+void nameJobs(Plan& plan, const ExportSettings& settings);
 
 // The outputs that would take the name of a file already in the folder.
 QStringList existingOutputs(const Plan& plan, const ExportSettings& settings);

@@ -101,7 +101,7 @@ QString BatchView::editModeHelpLine() {
                           "Hold Ctrl : magnifier");
 }
 
-BatchView::BatchView(AppState& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
+BatchView::BatchView(BatchSession& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
                      std::unique_ptr<AudioOutput> output, QWidget* parent)
     : QWidget(parent), state_(state), session_(session), dialogs_(std::move(dialogs)),
       engine_(std::make_unique<AudioPlaybackEngine>(output ? std::move(output) : makeDefaultAudioOutput())) {
@@ -298,7 +298,7 @@ void BatchView::connectActions() {
     });
     connect(target_, &QDoubleSpinBox::valueChanged, this,
             [this](double v) { state_.setTargetLUFS(std::clamp(v, -40.0, -3.0)); });
-    connect(&state_, &AppState::targetLUFSChanged, this, [this] {
+    connect(&state_, &BatchSession::targetLUFSChanged, this, [this] {
         target_->setValue(state_.targetLUFS());
         state_.recalcCorrections();
         controller_->updateLiveGain();
@@ -307,20 +307,21 @@ void BatchView::connectActions() {
         state_.setPreset(static_cast<TargetPreset>(preset_->itemData(index).toInt()));
         controller_->updateLiveGain();
     });
-    connect(&state_, &AppState::presetChanged, this, [this] { showChoice(preset_, state_.preset()); });
+    connect(&state_, &BatchSession::presetChanged, this, [this] { showChoice(preset_, state_.preset()); });
     connect(channelMix_, &QComboBox::currentIndexChanged, this,
             [this] { state_.setChannelMix(choiceOf<ChannelMix>(channelMix_)); });
-    connect(&state_, &AppState::channelMixChanged, this, [this] { showChoice(channelMix_, state_.channelMix()); });
+    connect(&state_, &BatchSession::channelMixChanged, this, [this] { showChoice(channelMix_, state_.channelMix()); });
     connect(normalizeBy_, &QComboBox::currentIndexChanged, this, [this] {
         state_.setNormalizeBy(choiceOf<NormalizeBy>(normalizeBy_));
         controller_->updateLiveGain();
     });
-    connect(&state_, &AppState::normalizeByChanged, this, [this] { showChoice(normalizeBy_, state_.normalizeBy()); });
-    connect(&state_, &AppState::selectedFileIDChanged, this, &BatchView::onSelectionChanged);
-    connect(&state_, &AppState::statusMessageChanged, this, &BatchView::refreshStatus);
+    connect(&state_, &BatchSession::normalizeByChanged, this,
+            [this] { showChoice(normalizeBy_, state_.normalizeBy()); });
+    connect(&state_, &BatchSession::selectedFileIDChanged, this, &BatchView::onSelectionChanged);
+    connect(&state_, &BatchSession::statusMessageChanged, this, &BatchView::refreshStatus);
     connect(&session_, &ExportSession::isExportingChanged, this, &BatchView::refreshProgress);
     connect(&session_, &ExportSession::progressChanged, this, &BatchView::refreshProgress);
-    connect(&state_, &AppState::filesChanged, this, &BatchView::refreshToolbar);
+    connect(&state_, &BatchSession::filesChanged, this, &BatchView::refreshToolbar);
     connect(engine_.get(), &AudioPlaybackEngine::currentTimeChanged, this,
             [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
     connect(engine_.get(), &AudioPlaybackEngine::isPlayingChanged, this,

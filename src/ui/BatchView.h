@@ -6,9 +6,9 @@
 // files, removes the selected one with Ctrl+Backspace or Ctrl+Delete, and
 // keeps selection and target in step with playback.
 
-#include "export/ExportSession.h"
-#include "list/AppState.h"
 #include "playback/AudioPlaybackEngine.h"
+#include "session/BatchSession.h"
+#include "session/ExportSession.h"
 #include "ui/Dialogs.h"
 #include "ui/EditHistory.h"
 #include "ui/PlaybackController.h"
@@ -34,7 +34,7 @@ class BatchView : public QWidget {
 
 public:
     // `output`: where playback sounds (null: the default output).
-    BatchView(AppState& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
+    BatchView(BatchSession& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
               std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
 
     static QString editModeHelpLine();
@@ -72,7 +72,7 @@ private:
     void refreshProgress();
     void refreshToolbar();
 
-    AppState& state_;
+    BatchSession& state_;
     ExportSession& session_;
     Dialogs dialogs_;
     std::unique_ptr<AudioPlaybackEngine> engine_;

@@ -1,6 +1,7 @@
 #include "ui/ClippingWarningDialog.h"
 
 #include "export/ExportRun.h"
+#include "session/ExportPlan.h"
 #include "ui/PaintKit.h"
 
 #include <QDialogButtonBox>
@@ -23,7 +24,7 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     auto* column = new QVBoxLayout(this);
     column->setSpacing(16);
     column->setContentsMargins(20, 20, 20, 20);
-    const std::vector<ClippingFile> files = ExportRun::findClippingFiles(sources, ceilingDBTP);
+    const std::vector<ClippingFile> files = ExportPlan::findClippingFiles(sources, ceilingDBTP);
     auto* headline = new QLabel(ExportRun::clippingHeadline(files.size(), ceilingDBTP));
     QFont bold = headline->font();
     bold.setBold(true);
@@ -49,7 +50,7 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     anyway_->setObjectName(QStringLiteral("exportAnyway"));
     column->addWidget(limiter_);
     column->addWidget(anyway_);
-    if (const auto safe = ExportRun::computeSafeTarget(sources, ceilingDBTP)) {
+    if (const auto safe = ExportPlan::computeSafeTarget(sources, ceilingDBTP)) {
         auto* tip = new QLabel(ExportRun::safeTargetTip(*safe));
         tip->setObjectName(QStringLiteral("safeTargetTip"));
         tip->setStyleSheet(PaintKit::secondaryTextStyle(palette()));

@@ -2,7 +2,7 @@
 
 // Lists the files whose peaks would pass 0 dBFS and asks how to export them.
 
-#include "list/AudioFileItem.h"
+#include "session/AudioFileItem.h"
 
 #include <QDialog>
 #include <vector>

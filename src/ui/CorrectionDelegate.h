@@ -7,7 +7,7 @@
 // row; it reads the pointer on the view's viewport, so a drag goes on when
 // the pointer leaves the cell.
 
-#include "list/AudioFileItem.h"
+#include "session/AudioFileItem.h"
 
 #include <QPersistentModelIndex>
 #include <QStyledItemDelegate>

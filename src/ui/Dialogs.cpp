@@ -1,6 +1,6 @@
 #include "ui/Dialogs.h"
 
-#include "list/SettingsFile.h"
+#include "session/SettingsFile.h"
 #include "ui/ClippingWarningDialog.h"
 
 #include <QDir>
@@ -54,7 +54,7 @@ Dialogs Dialogs::standard() {
     Dialogs d;
     d.chooseAudioFiles = [](QWidget* parent) {
         QStringList patterns;
-        for (const QString& ext : AppState::audioExtensions())
+        for (const QString& ext : BatchSession::audioExtensions())
             patterns << QStringLiteral("*.") + ext << QStringLiteral("*.") + ext.toUpper();
         patterns.sort();
         QList<QUrl> urls;
@@ -84,7 +84,7 @@ Dialogs Dialogs::standard() {
                                      QStringLiteral("CSV (*.csv);;JSON (*.json)"),
                                      QStringLiteral("loudness_report.csv")));
     };
-    d.askAboutClipping = [](QWidget* parent, const AppState& state) -> std::optional<bool> {
+    d.askAboutClipping = [](QWidget* parent, const BatchSession& state) -> std::optional<bool> {
         ClippingWarningDialog dialog(state.files(), state.ceilingDBTP(), parent);
         if (dialog.exec() != QDialog::Accepted)
             return std::nullopt;

@@ -4,7 +4,7 @@
 // functions, so tests can answer them. The defaults show the real dialogs.
 
 #include "export/ExportJob.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QList>
 #include <QString>
@@ -25,7 +25,7 @@ struct Dialogs {
     std::function<QString(QWidget* parent)> chooseReportToSave;
     // The clipping dialog over the state's clipping files: use the limiter
     // (true), export anyway (false), or cancel (none).
-    std::function<std::optional<bool>(QWidget* parent, const AppState& state)> askAboutClipping;
+    std::function<std::optional<bool>(QWidget* parent, const BatchSession& state)> askAboutClipping;
     // Earlier outputs of these names are in the folder: replace them, keep
     // both, or cancel (none).
     std::function<std::optional<ExistingOutputs>(QWidget* parent, const QStringList& names)> askAboutExisting;

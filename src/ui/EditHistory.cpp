@@ -17,7 +17,7 @@ private:
 
 class RemoveFileCommand : public AppliedCommand {
 public:
-    RemoveFileCommand(AppState& state, RemovedFile removed) : state_(state), removed_(std::move(removed)) {
+    RemoveFileCommand(BatchSession& state, RemovedFile removed) : state_(state), removed_(std::move(removed)) {
         setText(QStringLiteral("Remove Song"));
     }
     void undo() override { state_.restoreRemovedFile(removed_); }
@@ -29,13 +29,13 @@ public:
     }
 
 private:
-    AppState& state_;
+    BatchSession& state_;
     RemovedFile removed_;
 };
 
 class SegmentEditCommand : public AppliedCommand {
 public:
-    SegmentEditCommand(const QString& name, AppState& state, AudioFileItemPtr file, SegmentEditSnapshot restore,
+    SegmentEditCommand(const QString& name, BatchSession& state, AudioFileItemPtr file, SegmentEditSnapshot restore,
                        SegmentEditSnapshot redo, std::function<void(const AudioFileItemPtr&)> applied)
         : state_(state), file_(std::move(file)), restore_(std::move(restore)), redo_(std::move(redo)),
           applied_(std::move(applied)) {
@@ -54,7 +54,7 @@ private:
         applied_(file_);
     }
 
-    AppState& state_;
+    BatchSession& state_;
     AudioFileItemPtr file_; // kept alive as long as the step
     SegmentEditSnapshot restore_;
     SegmentEditSnapshot redo_;
@@ -63,7 +63,7 @@ private:
 
 } // namespace
 
-EditHistory::EditHistory(AppState& state, AudioPlaybackEngine& engine, QUndoStack* undo)
+EditHistory::EditHistory(BatchSession& state, AudioPlaybackEngine& engine, QUndoStack* undo)
     : state_(state), engine_(engine), undo_(undo) {
     refreshTimer_.setSingleShot(true);
     refreshTimer_.setInterval(0);

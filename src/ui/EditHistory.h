@@ -6,8 +6,8 @@
 // Undoing an edit selects the file it changes, so the user sees it.
 
 #include "editing/SegmentEditAction.h"
-#include "list/AppState.h"
 #include "playback/AudioPlaybackEngine.h"
+#include "session/BatchSession.h"
 
 #include <QString>
 #include <QTimer>
@@ -18,7 +18,7 @@
 class EditHistory {
 public:
     // `undo` may be null: edits and removals then happen without undo steps.
-    EditHistory(AppState& state, AudioPlaybackEngine& engine, QUndoStack* undo);
+    EditHistory(BatchSession& state, AudioPlaybackEngine& engine, QUndoStack* undo);
 
     // Removes the selected file with an undo step; false when nothing was selected.
     bool removeSelected();
@@ -38,7 +38,7 @@ private:
     void refreshPlayback(const AudioFileItemPtr& file);
     void applyPendingRefresh();
 
-    AppState& state_;
+    BatchSession& state_;
     AudioPlaybackEngine& engine_;
     QUndoStack* undo_;
     // The file a drag began on, and its edits then: the drag's undo step

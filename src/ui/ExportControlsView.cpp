@@ -1,7 +1,8 @@
 #include "ui/ExportControlsView.h"
 
 #include "export/ExportRun.h"
-#include "list/SettingsFile.h"
+#include "session/ExportPlan.h"
+#include "session/SettingsFile.h"
 
 #include <QAction>
 #include <QComboBox>
@@ -12,7 +13,7 @@
 #include <QShortcut>
 #include <QStandardItemModel>
 
-ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, Dialogs& dialogs, QWidget* parent)
+ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& session, Dialogs& dialogs, QWidget* parent)
     : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), dialogs_(dialogs),
       format_(new QComboBox), rate_(new QComboBox), ceiling_(new QDoubleSpinBox),
       escape_(new QShortcut(QKeySequence(Qt::Key_Escape), this)),
@@ -85,10 +86,10 @@ ExportControlsView::ExportControlsView(AppState& state, ExportSession& session, 
     connect(save_, &QPushButton::clicked, saveAction_, &QAction::trigger);
     connect(load_, &QPushButton::clicked, loadAction_, &QAction::trigger);
     connect(export_, &QPushButton::clicked, this, &ExportControlsView::startExport);
-    connect(&state_, &AppState::filesChanged, this, &ExportControlsView::refresh);
+    connect(&state_, &BatchSession::filesChanged, this, &ExportControlsView::refresh);
     connect(&session_, &ExportSession::isExportingChanged, this, &ExportControlsView::refresh);
     connect(&session_, &ExportSession::choicesChanged, this, &ExportControlsView::refresh);
-    connect(&state_, &AppState::ceilingDBTPChanged, this, &ExportControlsView::refresh);
+    connect(&state_, &BatchSession::ceilingDBTPChanged, this, &ExportControlsView::refresh);
     refresh();
 }
 
@@ -127,7 +128,7 @@ void ExportControlsView::startExport() {
         return;
     // Where nothing passes the ceiling the limiter changes nothing.
     bool useLimiter = true;
-    if (!ExportRun::findClippingFiles(state_.files(), state_.ceilingDBTP()).empty()) {
+    if (!ExportPlan::findClippingFiles(state_.files(), state_.ceilingDBTP()).empty()) {
         const std::optional<bool> answer = dialogs_.askAboutClipping(this, state_);
         if (!answer)
             return;

@@ -4,8 +4,8 @@
 // "Export All" with the clipping check before it, which becomes "Cancel"
 // while a run goes.
 
-#include "export/ExportSession.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
+#include "session/ExportSession.h"
 #include "ui/Dialogs.h"
 
 #include <QGroupBox>
@@ -20,7 +20,7 @@ class ExportControlsView : public QGroupBox {
     Q_OBJECT
 
 public:
-    ExportControlsView(AppState& state, ExportSession& session, Dialogs& dialogs, QWidget* parent = nullptr);
+    ExportControlsView(BatchSession& state, ExportSession& session, Dialogs& dialogs, QWidget* parent = nullptr);
 
     // What "Export All" does: the clipping check, the folder, the question
     // about earlier outputs, then the export run. While a run goes, the
@@ -34,7 +34,7 @@ public:
 private:
     void refresh();
 
-    AppState& state_;
+    BatchSession& state_;
     ExportSession& session_;
     Dialogs& dialogs_;
     QComboBox* format_;

@@ -14,7 +14,7 @@ QString figure(double value, const char* unit) {
 
 } // namespace
 
-FiguresLine::FiguresLine(AppState& state, QWidget* parent) : QLabel(parent), state_(state) {
+FiguresLine::FiguresLine(BatchSession& state, QWidget* parent) : QLabel(parent), state_(state) {
     setObjectName(QStringLiteral("figuresLine"));
     setAccessibleName(QStringLiteral("Figures of the selected file"));
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -23,7 +23,7 @@ FiguresLine::FiguresLine(AppState& state, QWidget* parent) : QLabel(parent), sta
     caption.setPixelSize(11);
     setFont(caption);
     setStyleSheet(PaintKit::secondaryTextStyle(palette()));
-    connect(&state_, &AppState::selectedFileIDChanged, this, &FiguresLine::follow);
+    connect(&state_, &BatchSession::selectedFileIDChanged, this, &FiguresLine::follow);
     follow();
 }
 

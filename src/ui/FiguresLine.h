@@ -4,7 +4,7 @@
 // as text: the loudness figures, both peaks, the loudness range, the rate and
 // the channels. It can be selected and copied, and a screen reader reads it.
 
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QLabel>
 
@@ -12,7 +12,7 @@ class FiguresLine : public QLabel {
     Q_OBJECT
 
 public:
-    explicit FiguresLine(AppState& state, QWidget* parent = nullptr);
+    explicit FiguresLine(BatchSession& state, QWidget* parent = nullptr);
 
     // "Peak 20s -14.2 LUFS · Integrated -15.1 LUFS · LRA 6.3 LU · ..."
     static QString describe(const AnalysisResult& analysis);
@@ -21,6 +21,6 @@ private:
     void follow();
     void refresh();
 
-    AppState& state_;
+    BatchSession& state_;
     QMetaObject::Connection fileConnection_;
 };

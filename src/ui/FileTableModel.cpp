@@ -10,11 +10,11 @@
 #include <cmath>
 #include <iterator>
 
-FileTableModel::FileTableModel(AppState& state, QObject* parent) : QAbstractTableModel(parent), state_(state) {
-    connect(&state_, &AppState::filesChanged, this, &FileTableModel::followList);
-    connect(&state_, &AppState::normalizeByChanged, this,
+FileTableModel::FileTableModel(BatchSession& state, QObject* parent) : QAbstractTableModel(parent), state_(state) {
+    connect(&state_, &BatchSession::filesChanged, this, &FileTableModel::followList);
+    connect(&state_, &BatchSession::normalizeByChanged, this,
             [this] { emit headerDataChanged(Qt::Horizontal, peak, peak); });
-    connect(&state_, &AppState::ceilingDBTPChanged, this, [this] {
+    connect(&state_, &BatchSession::ceilingDBTPChanged, this, [this] {
         if (rowCount() > 0)
             emit dataChanged(index(0, headroom), index(rowCount() - 1, headroom));
     });

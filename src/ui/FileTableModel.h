@@ -1,12 +1,12 @@
 #pragma once
 
-// The working list as table rows: one row per file of AppState, five
+// The working list as table rows: one row per file of BatchSession, five
 // columns (name, Peak 20s, correction, final loudness, headroom) and five
 // more that the view shows on request (integrated loudness, loudness range,
 // true peak, largest momentary and short-term loudness), following the list
 // row by row and each file's changes in its own row.
 
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QAbstractTableModel>
 #include <QColor>
@@ -40,7 +40,7 @@ public:
     // The shade of a colour that stays readable on the selection's highlight.
     static QColor onHighlight(const QColor& colour);
 
-    explicit FileTableModel(AppState& state, QObject* parent = nullptr);
+    explicit FileTableModel(BatchSession& state, QObject* parent = nullptr);
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
@@ -54,13 +54,13 @@ public:
 
     AudioFileItemPtr file(int row) const;
     int rowOf(const QUuid& id) const;
-    AppState& state() const { return state_; }
+    BatchSession& state() const { return state_; }
 
 private:
     void followList();
     void reindex();
 
-    AppState& state_;
+    BatchSession& state_;
     std::vector<AudioFileItemPtr> rows_; // as last announced to the views
     std::unordered_map<const AudioFileItem*, int> rowIndex_;
     std::unordered_map<const AudioFileItem*, QMetaObject::Connection> watched_;

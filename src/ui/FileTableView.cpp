@@ -115,7 +115,7 @@ int spinnerAngle = 0;
 
 } // namespace
 
-FileTableView::FileTableView(AppState& state, QWidget* parent)
+FileTableView::FileTableView(BatchSession& state, QWidget* parent)
     : QTableView(parent), state_(state), model_(new FileTableModel(state, this)), spinner_(new QTimer(this)) {
     setModel(model_);
     setSelectionMode(SingleSelection);
@@ -184,7 +184,7 @@ FileTableView::FileTableView(AppState& state, QWidget* parent)
         const AudioFileItemPtr file = model_->file(current.row());
         state_.setSelectedFileID(file ? std::optional(file->id()) : std::nullopt);
     });
-    connect(&state_, &AppState::selectedFileIDChanged, this, &FileTableView::selectFromState);
+    connect(&state_, &BatchSession::selectedFileIDChanged, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::modelReset, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::rowsInserted, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::rowsRemoved, this, &FileTableView::selectFromState);

@@ -3,10 +3,10 @@
 // The table of files: name with state markers, Peak 20s, the correction
 // control, final loudness and headroom, and the optional figures chosen in
 // the header's menu. One file is selected at a time, in
-// step with AppState's selection; the context menu of a manual row resets it
+// step with BatchSession's selection; the context menu of a manual row resets it
 // to the automatic correction; an empty table invites a drop.
 
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QTableView>
 #include <functional>
@@ -18,7 +18,7 @@ class FileTableView : public QTableView {
     Q_OBJECT
 
 public:
-    explicit FileTableView(AppState& state, QWidget* parent = nullptr);
+    explicit FileTableView(BatchSession& state, QWidget* parent = nullptr);
 
     // Called after every correction change made in the table.
     void setOnCorrectionChanged(std::function<void()> callback) { onCorrectionChanged_ = std::move(callback); }
@@ -34,7 +34,7 @@ protected:
 private:
     void selectFromState();
 
-    AppState& state_;
+    BatchSession& state_;
     FileTableModel* model_;
     std::function<void()> onCorrectionChanged_;
     class QTimer* spinner_;

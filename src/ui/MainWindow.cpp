@@ -1,6 +1,6 @@
 #include "ui/MainWindow.h"
 
-#include "list/LoudnessReport.h"
+#include "session/LoudnessReport.h"
 #include "ui/AboutDialog.h"
 #include "ui/BatchView.h"
 #include "ui/TaskbarProgress.h"
@@ -13,7 +13,7 @@
 #include <QSettings>
 #include <cmath>
 
-MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOutput> output, QWidget* parent)
+MainWindow::MainWindow(BatchSession& state, Dialogs dialogs, std::unique_ptr<AudioOutput> output, QWidget* parent)
     : QMainWindow(parent), state_(state), dialogs_(dialogs), exports_(state),
       batch_(new BatchView(state, exports_, &undo_, std::move(dialogs), std::move(output))) {
     setWindowTitle(QStringLiteral("Sonivel"));
@@ -61,7 +61,7 @@ MainWindow::MainWindow(AppState& state, Dialogs dialogs, std::unique_ptr<AudioOu
     help_->addAction(QStringLiteral("Show Introduction"), this, [this] { state_.setShowOnboarding(true); });
 
     // The introduction shows over the window while the state asks for it.
-    connect(&state_, &AppState::showOnboardingChanged, this, [this] {
+    connect(&state_, &BatchSession::showOnboardingChanged, this, [this] {
         if (state_.showOnboarding())
             showOnboarding();
     });
@@ -95,7 +95,7 @@ void MainWindow::showAbout() {
     about.exec();
 }
 
-void MainWindow::markFirstLaunch(AppState& state) {
+void MainWindow::markFirstLaunch(BatchSession& state) {
     QSettings settings;
     if (settings.value(QStringLiteral("hasSeenOnboarding"), false).toBool())
         return;

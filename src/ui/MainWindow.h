@@ -4,9 +4,9 @@
 // redo with their action names) and Help menus (About, the introduction),
 // 1200 x 700 by default and never smaller than 900 x 600.
 
-#include "export/ExportSession.h"
-#include "list/AppState.h"
 #include "playback/AudioOutput.h"
+#include "session/BatchSession.h"
+#include "session/ExportSession.h"
 #include "ui/Dialogs.h"
 
 #include <QMainWindow>
@@ -22,8 +22,8 @@ class MainWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    MainWindow(AppState& state, Dialogs dialogs = Dialogs::standard(), std::unique_ptr<AudioOutput> output = nullptr,
-               QWidget* parent = nullptr);
+    MainWindow(BatchSession& state, Dialogs dialogs = Dialogs::standard(),
+               std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
 
     BatchView* batch() const { return batch_; }
     // The export of this window's list: its choices and its runs.
@@ -36,14 +36,14 @@ public:
     void showOnboarding();
 
     // On the first launch only: remembers it was seen and asks for the wizard.
-    static void markFirstLaunch(AppState& state);
+    static void markFirstLaunch(BatchSession& state);
 
 protected:
     // While an export runs, asks; a yes cancels it and closes once it ended.
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    AppState& state_;
+    BatchSession& state_;
     Dialogs dialogs_;
     bool closeAfterExport_ = false;
     std::optional<double> taskbarShare_; // what the taskbar entry shows

@@ -4,7 +4,8 @@
 
 #include <cmath>
 
-PlaybackController::PlaybackController(AppState& state, AudioPlaybackEngine& engine) : state_(state), engine_(engine) {}
+PlaybackController::PlaybackController(BatchSession& state, AudioPlaybackEngine& engine)
+    : state_(state), engine_(engine) {}
 
 namespace {
 

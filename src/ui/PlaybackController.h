@@ -5,13 +5,13 @@
 // carrying a changed correction into the running playback, and the playhead
 // and time texts the views show.
 
-#include "list/AppState.h"
 #include "playback/AudioDeviceManager.h"
 #include "playback/AudioPlaybackEngine.h"
+#include "session/BatchSession.h"
 
 class PlaybackController {
 public:
-    PlaybackController(AppState& state, AudioPlaybackEngine& engine);
+    PlaybackController(BatchSession& state, AudioPlaybackEngine& engine);
 
     // A selected file with an analysis.
     bool canPlay() const;
@@ -31,7 +31,7 @@ public:
     uint32_t selectedDeviceID() const { return selectedDeviceID_; }
 
 private:
-    AppState& state_;
+    BatchSession& state_;
     AudioPlaybackEngine& engine_;
     uint32_t selectedDeviceID_ = 0;
 };

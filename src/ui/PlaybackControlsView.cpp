@@ -12,8 +12,8 @@
 #include <QStyle>
 #include <QToolButton>
 
-PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine& engine, PlaybackController& controller,
-                                           QWidget* parent)
+PlaybackControlsView::PlaybackControlsView(BatchSession& state, AudioPlaybackEngine& engine,
+                                           PlaybackController& controller, QWidget* parent)
     : QWidget(parent), state_(state), engine_(engine), controller_(controller), play_(new QPushButton),
       stop_(new QPushButton(QStringLiteral("Stop"))), time_(new QLabel), devices_(new QComboBox) {
     auto* row = new QHBoxLayout(this);
@@ -71,8 +71,8 @@ PlaybackControlsView::PlaybackControlsView(AppState& state, AudioPlaybackEngine&
     for (auto signal : {&AudioPlaybackEngine::isPlayingChanged, &AudioPlaybackEngine::isPausedChanged,
                         &AudioPlaybackEngine::currentTimeChanged})
         connect(&engine_, signal, this, &PlaybackControlsView::refresh);
-    connect(&state_, &AppState::selectedFileIDChanged, this, &PlaybackControlsView::refresh);
-    connect(&state_, &AppState::filesChanged, this, &PlaybackControlsView::refresh);
+    connect(&state_, &BatchSession::selectedFileIDChanged, this, &PlaybackControlsView::refresh);
+    connect(&state_, &BatchSession::filesChanged, this, &PlaybackControlsView::refresh);
     refreshDevices();
     refresh();
 }

@@ -16,7 +16,7 @@ class PlaybackControlsView : public QWidget {
     Q_OBJECT
 
 public:
-    PlaybackControlsView(AppState& state, AudioPlaybackEngine& engine, PlaybackController& controller,
+    PlaybackControlsView(BatchSession& state, AudioPlaybackEngine& engine, PlaybackController& controller,
                          QWidget* parent = nullptr);
 
     void refreshDevices();
@@ -27,7 +27,7 @@ public:
 private:
     void refresh();
 
-    AppState& state_;
+    BatchSession& state_;
     AudioPlaybackEngine& engine_;
     PlaybackController& controller_;
     QPushButton* play_;

@@ -11,7 +11,7 @@
 // every update.
 
 #include "editing/SegmentEditAction.h"
-#include "list/AudioFileItem.h"
+#include "session/AudioFileItem.h"
 #include "ui/PlotGeometry.h"
 #include "ui/SegmentEditOverlay.h"
 

@@ -2,7 +2,7 @@
 
 #include "CommandRun.h"
 #include "analysis/LoudnessAnalyzer.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 #include "support/AudioFixtures.h"
 #include "support/ReferencePeaks.h"
 

@@ -4,7 +4,7 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/AudioReader.h"
 #include "io/NativePath.h"
-#include "list/SettingsFile.h"
+#include "session/SettingsFile.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
 

@@ -84,7 +84,7 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     settings.sync();
     SonivelApp odd;
     odd.start({}, false);
-    EXPECT_EQ(odd.appState().targetLUFS(), AppState::defaultTargetLUFS);
+    EXPECT_EQ(odd.appState().targetLUFS(), BatchSession::defaultTargetLUFS);
     EXPECT_EQ(odd.appState().normalizeBy(), NormalizeBy::loudest);
     EXPECT_EQ(odd.appState().preset(), TargetPreset::custom);
     EXPECT_EQ(odd.window().exportSession().choices(), ExportChoices{});

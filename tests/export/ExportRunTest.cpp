@@ -1,6 +1,7 @@
-#include "../list/ListFixtures.h"
-#include "export/ExportSession.h"
+#include "../session/ListFixtures.h"
 #include "io/AudioReader.h"
+#include "session/ExportPlan.h"
+#include "session/ExportSession.h"
 
 namespace {
 
@@ -21,20 +22,20 @@ TEST(ExportRunTest, ClippingGuardAndSafeTarget) {
     auto unanalysed = measuredItem("/m/none.wav", NAN, NAN, 50.0);
 
     const std::vector<ClippingFile> clipping =
-        ExportRun::findClippingFiles({under, over, lowered, raised, unanalysed}, -1.0);
+        ExportPlan::findClippingFiles({under, over, lowered, raised, unanalysed}, -1.0);
     ASSERT_EQ(clipping.size(), 2u);
     EXPECT_EQ(clipping[0].fileName, "over.wav");
     EXPECT_NEAR(clipping[0].overshootDB, 0.2, 1e-12);
     EXPECT_EQ(clipping[1].fileName, "raised.wav");
     EXPECT_NEAR(clipping[1].overshootDB, 1.0, 1e-12);
 
-    EXPECT_DOUBLE_EQ(*ExportRun::computeSafeTarget({under, lowered, raised, unanalysed}, -1.0), -19.0);
-    EXPECT_FALSE(ExportRun::computeSafeTarget({unanalysed}, -1.0));
+    EXPECT_DOUBLE_EQ(*ExportPlan::computeSafeTarget({under, lowered, raised, unanalysed}, -1.0), -19.0);
+    EXPECT_FALSE(ExportPlan::computeSafeTarget({unanalysed}, -1.0));
 
     ExportSettings settings;
     settings.destinationFolder = "/out/normalized";
     settings.format = ExportFormat::flac;
-    const ExportRun::Plan plan = ExportRun::buildPlan({under, raised, unanalysed}, settings);
+    const ExportRun::Plan plan = ExportPlan::buildPlan({under, raised, unanalysed}, settings);
     ASSERT_EQ(plan.jobs.size(), 2u);
     EXPECT_EQ(plan.sources.size(), 3) << "every listed file is guarded, analysed or not";
     EXPECT_FALSE(plan.jobs[0].segmentEdits);
@@ -47,7 +48,7 @@ TEST(ExportRunTest, ClippingGuardAndSafeTarget) {
 
 TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
     QTemporaryDir dir;
-    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
     const QString gone = writeTone(dir, "gone.wav", 1.0);
     state.addFiles(urlsOf({writeTone(dir, "edited.wav", 4.0), gone, writeTone(dir, "c.wav", 1.0)}));
     ASSERT_TRUE(waitForAnalyses(state));
@@ -86,7 +87,7 @@ TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
               (QStringList{"c (-16LUFS).wav", "edited (-17LUFS).wav"}));
 
     // Nothing analysed: zero jobs, straight to complete, nothing written.
-    AppState empty;
+    BatchSession empty;
     StatusRecorder emptyStatus(empty);
     ExportSession none(empty);
     none.start(true, dir.filePath("none"), ExistingOutputs::keepBoth);
@@ -100,7 +101,7 @@ TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
 }
 
 TEST(ExportRunTest, MP3NeverGoesWithNinetySixKilohertz) {
-    AppState state;
+    BatchSession state;
     ExportSession exports(state);
     exports.setSampleRate(SampleRate::rate96000);
     exports.setFormat(ExportFormat::mp3_192);
@@ -115,7 +116,7 @@ TEST(ExportRunTest, MP3NeverGoesWithNinetySixKilohertz) {
 
 TEST(ExportRunTest, CancellingMidBatchKeepsOnlyWholeFiles) {
     QTemporaryDir dir;
-    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
     QStringList sources;
     for (const char* name : {"a.wav", "b.wav", "c.wav", "d.wav", "e.wav"})
         sources << writeTone(dir, name, 30.0, 0.1, 2);

@@ -3,6 +3,7 @@
 #include "app/AnalyzeCommand.h"
 #include "export/ExportRun.h"
 #include "playback/MemoryOutput.h"
+#include "session/ExportPlan.h"
 #include "ui/AboutDialog.h"
 #include "ui/BatchView.h"
 #include "ui/ClippingWarningDialog.h"
@@ -33,7 +34,7 @@ namespace {
 
 struct Window {
     QTemporaryDir dir;
-    AppState state{AppState::AnalysisOptions{analyzeFileOutcome, 2}};
+    BatchSession state{BatchSession::AnalysisOptions{analyzeFileOutcome, 2}};
     QString exportFolder;
     QString reportPath;
     std::optional<bool> clippingAnswer = true;
@@ -47,7 +48,7 @@ struct Window {
         d.chooseSettingsToSave = [](QWidget*) { return QString(); };
         d.chooseSettingsToLoad = [](QWidget*) { return QString(); };
         d.chooseReportToSave = [this](QWidget*) { return reportPath; };
-        d.askAboutClipping = [this](QWidget*, const AppState&) {
+        d.askAboutClipping = [this](QWidget*, const BatchSession&) {
             ++clippingAsked;
             return clippingAnswer;
         };
@@ -68,7 +69,7 @@ struct Window {
         batch().handleDrop(mime);
     }
     bool analysed() {
-        return QTest::qWaitFor([&] { return state.statusMessage() == AppState::analysisCompleteMessage; }, 20000);
+        return QTest::qWaitFor([&] { return state.statusMessage() == BatchSession::analysisCompleteMessage; }, 20000);
     }
 };
 
@@ -147,7 +148,7 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     w.window->undoStack().undo();
     const AudioFileItemPtr file = w.state.files()[0];
     ASSERT_EQ(file->id(), first);
-    EXPECT_DOUBLE_EQ(file->correctionDB(), AppState::correctionFor(-14.0, file->analysis()->loudest20sLUFS));
+    EXPECT_DOUBLE_EQ(file->correctionDB(), BatchSession::correctionFor(-14.0, file->analysis()->loudest20sLUFS));
 
     // An encoder's message of several lines: the first here, all in the tooltip.
     w.state.setStatusMessage("Export error: Error exporting a.wav: first line\nsecond line");
@@ -279,7 +280,7 @@ TEST(MainWindowTest, AboutAndFirstLaunch) {
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
     QCoreApplication::setOrganizationName("SonivelTest");
     Window first;
-    AppState second;
+    BatchSession second;
     MainWindow::markFirstLaunch(first.state);
     auto* wizard = first.window->findChild<OnboardingWizardView*>();
     ASSERT_TRUE(wizard && wizard->isVisible()) << "the introduction shows over the window";
@@ -315,12 +316,12 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     ASSERT_TRUE(rows && rows->topLevelItemCount() == 1);
     EXPECT_EQ(rows->topLevelItem(0)->text(0), "a.wav");
     EXPECT_EQ(rows->topLevelItem(0)->text(1),
-              QString::asprintf("%.1f dB over", ExportRun::findClippingFiles(w.state.files(), -1.0)[0].overshootDB));
+              QString::asprintf("%.1f dB over", ExportPlan::findClippingFiles(w.state.files(), -1.0)[0].overshootDB));
     EXPECT_TRUE(hasText("How would you like to handle this?"));
     EXPECT_TRUE(dialog.useLimiter()) << "the limiter is preselected";
     child<QRadioButton>(dialog, "exportAnyway")->setChecked(true);
     EXPECT_FALSE(dialog.useLimiter());
-    const double safe = *ExportRun::computeSafeTarget(w.state.files(), -1.0);
+    const double safe = *ExportPlan::computeSafeTarget(w.state.files(), -1.0);
     EXPECT_EQ(
         dialog.findChild<QLabel*>("safeTargetTip")->text(),
         QString::asprintf("Tip: Set target to %.1f LUFS or lower to keep every true peak under the ceiling.", safe));

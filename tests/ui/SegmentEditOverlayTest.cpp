@@ -1,6 +1,6 @@
 #include "UiFixtures.h"
-#include "list/AppState.h"
 #include "playback/SilentOutput.h"
+#include "session/BatchSession.h"
 #include "ui/EditHistory.h"
 #include "ui/MagnifierOverlay.h"
 #include "ui/SegmentEditPainter.h"
@@ -19,7 +19,7 @@ namespace {
 // from y = 10 to 130.
 struct EditView {
     std::shared_ptr<AudioFileItem> item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
-    AppState state;
+    BatchSession state;
     AudioPlaybackEngine engine{std::make_unique<SilentOutput>()};
     QUndoStack undo;
     EditHistory history{state, engine, &undo};

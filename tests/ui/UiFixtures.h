@@ -4,7 +4,7 @@
 // minutes of music-like sound (chords, a beat) with a quiet passage.
 
 #include "analysis/LoudnessAnalyzer.h"
-#include "list/AudioFileItem.h"
+#include "session/AudioFileItem.h"
 #include "support/AnalysisSupport.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"

@@ -1,6 +1,6 @@
 #include "ListFixtures.h"
 
-#include "list/SettingsFile.h"
+#include "session/SettingsFile.h"
 
 namespace {
 
@@ -66,7 +66,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     const QString a = writeTone(dir, "a.wav", 2.0), b = writeTone(dir, "b.wav", 2.0, 0.1);
     const QString settings = dir.filePath(SettingsFile::suggestedFileName);
     {
-        AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+        BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
         state.addFiles(urlsOf({a, b, a + ".missing.wav"}));
         ASSERT_TRUE(waitForAnalyses(state));
         state.files()[0]->setCorrectionDB(1.23);
@@ -81,7 +81,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
         EXPECT_EQ(state.statusMessage(), "Settings saved.");
     }
 
-    AppState loaded(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession loaded(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
     loaded.addFiles(urlsOf({b})); // replaced by the load
     ASSERT_TRUE(waitForAnalyses(loaded));
     SettingsFile::loadSettings(loaded, settings);
@@ -98,7 +98,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     EXPECT_EQ(loaded.files()[0]->correctionDB(), 1.23);
     EXPECT_TRUE(loaded.files()[0]->isManualOverride());
     EXPECT_EQ(loaded.files()[1]->correctionDB(),
-              AppState::correctionFor(-18.0, loaded.files()[1]->analysis()->figures.integratedLUFS));
+              BatchSession::correctionFor(-18.0, loaded.files()[1]->analysis()->figures.integratedLUFS));
     EXPECT_EQ(loaded.files()[1]->analysis()->channelMix, ChannelMix::average);
 
     // A file from before the mix could be chosen measures the sum, and says so.
@@ -114,7 +114,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
 TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0);
-    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
     state.addFiles(urlsOf({a}));
     ASSERT_TRUE(waitForAnalyses(state));
     const AudioFileItemPtr original = state.files()[0];
@@ -162,7 +162,7 @@ TEST(SettingsFileTest, SavingNeverReplacesAnAudioFileAndReportsWriteErrors) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0);
     const QByteArray audio = fixtures::readFile(a);
-    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
     state.addFiles(urlsOf({a}));
     ASSERT_TRUE(waitForAnalyses(state));
 
@@ -179,11 +179,11 @@ TEST(SettingsFileTest, SavingNeverReplacesAnAudioFileAndReportsWriteErrors) {
 TEST(SettingsFileTest, APresetSetsItsThreeValuesTogetherAndAnEditMakesItCustom) {
     QTemporaryDir dir;
     const QString settings = dir.filePath("s.json");
-    AppState state;
+    BatchSession state;
     state.setPreset(TargetPreset::amazon);
     EXPECT_EQ(state.currentAim().values, (TargetValues{-14.0, NormalizeBy::integrated, -2.0}));
     SettingsFile::saveSettings(state, settings);
-    AppState loaded;
+    BatchSession loaded;
     SettingsFile::loadSettings(loaded, settings);
     EXPECT_EQ(loaded.preset(), TargetPreset::amazon);
     loaded.setCeilingDBTP(-1.0);

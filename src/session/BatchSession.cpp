@@ -1,4 +1,4 @@
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include "io/FileIdentity.h"
 #include "io/NativePath.h"
@@ -14,7 +14,7 @@
 // What one call of analyzeFiles shares with its workers. `work` is fixed when
 // the group starts; workers take the next index in list order until none is
 // left. `completed` is counted on the main thread as results arrive.
-struct AppState::AnalysisGroup {
+struct BatchSession::AnalysisGroup {
     struct Work {
         QUuid id;
         QString path;
@@ -27,7 +27,7 @@ struct AppState::AnalysisGroup {
 
 // Finished analyses wait here, in completion order, until the main thread
 // applies them. The mutex is what hands each result over to the main thread.
-struct AppState::Inbox {
+struct BatchSession::Inbox {
     struct Finished {
         std::shared_ptr<AnalysisGroup> group;
         size_t index;
@@ -38,9 +38,9 @@ struct AppState::Inbox {
     std::atomic<bool> shuttingDown{false};
 };
 
-AppState::AppState(QObject* parent) : AppState(AnalysisOptions{}, parent) {}
+BatchSession::BatchSession(QObject* parent) : BatchSession(AnalysisOptions{}, parent) {}
 
-AppState::AppState(AnalysisOptions options, QObject* parent)
+BatchSession::BatchSession(AnalysisOptions options, QObject* parent)
     : QObject(parent), options_(std::move(options)), inbox_(std::make_shared<Inbox>()),
       pool_(std::make_unique<QThreadPool>()) {
     if (options_.activeProcessorCount < 1)
@@ -51,76 +51,78 @@ AppState::AppState(AnalysisOptions options, QObject* parent)
     pool_->setMaxThreadCount(std::max(64, 4 * options_.activeProcessorCount));
 }
 
-AppState::~AppState() {
+BatchSession::~BatchSession() {
     inbox_->shuttingDown.store(true);
     pool_->waitForDone();
 }
 
-const QSet<QString>& AppState::audioExtensions() {
+const QSet<QString>& BatchSession::audioExtensions() {
     static const QSet<QString> extensions = {"wav", "wave", "aif",  "aiff", "mp3", "m4a", "aac", "flac",
                                              "ogg", "oga",  "opus", "wma",  "wv",  "ape", "caf", "alac",
                                              "mp4", "m4b",  "m4p",  "mka",  "ac3", "ec3", "dts"};
     return extensions;
 }
 
-double AppState::correctionFor(double targetLUFS, double loudest20sLUFS) {
+double BatchSession::correctionFor(double targetLUFS, double loudest20sLUFS) {
     return std::round((targetLUFS - loudest20sLUFS) * 10.0) / 10.0; // std::round: halves away from zero
 }
 
-bool AppState::lists(const QString& path) const {
+bool BatchSession::lists(const QString& path) const {
     return std::any_of(files_.begin(), files_.end(),
                        [&](const AudioFileItemPtr& item) { return isSameFile(item->path(), path); });
 }
 
-QString AppState::listedFileNotReplaced(const QString& path) {
+QString BatchSession::listedFileNotReplaced(const QString& path) {
     return QStringLiteral("\"%1\" is one of the audio files in the list and is not replaced.")
         .arg(NativePath::shownName(path));
 }
 
-AudioFileItemPtr AppState::selectedFile() const { return selectedFileID_ ? findFile(*selectedFileID_) : nullptr; }
+AudioFileItemPtr BatchSession::selectedFile() const { return selectedFileID_ ? findFile(*selectedFileID_) : nullptr; }
 
 // Stores a field and emits `signal` when it changed.
-template <typename T, typename Signal> static void publish(AppState* state, T& field, T value, Signal signal) {
+template <typename T, typename Signal> static void publish(BatchSession* state, T& field, T value, Signal signal) {
     if (field == value)
         return;
     field = std::move(value);
     emit(state->*signal)();
 }
 
-void AppState::setSelectedFileID(std::optional<QUuid> id) {
-    publish(this, selectedFileID_, id, &AppState::selectedFileIDChanged);
+void BatchSession::setSelectedFileID(std::optional<QUuid> id) {
+    publish(this, selectedFileID_, id, &BatchSession::selectedFileIDChanged);
 }
 
-void AppState::setTargetLUFS(double lufs) {
+void BatchSession::setTargetLUFS(double lufs) {
     if (std::isfinite(lufs))
-        publish(this, targetLUFS_, lufs, &AppState::targetLUFSChanged);
+        publish(this, targetLUFS_, lufs, &BatchSession::targetLUFSChanged);
     keepPresetTrue();
 }
 
-void AppState::setCeilingDBTP(double ceiling) {
+void BatchSession::setCeilingDBTP(double ceiling) {
     if (std::isfinite(ceiling))
         publish(this, ceilingDBTP_,
                 std::clamp(std::round(ceiling * 10.0) / 10.0, CeilingRange::lowestDBTP, CeilingRange::highestDBTP),
-                &AppState::ceilingDBTPChanged);
+                &BatchSession::ceilingDBTPChanged);
     keepPresetTrue();
 }
 
-void AppState::setStatusMessage(const QString& message) {
+void BatchSession::setStatusMessage(const QString& message) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     statusMessage_ = message;
     emit statusMessageChanged(statusMessage_);
 }
 
-void AppState::setShowOnboarding(bool show) { publish(this, showOnboarding_, show, &AppState::showOnboardingChanged); }
+void BatchSession::setShowOnboarding(bool show) {
+    publish(this, showOnboarding_, show, &BatchSession::showOnboardingChanged);
+}
 
-void AppState::noteWhenAnalysed(const QString& notice) {
+void BatchSession::noteWhenAnalysed(const QString& notice) {
     if (isAnalyzing())
         noticeWhenAnalysed_ = notice;
     else
         setStatusMessage(notice);
 }
 
-void AppState::setNormalizeBy(NormalizeBy by) {
+void BatchSession::setNormalizeBy(NormalizeBy by) {
     if (by == normalizeBy_)
         return;
     normalizeBy_ = by;
@@ -131,25 +133,27 @@ void AppState::setNormalizeBy(NormalizeBy by) {
     keepPresetTrue();
 }
 
-void AppState::setPreset(TargetPreset preset) { setAim({presetValues(preset).value_or(currentAim().values), preset}); }
+void BatchSession::setPreset(TargetPreset preset) {
+    setAim({presetValues(preset).value_or(currentAim().values), preset});
+}
 
-void AppState::setAim(const Aim& aim) {
+void BatchSession::setAim(const Aim& aim) {
     setTargetLUFS(aim.values.targetLUFS);
     setNormalizeBy(aim.values.normalizeBy);
     setCeilingDBTP(aim.values.ceilingDBTP);
-    publish(this, preset_, presetHolding(aim.preset, currentAim().values), &AppState::presetChanged);
+    publish(this, preset_, presetHolding(aim.preset, currentAim().values), &BatchSession::presetChanged);
 }
 
-void AppState::keepPresetTrue() {
-    publish(this, preset_, presetHolding(preset_, currentAim().values), &AppState::presetChanged);
+void BatchSession::keepPresetTrue() {
+    publish(this, preset_, presetHolding(preset_, currentAim().values), &BatchSession::presetChanged);
 }
 
-void AppState::aim(AudioFileItem& item) const {
+void BatchSession::aim(AudioFileItem& item) const {
     if (item.analysis() && !item.isManualOverride())
         item.setCorrectionDB(correctionFor(targetLUFS_, *item.figureLUFS()));
 }
 
-void AppState::setChannelMix(ChannelMix mix) {
+void BatchSession::setChannelMix(ChannelMix mix) {
     if (mix == channelMix_)
         return;
     channelMix_ = mix;
@@ -158,7 +162,7 @@ void AppState::setChannelMix(ChannelMix mix) {
         analyzeFiles(files_);
 }
 
-std::vector<AppState::SkippedFile> AppState::addFiles(const QList<QUrl>& urls) {
+std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>& urls) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     const auto normalized = [](const QString& path) { return QDir::cleanPath(path); };
     QSet<QString> listed;
@@ -195,7 +199,7 @@ std::vector<AppState::SkippedFile> AppState::addFiles(const QList<QUrl>& urls) {
     return skipped;
 }
 
-void AppState::addPaths(const QStringList& paths) {
+void BatchSession::addPaths(const QStringList& paths) {
     QList<QUrl> urls;
     std::vector<SkippedFile> skipped;
     for (const QString& path : paths) {
@@ -210,14 +214,14 @@ void AppState::addPaths(const QStringList& paths) {
         setStatusMessage(QStringLiteral("Not added: ") + describe(skipped));
 }
 
-QString AppState::describe(const std::vector<SkippedFile>& skipped) {
+QString BatchSession::describe(const std::vector<SkippedFile>& skipped) {
     QStringList parts;
     for (const SkippedFile& s : skipped)
         parts << QStringLiteral("%1 (%2)").arg(NativePath::shownName(s.path), s.reason);
     return parts.join(QStringLiteral(", "));
 }
 
-void AppState::loadFiles(std::vector<AudioFileItemPtr> items) {
+void BatchSession::loadFiles(std::vector<AudioFileItemPtr> items) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     files_ = std::move(items);
     for (const AudioFileItemPtr& item : files_)
@@ -231,7 +235,7 @@ void AppState::loadFiles(std::vector<AudioFileItemPtr> items) {
         analyzeFiles(unanalysed);
 }
 
-void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
+void BatchSession::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
     const auto group = std::make_shared<AnalysisGroup>();
     group->mix = channelMix_;
     for (const AudioFileItemPtr& item : items) {
@@ -258,13 +262,13 @@ void AppState::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
                     std::lock_guard lock(inbox->mutex);
                     inbox->finished.push_back({group, i, std::move(outcome)});
                 }
-                QMetaObject::invokeMethod(this, &AppState::applyFinished, Qt::QueuedConnection);
+                QMetaObject::invokeMethod(this, &BatchSession::applyFinished, Qt::QueuedConnection);
             }
         });
     }
 }
 
-void AppState::applyFinished() {
+void BatchSession::applyFinished() {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     std::vector<Inbox::Finished> finished;
     {
@@ -275,7 +279,7 @@ void AppState::applyFinished() {
         applyResult(*f.group, f.index, std::move(f.outcome));
 }
 
-void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome) {
+void BatchSession::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome) {
     const int64_t k = ++group.completed;
     const QUuid id = group.work[index].id;
     if (--inFlight_[id] <= 0)
@@ -303,17 +307,17 @@ void AppState::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome o
     }
 }
 
-void AppState::recalcCorrections() {
+void BatchSession::recalcCorrections() {
     for (const AudioFileItemPtr& item : files_)
         aim(*item);
 }
 
-void AppState::resetOverride(AudioFileItem& item) {
+void BatchSession::resetOverride(AudioFileItem& item) {
     item.setIsManualOverride(false);
     aim(item);
 }
 
-std::optional<RemovedFile> AppState::removeSelected() {
+std::optional<RemovedFile> BatchSession::removeSelected() {
     const std::optional<size_t> found = selectedFileID_ ? indexOf(*selectedFileID_) : std::nullopt;
     if (!found)
         return std::nullopt;
@@ -325,7 +329,7 @@ std::optional<RemovedFile> AppState::removeSelected() {
     return RemovedFile{std::move(removed), static_cast<int64_t>(i), selectedFileID_};
 }
 
-void AppState::restoreRemovedFile(const RemovedFile& removed) {
+void BatchSession::restoreRemovedFile(const RemovedFile& removed) {
     if (!removed.file)
         return;
     if (!indexOf(removed.file->id())) {
@@ -344,7 +348,7 @@ void AppState::restoreRemovedFile(const RemovedFile& removed) {
     setSelectedFileID(removed.file->id());
 }
 
-std::optional<RemovedFile> AppState::redoRemovedFile(const RemovedFile& removed) {
+std::optional<RemovedFile> BatchSession::redoRemovedFile(const RemovedFile& removed) {
     const std::optional<size_t> found = removed.file ? indexOf(removed.file->id()) : std::nullopt;
     if (!found)
         return std::nullopt;
@@ -355,12 +359,12 @@ std::optional<RemovedFile> AppState::redoRemovedFile(const RemovedFile& removed)
     return RemovedFile{std::move(item), static_cast<int64_t>(*found), selectedFileID_};
 }
 
-AudioFileItemPtr AppState::findFile(const QUuid& id) const {
+AudioFileItemPtr BatchSession::findFile(const QUuid& id) const {
     const std::optional<size_t> i = indexOf(id);
     return i ? files_[*i] : nullptr;
 }
 
-std::optional<size_t> AppState::indexOf(const QUuid& id) const {
+std::optional<size_t> BatchSession::indexOf(const QUuid& id) const {
     const auto it =
         std::find_if(files_.begin(), files_.end(), [&](const AudioFileItemPtr& item) { return item->id() == id; });
     if (it == files_.end())

@@ -5,31 +5,31 @@
 
 namespace {
 
-QStringList names(const AppState& state) {
+QStringList names(const BatchSession& state) {
     QStringList out;
     for (const AudioFileItemPtr& item : state.files())
         out << QFileInfo(item->path()).fileName();
     return out;
 }
 
-QString selectedName(const AppState& state) {
+QString selectedName(const BatchSession& state) {
     const AudioFileItemPtr item = state.selectedFile();
     return item ? QFileInfo(item->path()).fileName() : QString();
 }
 
 } // namespace
 
-TEST(AppStateTest, CorrectionRoundsToTenthsWithHalvesAwayFromZero) {
-    EXPECT_DOUBLE_EQ(AppState::correctionFor(-16.0, -23.46), 7.5);
-    EXPECT_DOUBLE_EQ(AppState::correctionFor(-16.0, -16.25), 0.3);
-    EXPECT_DOUBLE_EQ(AppState::correctionFor(-16.0, -15.75), -0.3);
-    EXPECT_DOUBLE_EQ(AppState::correctionFor(-16.0, -70.0), 54.0);
-    EXPECT_EQ(AppState::audioExtensions().size(), 23);
+TEST(BatchSessionTest, CorrectionRoundsToTenthsWithHalvesAwayFromZero) {
+    EXPECT_DOUBLE_EQ(BatchSession::correctionFor(-16.0, -23.46), 7.5);
+    EXPECT_DOUBLE_EQ(BatchSession::correctionFor(-16.0, -16.25), 0.3);
+    EXPECT_DOUBLE_EQ(BatchSession::correctionFor(-16.0, -15.75), -0.3);
+    EXPECT_DOUBLE_EQ(BatchSession::correctionFor(-16.0, -70.0), 54.0);
+    EXPECT_EQ(BatchSession::audioExtensions().size(), 23);
 }
 
 // A drop of five paths: three audio files (one upper-case WAV, one that is
 // text with an audio extension), a text file and a folder.
-TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
+TEST(BatchSessionTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     QTemporaryDir dir;
     const QString loud = writeTone(dir, "loud.wav", 4.0, 0.5);
     const QString quiet = writeTone(dir, "QUIET.WAV", 4.0, 0.05);
@@ -37,7 +37,7 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     fixtures::writeFile(dir.filePath("readme.txt"), {});
     QDir(dir.path()).mkdir("folder");
 
-    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
     StatusRecorder status(state);
     EXPECT_EQ(state.statusMessage(), "Ready. Add audio files to begin.");
     state.addFiles(urlsOf({loud, dir.filePath("readme.txt"), quiet, dir.filePath("folder"), notAudio}));
@@ -53,7 +53,7 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     const AudioFileItem& q = *state.files()[1];
     const AudioFileItem& bad = *state.files()[2];
     ASSERT_TRUE(l.analysis() && q.analysis());
-    EXPECT_EQ(l.correctionDB(), AppState::correctionFor(-16.0, l.analysis()->loudest20sLUFS));
+    EXPECT_EQ(l.correctionDB(), BatchSession::correctionFor(-16.0, l.analysis()->loudest20sLUFS));
     EXPECT_GT(q.correctionDB(), l.correctionDB() + 19.0) << "20 dB quieter";
     EXPECT_EQ(std::round(l.correctionDB() * 10.0), l.correctionDB() * 10.0);
     EXPECT_FALSE(bad.analysis());
@@ -95,12 +95,12 @@ TEST(AppStateTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
                                    R"(Cannot read "folder.wav": a folder, not a file)"}));
 }
 
-TEST(AppStateTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilReset) {
+TEST(BatchSessionTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilReset) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 3.0);
     const QString b = writeTone(dir, "b.wav", 3.0);
     GatedAnalyzer gate(true);
-    AppState state(gate.options(2));
+    BatchSession state(gate.options(2));
     state.addFiles(urlsOf({a, b}));
     AudioFileItem& manual = *state.files()[0];
     AudioFileItem& automatic = *state.files()[1];
@@ -116,24 +116,24 @@ TEST(AppStateTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilReset) {
     ASSERT_TRUE(waitForAnalyses(state));
     const double peak = automatic.analysis()->loudest20sLUFS;
     EXPECT_EQ(manual.correctionDB(), 4.2);
-    EXPECT_EQ(automatic.correctionDB(), AppState::correctionFor(-20.0, peak));
+    EXPECT_EQ(automatic.correctionDB(), BatchSession::correctionFor(-20.0, peak));
     EXPECT_DOUBLE_EQ(*automatic.finalLUFS(), peak + automatic.correctionDB());
 
     state.setTargetLUFS(-10.0);
     state.recalcCorrections();
     EXPECT_EQ(manual.correctionDB(), 4.2);
-    EXPECT_EQ(automatic.correctionDB(), AppState::correctionFor(-10.0, peak));
+    EXPECT_EQ(automatic.correctionDB(), BatchSession::correctionFor(-10.0, peak));
     state.resetOverride(manual);
     EXPECT_FALSE(manual.isManualOverride());
-    EXPECT_EQ(manual.correctionDB(), AppState::correctionFor(-10.0, manual.analysis()->loudest20sLUFS));
+    EXPECT_EQ(manual.correctionDB(), BatchSession::correctionFor(-10.0, manual.analysis()->loudest20sLUFS));
 }
 
-TEST(AppStateTest, RemovalSelectsTheNeighbourAndUndoRedoRestoreIt) {
+TEST(BatchSessionTest, RemovalSelectsTheNeighbourAndUndoRedoRestoreIt) {
     QTemporaryDir dir;
     QStringList paths;
     for (const char* name : {"a.wav", "b.wav", "c.wav"})
         paths << writeTone(dir, name, 1.0);
-    AppState state(AppState::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
     state.addFiles(urlsOf(paths));
     ASSERT_TRUE(waitForAnalyses(state));
     EXPECT_FALSE(state.redoRemovedFile(RemovedFile{}));
@@ -176,7 +176,7 @@ TEST(AppStateTest, RemovalSelectsTheNeighbourAndUndoRedoRestoreIt) {
     EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav", "b.wav"}));
 
     // Removing the only item clears the selection; nothing selected removes nothing.
-    AppState single(AppState::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession single(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
     single.addFiles(urlsOf({paths[0]}));
     ASSERT_TRUE(single.removeSelected());
     EXPECT_FALSE(single.selectedFileID());
@@ -184,12 +184,12 @@ TEST(AppStateTest, RemovalSelectsTheNeighbourAndUndoRedoRestoreIt) {
     ASSERT_TRUE(waitForAnalyses(single));
 }
 
-TEST(AppStateTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
+TEST(BatchSessionTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0), b = writeTone(dir, "b.wav", 1.0);
     const QString c = writeTone(dir, "c.wav", 1.0);
     GatedAnalyzer gate(true);
-    AppState state(gate.options(4));
+    BatchSession state(gate.options(4));
     StatusRecorder status(state);
     state.addFiles(urlsOf({a, b}));
     state.addFiles(urlsOf({c})); // a second, independent group
@@ -206,7 +206,7 @@ TEST(AppStateTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
     // B is removed before its result arrives: the result is dropped quietly,
     // and with nothing left running the analysis is complete.
     int finished = 0;
-    QObject::connect(&state, &AppState::analysisFinished, [&finished] { ++finished; });
+    QObject::connect(&state, &BatchSession::analysisFinished, [&finished] { ++finished; });
     state.setSelectedFileID(itemB->id());
     const std::optional<RemovedFile> removed = state.removeSelected();
     gate.release(b);
@@ -227,7 +227,7 @@ TEST(AppStateTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
 // 40 files on two cores: never more than two analyses at once, and exactly
 // 40 progress texts before "Analysis complete.". Each analysis is held until
 // the test releases it, in list order, so the schedule is the same every run.
-TEST(AppStateTest, AnalysesInFlightNeverExceedTheCoreCount) {
+TEST(BatchSessionTest, AnalysesInFlightNeverExceedTheCoreCount) {
     QTemporaryDir dir;
     const QString tone = writeTone(dir, "tone.wav", 0.5);
     QStringList paths;
@@ -236,7 +236,7 @@ TEST(AppStateTest, AnalysesInFlightNeverExceedTheCoreCount) {
         ASSERT_TRUE(QFile::link(tone, paths.last()));
     }
     GatedAnalyzer gate(true);
-    AppState state(gate.options(2));
+    BatchSession state(gate.options(2));
     StatusRecorder status(state);
     state.addFiles(urlsOf(paths));
     ASSERT_TRUE(fixtures::waitUntil([&] { return gate.started() == 2; }));
@@ -261,12 +261,12 @@ TEST(AppStateTest, AnalysesInFlightNeverExceedTheCoreCount) {
         EXPECT_TRUE(item->analysis());
 }
 
-TEST(AppStateTest, DestroyingTheStateWhileAnalysingDropsResultsSafely) {
+TEST(BatchSessionTest, DestroyingTheStateWhileAnalysingDropsResultsSafely) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0), b = writeTone(dir, "b.wav", 1.0);
     GatedAnalyzer gate(true);
     {
-        AppState state(gate.options(2));
+        BatchSession state(gate.options(2));
         state.addFiles(urlsOf({a, b}));
         ASSERT_TRUE(fixtures::waitUntil([&] { return gate.started() == 2; }));
         gate.releaseAll();
@@ -277,14 +277,14 @@ TEST(AppStateTest, DestroyingTheStateWhileAnalysingDropsResultsSafely) {
 
 // A tone in the left channel only: its average is 6 dB under its sum. A
 // result measured with a mix given up while it ran never reaches the row.
-TEST(AppStateTest, ChangingTheChannelMixMeasuresEveryFileAgainAndDropsStaleResults) {
+TEST(BatchSessionTest, ChangingTheChannelMixMeasuresEveryFileAgainAndDropsStaleResults) {
     QTemporaryDir dir;
     const QString left = dir.filePath("left.wav");
     fixtures::writeWav(left, {fixtures::sine(997.0, 0.5, 48000, 48000 * 3), fixtures::silence(48000 * 3)}, 48000);
     GatedAnalyzer gate(true);
-    AppState state(gate.options(2));
+    BatchSession state(gate.options(2));
     int finished = 0;
-    QObject::connect(&state, &AppState::analysisFinished, [&finished] { ++finished; });
+    QObject::connect(&state, &BatchSession::analysisFinished, [&finished] { ++finished; });
     state.addFiles(urlsOf({left}));
     ASSERT_TRUE(fixtures::waitUntil([&] { return gate.started() == 1; }));
     state.setChannelMix(ChannelMix::average);
@@ -302,5 +302,5 @@ TEST(AppStateTest, ChangingTheChannelMixMeasuresEveryFileAgainAndDropsStaleResul
     state.setChannelMix(ChannelMix::sum);
     ASSERT_TRUE(waitForAnalyses(state));
     EXPECT_NEAR(item->analysis()->loudest20sLUFS - averaged, 6.02, 0.01);
-    EXPECT_EQ(item->correctionDB(), AppState::correctionFor(-16.0, item->analysis()->loudest20sLUFS));
+    EXPECT_EQ(item->correctionDB(), BatchSession::correctionFor(-16.0, item->analysis()->loudest20sLUFS));
 }

@@ -8,7 +8,7 @@
 
 #include "export/ExportFormat.h"
 #include "export/ExportRun.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QObject>
 #include <QPointer>
@@ -40,7 +40,7 @@ class ExportSession : public QObject {
 public:
     // `state` gives the files and shows the run in its status line; it
     // outlives the session.
-    explicit ExportSession(AppState& state, QObject* parent = nullptr);
+    explicit ExportSession(BatchSession& state, QObject* parent = nullptr);
 
     const ExportChoices& choices() const { return choices_; }
     bool isExporting() const { return isExporting_; }
@@ -71,7 +71,7 @@ private:
     void setProgress(ExportProgress progress);
     void end(const ExportRun::Summary& summary);
 
-    AppState& state_;
+    BatchSession& state_;
     ExportChoices choices_;
     bool isExporting_ = false;
     ExportProgress progress_;

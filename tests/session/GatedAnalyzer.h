@@ -1,10 +1,10 @@
 #pragma once
 
-// An analysis hook for AppState that counts analyses in flight and can hold
+// An analysis hook for BatchSession that counts analyses in flight and can hold
 // each one until the test lets it go, then runs the real analysis.
 
 #include "analysis/AnalysisOutcome.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QSet>
 #include <QString>
@@ -18,7 +18,7 @@ public:
     explicit GatedAnalyzer(bool holdEach) : shared_(std::make_shared<Shared>()) { shared_->hold = holdEach; }
     ~GatedAnalyzer() { releaseAll(); }
 
-    AppState::AnalysisOptions options(int cores) const {
+    BatchSession::AnalysisOptions options(int cores) const {
         return {[s = shared_](const QString& path, ChannelMix mix) { return s->run(path, mix); }, cores};
     }
 

@@ -1,9 +1,9 @@
-#include "list/SettingsFile.h"
+#include "session/SettingsFile.h"
 
 #include "io/NativePath.h"
 #include "io/RegularFile.h"
 #include "io/TemporaryFile.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QDir>
 #include <QFile>
@@ -144,7 +144,7 @@ Outcome<SettingsData> decode(const QByteArray& json) {
     return Outcome<SettingsData>::of([&] { return decodeOrThrow(json); }, unexpected);
 }
 
-SettingsData settingsFrom(const AppState& state) {
+SettingsData settingsFrom(const BatchSession& state) {
     SettingsData data;
     data.targetLUFS = state.targetLUFS();
     data.ceilingDBTP = state.ceilingDBTP();
@@ -158,9 +158,9 @@ SettingsData settingsFrom(const AppState& state) {
 
 namespace {
 
-void write(const AppState& state, const QString& path) {
+void write(const BatchSession& state, const QString& path) {
     if (state.lists(path))
-        throw SettingsError(AppState::listedFileNotReplaced(path));
+        throw SettingsError(BatchSession::listedFileNotReplaced(path));
     TemporaryFiles::replaceWith(path, encode(settingsFrom(state)));
 }
 
@@ -182,7 +182,7 @@ SettingsData read(const QString& path) {
 
 } // namespace
 
-Outcome<> saveSettings(AppState& state, const QString& path) {
+Outcome<> saveSettings(BatchSession& state, const QString& path) {
     const auto saved = Outcome<>::of([&] { write(state, path); }, unexpected);
     state.setStatusMessage(saved.ok() ? QStringLiteral("Settings saved.")
                                       : QStringLiteral("Error saving settings: ") + saved.error());
@@ -212,11 +212,12 @@ std::optional<QString> notExportable(const QString& path, QSet<QString>& seen) {
     return std::nullopt;
 }
 
-Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const QString& path, Entries entries) {
+Outcome<std::vector<BatchSession::SkippedFile>> loadSettings(BatchSession& state, const QString& path,
+                                                             Entries entries) {
     const auto decoded = Outcome<SettingsData>::of([&] { return read(path); }, unexpected);
     if (!decoded.ok()) {
         state.setStatusMessage(QStringLiteral("Error loading settings: ") + decoded.error());
-        return Outcome<std::vector<AppState::SkippedFile>>::failure(decoded.error());
+        return Outcome<std::vector<BatchSession::SkippedFile>>::failure(decoded.error());
     }
     const SettingsData& data = decoded.value();
     state.setAim(
@@ -229,7 +230,7 @@ Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const 
     }
 
     std::vector<AudioFileItemPtr> items;
-    std::vector<AppState::SkippedFile> skipped;
+    std::vector<BatchSession::SkippedFile> skipped;
     QSet<QString> seen;
     for (const SettingsData::FileEntry& entry : data.files) {
         if (std::optional<QString> why = skipReason(entry.path, entries, seen)) {

@@ -1,4 +1,4 @@
-#include "list/AudioFileItem.h"
+#include "session/AudioFileItem.h"
 
 #include <gtest/gtest.h>
 

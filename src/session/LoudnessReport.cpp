@@ -1,8 +1,8 @@
-#include "list/LoudnessReport.h"
+#include "session/LoudnessReport.h"
 
 #include "io/NativePath.h"
 #include "io/TemporaryFile.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -27,7 +27,7 @@ FileReport makeReport(const QString& file, const AnalysisResult& result, const A
     r.figureLUFS = result.figureLUFS(aim.values.normalizeBy);
     // A silent file is exported as it is.
     if (!result.isSilent())
-        r.correctionDB = AppState::correctionFor(aim.values.targetLUFS, r.figureLUFS);
+        r.correctionDB = BatchSession::correctionFor(aim.values.targetLUFS, r.figureLUFS);
     return r;
 }
 
@@ -180,7 +180,7 @@ QByteArray json(const std::vector<FileReport>& files, const Aim& aim) {
     return QJsonDocument(array).toJson(QJsonDocument::Indented);
 }
 
-std::vector<FileReport> ofList(const AppState& state) {
+std::vector<FileReport> ofList(const BatchSession& state) {
     const Aim aim = state.currentAim();
     std::vector<FileReport> files;
     for (const AudioFileItemPtr& item : state.files()) {
@@ -197,11 +197,11 @@ std::vector<FileReport> ofList(const AppState& state) {
     return files;
 }
 
-Outcome<> save(AppState& state, const QString& path) {
+Outcome<> save(BatchSession& state, const QString& path) {
     const auto saved = Outcome<>::of(
         [&] {
             if (state.lists(path))
-                throw FileError(AppState::listedFileNotReplaced(path));
+                throw FileError(BatchSession::listedFileNotReplaced(path));
             const bool asJson = path.endsWith(QLatin1String(".json"), Qt::CaseInsensitive);
             // The byte-order mark lets spreadsheets read the names as UTF-8.
             TemporaryFiles::replaceWith(path,

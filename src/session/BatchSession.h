@@ -8,9 +8,9 @@
 // workers hand values back by posting to it.
 
 #include "analysis/AnalysisOutcome.h"
-#include "list/AudioFileItem.h"
-#include "list/CeilingRange.h"
-#include "list/TargetPreset.h"
+#include "export/CeilingRange.h"
+#include "session/AudioFileItem.h"
+#include "session/TargetPreset.h"
 
 #include <QHash>
 #include <QList>
@@ -35,7 +35,7 @@ struct RemovedFile {
     std::optional<QUuid> selectedFileIDAfterRemoval;
 };
 
-class AppState : public QObject {
+class BatchSession : public QObject {
     Q_OBJECT
 
 public:
@@ -52,10 +52,10 @@ public:
     static inline const QString analysisCompleteMessage = QStringLiteral("Analysis complete.");
     static constexpr double defaultTargetLUFS = -16.0;
 
-    explicit AppState(QObject* parent = nullptr);
-    explicit AppState(AnalysisOptions options, QObject* parent = nullptr);
+    explicit BatchSession(QObject* parent = nullptr);
+    explicit BatchSession(AnalysisOptions options, QObject* parent = nullptr);
     // Waits for running analyses; their results are dropped.
-    ~AppState() override;
+    ~BatchSession() override;
 
     // The 23 admitted extensions, lower case.
     static const QSet<QString>& audioExtensions();

@@ -2,7 +2,7 @@
 
 // Generated audio files and a recorder of status texts for the list tests.
 
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 #include "support/AudioFixtures.h"
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
@@ -42,13 +42,13 @@ inline AudioFileItemPtr measuredItem(const QString& path, double loudest20sLUFS,
 
 struct StatusRecorder {
     QStringList texts;
-    explicit StatusRecorder(AppState& state) {
-        QObject::connect(&state, &AppState::statusMessageChanged, [this](const QString& t) { texts << t; });
+    explicit StatusRecorder(BatchSession& state) {
+        QObject::connect(&state, &BatchSession::statusMessageChanged, [this](const QString& t) { texts << t; });
     }
-    bool sawComplete() const { return texts.contains(AppState::analysisCompleteMessage); }
+    bool sawComplete() const { return texts.contains(BatchSession::analysisCompleteMessage); }
 };
 
-inline bool waitForAnalyses(const AppState& state) {
+inline bool waitForAnalyses(const BatchSession& state) {
     return fixtures::waitUntil([&] {
         for (const AudioFileItemPtr& item : state.files())
             if (item->isAnalyzing())

@@ -1,4 +1,4 @@
-#include "list/TargetPreset.h"
+#include "session/TargetPreset.h"
 
 #include <QStringList>
 

@@ -1,7 +1,8 @@
-#include "export/ExportSession.h"
+#include "session/ExportSession.h"
 
 #include "export/MainThread.h"
 #include "io/TemporaryFile.h"
+#include "session/ExportPlan.h"
 
 #include <QDir>
 #include <QThread>
@@ -16,7 +17,7 @@ ExportChoices ExportChoices::withSampleRate(SampleRate rate) const {
     return {format, supportsRate(format, rate) ? rate : sampleRate};
 }
 
-ExportSession::ExportSession(AppState& state, QObject* parent) : QObject(parent), state_(state) {}
+ExportSession::ExportSession(BatchSession& state, QObject* parent) : QObject(parent), state_(state) {}
 
 void ExportSession::setFormat(ExportFormat format) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
@@ -59,7 +60,7 @@ ExportSettings ExportSession::settingsFor(const QString& chosenFolder, bool useL
 
 QStringList ExportSession::existingOutputs(const QString& chosenFolder) const {
     const ExportSettings settings = settingsFor(chosenFolder, true, ExistingOutputs::skip);
-    return ExportRun::existingOutputs(ExportRun::buildPlan(state_.files(), settings), settings);
+    return ExportRun::existingOutputs(ExportPlan::buildPlan(state_.files(), settings), settings);
 }
 
 void ExportSession::end(const ExportRun::Summary& summary) {
@@ -83,7 +84,7 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
     if (chosenFolder.isEmpty() || isExporting_)
         return;
     const ExportSettings settings = settingsFor(chosenFolder, useLimiter, existing);
-    ExportRun::Plan plan = ExportRun::buildPlan(state_.files(), settings);
+    ExportRun::Plan plan = ExportPlan::buildPlan(state_.files(), settings);
     const int64_t total = plan.count();
     isExporting_ = true;
     cancel_ = std::make_shared<std::atomic<bool>>(false);

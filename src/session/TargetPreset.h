@@ -5,7 +5,7 @@
 // chosen together. Custom is whatever the user set by hand.
 
 #include "analysis/NormalizeBy.h"
-#include "list/CeilingRange.h"
+#include "export/CeilingRange.h"
 
 #include <QString>
 #include <array>

@@ -8,14 +8,14 @@
 
 #include "analysis/AnalysisResult.h"
 #include "io/Outcome.h"
-#include "list/TargetPreset.h"
+#include "session/TargetPreset.h"
 
 #include <QByteArray>
 #include <QString>
 #include <optional>
 #include <vector>
 
-class AppState;
+class BatchSession;
 
 // What is reported of one file: the figures a user reads, not the prefix
 // sums, so that a large batch does not hold every file's sums.
@@ -59,11 +59,11 @@ QByteArray json(const std::vector<FileReport>& files, const Aim& aim);
 
 // The listed files as the window shows them, each with its own correction
 // (files still being measured appear as failed, with why).
-std::vector<FileReport> ofList(const AppState& state);
+std::vector<FileReport> ofList(const BatchSession& state);
 
 // Writes the list's report to `path`, as JSON when it ends in ".json", else
 // as CSV, and says "Report saved." or "Error saving report: ..." in the
 // status line.
-Outcome<> save(AppState& state, const QString& path);
+Outcome<> save(BatchSession& state, const QString& path);
 
 } // namespace LoudnessReport

@@ -15,7 +15,7 @@
 // preset (or one whose values it does not hold), and ignores unknown keys.
 
 #include "io/Outcome.h"
-#include "list/AppState.h"
+#include "session/BatchSession.h"
 
 #include <QByteArray>
 #include <QSet>
@@ -65,12 +65,12 @@ QByteArray encode(const SettingsData& data);
 Outcome<SettingsData> decode(const QByteArray& json);
 
 // The target and the list as they are now.
-SettingsData settingsFrom(const AppState& state);
+SettingsData settingsFrom(const BatchSession& state);
 
 // Writes the settings to `path` (replacing the file there, all at once) and
 // reports "Settings saved." or "Error saving settings: ..." in the status line.
 // Refuses to replace one of the listed audio files.
-Outcome<> saveSettings(AppState& state, const QString& path);
+Outcome<> saveSettings(BatchSession& state, const QString& path);
 
 // Why `path` is no file to export (not a readable regular file, or one in
 // `seen`, the canonical paths taken so far), or none; then it joins `seen`.
@@ -87,7 +87,7 @@ enum class Entries { asListed, exportable };
 // returns the entries left out, each with why. A file without a mix says so
 // in the status line once its files are analysed. Otherwise reports "Error
 // loading settings: ..." and changes nothing else.
-Outcome<std::vector<AppState::SkippedFile>> loadSettings(AppState& state, const QString& path,
-                                                         Entries entries = Entries::asListed);
+Outcome<std::vector<BatchSession::SkippedFile>> loadSettings(BatchSession& state, const QString& path,
+                                                             Entries entries = Entries::asListed);
 
 } // namespace SettingsFile

@@ -1,0 +1,35 @@
+#pragma once
+
+// What an export of the listed files would do: the jobs it takes from the
+// list, and which files the clipping guard warns about before it starts.
+
+#include "export/ExportRun.h"
+#include "session/AudioFileItem.h"
+
+#include <optional>
+#include <vector>
+
+// A file whose corrected true peak would pass the ceiling, and by how many dB.
+struct ClippingFile {
+    QString fileName;
+    double overshootDB = 0.0;
+    friend bool operator==(const ClippingFile&, const ClippingFile&) = default;
+};
+
+namespace ExportPlan {
+
+// The analysed files whose corrected true peak, with their largest segment
+// offset, would pass the ceiling by more than the clipping tolerance; listed
+// with the overshoot.
+std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
+
+// The highest target at which no file's true peak passes the ceiling when
+// every correction is automatic and no segment is raised: the smallest
+// figure − true peak, plus the ceiling. None without analysed files.
+std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
+
+// One job per analysed file, in list order, with a copy of its edits and a
+// stem of its own.
+ExportRun::Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings& settings);
+
+} // namespace ExportPlan
