@@ -7,10 +7,10 @@
 // Usage: build/bench/batch_export_bench [files=12] [minutes=4]
 
 #include "BenchAudio.h"
-#include "export/ParallelJobs.h"
 #include "io/EncoderProcess.h"
 #include "io/FFmpegLocator.h"
 #include "io/NativePath.h"
+#include "jobs/JobRunner.h"
 #include "session/BatchSession.h"
 #include "session/ExportSession.h"
 
@@ -58,20 +58,22 @@ double bareCommands(const BatchSession& state, const QString& folder, ExportForm
                                      : QStringList{"-c:a", "libmp3lame", "-b:a", "320k"};
     QElapsedTimer timer;
     timer.start();
-    const auto failed = ParallelJobs::run(
-        static_cast<int64_t>(state.files().size()), threads,
-        [&](int64_t i) {
-            const QString out = QDir(folder).filePath(QStringLiteral("%1.%2").arg(i).arg(fileExtension(format)));
-            const AudioFileItem& file = *state.files()[static_cast<size_t>(i)];
-            // The export's own gain: an encoder's work depends on the level.
-            const QString gain = QStringLiteral("volume=%1dB").arg(file.correctionDB(), 0, 'f', 2);
-            if (EncoderProcess::run(ffmpeg, QStringList{"-y", "-i", file.path(), "-af", gain, "-ar", "48000"} + codec +
-                                                QStringList{out})
-                    .exitCode != 0)
-                throw std::runtime_error("the reference run failed");
-        },
-        [](int64_t) {});
-    return failed ? -1.0 : seconds(timer);
+    std::atomic<bool> failed{false};
+    JobRunner runner(threads);
+    runner
+        .start(static_cast<int64_t>(state.files().size()),
+               [&](int64_t i, std::stop_token) {
+                   const QString out = QDir(folder).filePath(QStringLiteral("%1.%2").arg(i).arg(fileExtension(format)));
+                   const AudioFileItem& file = *state.files()[static_cast<size_t>(i)];
+                   // The export's own gain: an encoder's work depends on the level.
+                   const QString gain = QStringLiteral("volume=%1dB").arg(file.correctionDB(), 0, 'f', 2);
+                   if (EncoderProcess::run(ffmpeg, QStringList{"-y", "-i", file.path(), "-af", gain, "-ar", "48000"} +
+                                                       codec + QStringList{out})
+                           .exitCode != 0)
+                       failed.store(true);
+               })
+        .wait();
+    return failed.load() ? -1.0 : seconds(timer);
 }
 
 } // namespace

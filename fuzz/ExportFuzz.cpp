@@ -117,11 +117,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int cancelAt = input.ConsumeIntegralInRange(0, 8);
     job.sourcePath = writeSource(input, rate, channels, frames);
 
-    std::atomic<bool> cancel{false};
+    std::stop_source cancel;
     int calls = 0;
-    const JobControl control{&cancel, [&](double) {
+    const JobControl control{cancel.get_token(), [&](double) {
                                  if (cancelAt > 0 && ++calls == cancelAt)
-                                     cancel.store(true);
+                                     cancel.request_stop();
                              }};
     OutputNames names(settings.destinationFolder, settings.existing, {job.sourcePath});
     std::optional<ExportedFile> written;

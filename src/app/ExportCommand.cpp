@@ -156,16 +156,26 @@ ExportRun::Summary exportAll(BatchSession& state, const Options& options, bool l
     int64_t shownFiles = 0;
     int shownTenths = 0;
     const double total = static_cast<double>(std::max<int64_t>(plan.count(), 1));
-    return ExportRun::run(plan, settings, cancel, [&](int64_t finished, double done) {
-        const int tenths = static_cast<int>(10.0 * done / total);
-        if (finished == shownFiles && tenths <= shownTenths)
-            return;
-        shownFiles = finished;
-        shownTenths = tenths;
-        err << "Exporting " << finished << '/' << plan.count() << "... " << static_cast<int>(100.0 * done / total)
-            << " %\n";
-        err.flush();
-    });
+    const int64_t count = plan.count();
+    ExportRun::Summary summary;
+    const JobRunner::Batch run = ExportRun::start(
+        JobRunner::shared(), plan, settings,
+        [&](int64_t finished, double done) {
+            const int tenths = static_cast<int>(10.0 * done / total);
+            if (finished == shownFiles && tenths <= shownTenths)
+                return;
+            shownFiles = finished;
+            shownTenths = tenths;
+            err << "Exporting " << finished << '/' << count << "... " << static_cast<int>(100.0 * done / total)
+                << " %\n";
+            err.flush();
+        },
+        [&](ExportRun::Summary ended) { summary = std::move(ended); });
+    // A signal sets `cancel` without waking anyone; it is looked at every 50 ms.
+    while (!run.waitFor(std::chrono::milliseconds(50)))
+        if (cancel.load())
+            run.requestStop();
+    return summary;
 }
 
 } // namespace

@@ -45,7 +45,7 @@ struct Made {
 float linear(double dB) { return static_cast<float>(std::pow(10.0, dB / 20.0)); }
 
 void checkCancel(const JobControl& control) {
-    if (control.cancel && control.cancel->load(std::memory_order_relaxed))
+    if (control.stop.stop_requested())
         throw ExportCancelled();
 }
 

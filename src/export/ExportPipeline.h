@@ -14,8 +14,8 @@
 #include "export/ExportNaming.h"
 
 #include <QString>
-#include <atomic>
 #include <functional>
+#include <stop_token>
 
 // What one job wrote.
 struct ExportedFile {
@@ -30,8 +30,8 @@ struct ExportedFile {
 };
 
 struct JobControl {
-    // Set from any thread: the job stops within a few milliseconds.
-    const std::atomic<bool>* cancel = nullptr;
+    // Stopped from any thread: the job ends within a few milliseconds.
+    std::stop_token stop;
     // The share of the job done, from 0 to 1; called on the job's thread.
     std::function<void(double)> progress;
 };

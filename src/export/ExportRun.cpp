@@ -1,7 +1,6 @@
 #include "export/ExportRun.h"
 
 #include "export/ExportErrors.h"
-#include "export/ParallelJobs.h"
 #include "io/NativePath.h"
 #include "io/Outcome.h"
 #include "io/TemporaryFile.h"
@@ -93,71 +92,94 @@ QString describe(const Summary& summary) {
     return text;
 }
 
-Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<bool>& cancel,
-            const Progress& progress) {
-    Summary summary;
-    summary.files.resize(plan.jobs.size());
-    for (size_t i = 0; i < plan.jobs.size(); ++i)
-        summary.files[i].sourcePath = plan.jobs[i].sourcePath;
-    if (plan.jobs.empty())
-        return summary;
-    QStringList madeFolders;
-    try {
-        madeFolders = ExportFiles::makeFolder(settings.destinationFolder);
-    } catch (const DescribedError& e) {
-        summary.error = e.description();
-        return summary;
-    }
-    // What a killed or crashed run left behind; a live run's files are locked.
-    TemporaryFiles::removeStale(settings.destinationFolder);
-    OutputNames names(settings.destinationFolder, settings.existing, plan.sources);
+namespace {
 
+// What the jobs of one run share.
+struct Run {
+    Plan plan;
+    ExportSettings settings;
+    Progress progress;
+    std::function<void(Summary)> done;
+    Summary summary;
+    QStringList madeFolders;
+    std::optional<OutputNames> names;
     // Each job's share in millionths, and their sum kept as they change (a
-    // long list is not summed at every call), exact so that a whole run reads whole.
-    constexpr double millionths = 1e6;
+    // long list is not summed at every call), exact so that a whole run
+    // reads whole.
     std::mutex mutex; // guards the shares, their sum and the progress calls
-    std::vector<int64_t> shares(plan.jobs.size(), 0);
+    std::vector<int64_t> shares;
     int64_t sum = 0;
     int64_t finished = 0;
-    const auto report = [&](size_t index, double share, bool done) {
+
+    void report(size_t index, double share, bool ended) {
+        constexpr double millionths = 1e6;
         const std::lock_guard lock(mutex);
         const auto part = std::llround(share * millionths);
         sum += part - shares[index];
         shares[index] = part;
-        finished += done ? 1 : 0;
+        finished += ended ? 1 : 0;
         if (progress)
             progress(finished, static_cast<double>(sum) / millionths);
-    };
-    const int threads = std::max(1, QThread::idealThreadCount());
-    ParallelJobs::run(
-        plan.count(), threads,
-        [&](int64_t i) {
-            const auto index = static_cast<size_t>(i);
-            FileResult& result = summary.files[index];
-            if (cancel.load())
-                return;
-            JobControl control{&cancel, [&](double share) { report(index, share, false); }};
-            const ExportJob& job = plan.jobs[index];
-            try {
-                // A name the user keeps is not made again only to be refused at the end.
-                if (settings.existing == ExistingOutputs::skip) {
-                    if (const auto name = existingPromisedName(job, settings))
-                        throw ExportFailure(ExportNaming::alreadyExists(*name));
-                }
-                result.written = ExportPipeline::exportFile(job, settings, names, control);
-            } catch (const ExportCancelled&) {
-                return;
-            } catch (...) {
-                result.error = describeException(std::current_exception(), QStringLiteral("Unexpected error"));
+    }
+
+    void exportOne(size_t index, std::stop_token stop) {
+        FileResult& result = summary.files[index];
+        if (stop.stop_requested())
+            return;
+        const JobControl control{stop, [this, index](double share) { report(index, share, false); }};
+        const ExportJob& job = plan.jobs[index];
+        try {
+            // A name the user keeps is not made again only to be refused at the end.
+            if (settings.existing == ExistingOutputs::skip) {
+                if (const auto name = existingPromisedName(job, settings))
+                    throw ExportFailure(ExportNaming::alreadyExists(*name));
             }
-            report(index, 1.0, true);
-        },
-        [](int64_t) {});
-    summary.cancelled = cancel.load();
-    // A run that wrote nothing leaves no empty folder of its own behind.
-    if (summary.writtenCount() == 0)
-        ExportFiles::removeIfEmpty(madeFolders);
-    return summary;
+            result.written = ExportPipeline::exportFile(job, settings, *names, control);
+        } catch (const ExportCancelled&) {
+            return;
+        } catch (...) {
+            result.error = describeException(std::current_exception(), QStringLiteral("Unexpected error"));
+        }
+        report(index, 1.0, true);
+    }
+
+    void end(bool stopped) {
+        summary.cancelled = stopped;
+        // A run that wrote nothing leaves no empty folder of its own behind.
+        if (summary.writtenCount() == 0)
+            ExportFiles::removeIfEmpty(madeFolders);
+        done(std::move(summary));
+    }
+};
+
+} // namespace
+
+JobRunner::Batch start(JobRunner& runner, Plan plan, ExportSettings settings, Progress progress,
+                       std::function<void(Summary)> done) {
+    auto run = std::make_shared<Run>();
+    run->plan = std::move(plan);
+    run->settings = std::move(settings);
+    run->progress = std::move(progress);
+    run->done = std::move(done);
+    run->summary.files.resize(run->plan.jobs.size());
+    for (size_t i = 0; i < run->plan.jobs.size(); ++i)
+        run->summary.files[i].sourcePath = run->plan.jobs[i].sourcePath;
+    const auto endAtOnce = [&] { return runner.start(0, {}, [run](bool) { run->done(std::move(run->summary)); }); };
+    if (run->plan.jobs.empty())
+        return endAtOnce();
+    try {
+        run->madeFolders = ExportFiles::makeFolder(run->settings.destinationFolder);
+    } catch (const DescribedError& e) {
+        run->summary.error = e.description();
+        return endAtOnce();
+    }
+    // What a killed or crashed run left behind; a live run's files are locked.
+    TemporaryFiles::removeStale(run->settings.destinationFolder);
+    run->names.emplace(run->settings.destinationFolder, run->settings.existing, run->plan.sources);
+    run->shares.assign(run->plan.jobs.size(), 0);
+    return runner.start(
+        run->plan.count(), [run](int64_t i, std::stop_token stop) { run->exportOne(static_cast<size_t>(i), stop); },
+        [run](bool stopped) { run->end(stopped); });
 }
 
 } // namespace ExportRun

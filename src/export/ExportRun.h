@@ -7,6 +7,7 @@
 // stops every job, keeps the finished files and leaves nothing else.
 
 #include "export/ExportPipeline.h"
+#include "jobs/JobRunner.h"
 
 #include <atomic>
 #include <functional>
@@ -58,9 +59,11 @@ QString describe(const Summary& summary);
 // Progress: files finished, and the share of the ones running added.
 using Progress = std::function<void(int64_t finished, double done)>;
 
-// Runs the plan on a pool of worker threads and returns when every job has
-// ended. `progress` is called from the workers, one call at a time.
-Summary run(const Plan& plan, const ExportSettings& settings, const std::atomic<bool>& cancel,
-            const Progress& progress);
+// Starts the plan's jobs on `runner` and returns at once; `done` gets the
+// summary on the thread that ends the run. `progress` is called from the
+// workers, one call at a time. Stopping the batch cancels the run: the
+// running jobs stop and remove their files, the finished ones stay.
+JobRunner::Batch start(JobRunner& runner, Plan plan, ExportSettings settings, Progress progress,
+                       std::function<void(Summary)> done);
 
 } // namespace ExportRun

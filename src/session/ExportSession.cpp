@@ -66,7 +66,7 @@ QStringList ExportSession::existingOutputs(const QString& chosenFolder) const {
 void ExportSession::end(const ExportRun::Summary& summary) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     isExporting_ = false;
-    cancel_.reset();
+    run_ = {};
     emit isExportingChanged();
     setProgress({});
     state_.setStatusMessage(ExportRun::describe(summary));
@@ -74,8 +74,9 @@ void ExportSession::end(const ExportRun::Summary& summary) {
 }
 
 void ExportSession::cancel() {
-    if (!cancel_ || cancel_->exchange(true))
+    if (!isExporting_ || run_.stopRequested())
         return;
+    run_.requestStop();
     state_.setStatusMessage(QStringLiteral("Cancelling the export..."));
 }
 
@@ -87,7 +88,6 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
     ExportRun::Plan plan = ExportPlan::buildPlan(state_.files(), settings);
     const int64_t total = plan.count();
     isExporting_ = true;
-    cancel_ = std::make_shared<std::atomic<bool>>(false);
     emit isExportingChanged();
     setProgress({0, total, 0.0});
     state_.setStatusMessage(ExportRun::startText(total));
@@ -95,22 +95,23 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
     // Every change the run makes goes through the main thread; a session
     // that no longer exists is left alone.
     const QPointer<ExportSession> self(this);
-    QThreadPool::globalInstance()->start([self, plan = std::move(plan), settings, total, cancel = cancel_] {
-        TemporaryFiles::removeStale(QDir::tempPath());
-        ExportRun::Summary summary =
-            ExportRun::run(plan, settings, *cancel, [self, total, cancel](int64_t finished, double done) {
-                postToMainThread([self, finished, done, total, cancel] {
-                    if (!self || !self->isExporting_ || cancel->load())
-                        return;
-                    const bool fileDone = finished != self->progress_.current;
-                    self->setProgress({finished, total, done});
-                    if (fileDone)
-                        self->state_.setStatusMessage(QStringLiteral("Exporting %1/%2...").arg(finished).arg(total));
-                });
+    TemporaryFiles::removeStale(QDir::tempPath());
+    run_ = ExportRun::start(
+        JobRunner::shared(), std::move(plan), settings,
+        [self, total](int64_t finished, double done) {
+            postToMainThread([self, finished, done, total] {
+                if (!self || !self->isExporting_ || self->run_.stopRequested())
+                    return;
+                const bool fileDone = finished != self->progress_.current;
+                self->setProgress({finished, total, done});
+                if (fileDone)
+                    self->state_.setStatusMessage(QStringLiteral("Exporting %1/%2...").arg(finished).arg(total));
             });
-        postToMainThread([self, summary = std::move(summary)] {
-            if (self)
-                self->end(summary);
+        },
+        [self](ExportRun::Summary summary) {
+            postToMainThread([self, summary = std::move(summary)] {
+                if (self)
+                    self->end(summary);
+            });
         });
-    });
 }

@@ -8,6 +8,7 @@
 
 #include "export/ExportFormat.h"
 #include "export/ExportRun.h"
+#include "jobs/JobRunner.h"
 #include "session/BatchSession.h"
 
 #include <QObject>
@@ -75,5 +76,5 @@ private:
     ExportChoices choices_;
     bool isExporting_ = false;
     ExportProgress progress_;
-    std::shared_ptr<std::atomic<bool>> cancel_;
+    JobRunner::Batch run_;
 };
