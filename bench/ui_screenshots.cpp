@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
     view.grab().save(QDir(out).filePath("waveform-magnifier.png"));
 
     // The table with a file in every state.
-    BatchSession state(BatchSession::AnalysisOptions{[](const QString&, ChannelMix) {
+    BatchSession state(BatchSession::AnalysisOptions{[](const QString&, ChannelMix, std::stop_token) {
                                                          return AnalysisOutcome::failure(
                                                              QStringLiteral("Audio file contains no samples"));
                                                      },

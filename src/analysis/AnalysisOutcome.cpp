@@ -3,9 +3,10 @@
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/NativePath.h"
 
-AnalysisOutcome analyzeFileOutcome(const QString& path, ChannelMix mix) {
+AnalysisOutcome analyzeFileOutcome(const QString& path, ChannelMix mix, std::stop_token stop) {
     if (!NativePath::exists(path))
         return AnalysisOutcome::failure(QStringLiteral("File not found"));
-    return AnalysisOutcome::of([&] { return LoudnessAnalyzer::analyze(path, mix); },
-                               QStringLiteral("Unexpected error while analysing this file"));
+    return AnalysisOutcome::of(
+        [&] { return LoudnessAnalyzer::analyze(path, mix, LoudnessAnalyzer::defaultChunkFrames, stop); },
+        QStringLiteral("Unexpected error while analysing this file"));
 }

@@ -5,10 +5,11 @@
 #include "io/Outcome.h"
 
 #include <QString>
+#include <stop_token>
 
 // The result of analysing one file, or the text its row shows instead.
 using AnalysisOutcome = Outcome<AnalysisResult>;
 
 // Analyses one file and never throws: a missing file, a folder, a decoder or
-// analysis error and running out of memory all come back as the error.
-AnalysisOutcome analyzeFileOutcome(const QString& path, ChannelMix mix = ChannelMix::sum);
+// analysis error, running out of memory and a stop all come back as the error.
+AnalysisOutcome analyzeFileOutcome(const QString& path, ChannelMix mix = ChannelMix::sum, std::stop_token stop = {});

@@ -21,7 +21,7 @@ constexpr int64_t lengthUncertainty = 2560;
 } // namespace
 
 // Decodes on one thread and measures on this one.
-AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames) {
+AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames, std::stop_token stop) {
     // The envelope needs the length up front. When the decoded length falls
     // outside what the container promised, the file is measured once more
     // with the length it really has, so the figures equal those of the
@@ -35,8 +35,9 @@ AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames)
                                       weightingFor(mix, opened.reader.channelRoles()));
         const int64_t measured = AudioLoader::readAhead(
             opened, chunkFrames, [&](const float* interleaved, const float* mono, int64_t frames) {
-                // A program that is ending does not wait for the end of the file.
-                if (Interruption::cancelRequested())
+                // A program that is ending, or a stopped job, does not wait
+                // for the end of the file.
+                if (Interruption::cancelRequested() || stop.stop_requested())
                     throw AudioLoaderError(AudioLoaderError::Kind::stopped);
                 measurement.add(interleaved, mono, frames);
             });

@@ -7,6 +7,7 @@
 #include <QString>
 #include <algorithm>
 #include <cstdint>
+#include <stop_token>
 #include <vector>
 
 // Measures audio files: the gated loudness of the loudest 20 seconds (BS.1770
@@ -34,8 +35,11 @@ struct LoudnessCurve {
 
 // Decodes and measures one file, streaming it in chunks of `chunkFrames`
 // frames when the reader can (every figure is the same as measuring the whole
-// decoded signal at once). Throws AudioLoaderError or AnalysisError.
-AnalysisResult analyze(const QString& path, ChannelMix mix = ChannelMix::sum, int64_t chunkFrames = 65536);
+// decoded signal at once). Throws AudioLoaderError or AnalysisError, and
+// AudioLoaderError::Kind::stopped soon after `stop` is requested.
+inline constexpr int64_t defaultChunkFrames = 65536;
+AnalysisResult analyze(const QString& path, ChannelMix mix = ChannelMix::sum, int64_t chunkFrames = defaultChunkFrames,
+                       std::stop_token stop = {});
 
 // The integer lengths, in samples, at which the measurement reads its sums.
 inline int64_t gatedBlockSamples(int64_t sampleRate) {

@@ -3,8 +3,8 @@
 #include "analysis/AnalysisOutcome.h"
 #include "app/AimOptions.h"
 
-#include <QThread>
-#include <QThreadPool>
+#include "jobs/JobRunner.h"
+
 #include <algorithm>
 #include <future>
 
@@ -30,12 +30,13 @@ QString usage() {
                           "The exit status is 1 when any file could not be analysed.\n");
 }
 
-FileReport analyzeFile(const QString& file, ChannelMix mix, const Aim& aim) {
-    const AnalysisOutcome outcome = analyzeFileOutcome(file, mix);
+namespace {
+
+// One file's row, aimed as `aim` says; never throws.
+FileReport analyzeFile(const QString& file, ChannelMix mix, const Aim& aim, std::stop_token stop) {
+    const AnalysisOutcome outcome = analyzeFileOutcome(file, mix, stop);
     return outcome.ok() ? makeReport(file, outcome.value(), aim) : makeErrorReport(file, outcome.error());
 }
-
-namespace {
 
 enum class Output { table, json, csv };
 
@@ -89,14 +90,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     const int count = static_cast<int>(files.size());
     std::vector<FileReport> reports(static_cast<size_t>(count));
     std::vector<std::promise<void>> done(static_cast<size_t>(count));
-    QThreadPool pool;
-    pool.setMaxThreadCount(std::max(1, std::min(count, QThread::idealThreadCount())));
-    for (int i = 0; i < count; ++i) {
-        pool.start([&, i] {
-            reports[static_cast<size_t>(i)] = analyzeFile(files[i], mix, aim);
-            done[static_cast<size_t>(i)].set_value();
-        });
-    }
+    const JobRunner::Batch batch = JobRunner::shared().start(count, [&](int64_t i, std::stop_token stop) {
+        reports[static_cast<size_t>(i)] = analyzeFile(files[static_cast<qsizetype>(i)], mix, aim, stop);
+        done[static_cast<size_t>(i)].set_value();
+    });
 
     // Rows appear in the order given, each as soon as it and those before it are done.
     const int nameWidth = reportNameWidth(files);
@@ -112,7 +109,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             out.flush();
         }
     }
-    pool.waitForDone();
+    batch.wait();
     if (request.output == Output::json)
         out << LoudnessReport::json(reports, aim);
     else if (request.output == Output::csv)

@@ -14,10 +14,6 @@ namespace AnalyzeCommand {
 // 2 for a usage error.
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err);
 
-// Analyses one file, aimed as `aim` says; never throws. Errors come back as
-// the row's text.
-FileReport analyzeFile(const QString& file, ChannelMix mix, const Aim& aim);
-
 QString usage();
 
 } // namespace AnalyzeCommand

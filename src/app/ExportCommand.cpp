@@ -9,11 +9,9 @@
 #include "session/ExportSession.h"
 #include "session/SettingsFile.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
-#include <QTimer>
 #include <cmath>
 #include <csignal>
 #include <optional>
@@ -47,19 +45,6 @@ QString usage() {
 namespace {
 
 using Options = ExportOptions;
-
-// Runs the event loop until `done` or `cancel`; a timer looks at `cancel`,
-// which a signal handler sets without waking the loop.
-template <typename Done> void runEventsUntil(Done done, const std::atomic<bool>& cancel) {
-    QTimer look;
-    look.start(50);
-    while (!done() && !cancel.load())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-}
-
-} // namespace
-
-namespace {
 
 // The files given on the command line that can be exported: readable
 // regular files, each once and not already in `state`'s list; the others
@@ -106,7 +91,13 @@ bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& er
         err << "sonivel export: nothing to export\n";
         return false;
     }
-    runEventsUntil([&] { return !state.isAnalyzing(); }, cancel);
+    // A signal sets `cancel` without waking anyone; it is looked at every 50 ms.
+    while (state.applyNextResults(std::chrono::milliseconds(50))) {
+        if (cancel.load()) {
+            state.stopAnalyses();
+            return false;
+        }
+    }
     if (cancel.load())
         return false;
     // A settings file from before the mix could be chosen: say which was taken.

@@ -6,14 +6,13 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QThread>
-#include <QThreadPool>
 #include <algorithm>
 #include <cmath>
+#include <condition_variable>
 #include <mutex>
 
-// What one call of analyzeFiles shares with its workers. `work` is fixed when
-// the group starts; workers take the next index in list order until none is
-// left. `completed` is counted on the main thread as results arrive.
+// What one call of analyzeFiles shares with its jobs; `completed` is counted
+// on the owning thread as results arrive.
 struct BatchSession::AnalysisGroup {
     struct Work {
         QUuid id;
@@ -21,12 +20,11 @@ struct BatchSession::AnalysisGroup {
     };
     std::vector<Work> work;
     ChannelMix mix = ChannelMix::sum;
-    std::atomic<size_t> next{0};
     int64_t completed = 0;
 };
 
-// Finished analyses wait here, in completion order, until the main thread
-// applies them. The mutex is what hands each result over to the main thread.
+// Finished analyses wait here, in completion order, until the owning thread
+// applies them. The mutex is what hands each result over to that thread.
 struct BatchSession::Inbox {
     struct Finished {
         std::shared_ptr<AnalysisGroup> group;
@@ -34,26 +32,25 @@ struct BatchSession::Inbox {
         AnalysisOutcome outcome;
     };
     std::mutex mutex;
+    std::condition_variable arrived;
     std::vector<Finished> finished;
-    std::atomic<bool> shuttingDown{false};
 };
 
 BatchSession::BatchSession(QObject* parent) : BatchSession(AnalysisOptions{}, parent) {}
 
 BatchSession::BatchSession(AnalysisOptions options, QObject* parent)
-    : QObject(parent), options_(std::move(options)), inbox_(std::make_shared<Inbox>()),
-      pool_(std::make_unique<QThreadPool>()) {
-    if (options_.activeProcessorCount < 1)
-        options_.activeProcessorCount = std::max(1, QThread::idealThreadCount());
+    : QObject(parent), options_(std::move(options)), inbox_(std::make_shared<Inbox>()) {
+    if (options_.activeProcessorCount > 0)
+        ownRunner_ = std::make_unique<JobRunner>(options_.activeProcessorCount);
     if (!options_.analyze)
         options_.analyze = analyzeFileOutcome;
-    // Each group limits itself; the pool must not make one drop wait for another.
-    pool_->setMaxThreadCount(std::max(64, 4 * options_.activeProcessorCount));
 }
 
 BatchSession::~BatchSession() {
-    inbox_->shuttingDown.store(true);
-    pool_->waitForDone();
+    for (const JobRunner::Batch& batch : analyses_)
+        batch.requestStop();
+    for (const JobRunner::Batch& batch : analyses_)
+        batch.wait();
 }
 
 const QSet<QString>& BatchSession::audioExtensions() {
@@ -246,26 +243,51 @@ void BatchSession::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
     for (const AudioFileItemPtr& item : items)
         item->setIsAnalyzing(true);
 
-    const size_t limit = std::min(items.size(), static_cast<size_t>(options_.activeProcessorCount));
-    for (size_t w = 0; w < limit; ++w) {
-        pool_->start([this, group, analyze = options_.analyze, inbox = inbox_] {
-            for (;;) {
-                if (inbox->shuttingDown.load())
-                    return;
-                const size_t i = group->next.fetch_add(1);
-                if (i >= group->work.size())
-                    return;
-                AnalysisOutcome outcome =
-                    AnalysisOutcome::of([&] { return analyze(group->work[i].path, group->mix); },
-                                        QStringLiteral("Unexpected error while analysing this file"));
-                {
-                    std::lock_guard lock(inbox->mutex);
-                    inbox->finished.push_back({group, i, std::move(outcome)});
-                }
-                QMetaObject::invokeMethod(this, &BatchSession::applyFinished, Qt::QueuedConnection);
-            }
-        });
+    std::erase_if(analyses_, [](const JobRunner::Batch& batch) { return batch.finished(); });
+    JobRunner& runner = ownRunner_ ? *ownRunner_ : JobRunner::shared();
+    // The session waits for these jobs before it goes, so they may post to it.
+    analyses_.push_back(
+        runner.start(static_cast<int64_t>(group->work.size()),
+                     [this, group, analyze = options_.analyze, inbox = inbox_](int64_t i, std::stop_token stop) {
+                         const auto index = static_cast<size_t>(i);
+                         AnalysisOutcome outcome =
+                             AnalysisOutcome::of([&] { return analyze(group->work[index].path, group->mix, stop); },
+                                                 QStringLiteral("Unexpected error while analysing this file"));
+                         if (stop.stop_requested())
+                             return;
+                         {
+                             const std::lock_guard lock(inbox->mutex);
+                             inbox->finished.push_back({group, index, std::move(outcome)});
+                         }
+                         inbox->arrived.notify_all();
+                         QMetaObject::invokeMethod(this, &BatchSession::applyFinished, Qt::QueuedConnection);
+                     }));
+}
+
+bool BatchSession::applyNextResults(std::chrono::milliseconds timeout) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning thread only
+    {
+        std::unique_lock lock(inbox_->mutex);
+        // Every job that is not stopped hands in a result.
+        inbox_->arrived.wait_for(lock, timeout, [&] { return !inbox_->finished.empty() || inFlight_.isEmpty(); });
     }
+    applyFinished();
+    return isAnalyzing();
+}
+
+void BatchSession::stopAnalyses() {
+    for (const JobRunner::Batch& batch : analyses_)
+        batch.requestStop();
+    for (const JobRunner::Batch& batch : analyses_)
+        batch.wait();
+    analyses_.clear();
+    inFlight_.clear();
+    {
+        const std::lock_guard lock(inbox_->mutex);
+        inbox_->finished.clear();
+    }
+    for (const AudioFileItemPtr& item : files_)
+        item->setIsAnalyzing(false);
 }
 
 void BatchSession::applyFinished() {

@@ -2,13 +2,14 @@
 
 // The one observable state that every view shares: the working list, the
 // target loudness, the selection and the status line. It admits files, runs
-// their analyses on background threads (at most min(files, cores) at once per
-// drop), keeps automatic corrections aimed at the target, and offers the
-// remove / restore / redo steps that undo is built on. Main thread only;
-// workers hand values back by posting to it.
+// their analyses on the job runner, keeps automatic corrections aimed at the
+// target, and offers the remove / restore / redo steps that undo is built
+// on. Owning thread only; workers hand values back by posting to it, or the
+// owner waits for them (the command line, which runs no event loop).
 
 #include "analysis/AnalysisOutcome.h"
 #include "export/CeilingRange.h"
+#include "jobs/JobRunner.h"
 #include "session/AudioFileItem.h"
 #include "session/TargetPreset.h"
 
@@ -26,8 +27,6 @@
 #include <optional>
 #include <vector>
 
-class QThreadPool;
-
 // The undo record of one removal; it keeps the removed item alive.
 struct RemovedFile {
     AudioFileItemPtr file;
@@ -39,13 +38,15 @@ class BatchSession : public QObject {
     Q_OBJECT
 
 public:
-    // Runs on a worker thread for each file; must be safe to call concurrently.
-    using AnalyzeFunction = std::function<AnalysisOutcome(const QString& path, ChannelMix mix)>;
+    // Runs on a worker thread for each file; must be safe to call
+    // concurrently, and ends early once `stop` is requested.
+    using AnalyzeFunction = std::function<AnalysisOutcome(const QString& path, ChannelMix mix, std::stop_token stop)>;
 
     struct AnalysisOptions {
         AnalyzeFunction analyze = analyzeFileOutcome;
-        // At most this many analyses of one drop run at once.
-        int activeProcessorCount = 0; // 0: the cores available to the process
+        // At most this many analyses run at once, on a runner of the
+        // session's own; 0: on the program's runner, one per core.
+        int activeProcessorCount = 0;
     };
 
     static inline const QString readyMessage = QStringLiteral("Ready. Add audio files to begin.");
@@ -54,7 +55,7 @@ public:
 
     explicit BatchSession(QObject* parent = nullptr);
     explicit BatchSession(AnalysisOptions options, QObject* parent = nullptr);
-    // Waits for running analyses; their results are dropped.
+    // Stops and waits for running analyses; their results are dropped.
     ~BatchSession() override;
 
     // The 23 admitted extensions, lower case.
@@ -86,6 +87,12 @@ public:
 
     // Some file's analysis is still running.
     bool isAnalyzing() const { return !inFlight_.isEmpty(); }
+    // Blocks until a result has come back (or none is running, or `timeout`
+    // has passed) and applies what came back, as the event loop would;
+    // false once nothing runs. For an owner without an event loop.
+    bool applyNextResults(std::chrono::milliseconds timeout);
+    // Stops every running analysis; their files keep no result.
+    void stopAnalyses();
 
     void setSelectedFileID(std::optional<QUuid> id);
     void setTargetLUFS(double lufs);
@@ -174,5 +181,6 @@ private:
     // yet, with how many such analyses each has (one mix's and another's).
     QHash<QUuid, int> inFlight_;
     std::shared_ptr<Inbox> inbox_;
-    std::unique_ptr<QThreadPool> pool_;
+    std::unique_ptr<JobRunner> ownRunner_; // for a bounded count of analyses at once
+    std::vector<JobRunner::Batch> analyses_;
 };

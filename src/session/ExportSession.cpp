@@ -6,7 +6,6 @@
 
 #include <QDir>
 #include <QThread>
-#include <QThreadPool>
 #include <algorithm>
 
 ExportChoices ExportChoices::withFormat(ExportFormat f) const {

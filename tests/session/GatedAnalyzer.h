@@ -19,7 +19,8 @@ public:
     ~GatedAnalyzer() { releaseAll(); }
 
     BatchSession::AnalysisOptions options(int cores) const {
-        return {[s = shared_](const QString& path, ChannelMix mix) { return s->run(path, mix); }, cores};
+        return {[s = shared_](const QString& path, ChannelMix mix, std::stop_token) { return s->run(path, mix); },
+                cores};
     }
 
     void release(const QString& path) {

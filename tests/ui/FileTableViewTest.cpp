@@ -11,8 +11,8 @@ namespace {
 
 // A state whose analyses never finish on their own, so rows keep the states set here.
 struct Table {
-    BatchSession state{
-        BatchSession::AnalysisOptions{[](const QString&, ChannelMix) { return AnalysisOutcome::failure("no"); }, 1}};
+    BatchSession state{BatchSession::AnalysisOptions{
+        [](const QString&, ChannelMix, std::stop_token) { return AnalysisOutcome::failure("no"); }, 1}};
     FileTableView view{state};
     FileTableModel& model() { return *qobject_cast<FileTableModel*>(view.model()); }
     QString text(int row, int column) { return model().data(model().index(row, column)).toString(); }
