@@ -2,7 +2,7 @@
 // help, a refusal with a reason, or options that hold together, which,
 // written back as a command line, read as the same options.
 
-#include "app/ExportOptions.h"
+#include "cli/ExportOptions.h"
 #include "session/SettingsFile.h"
 
 #include "FuzzFiles.h"

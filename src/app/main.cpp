@@ -1,9 +1,8 @@
 #include "Version.h"
 #include "app/AllocatorTuning.h"
-#include "app/AnalyzeCommand.h"
-#include "app/ExportCommand.h"
 #include "app/SingleInstance.h"
 #include "app/SonivelApp.h"
+#include "cli/CommandLine.h"
 #include "io/Interruption.h"
 #include "io/NativePath.h"
 #include "io/TemporaryFile.h"
@@ -21,28 +20,6 @@
 #include <cstdio>
 
 namespace {
-
-QString usage() {
-    return QStringLiteral("Usage: sonivel [FILE...]            open the window (with these files)\n"
-                          "       sonivel COMMAND [OPTIONS] [FILE...]\n"
-                          "\n"
-                          "Evens out the loudness of a batch of audio files.\n"
-                          "\n"
-                          "Commands:\n"
-                          "  analyze [--json] FILE...      measure loudness, peak and soft passages\n"
-                          "  export --out DIR [...] FILE...  normalize the files into DIR/normalized\n"
-                          "\n"
-                          "Options:\n"
-                          "  -h, --help     show this help\n"
-                          "  -v, --version  show the version\n");
-}
-
-// A first argument that names a command or is an option runs the command
-// line; anything else is a file for the window.
-bool isCommand(const QString& arg) {
-    return arg == QLatin1String("analyze") || arg == QLatin1String("export") || arg == QLatin1String("help") ||
-           (arg.startsWith(QLatin1Char('-')) && arg.size() > 1);
-}
 
 // With --screenshot PATH: once the files are analysed, select the second,
 // play it for a moment, save a picture of the window and quit.
@@ -105,7 +82,7 @@ int main(int argc, char* argv[]) {
     // Files (or nothing) open the window; commands and options run here.
     if (argc > 2 && QString::fromLocal8Bit(argv[1]) == QLatin1String("--screenshot"))
         return runWindow(argc, argv, QString::fromLocal8Bit(argv[2]));
-    const bool window = argc < 2 || !isCommand(QString::fromLocal8Bit(argv[1]));
+    const bool window = argc < 2 || !CommandLine::isCommand(QString::fromLocal8Bit(argv[1]));
     if (window && qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
         qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         std::fputs("sonivel: no display to open the window on.\n"
@@ -124,27 +101,5 @@ int main(int argc, char* argv[]) {
     QTextStream err(stderr);
     QStringList args = argumentsOf(argc, argv);
     args.removeFirst();
-
-    if (args.isEmpty()) {
-        err << usage();
-        return 2;
-    }
-    const QString command = args.takeFirst();
-    if (command == QStringLiteral("-h") || command == QStringLiteral("--help") || command == QStringLiteral("help")) {
-        out << usage();
-        return 0;
-    }
-    if (command == QStringLiteral("-v") || command == QStringLiteral("--version")) {
-        out << "sonivel " << SONIVEL_VERSION << " (build " << SONIVEL_BUILD_NUMBER << ")\n";
-        return 0;
-    }
-    if (command == QStringLiteral("analyze")) {
-        return AnalyzeCommand::run(args, out, err);
-    }
-    if (command == QStringLiteral("export")) {
-        return ExportCommand::run(args, out, err);
-    }
-    err << "sonivel: unknown " << (command.startsWith(QLatin1Char('-')) ? "option" : "command") << " '" << command
-        << "'\nTry 'sonivel --help'.\n";
-    return 2;
+    return CommandLine::run(args, out, err);
 }

@@ -1,6 +1,6 @@
 #include "ui/MainWindow.h"
 #include "UiFixtures.h"
-#include "app/AnalyzeCommand.h"
+#include "cli/AnalyzeCommand.h"
 #include "export/ExportRun.h"
 #include "playback/MemoryOutput.h"
 #include "session/ExportPlan.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "analysis/ChannelMix.h"
-#include "app/AnalysisReport.h"
+#include "cli/AnalysisReport.h"
 
 #include <QStringList>
 #include <QTextStream>

@@ -1,4 +1,4 @@
-#include "app/AnalyzeCommand.h"
+#include "cli/AnalyzeCommand.h"
 
 #include "CommandRun.h"
 #include "analysis/LoudnessAnalyzer.h"

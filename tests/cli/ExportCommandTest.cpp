@@ -1,4 +1,4 @@
-#include "app/ExportCommand.h"
+#include "cli/ExportCommand.h"
 
 #include "CommandRun.h"
 #include "analysis/LoudnessAnalyzer.h"

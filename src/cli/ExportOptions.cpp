@@ -1,4 +1,4 @@
-#include "app/ExportOptions.h"
+#include "cli/ExportOptions.h"
 
 namespace {
 

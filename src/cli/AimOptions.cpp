@@ -1,4 +1,4 @@
-#include "app/AimOptions.h"
+#include "cli/AimOptions.h"
 
 #include "export/CeilingRange.h"
 #include "session/SettingsFile.h"

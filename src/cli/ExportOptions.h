@@ -4,7 +4,7 @@
 // checked against the range the window offers, and the options checked
 // together (an output folder, something to export, a rate the format holds).
 
-#include "app/AimOptions.h"
+#include "cli/AimOptions.h"
 #include "export/ExportFormat.h"
 
 #include <QString>

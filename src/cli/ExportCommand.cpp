@@ -1,6 +1,6 @@
-#include "app/ExportCommand.h"
+#include "cli/ExportCommand.h"
 
-#include "app/ExportOptions.h"
+#include "cli/ExportOptions.h"
 #include "session/ExportPlan.h"
 
 #include "io/Interruption.h"

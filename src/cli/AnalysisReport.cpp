@@ -1,4 +1,4 @@
-#include "app/AnalysisReport.h"
+#include "cli/AnalysisReport.h"
 
 #include "io/DurationText.h"
 #include "io/NativePath.h"

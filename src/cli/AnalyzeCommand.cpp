@@ -1,7 +1,7 @@
-#include "app/AnalyzeCommand.h"
+#include "cli/AnalyzeCommand.h"
 
 #include "analysis/AnalysisOutcome.h"
-#include "app/AimOptions.h"
+#include "cli/AimOptions.h"
 
 #include "jobs/JobRunner.h"
 
