@@ -47,7 +47,7 @@ void SonivelApp::start(const QStringList& files, bool interactive) {
         });
     window_.show();
     if (interactive) {
-        MainWindow::markFirstLaunch(appState_);
+        window_.showOnFirstLaunch();
         // Once the window is up: the question about automatic checks (second
         // launch only) and a check when one is due.
         QTimer::singleShot(0, &window_, [this] {

@@ -108,10 +108,6 @@ void BatchSession::setStatusMessage(const QString& message) {
     emit statusMessageChanged(statusMessage_);
 }
 
-void BatchSession::setShowOnboarding(bool show) {
-    publish(this, showOnboarding_, show, &BatchSession::showOnboardingChanged);
-}
-
 void BatchSession::noteWhenAnalysed(const QString& notice) {
     if (isAnalyzing())
         noticeWhenAnalysed_ = notice;

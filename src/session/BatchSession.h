@@ -69,7 +69,6 @@ public:
     double targetLUFS() const { return targetLUFS_; }
     double ceilingDBTP() const { return ceilingDBTP_; }
     const QString& statusMessage() const { return statusMessage_; }
-    bool showOnboarding() const { return showOnboarding_; }
     // How every file's channels make its loudness.
     ChannelMix channelMix() const { return channelMix_; }
     // Which figure every correction aims at the target.
@@ -99,7 +98,6 @@ public:
     // Rounded to 0.1 dB and held to the range.
     void setCeilingDBTP(double ceiling);
     void setStatusMessage(const QString& message);
-    void setShowOnboarding(bool show);
     // Shows `notice` in the status line after "Analysis complete." once the
     // analyses running now end, or at once when none is running.
     void noteWhenAnalysed(const QString& notice);
@@ -146,7 +144,6 @@ signals:
     void ceilingDBTPChanged();
     void statusMessageChanged(const QString& message); // on every assignment
     void analysisFinished();                           // no analysis is running any more
-    void showOnboardingChanged();
     void channelMixChanged();
     void normalizeByChanged();
     void presetChanged();
@@ -171,7 +168,6 @@ private:
     double targetLUFS_ = defaultTargetLUFS;
     double ceilingDBTP_ = CeilingRange::defaultDBTP;
     QString statusMessage_ = readyMessage;
-    bool showOnboarding_ = false;
     ChannelMix channelMix_ = ChannelMix::sum;
     NormalizeBy normalizeBy_ = NormalizeBy::loudest;
     TargetPreset preset_ = TargetPreset::custom;

@@ -58,13 +58,7 @@ MainWindow::MainWindow(BatchSession& state, Dialogs dialogs, std::unique_ptr<Aud
     menuBar()->addMenu(QStringLiteral("&Playback"))->addActions(batch_->commands().playback);
     help_ = menuBar()->addMenu(QStringLiteral("&Help"));
     help_->addAction(QStringLiteral("About Sonivel"), this, &MainWindow::showAbout);
-    help_->addAction(QStringLiteral("Show Introduction"), this, [this] { state_.setShowOnboarding(true); });
-
-    // The introduction shows over the window while the state asks for it.
-    connect(&state_, &BatchSession::showOnboardingChanged, this, [this] {
-        if (state_.showOnboarding())
-            showOnboarding();
-    });
+    help_->addAction(QStringLiteral("Show Introduction"), this, &MainWindow::showOnboarding);
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -86,7 +80,6 @@ void MainWindow::showOnboarding() {
         return;
     auto* wizard = new OnboardingWizardView(this);
     wizard->setAttribute(Qt::WA_DeleteOnClose);
-    connect(wizard, &QDialog::finished, this, [this] { state_.setShowOnboarding(false); });
     wizard->open();
 }
 
@@ -95,11 +88,11 @@ void MainWindow::showAbout() {
     about.exec();
 }
 
-void MainWindow::markFirstLaunch(BatchSession& state) {
+void MainWindow::showOnFirstLaunch() {
     QSettings settings;
     if (settings.value(QStringLiteral("hasSeenOnboarding"), false).toBool())
         return;
     settings.setValue(QStringLiteral("hasSeenOnboarding"), true); // at once, before the wizard shows
     settings.sync();
-    state.setShowOnboarding(true);
+    showOnboarding();
 }

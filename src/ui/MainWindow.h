@@ -35,8 +35,8 @@ public:
     // The introduction over the window (one at a time).
     void showOnboarding();
 
-    // On the first launch only: remembers it was seen and asks for the wizard.
-    static void markFirstLaunch(BatchSession& state);
+    // On the first launch only: remembers it was seen and shows the wizard.
+    void showOnFirstLaunch();
 
 protected:
     // While an export runs, asks; a yes cancels it and closes once it ended.

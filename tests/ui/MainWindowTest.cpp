@@ -279,16 +279,15 @@ TEST(MainWindowTest, AboutAndFirstLaunch) {
     QTemporaryDir config;
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
     QCoreApplication::setOrganizationName("SonivelTest");
-    Window first;
-    BatchSession second;
-    MainWindow::markFirstLaunch(first.state);
-    auto* wizard = first.window->findChild<OnboardingWizardView*>();
+    Window first, second;
+    first.window->showOnFirstLaunch();
+    QPointer<OnboardingWizardView> wizard = first.window->findChild<OnboardingWizardView*>();
     ASSERT_TRUE(wizard && wizard->isVisible()) << "the introduction shows over the window";
     EXPECT_EQ(wizard->windowModality(), Qt::WindowModal);
     wizard->findChild<QPushButton*>("skip")->click();
-    EXPECT_FALSE(first.state.showOnboarding());
-    MainWindow::markFirstLaunch(second);
-    EXPECT_FALSE(second.showOnboarding()) << "only the first launch";
+    EXPECT_TRUE(!wizard || !wizard->isVisible());
+    second.window->showOnFirstLaunch();
+    EXPECT_FALSE(second.window->findChild<OnboardingWizardView*>()) << "only the first launch";
 
     // File dialogs start where the same kind of choice was last made.
     EXPECT_EQ(Dialogs::startFolder("export"), QDir::homePath());
