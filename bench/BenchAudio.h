@@ -2,6 +2,8 @@
 
 // Writes the long test files the benchmarks measure, one second at a time.
 
+#include "export/ExportRun.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -37,6 +39,16 @@ bool writeBenchWav(const QString& path, int channels, int seconds, int subtype, 
 }
 
 // `count` links to `file` beside it ("file0.wav", "file1.wav" ...), as a batch to add.
+// Why an export run failed: the run's own reason, or the first file's.
+inline QString failureOf(const ExportRun::Summary& summary) {
+    if (!summary.error.isEmpty())
+        return summary.error;
+    for (const ExportRun::FileResult& file : summary.files)
+        if (!file.error.isEmpty())
+            return file.error;
+    return summary.cancelled ? QStringLiteral("cancelled") : QStringLiteral("nothing was written");
+}
+
 inline QList<QUrl> linksTo(const QString& file, int count) {
     QList<QUrl> urls;
     const QDir dir = QFileInfo(file).dir();

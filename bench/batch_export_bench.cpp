@@ -41,7 +41,7 @@ double exportAll(ExportSession& exports, const QString& folder) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     QObject::disconnect(done);
     if (result->failedCount() > 0 || !result->error.isEmpty()) {
-        std::fprintf(stderr, "export failed: %s\n", qPrintable(ExportRun::describe(*result)));
+        std::fprintf(stderr, "export failed: %s\n", qPrintable(failureOf(*result)));
         return -1.0;
     }
     return seconds(timer);

@@ -6,6 +6,7 @@
 // reader sees less than the whole file.
 // Usage: build/bench/large_wav_export [minutes=95]
 
+#include "BenchAudio.h"
 #include "session/BatchSession.h"
 #include "session/ExportSession.h"
 
@@ -111,7 +112,7 @@ int main(int argc, char** argv) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     const double took = static_cast<double>(timer.elapsed()) / 1000.0;
     if (result->writtenCount() != 1) {
-        std::fprintf(stderr, "the export failed: %s\n", qPrintable(ExportRun::describe(*result)));
+        std::fprintf(stderr, "the export failed: %s\n", qPrintable(failureOf(*result)));
         return 1;
     }
     const QString output = result->files.front().written->path;

@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
     window.exportSession().start(true, out, ExistingOutputs::keepBoth);
     const double exporting = longestStall([&] { return !window.exportSession().isExporting(); });
     std::printf("export 50 files:             longest stall %6.1f ms  (%s)\n", exporting,
-                qPrintable(state.statusMessage()));
+                qPrintable(window.batch()->statusLine().text()));
 
     AudioPlaybackEngine& engine = window.batch()->engine();
     QElapsedTimer playing;

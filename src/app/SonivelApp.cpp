@@ -2,6 +2,7 @@
 
 #include "Version.h"
 #include "app/RememberedChoices.h"
+#include "ui/BatchView.h"
 #include "ui/UpdateDialogs.h"
 
 #include <QDialog>
@@ -40,7 +41,7 @@ void SonivelApp::start(const QStringList& files, bool interactive) {
     RememberedChoices::keep(appState_, window_);
     if (interactive && instanceServer_.listen())
         QObject::connect(&instanceServer_, &InstanceServer::filesArrived, &window_, [this](const QStringList& more) {
-            appState_.addPaths(more);
+            window_.batch()->addPaths(more);
             window_.setWindowState((window_.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
             window_.raise();
             window_.activateWindow();
@@ -54,5 +55,5 @@ void SonivelApp::start(const QStringList& files, bool interactive) {
             updaterManager_.startUp([this] { return UpdateDialogs::askAboutAutomaticChecks(&window_); });
         });
     }
-    appState_.addPaths(files);
+    window_.batch()->addPaths(files);
 }

@@ -70,13 +70,17 @@ QList<QUrl> admissible(const QStringList& files, const BatchSession& state,
 bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& err, int64_t& failed,
                     const std::atomic<bool>& cancel) {
     std::vector<BatchSession::SkippedFile> skipped;
+    bool mixAssumed = false;
     if (options.channels)
         state.setChannelMix(*options.channels); // before any file, so each is measured once
     if (!options.settings.isEmpty()) {
         const auto loaded = SettingsFile::loadSettings(state, options.settings, SettingsFile::Entries::exportable);
-        if (!loaded.ok())
+        if (!loaded.ok()) {
+            err << "sonivel export: " << options.settings << ": " << loaded.error() << '\n';
             return false;
-        skipped = loaded.value();
+        }
+        skipped = loaded.value().skipped;
+        mixAssumed = loaded.value().mixAssumed;
     }
     state.setAim(aimOf(options, state.currentAim()));
     state.recalcCorrections();
@@ -101,7 +105,7 @@ bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& er
     if (cancel.load())
         return false;
     // A settings file from before the mix could be chosen: say which was taken.
-    if (!options.channels && state.statusMessage().endsWith(SettingsFile::noMixNotice))
+    if (!options.channels && mixAssumed)
         err << "sonivel export: " << SettingsFile::noMixNotice << '\n';
     for (const AudioFileItemPtr& file : state.files()) {
         if (file->analysisError()) {
@@ -141,7 +145,7 @@ ExportRun::Summary exportAll(BatchSession& state, const Options& options, bool l
         state.channelMix(),
         state.normalizeBy()};
     const ExportRun::Plan plan = ExportPlan::buildPlan(state.files(), settings);
-    err << ExportRun::startText(plan.count()) << '\n';
+    err << "Exporting " << plan.count() << (plan.count() == 1 ? " file...\n" : " files...\n");
     err.flush();
     // A line when a file is done and at every tenth of the whole between.
     int64_t shownFiles = 0;

@@ -66,32 +66,6 @@ int64_t Summary::failedCount() const {
     return std::count_if(files.begin(), files.end(), [](const FileResult& f) { return !f.error.isEmpty(); });
 }
 
-QString startText(int64_t count) {
-    return count == 1 ? QStringLiteral("Exporting 1 file...") : QStringLiteral("Exporting %1 files...").arg(count);
-}
-
-QString describe(const Summary& summary) {
-    if (!summary.error.isEmpty())
-        return QStringLiteral("Export error: ") + summary.error;
-    const auto files = [](int64_t n) { return n == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(n); };
-    QStringList failures, held;
-    for (const FileResult& f : summary.files) {
-        if (!f.error.isEmpty())
-            failures << QStringLiteral("%1 (%2)").arg(NativePath::shownName(f.sourcePath), f.error);
-        else if (f.written && f.written->offTarget)
-            held << QStringLiteral("%1: %2").arg(NativePath::shownName(f.written->path), f.written->note);
-    }
-    QString text = summary.cancelled
-                       ? QStringLiteral("Export cancelled: %1 written.").arg(files(summary.writtenCount()))
-                   : failures.isEmpty() ? QStringLiteral("Export complete!")
-                                        : QStringLiteral("Export finished: %1 written, %2 failed: %3.")
-                                              .arg(files(summary.writtenCount()), files(summary.failedCount()),
-                                                   failures.join(QStringLiteral("; ")));
-    if (!held.isEmpty())
-        text += QStringLiteral(" Off target: %1.").arg(held.join(QStringLiteral("; ")));
-    return text;
-}
-
 namespace {
 
 // What the jobs of one run share.

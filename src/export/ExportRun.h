@@ -50,12 +50,6 @@ struct Summary {
     int64_t failedCount() const;
 };
 
-// The text that starts a run of `count` files: "Exporting 3 files...".
-QString startText(int64_t count);
-
-// The status line's text for a finished run.
-QString describe(const Summary& summary);
-
 // Progress: files finished, and the share of the ones running added.
 using Progress = std::function<void(int64_t finished, double done)>;
 

@@ -102,19 +102,6 @@ void BatchSession::setCeilingDBTP(double ceiling) {
     keepPresetTrue();
 }
 
-void BatchSession::setStatusMessage(const QString& message) {
-    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    statusMessage_ = message;
-    emit statusMessageChanged(statusMessage_);
-}
-
-void BatchSession::noteWhenAnalysed(const QString& notice) {
-    if (isAnalyzing())
-        noticeWhenAnalysed_ = notice;
-    else
-        setStatusMessage(notice);
-}
-
 void BatchSession::setNormalizeBy(NormalizeBy by) {
     if (by == normalizeBy_)
         return;
@@ -192,7 +179,7 @@ std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>&
     return skipped;
 }
 
-void BatchSession::addPaths(const QStringList& paths) {
+std::vector<BatchSession::SkippedFile> BatchSession::addPaths(const QStringList& paths) {
     QList<QUrl> urls;
     std::vector<SkippedFile> skipped;
     for (const QString& path : paths) {
@@ -203,8 +190,7 @@ void BatchSession::addPaths(const QStringList& paths) {
     }
     const std::vector<SkippedFile> notAdded = addFiles(urls);
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
-    if (!skipped.empty())
-        setStatusMessage(QStringLiteral("Not added: ") + describe(skipped));
+    return skipped;
 }
 
 QString BatchSession::describe(const std::vector<SkippedFile>& skipped) {
@@ -235,7 +221,7 @@ void BatchSession::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
         group->work.push_back({item->id(), item->path()});
         ++inFlight_[item->id()];
     }
-    setStatusMessage(QStringLiteral("Analyzing %1 file(s)...").arg(items.size()));
+    emit analysisProgress(0, static_cast<int64_t>(items.size()));
     for (const AudioFileItemPtr& item : items)
         item->setIsAnalyzing(true);
 
@@ -313,14 +299,10 @@ void BatchSession::applyResult(AnalysisGroup& group, size_t index, AnalysisOutco
         } else {
             item->setAnalysisError(outcome.error());
         }
-        setStatusMessage(QStringLiteral("Analyzing %1/%2...").arg(k).arg(static_cast<int64_t>(group.work.size())));
+        emit analysisProgress(k, static_cast<int64_t>(group.work.size()));
     }
     // Complete only when no drop's analyses are left running.
     if (inFlight_.isEmpty()) {
-        setStatusMessage(noticeWhenAnalysed_.isEmpty()
-                             ? analysisCompleteMessage
-                             : analysisCompleteMessage + QLatin1Char(' ') + noticeWhenAnalysed_);
-        noticeWhenAnalysed_.clear();
         emit analysisFinished();
     }
 }

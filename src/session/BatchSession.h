@@ -49,8 +49,6 @@ public:
         int activeProcessorCount = 0;
     };
 
-    static inline const QString readyMessage = QStringLiteral("Ready. Add audio files to begin.");
-    static inline const QString analysisCompleteMessage = QStringLiteral("Analysis complete.");
     static constexpr double defaultTargetLUFS = -16.0;
 
     explicit BatchSession(QObject* parent = nullptr);
@@ -68,7 +66,6 @@ public:
     AudioFileItemPtr selectedFile() const;
     double targetLUFS() const { return targetLUFS_; }
     double ceilingDBTP() const { return ceilingDBTP_; }
-    const QString& statusMessage() const { return statusMessage_; }
     // How every file's channels make its loudness.
     ChannelMix channelMix() const { return channelMix_; }
     // Which figure every correction aims at the target.
@@ -97,10 +94,6 @@ public:
     void setTargetLUFS(double lufs);
     // Rounded to 0.1 dB and held to the range.
     void setCeilingDBTP(double ceiling);
-    void setStatusMessage(const QString& message);
-    // Shows `notice` in the status line after "Analysis complete." once the
-    // analyses running now end, or at once when none is running.
-    void noteWhenAnalysed(const QString& notice);
     // Measures every listed file again with the new mix; results of
     // analyses still running with the old one are dropped.
     void setChannelMix(ChannelMix mix);
@@ -124,8 +117,8 @@ public:
     // "notes.txt (not an audio file), a.wav (already listed)"
     static QString describe(const std::vector<SkippedFile>& skipped);
     // Adds files named on the command line (relative to the working folder);
-    // those missing or left out are named in the status line.
-    void addPaths(const QStringList& paths);
+    // returns those missing or left out, each with why.
+    std::vector<SkippedFile> addPaths(const QStringList& paths);
     // Replaces the list, selects its first item and analyses the items that
     // have no analysis yet.
     void loadFiles(std::vector<AudioFileItemPtr> items);
@@ -142,8 +135,9 @@ signals:
     void selectedFileIDChanged();
     void targetLUFSChanged();
     void ceilingDBTPChanged();
-    void statusMessageChanged(const QString& message); // on every assignment
-    void analysisFinished();                           // no analysis is running any more
+    // Analyses begun (`done` 0) or one of them ended, of `total` started together.
+    void analysisProgress(int64_t done, int64_t total);
+    void analysisFinished(); // no analysis is running any more
     void channelMixChanged();
     void normalizeByChanged();
     void presetChanged();
@@ -167,11 +161,9 @@ private:
     std::optional<QUuid> selectedFileID_;
     double targetLUFS_ = defaultTargetLUFS;
     double ceilingDBTP_ = CeilingRange::defaultDBTP;
-    QString statusMessage_ = readyMessage;
     ChannelMix channelMix_ = ChannelMix::sum;
     NormalizeBy normalizeBy_ = NormalizeBy::loudest;
     TargetPreset preset_ = TargetPreset::custom;
-    QString noticeWhenAnalysed_;
 
     // Ids whose analysis has started and whose result has not come back
     // yet, with how many such analyses each has (one mix's and another's).

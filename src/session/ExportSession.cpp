@@ -23,11 +23,11 @@ void ExportSession::setFormat(ExportFormat format) {
     const ExportChoices next = choices_.withFormat(format);
     if (next == choices_)
         return;
-    if (next.sampleRate != choices_.sampleRate)
-        state_.setStatusMessage(
-            QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(label(format)));
+    const bool lowered = next.sampleRate != choices_.sampleRate;
     choices_ = next;
     emit choicesChanged();
+    if (lowered)
+        emit rateLowered(format);
 }
 
 void ExportSession::setSampleRate(SampleRate rate) {
@@ -68,7 +68,6 @@ void ExportSession::end(const ExportRun::Summary& summary) {
     run_ = {};
     emit isExportingChanged();
     setProgress({});
-    state_.setStatusMessage(ExportRun::describe(summary));
     emit finished(summary);
 }
 
@@ -76,7 +75,7 @@ void ExportSession::cancel() {
     if (!isExporting_ || run_.stopRequested())
         return;
     run_.requestStop();
-    state_.setStatusMessage(QStringLiteral("Cancelling the export..."));
+    emit cancelling();
 }
 
 void ExportSession::start(bool useLimiter, const QString& chosenFolder, ExistingOutputs existing) {
@@ -87,9 +86,8 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
     ExportRun::Plan plan = ExportPlan::buildPlan(state_.files(), settings);
     const int64_t total = plan.count();
     isExporting_ = true;
-    emit isExportingChanged();
     setProgress({0, total, 0.0});
-    state_.setStatusMessage(ExportRun::startText(total));
+    emit isExportingChanged();
 
     // Every change the run makes goes through the main thread; a session
     // that no longer exists is left alone.
@@ -101,10 +99,7 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
             postToMainThread([self, finished, done, total] {
                 if (!self || !self->isExporting_ || self->run_.stopRequested())
                     return;
-                const bool fileDone = finished != self->progress_.current;
                 self->setProgress({finished, total, done});
-                if (fileDone)
-                    self->state_.setStatusMessage(QStringLiteral("Exporting %1/%2...").arg(finished).arg(total));
             });
         },
         [self](ExportRun::Summary summary) {

@@ -39,15 +39,14 @@ class ExportSession : public QObject {
     Q_OBJECT
 
 public:
-    // `state` gives the files and shows the run in its status line; it
-    // outlives the session.
+    // `state` gives the files; it outlives the session.
     explicit ExportSession(BatchSession& state, QObject* parent = nullptr);
 
     const ExportChoices& choices() const { return choices_; }
     bool isExporting() const { return isExporting_; }
     ExportProgress progress() const { return progress_; }
 
-    // A format change that moves the rate says so in the status line.
+    // A format that cannot hold the rate moves it to 48 kHz (rateLowered).
     void setFormat(ExportFormat format);
     void setSampleRate(SampleRate rate);
 
@@ -67,6 +66,10 @@ signals:
     void isExportingChanged();
     void progressChanged();
     void finished(const ExportRun::Summary& summary);
+    // The new format holds at most 48 kHz, and the rate was lowered to it.
+    void rateLowered(ExportFormat format);
+    // A cancel was asked for; `finished` follows once the jobs stopped.
+    void cancelling();
 
 private:
     void setProgress(ExportProgress progress);

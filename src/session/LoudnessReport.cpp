@@ -197,8 +197,8 @@ std::vector<FileReport> ofList(const BatchSession& state) {
     return files;
 }
 
-Outcome<> save(BatchSession& state, const QString& path) {
-    const auto saved = Outcome<>::of(
+Outcome<> save(const BatchSession& state, const QString& path) {
+    return Outcome<>::of(
         [&] {
             if (state.lists(path))
                 throw FileError(BatchSession::listedFileNotReplaced(path));
@@ -209,9 +209,6 @@ Outcome<> save(BatchSession& state, const QString& path) {
                                                : QByteArray("\xEF\xBB\xBF") + csv(ofList(state), state.currentAim()));
         },
         QStringLiteral("Unexpected error"));
-    state.setStatusMessage(saved.ok() ? QStringLiteral("Report saved.")
-                                      : QStringLiteral("Error saving report: ") + saved.error());
-    return saved;
 }
 
 } // namespace LoudnessReport

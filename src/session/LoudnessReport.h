@@ -62,8 +62,7 @@ QByteArray json(const std::vector<FileReport>& files, const Aim& aim);
 std::vector<FileReport> ofList(const BatchSession& state);
 
 // Writes the list's report to `path`, as JSON when it ends in ".json", else
-// as CSV, and says "Report saved." or "Error saving report: ..." in the
-// status line.
-Outcome<> save(BatchSession& state, const QString& path);
+// as CSV, or says why it could not.
+Outcome<> save(const BatchSession& state, const QString& path);
 
 } // namespace LoudnessReport

@@ -183,10 +183,7 @@ SettingsData read(const QString& path) {
 } // namespace
 
 Outcome<> saveSettings(BatchSession& state, const QString& path) {
-    const auto saved = Outcome<>::of([&] { write(state, path); }, unexpected);
-    state.setStatusMessage(saved.ok() ? QStringLiteral("Settings saved.")
-                                      : QStringLiteral("Error saving settings: ") + saved.error());
-    return saved;
+    return Outcome<>::of([&] { write(state, path); }, unexpected);
 }
 
 namespace {
@@ -212,13 +209,10 @@ std::optional<QString> notExportable(const QString& path, QSet<QString>& seen) {
     return std::nullopt;
 }
 
-Outcome<std::vector<BatchSession::SkippedFile>> loadSettings(BatchSession& state, const QString& path,
-                                                             Entries entries) {
+Outcome<Loaded> loadSettings(BatchSession& state, const QString& path, Entries entries) {
     const auto decoded = Outcome<SettingsData>::of([&] { return read(path); }, unexpected);
-    if (!decoded.ok()) {
-        state.setStatusMessage(QStringLiteral("Error loading settings: ") + decoded.error());
-        return Outcome<std::vector<BatchSession::SkippedFile>>::failure(decoded.error());
-    }
+    if (!decoded.ok())
+        return Outcome<Loaded>::failure(decoded.error());
     const SettingsData& data = decoded.value();
     state.setAim(
         {{std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS), data.normalizeBy, data.ceilingDBTP},
@@ -230,11 +224,12 @@ Outcome<std::vector<BatchSession::SkippedFile>> loadSettings(BatchSession& state
     }
 
     std::vector<AudioFileItemPtr> items;
-    std::vector<BatchSession::SkippedFile> skipped;
+    Loaded loaded;
+    loaded.mixAssumed = !data.channelMix;
     QSet<QString> seen;
     for (const SettingsData::FileEntry& entry : data.files) {
         if (std::optional<QString> why = skipReason(entry.path, entries, seen)) {
-            skipped.push_back({entry.path, *why});
+            loaded.skipped.push_back({entry.path, *why});
             continue;
         }
         auto item = std::make_shared<AudioFileItem>(NativePath::toUrl(entry.path));
@@ -243,9 +238,7 @@ Outcome<std::vector<BatchSession::SkippedFile>> loadSettings(BatchSession& state
         items.push_back(std::move(item));
     }
     state.loadFiles(std::move(items));
-    if (!data.channelMix)
-        state.noteWhenAnalysed(noMixNotice);
-    return skipped;
+    return loaded;
 }
 
 } // namespace SettingsFile

@@ -67,9 +67,8 @@ Outcome<SettingsData> decode(const QByteArray& json);
 // The target and the list as they are now.
 SettingsData settingsFrom(const BatchSession& state);
 
-// Writes the settings to `path` (replacing the file there, all at once) and
-// reports "Settings saved." or "Error saving settings: ..." in the status line.
-// Refuses to replace one of the listed audio files.
+// Writes the settings to `path` (replacing the file there, all at once), or
+// says why it could not. Refuses to replace one of the listed audio files.
 Outcome<> saveSettings(BatchSession& state, const QString& path);
 
 // Why `path` is no file to export (not a readable regular file, or one in
@@ -81,13 +80,16 @@ std::optional<QString> notExportable(const QString& path, QSet<QString>& seen);
 // row); for an export, each readable regular file once.
 enum class Entries { asListed, exportable };
 
+// What loading a settings file did besides replacing the list.
+struct Loaded {
+    std::vector<BatchSession::SkippedFile> skipped; // the entries left out, each with why
+    bool mixAssumed = false;                        // the file names no channel mix: the sum was taken
+};
+
 // Reads `path` and, when it decodes, applies the target (clamped to
 // -40 ... -3), the ceiling (to -6 ... -0.1) and the channel mix and replaces
-// the list with the entries' files, their corrections clamped to ±30 dB;
-// returns the entries left out, each with why. A file without a mix says so
-// in the status line once its files are analysed. Otherwise reports "Error
-// loading settings: ..." and changes nothing else.
-Outcome<std::vector<BatchSession::SkippedFile>> loadSettings(BatchSession& state, const QString& path,
-                                                             Entries entries = Entries::asListed);
+// the list with the entries' files, their corrections clamped to ±30 dB.
+// Otherwise says why and changes nothing.
+Outcome<Loaded> loadSettings(BatchSession& state, const QString& path, Entries entries = Entries::asListed);
 
 } // namespace SettingsFile

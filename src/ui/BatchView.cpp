@@ -103,7 +103,7 @@ QString BatchView::editModeHelpLine() {
 
 BatchView::BatchView(BatchSession& state, ExportSession& session, QUndoStack* undo, Dialogs dialogs,
                      std::unique_ptr<AudioOutput> output, QWidget* parent)
-    : QWidget(parent), state_(state), session_(session), dialogs_(std::move(dialogs)),
+    : QWidget(parent), state_(state), session_(session), dialogs_(std::move(dialogs)), statusLine_(state, session),
       engine_(std::make_unique<AudioPlaybackEngine>(output ? std::move(output) : makeDefaultAudioOutput())) {
     controller_ = std::make_unique<PlaybackController>(state_, *engine_);
     history_ = std::make_unique<EditHistory>(state_, *engine_, undo);
@@ -122,7 +122,7 @@ BatchView::BatchView(BatchSession& state, ExportSession& session, QUndoStack* un
     // Inset from the window's edges, title included.
     auto* exportRow = new QHBoxLayout;
     exportRow->setContentsMargins(12, 6, 12, 6);
-    auto* exportControls = new ExportControlsView(state_, session_, dialogs_);
+    auto* exportControls = new ExportControlsView(state_, session_, statusLine_, dialogs_);
     commands_.file = exportControls->commands();
     exportRow->addWidget(exportControls);
     column->addLayout(exportRow);
@@ -318,7 +318,7 @@ void BatchView::connectActions() {
     connect(&state_, &BatchSession::normalizeByChanged, this,
             [this] { showChoice(normalizeBy_, state_.normalizeBy()); });
     connect(&state_, &BatchSession::selectedFileIDChanged, this, &BatchView::onSelectionChanged);
-    connect(&state_, &BatchSession::statusMessageChanged, this, &BatchView::refreshStatus);
+    connect(&statusLine_, &StatusLine::textChanged, this, &BatchView::refreshStatus);
     connect(&session_, &ExportSession::isExportingChanged, this, &BatchView::refreshProgress);
     connect(&session_, &ExportSession::progressChanged, this, &BatchView::refreshProgress);
     connect(&state_, &BatchSession::filesChanged, this, &BatchView::refreshToolbar);
@@ -385,6 +385,12 @@ void BatchView::refreshToolbar() {
     editAction_->setEnabled(selected);
 }
 
+void BatchView::addPaths(const QStringList& paths) {
+    const std::vector<BatchSession::SkippedFile> skipped = state_.addPaths(paths);
+    if (!skipped.empty())
+        statusLine_.show(QStringLiteral("Not added: ") + BatchSession::describe(skipped));
+}
+
 void BatchView::refreshStatus() {
     const AudioFileItemPtr file = state_.selectedFile();
     if (file && file->isEditMode()) {
@@ -393,7 +399,7 @@ void BatchView::refreshStatus() {
             PaintKit::textColourStyle(PaintKit::withAlpha(palette().color(QPalette::WindowText), 0.7)));
     } else {
         // One line here; an encoder's longer message in full in the tooltip.
-        const QString message = state_.statusMessage().trimmed();
+        const QString message = statusLine_.text().trimmed();
         status_->setText(message.section(QLatin1Char('\n'), 0, 0));
         status_->setToolTip(message.contains(QLatin1Char('\n')) ? message : QString());
         status_->setStyleSheet(PaintKit::secondaryTextStyle(palette()));

@@ -12,6 +12,7 @@
 #include "ui/Dialogs.h"
 #include "ui/EditHistory.h"
 #include "ui/PlaybackController.h"
+#include "ui/StatusLine.h"
 
 #include <QWidget>
 #include <memory>
@@ -40,6 +41,10 @@ public:
     static QString editModeHelpLine();
 
     AudioPlaybackEngine& engine() { return *engine_; }
+    StatusLine& statusLine() { return statusLine_; }
+    // Adds files named on the command line; those left out are named in the
+    // status line.
+    void addPaths(const QStringList& paths);
     PlaybackController& playback() { return *controller_; }
     EditHistory& history() { return *history_; }
 
@@ -75,6 +80,7 @@ private:
     BatchSession& state_;
     ExportSession& session_;
     Dialogs dialogs_;
+    StatusLine statusLine_;
     std::unique_ptr<AudioPlaybackEngine> engine_;
     std::unique_ptr<PlaybackController> controller_;
     std::unique_ptr<EditHistory> history_;

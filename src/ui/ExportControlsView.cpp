@@ -1,5 +1,7 @@
 #include "ui/ExportControlsView.h"
 
+#include "ui/StatusLine.h"
+
 #include "export/ExportRun.h"
 #include "session/ExportPlan.h"
 #include "session/SettingsFile.h"
@@ -13,8 +15,9 @@
 #include <QShortcut>
 #include <QStandardItemModel>
 
-ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& session, Dialogs& dialogs, QWidget* parent)
-    : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), dialogs_(dialogs),
+ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& session, StatusLine& status,
+                                       Dialogs& dialogs, QWidget* parent)
+    : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), status_(status), dialogs_(dialogs),
       format_(new QComboBox), rate_(new QComboBox), ceiling_(new QDoubleSpinBox),
       escape_(new QShortcut(QKeySequence(Qt::Key_Escape), this)),
       save_(new QPushButton(QStringLiteral("Save Settings"))), load_(new QPushButton(QStringLiteral("Load Settings"))),
@@ -74,13 +77,21 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
     connect(escape_, &QShortcut::activated, &session_, &ExportSession::cancel);
     connect(saveAction_, &QAction::triggered, this, [this] {
         const QString path = dialogs_.chooseSettingsToSave(this);
-        if (!path.isEmpty())
-            SettingsFile::saveSettings(state_, path);
+        if (path.isEmpty())
+            return;
+        const Outcome<> saved = SettingsFile::saveSettings(state_, path);
+        status_.show(saved.ok() ? QStringLiteral("Settings saved.")
+                                : QStringLiteral("Error saving settings: ") + saved.error());
     });
     connect(loadAction_, &QAction::triggered, this, [this] {
         const QString path = dialogs_.chooseSettingsToLoad(this);
-        if (!path.isEmpty())
-            SettingsFile::loadSettings(state_, path);
+        if (path.isEmpty())
+            return;
+        const Outcome<SettingsFile::Loaded> loaded = SettingsFile::loadSettings(state_, path);
+        if (!loaded.ok())
+            status_.show(QStringLiteral("Error loading settings: ") + loaded.error());
+        else if (loaded.value().mixAssumed)
+            status_.showWhenAnalysed(SettingsFile::noMixNotice);
     });
     connect(exportAction_, &QAction::triggered, this, &ExportControlsView::startExport);
     connect(save_, &QPushButton::clicked, saveAction_, &QAction::trigger);

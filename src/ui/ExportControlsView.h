@@ -15,12 +15,14 @@ class QComboBox;
 class QDoubleSpinBox;
 class QPushButton;
 class QShortcut;
+class StatusLine;
 
 class ExportControlsView : public QGroupBox {
     Q_OBJECT
 
 public:
-    ExportControlsView(BatchSession& state, ExportSession& session, Dialogs& dialogs, QWidget* parent = nullptr);
+    ExportControlsView(BatchSession& state, ExportSession& session, StatusLine& status, Dialogs& dialogs,
+                       QWidget* parent = nullptr);
 
     // What "Export All" does: the clipping check, the folder, the question
     // about earlier outputs, then the export run. While a run goes, the
@@ -36,6 +38,7 @@ private:
 
     BatchSession& state_;
     ExportSession& session_;
+    StatusLine& status_;
     Dialogs& dialogs_;
     QComboBox* format_;
     QComboBox* rate_;

@@ -26,8 +26,12 @@ MainWindow::MainWindow(BatchSession& state, Dialogs dialogs, std::unique_ptr<Aud
     file->addSeparator();
     file->addActions(batch_->commands().file);
     file->addAction(QStringLiteral("Export Report..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), this, [this] {
-        if (const QString path = dialogs_.chooseReportToSave(this); !path.isEmpty())
-            LoudnessReport::save(state_, path);
+        const QString path = dialogs_.chooseReportToSave(this);
+        if (path.isEmpty())
+            return;
+        const Outcome<> saved = LoudnessReport::save(state_, path);
+        batch_->statusLine().show(saved.ok() ? QStringLiteral("Report saved.")
+                                             : QStringLiteral("Error saving report: ") + saved.error());
     });
     file->addSeparator();
     file->addAction(QStringLiteral("Quit"), QKeySequence::Quit, this, &QWidget::close);

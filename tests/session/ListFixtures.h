@@ -40,12 +40,16 @@ inline AudioFileItemPtr measuredItem(const QString& path, double loudest20sLUFS,
     return item;
 }
 
+// The session's analysis events in order: "done/total" for its progress
+// ("0/3" when three begin), "complete" when none runs any more.
 struct StatusRecorder {
     QStringList texts;
     explicit StatusRecorder(BatchSession& state) {
-        QObject::connect(&state, &BatchSession::statusMessageChanged, [this](const QString& t) { texts << t; });
+        QObject::connect(&state, &BatchSession::analysisProgress, [this](int64_t done, int64_t total) {
+            texts << QStringLiteral("%1/%2").arg(done).arg(total);
+        });
+        QObject::connect(&state, &BatchSession::analysisFinished, [this] { texts << QStringLiteral("complete"); });
     }
-    bool sawComplete() const { return texts.contains(BatchSession::analysisCompleteMessage); }
 };
 
 inline bool waitForAnalyses(const BatchSession& state) {

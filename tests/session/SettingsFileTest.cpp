@@ -77,14 +77,13 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
         state.setNormalizeBy(NormalizeBy::integrated);
         ASSERT_TRUE(waitForAnalyses(state));
         state.recalcCorrections();
-        SettingsFile::saveSettings(state, settings);
-        EXPECT_EQ(state.statusMessage(), "Settings saved.");
+        EXPECT_TRUE(SettingsFile::saveSettings(state, settings).ok());
     }
 
     BatchSession loaded(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
     loaded.addFiles(urlsOf({b})); // replaced by the load
     ASSERT_TRUE(waitForAnalyses(loaded));
-    SettingsFile::loadSettings(loaded, settings);
+    EXPECT_FALSE(SettingsFile::loadSettings(loaded, settings).value().mixAssumed);
     EXPECT_EQ(loaded.targetLUFS(), -18.0);
     EXPECT_EQ(loaded.ceilingDBTP(), -2.3);
     EXPECT_EQ(loaded.channelMix(), ChannelMix::average);
@@ -94,7 +93,6 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     EXPECT_EQ(loaded.files()[1]->path(), b);
     EXPECT_EQ(loaded.selectedFileID(), loaded.files()[0]->id());
     ASSERT_TRUE(waitForAnalyses(loaded));
-    EXPECT_EQ(loaded.statusMessage(), "Analysis complete.");
     EXPECT_EQ(loaded.files()[0]->correctionDB(), 1.23);
     EXPECT_TRUE(loaded.files()[0]->isManualOverride());
     EXPECT_EQ(loaded.files()[1]->correctionDB(),
@@ -104,11 +102,10 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     // A file from before the mix could be chosen measures the sum, and says so.
     fixtures::writeFile(settings, R"({"target_lufs":-16,"files":[{"path":")" + b.toUtf8() +
                                       R"(","correction_db":0,"manual":false}]})");
-    SettingsFile::loadSettings(loaded, settings);
+    EXPECT_TRUE(SettingsFile::loadSettings(loaded, settings).value().mixAssumed);
     ASSERT_TRUE(waitForAnalyses(loaded));
     EXPECT_EQ(loaded.channelMix(), ChannelMix::sum);
     EXPECT_EQ(loaded.files()[0]->analysis()->channelMix, ChannelMix::sum);
-    EXPECT_EQ(loaded.statusMessage(), "Analysis complete. " + SettingsFile::noMixNotice);
 }
 
 TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
@@ -122,16 +119,16 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     const QString path = dir.filePath("s.json");
     const auto load = [&](const QByteArray& text) {
         fixtures::writeFile(path, text);
-        SettingsFile::loadSettings(state, path);
+        return SettingsFile::loadSettings(state, path);
     };
-    load(R"({"target_lufs":-16,"files":[{"path":")" + a.toUtf8() + R"(","correction_db":0,"manual":false},{"path":")" +
-         a.toUtf8() + R"(","correction_db":0}]})");
-    EXPECT_EQ(state.statusMessage(), R"(Error loading settings: The key "manual" is missing in file entry 2.)");
+    EXPECT_EQ(load(R"({"target_lufs":-16,"files":[{"path":")" + a.toUtf8() +
+                   R"(","correction_db":0,"manual":false},{"path":")" + a.toUtf8() + R"(","correction_db":0}]})")
+                  .error(),
+              R"(The key "manual" is missing in file entry 2.)");
     ASSERT_EQ(state.files().size(), 1u);
     EXPECT_EQ(state.files()[0], original);
 
-    SettingsFile::loadSettings(state, dir.filePath("absent.json"));
-    EXPECT_TRUE(state.statusMessage().startsWith("Error loading settings: "));
+    EXPECT_FALSE(SettingsFile::loadSettings(state, dir.filePath("absent.json")).error().isEmpty());
     EXPECT_EQ(state.files()[0], original);
 
     // A path that is no valid text (a lone surrogate) names no file: skipped.
@@ -166,14 +163,11 @@ TEST(SettingsFileTest, SavingNeverReplacesAnAudioFileAndReportsWriteErrors) {
     state.addFiles(urlsOf({a}));
     ASSERT_TRUE(waitForAnalyses(state));
 
-    SettingsFile::saveSettings(state, a);
-    EXPECT_EQ(state.statusMessage(),
-              R"(Error saving settings: "a.wav" is one of the audio files in the list and is not replaced.)");
+    EXPECT_EQ(SettingsFile::saveSettings(state, a).error(),
+              R"("a.wav" is one of the audio files in the list and is not replaced.)");
     EXPECT_EQ(fixtures::readFile(a), audio);
 
-    SettingsFile::saveSettings(state, dir.filePath("no/such/folder/s.json"));
-    EXPECT_TRUE(state.statusMessage().startsWith("Error saving settings: "));
-    EXPECT_GT(state.statusMessage().size(), 25);
+    EXPECT_GT(SettingsFile::saveSettings(state, dir.filePath("no/such/folder/s.json")).error().size(), 10);
 }
 
 TEST(SettingsFileTest, APresetSetsItsThreeValuesTogetherAndAnEditMakesItCustom) {

@@ -68,8 +68,9 @@ struct Window {
         mime.setUrls(urls);
         batch().handleDrop(mime);
     }
+    QString status() { return batch().statusLine().text(); }
     bool analysed() {
-        return QTest::qWaitFor([&] { return state.statusMessage() == BatchSession::analysisCompleteMessage; }, 20000);
+        return QTest::qWaitFor([&] { return status() == StatusLine::analysisComplete; }, 20000);
     }
 };
 
@@ -151,7 +152,7 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     EXPECT_DOUBLE_EQ(file->correctionDB(), BatchSession::correctionFor(-14.0, file->analysis()->loudest20sLUFS));
 
     // An encoder's message of several lines: the first here, all in the tooltip.
-    w.state.setStatusMessage("Export error: Error exporting a.wav: first line\nsecond line");
+    w.batch().statusLine().show("Export error: Error exporting a.wav: first line\nsecond line");
     EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->text(), "Export error: Error exporting a.wav: first line");
     EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->toolTip(),
               "Export error: Error exporting a.wav: first line\nsecond line");
@@ -245,7 +246,8 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
 
     // The limiter; the folder chooser answered; the run and its strip.
     w.clippingAnswer = true;
-    QStringList strip;
+    QStringList strip, said;
+    QObject::connect(&w.batch().statusLine(), &StatusLine::textChanged, [&](const QString& t) { said << t; });
     QObject::connect(&exports, &ExportSession::progressChanged, [&] {
         strip << child<QLabel>(*w.window, "progressText")->text() + " " +
                      child<QLabel>(*w.window, "progressPercent")->text();
@@ -255,8 +257,8 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     EXPECT_EQ(exportAll->text(), "Cancel");
     ASSERT_TRUE(QTest::qWaitFor([&] { return !exports.isExporting(); }, 20000));
     // No gain brings a tone 45 dB up under the limiter's ceiling.
-    EXPECT_TRUE(w.state.statusMessage().startsWith("Export complete! Off target: click ("))
-        << w.state.statusMessage().toStdString();
+    EXPECT_TRUE(w.status().startsWith("Export complete! Off target: click (")) << w.status().toStdString();
+    EXPECT_EQ(said.mid(0, 3), (QStringList{"Exporting 2 files...", "Exporting 1/2...", "Exporting 2/2..."}));
     EXPECT_FALSE(child<QFrame>(*w.window, "progressStrip")->isVisible());
     EXPECT_TRUE(exportAll->isEnabled()) << "ready for the next export";
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
@@ -382,7 +384,7 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     ASSERT_TRUE(report);
     w.reportPath = w.dir.filePath(QStringLiteral("report, ü.csv"));
     report->trigger();
-    EXPECT_EQ(w.state.statusMessage(), "Report saved.");
+    EXPECT_EQ(w.status(), "Report saved.");
     QString cli, errors;
     QTextStream out(&cli), err(&errors);
     AnalyzeCommand::run({"--csv", "--target=-14.5", "--normalize-by=integrated", a, b}, out, err);
@@ -399,7 +401,7 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     EXPECT_EQ(QJsonDocument::fromJson(fixtures::readFile(w.reportPath)).array().size(), 2);
     w.reportPath = a; // never over a listed file
     report->trigger();
-    EXPECT_TRUE(w.state.statusMessage().startsWith("Error saving report: ")) << w.state.statusMessage().toStdString();
+    EXPECT_TRUE(w.status().startsWith("Error saving report: ")) << w.status().toStdString();
 
     // The optional figures come and go from the header's menu, remembered for the next window.
     QSettings().remove("table/shownColumns");

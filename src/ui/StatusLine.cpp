@@ -1,0 +1,74 @@
+#include "ui/StatusLine.h"
+
+#include "io/NativePath.h"
+#include "session/BatchSession.h"
+#include "session/ExportSession.h"
+
+StatusLine::StatusLine(BatchSession& state, ExportSession& exports, QObject* parent) : QObject(parent), state_(state) {
+    connect(&state, &BatchSession::analysisProgress, this, [this](int64_t done, int64_t total) {
+        show(done == 0 ? QStringLiteral("Analyzing %1 file(s)...").arg(total)
+                       : QStringLiteral("Analyzing %1/%2...").arg(done).arg(total));
+    });
+    connect(&state, &BatchSession::analysisFinished, this, [this] {
+        show(noticeWhenAnalysed_.isEmpty() ? analysisComplete
+                                           : analysisComplete + QLatin1Char(' ') + noticeWhenAnalysed_);
+        noticeWhenAnalysed_.clear();
+    });
+    connect(&exports, &ExportSession::rateLowered, this, [this](ExportFormat format) {
+        show(QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(label(format)));
+    });
+    connect(&exports, &ExportSession::isExportingChanged, this, [this, &exports] {
+        shownExported_ = 0;
+        if (exports.isExporting())
+            show(exportStart(exports.progress().total));
+    });
+    // A line when a file is done, not at every step of the bar.
+    connect(&exports, &ExportSession::progressChanged, this, [this, &exports] {
+        const ExportProgress p = exports.progress();
+        if (!exports.isExporting() || p.current == shownExported_)
+            return;
+        shownExported_ = p.current;
+        show(QStringLiteral("Exporting %1/%2...").arg(p.current).arg(p.total));
+    });
+    connect(&exports, &ExportSession::cancelling, this, [this] { show(QStringLiteral("Cancelling the export...")); });
+    connect(&exports, &ExportSession::finished, this,
+            [this](const ExportRun::Summary& summary) { show(exportSummary(summary)); });
+}
+
+void StatusLine::show(const QString& text) {
+    text_ = text;
+    emit textChanged(text_);
+}
+
+void StatusLine::showWhenAnalysed(const QString& notice) {
+    if (state_.isAnalyzing())
+        noticeWhenAnalysed_ = notice;
+    else
+        show(notice);
+}
+
+QString StatusLine::exportStart(int64_t count) {
+    return count == 1 ? QStringLiteral("Exporting 1 file...") : QStringLiteral("Exporting %1 files...").arg(count);
+}
+
+QString StatusLine::exportSummary(const ExportRun::Summary& summary) {
+    if (!summary.error.isEmpty())
+        return QStringLiteral("Export error: ") + summary.error;
+    const auto files = [](int64_t n) { return n == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(n); };
+    QStringList failures, held;
+    for (const ExportRun::FileResult& f : summary.files) {
+        if (!f.error.isEmpty())
+            failures << QStringLiteral("%1 (%2)").arg(NativePath::shownName(f.sourcePath), f.error);
+        else if (f.written && f.written->offTarget)
+            held << QStringLiteral("%1: %2").arg(NativePath::shownName(f.written->path), f.written->note);
+    }
+    QString text = summary.cancelled
+                       ? QStringLiteral("Export cancelled: %1 written.").arg(files(summary.writtenCount()))
+                   : failures.isEmpty() ? QStringLiteral("Export complete!")
+                                        : QStringLiteral("Export finished: %1 written, %2 failed: %3.")
+                                              .arg(files(summary.writtenCount()), files(summary.failedCount()),
+                                                   failures.join(QStringLiteral("; ")));
+    if (!held.isEmpty())
+        text += QStringLiteral(" Off target: %1.").arg(held.join(QStringLiteral("; ")));
+    return text;
+}
