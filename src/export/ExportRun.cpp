@@ -75,6 +75,9 @@ struct Run {
     Progress progress;
     std::function<void(Summary)> done;
     Summary summary;
+    // The folder is made by the first job to start, on a worker.
+    std::once_flag prepared;
+    bool ready = false;
     QStringList madeFolders;
     std::optional<OutputNames> names;
     // Each job's share in millionths, and their sum kept as they change (a
@@ -98,7 +101,8 @@ struct Run {
 
     void exportOne(size_t index, std::stop_token stop) {
         FileResult& result = summary.files[index];
-        if (stop.stop_requested())
+        std::call_once(prepared, [this] { prepare(); });
+        if (!ready || stop.stop_requested())
             return;
         const JobControl control{stop, [this, index](double share) { report(index, share, false); }};
         const ExportJob& job = plan.jobs[index];
@@ -117,8 +121,23 @@ struct Run {
         report(index, 1.0, true);
     }
 
+    // Makes the folder; what a killed or crashed run left there and in the
+    // temporary folder goes (a live run's files are locked). A folder that cannot be made ends the run.
+    void prepare() {
+        try {
+            madeFolders = ExportFiles::makeFolder(settings.destinationFolder);
+        } catch (const DescribedError& e) {
+            summary.error = e.description();
+            return;
+        }
+        TemporaryFiles::removeStale(settings.destinationFolder);
+        TemporaryFiles::removeStale(QDir::tempPath()); // the decoder's, from a killed run
+        names.emplace(settings.destinationFolder, settings.existing, plan.sources);
+        ready = true;
+    }
+
     void end(bool stopped) {
-        summary.cancelled = stopped;
+        summary.cancelled = stopped && summary.error.isEmpty();
         // A run that wrote nothing leaves no empty folder of its own behind.
         if (summary.writtenCount() == 0)
             ExportFiles::removeIfEmpty(madeFolders);
@@ -138,18 +157,8 @@ JobRunner::Batch start(JobRunner& runner, Plan plan, ExportSettings settings, Pr
     run->summary.files.resize(run->plan.jobs.size());
     for (size_t i = 0; i < run->plan.jobs.size(); ++i)
         run->summary.files[i].sourcePath = run->plan.jobs[i].sourcePath;
-    const auto endAtOnce = [&] { return runner.start(0, {}, [run](bool) { run->done(std::move(run->summary)); }); };
     if (run->plan.jobs.empty())
-        return endAtOnce();
-    try {
-        run->madeFolders = ExportFiles::makeFolder(run->settings.destinationFolder);
-    } catch (const DescribedError& e) {
-        run->summary.error = e.description();
-        return endAtOnce();
-    }
-    // What a killed or crashed run left behind; a live run's files are locked.
-    TemporaryFiles::removeStale(run->settings.destinationFolder);
-    run->names.emplace(run->settings.destinationFolder, run->settings.existing, run->plan.sources);
+        return runner.start(0, {}, [run](bool) { run->done(std::move(run->summary)); });
     run->shares.assign(run->plan.jobs.size(), 0);
     return runner.start(
         run->plan.count(), [run](int64_t i, std::stop_token stop) { run->exportOne(static_cast<size_t>(i), stop); },

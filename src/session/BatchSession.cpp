@@ -60,8 +60,8 @@ const QSet<QString>& BatchSession::audioExtensions() {
     return extensions;
 }
 
-double BatchSession::correctionFor(double targetLUFS, double loudest20sLUFS) {
-    return std::round((targetLUFS - loudest20sLUFS) * 10.0) / 10.0; // std::round: halves away from zero
+double BatchSession::correctionFor(double targetLUFS, double figureLUFS) {
+    return std::round((targetLUFS - figureLUFS) * 10.0) / 10.0; // std::round: halves away from zero
 }
 
 bool BatchSession::lists(const QString& path) const {

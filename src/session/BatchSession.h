@@ -59,7 +59,7 @@ public:
     // The 23 admitted extensions, lower case.
     static const QSet<QString>& audioExtensions();
     // round((target − peak) · 10) / 10, halves away from zero.
-    static double correctionFor(double targetLUFS, double loudest20sLUFS);
+    static double correctionFor(double targetLUFS, double figureLUFS);
 
     const std::vector<AudioFileItemPtr>& files() const { return files_; }
     const std::optional<QUuid>& selectedFileID() const { return selectedFileID_; }

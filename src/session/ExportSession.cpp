@@ -1,7 +1,6 @@
 #include "session/ExportSession.h"
 
 #include "export/MainThread.h"
-#include "io/TemporaryFile.h"
 #include "session/ExportPlan.h"
 
 #include <QDir>
@@ -92,7 +91,6 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
     // Every change the run makes goes through the main thread; a session
     // that no longer exists is left alone.
     const QPointer<ExportSession> self(this);
-    TemporaryFiles::removeStale(QDir::tempPath());
     run_ = ExportRun::start(
         JobRunner::shared(), std::move(plan), settings,
         [self, total](int64_t finished, double done) {
