@@ -1,4 +1,5 @@
 #include "io/AudioReader.h"
+#include "io/DurationText.h"
 
 #include "support/AudioFixtures.h"
 
@@ -96,4 +97,11 @@ TEST(AudioReaderTest, SamplesThatAreNotNumbersComeOutAsSilenceAndAreCounted) {
     AudioReader odd(dir.filePath("odd.wav"));
     EXPECT_EQ(readAll(odd), (std::vector<float>{0.5f, 0.0f, 0.0f, 0.125f, -0.25f, 0.0f, 0.0f, 1.0f}));
     EXPECT_EQ(odd.nonFiniteSamples(), 4);
+}
+
+TEST(DurationTextTest, RoundsToTenthsFirstAndShowsHours) {
+    EXPECT_EQ(durationText(59.96), "1:00.0");
+    EXPECT_EQ(durationText(83.54), "1:23.5");
+    EXPECT_EQ(durationText(3725.0), "1:02:05.0");
+    EXPECT_EQ(durationText(-1.0), "0:00.0");
 }

@@ -30,22 +30,24 @@ TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
     EXPECT_TRUE(errorOf(good).isEmpty());
     EXPECT_TRUE(errorOf("").startsWith("The file is not valid JSON"));
     EXPECT_TRUE(errorOf(good.left(good.size() - 5)).startsWith("The file is not valid JSON"));
-    EXPECT_EQ(errorOf("[1,2]"), "The file does not hold a settings object.");
-    EXPECT_EQ(errorOf(R"({"files":[]})"), R"(The key "target_lufs" is missing.)");
-    EXPECT_EQ(errorOf(R"({"target_lufs":"-16","files":[]})"), R"("target_lufs" must be a number.)");
-    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"ceiling_dbtp":null,"files":[]})"), R"("ceiling_dbtp" must be a number.)");
+    const std::pair<QByteArray, QString> cases[] = {
+        {"[1,2]", "The file does not hold a settings object."},
+        {R"({"files":[]})", R"(The key "target_lufs" is missing.)"},
+        {R"({"target_lufs":"-16","files":[]})", R"("target_lufs" must be a number.)"},
+        {R"({"target_lufs":-16,"ceiling_dbtp":null,"files":[]})", R"("ceiling_dbtp" must be a number.)"},
+        {R"({"target_lufs":-16,"files":{}})", R"("files" must be a list.)"},
+        {R"({"target_lufs":-16,"channel_mix":"mono","files":[]})", R"("channel_mix" must be "sum" or "average".)"},
+        {R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":false},{"path":"/b","correction_db":0}]})",
+         R"(The key "manual" is missing in file entry 2.)"},
+        {R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":1}]})",
+         R"("manual" in file entry 1 must be true or false.)"},
+        {R"({"target_lufs":-16,"files":[{"path":7,"correction_db":0,"manual":true}]})",
+         R"("path" in file entry 1 must be text.)"},
+        {R"({"target_lufs":-16,"files":[3]})", "The file entry 1 is not an object."},
+    };
+    for (const auto& [json, error] : cases)
+        EXPECT_EQ(errorOf(json), error) << json.toStdString();
     EXPECT_FALSE(errorOf(R"({"target_lufs":1e999,"files":[]})").isEmpty());
-    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":{}})"), R"("files" must be a list.)");
-    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"channel_mix":"mono","files":[]})"),
-              R"("channel_mix" must be "sum" or "average".)");
-    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":false},)"
-                      R"({"path":"/b","correction_db":0}]})"),
-              R"(The key "manual" is missing in file entry 2.)");
-    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":1}]})"),
-              R"("manual" in file entry 1 must be true or false.)");
-    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[{"path":7,"correction_db":0,"manual":true}]})"),
-              R"("path" in file entry 1 must be text.)");
-    EXPECT_EQ(errorOf(R"({"target_lufs":-16,"files":[3]})"), "The file entry 1 is not an object.");
 
     // Deep nesting, a huge array and bytes that are not UTF-8.
     const QByteArray deep =
@@ -121,10 +123,7 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
         fixtures::writeFile(path, text);
         return SettingsFile::loadSettings(state, path);
     };
-    EXPECT_EQ(load(R"({"target_lufs":-16,"files":[{"path":")" + a.toUtf8() +
-                   R"(","correction_db":0,"manual":false},{"path":")" + a.toUtf8() + R"(","correction_db":0}]})")
-                  .error(),
-              R"(The key "manual" is missing in file entry 2.)");
+    EXPECT_FALSE(load(R"({"target_lufs":-16,"files":[{"path":")" + a.toUtf8() + R"(","correction_db":0}]})").ok());
     ASSERT_EQ(state.files().size(), 1u);
     EXPECT_EQ(state.files()[0], original);
 

@@ -16,7 +16,6 @@ TEST(PlaybackControllerTest, ThePlayheadWithNothingSelected) {
     EXPECT_FALSE(t.engine.isPlaying());
     t.engine.seek(42.0);
     EXPECT_EQ(controller.displayPlayheadTime(), 42.0);
-    // The minutes are taken before the rest is rounded.
     for (const auto& [seconds, text] : std::vector<std::pair<double, QString>>{
              {5.04, "0:05.0"}, {75.3, "1:15.3"}, {3600, "60:00.0"}, {-3, "0:00.0"}, {59.97, "0:60.0"}})
         EXPECT_EQ(TimeText::playhead(seconds), text) << seconds;
