@@ -18,6 +18,33 @@
 
 namespace ExportCommand {
 
+namespace {
+
+// The formats' labels, then their keywords, as the help's indented lines.
+QString formatsHelp() {
+    QStringList words;
+    for (ExportFormat f : allExportFormats)
+        words << label(f) + (f == ExportOptions().format ? QStringLiteral(" (default)") : QString()) + QLatin1Char(',');
+    words.back().chop(1);
+    words.back() += QLatin1Char(';');
+    words << QStringLiteral("or");
+    for (ExportFormat f : allExportFormats)
+        words << keyword(f) + QLatin1Char(',');
+    words.back().chop(1);
+    // A name is never broken across lines.
+    QString text = QStringLiteral("  --format NAME   "), line;
+    for (const QString& word : words) {
+        if (line.size() + 1 + word.size() > 61) {
+            text += line + QStringLiteral("\n                  ");
+            line.clear();
+        }
+        line += QLatin1Char(' ') + word;
+    }
+    return text + line + QLatin1Char('\n');
+}
+
+} // namespace
+
 QString usage() {
     return QStringLiteral("Usage: sonivel export --out DIR [OPTIONS] FILE...\n"
                           "\n"
@@ -26,11 +53,9 @@ QString usage() {
                           "never replaced.\n"
                           "\n"
                           "Options:\n"
-                          "  --out DIR        folder that receives the \"normalized\" subfolder (required)\n"
-                          "  --format NAME    WAV 16-bit, WAV 24-bit (default), WAV 32-bit float, MP3 320k,\n"
-                          "                   MP3 192k, MP3 128k, FLAC; or wav16, wav24, wav32, mp3_320,\n"
-                          "                   mp3_192, mp3_128, flac\n"
-                          "  --rate HZ        44100, 48000 (default) or 96000\n"
+                          "  --out DIR        folder that receives the \"normalized\" subfolder (required)\n") +
+           formatsHelp() +
+           QStringLiteral("  --rate HZ        44100, 48000 (default) or 96000\n"
                           "  --limiter        limit true peaks to the ceiling (the default)\n"
                           "  --no-limiter     lower the gain of a file instead, until its true peak is at\n"
                           "                   the ceiling; such a file is named with the loudness it gets\n"
