@@ -14,6 +14,7 @@
 #include "ui/onboarding/OnboardingWizardView.h"
 
 #include "session/BatchSession.h"
+#include "ui/Selection.h"
 
 #include <QApplication>
 #include <QDir>
@@ -84,11 +85,11 @@ int main(int argc, char** argv) {
         MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());
         window.resize(size);
         window.show();
-        state.setSelectedFileID(loud->id());
+        Selection::of(state).select(loud->id());
         QCoreApplication::processEvents();
         const QString suffix = QStringLiteral("%1x%2").arg(size.width()).arg(size.height());
         window.grab().save(QDir(out).filePath("window-manual-selected-" + suffix + ".png"));
-        state.setSelectedFileID(broken->id());
+        Selection::of(state).select(broken->id());
         QCoreApplication::processEvents();
         window.grab().save(QDir(out).filePath("window-error-selected-" + suffix + ".png"));
     }
@@ -153,7 +154,7 @@ int main(int argc, char** argv) {
         MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());
         window.resize(1100, 700);
         window.show();
-        state.setSelectedFileID(item->id());
+        Selection::of(state).select(item->id());
         item->setIsEditMode(false);
         QCoreApplication::processEvents();
         window.grab().save(QDir(out).filePath("dark-window.png"));

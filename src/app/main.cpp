@@ -9,6 +9,7 @@
 #include "ui/BatchView.h"
 #include "ui/Icons.h"
 #include "ui/MainWindow.h"
+#include "ui/Selection.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -28,7 +29,7 @@ void takeScreenshotWhenReady(MainWindow& window, BatchSession& state, const QStr
         &state, &BatchSession::analysisFinished, &window,
         [&window, &state, path] {
             if (!state.files().empty()) {
-                state.setSelectedFileID(state.files()[std::min<size_t>(1, state.files().size() - 1)]->id());
+                Selection::of(state).select(state.files()[std::min<size_t>(1, state.files().size() - 1)]->id());
                 window.batch()->playback().togglePlay();
             }
             QTimer::singleShot(1500, &window, [&window, path] {

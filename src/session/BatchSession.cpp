@@ -74,18 +74,12 @@ QString BatchSession::listedFileNotReplaced(const QString& path) {
         .arg(NativePath::shownName(path));
 }
 
-AudioFileItemPtr BatchSession::selectedFile() const { return selectedFileID_ ? findFile(*selectedFileID_) : nullptr; }
-
 // Stores a field and emits `signal` when it changed.
 template <typename T, typename Signal> static void publish(BatchSession* state, T& field, T value, Signal signal) {
     if (field == value)
         return;
     field = std::move(value);
     emit(state->*signal)();
-}
-
-void BatchSession::setSelectedFileID(std::optional<QUuid> id) {
-    publish(this, selectedFileID_, id, &BatchSession::selectedFileIDChanged);
 }
 
 void BatchSession::setTargetLUFS(double lufs) {
@@ -173,8 +167,7 @@ std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>&
 
     files_.insert(files_.end(), added.begin(), added.end());
     emit filesChanged();
-    if (!selectedFileID_)
-        setSelectedFileID(added.front()->id());
+    emit filesAdded(added.front()->id());
     analyzeFiles(added);
     return skipped;
 }
@@ -206,7 +199,7 @@ void BatchSession::loadFiles(std::vector<AudioFileItemPtr> items) {
     for (const AudioFileItemPtr& item : files_)
         item->setNormalizeBy(normalizeBy_);
     emit filesChanged();
-    setSelectedFileID(files_.empty() ? std::nullopt : std::optional(files_.front()->id()));
+    emit listReplaced();
     std::vector<AudioFileItemPtr> unanalysed;
     std::copy_if(files_.begin(), files_.end(), std::back_inserter(unanalysed),
                  [](const AudioFileItemPtr& item) { return !item->analysis(); });
@@ -317,16 +310,14 @@ void BatchSession::resetOverride(AudioFileItem& item) {
     aim(item);
 }
 
-std::optional<RemovedFile> BatchSession::removeSelected() {
-    const std::optional<size_t> found = selectedFileID_ ? indexOf(*selectedFileID_) : std::nullopt;
+std::optional<RemovedFile> BatchSession::removeFile(const QUuid& id) {
+    const std::optional<size_t> found = indexOf(id);
     if (!found)
         return std::nullopt;
-    const size_t i = *found;
-    AudioFileItemPtr removed = files_[i];
-    files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(i));
+    AudioFileItemPtr removed = files_[*found];
+    files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(*found));
     emit filesChanged();
-    setSelectedFileID(files_.empty() ? std::nullopt : std::optional(files_[std::min(i, files_.size() - 1)]->id()));
-    return RemovedFile{std::move(removed), static_cast<int64_t>(i), selectedFileID_};
+    return RemovedFile{std::move(removed), static_cast<int64_t>(*found)};
 }
 
 void BatchSession::restoreRemovedFile(const RemovedFile& removed) {
@@ -345,18 +336,6 @@ void BatchSession::restoreRemovedFile(const RemovedFile& removed) {
         if (removed.file->isAnalyzing() && !inFlight_.contains(removed.file->id()))
             analyzeFiles({removed.file});
     }
-    setSelectedFileID(removed.file->id());
-}
-
-std::optional<RemovedFile> BatchSession::redoRemovedFile(const RemovedFile& removed) {
-    const std::optional<size_t> found = removed.file ? indexOf(removed.file->id()) : std::nullopt;
-    if (!found)
-        return std::nullopt;
-    AudioFileItemPtr item = files_[*found];
-    files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(*found));
-    emit filesChanged();
-    setSelectedFileID(removed.selectedFileIDAfterRemoval);
-    return RemovedFile{std::move(item), static_cast<int64_t>(*found), selectedFileID_};
 }
 
 AudioFileItemPtr BatchSession::findFile(const QUuid& id) const {

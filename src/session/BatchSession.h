@@ -1,7 +1,7 @@
 #pragma once
 
-// The one observable state that every view shares: the working list, the
-// target loudness, the selection and the status line. It admits files, runs
+// The batch that every view and the command line share: the working list
+// and the aim of its corrections. It admits files, runs
 // their analyses on the job runner, keeps automatic corrections aimed at the
 // target, and offers the remove / restore / redo steps that undo is built
 // on. Owning thread only; workers hand values back by posting to it, or the
@@ -31,7 +31,6 @@
 struct RemovedFile {
     AudioFileItemPtr file;
     int64_t index = 0;
-    std::optional<QUuid> selectedFileIDAfterRemoval;
 };
 
 class BatchSession : public QObject {
@@ -62,8 +61,9 @@ public:
     static double correctionFor(double targetLUFS, double figureLUFS);
 
     const std::vector<AudioFileItemPtr>& files() const { return files_; }
-    const std::optional<QUuid>& selectedFileID() const { return selectedFileID_; }
-    AudioFileItemPtr selectedFile() const;
+    // The listed file with this id, or null.
+    AudioFileItemPtr findFile(const QUuid& id) const;
+    std::optional<size_t> indexOf(const QUuid& id) const;
     double targetLUFS() const { return targetLUFS_; }
     double ceilingDBTP() const { return ceilingDBTP_; }
     // How every file's channels make its loudness.
@@ -90,7 +90,6 @@ public:
     // Stops every running analysis; their files keep no result.
     void stopAnalyses();
 
-    void setSelectedFileID(std::optional<QUuid> id);
     void setTargetLUFS(double lufs);
     // Rounded to 0.1 dB and held to the range.
     void setCeilingDBTP(double ceiling);
@@ -107,8 +106,8 @@ public:
     void setAim(const Aim& aim);
 
     // Appends the files with an admitted extension whose paths are not listed
-    // yet, selects the first of them when nothing is selected, and analyses
-    // them. Returns the local files it left out, each with why.
+    // yet (filesAdded names the first) and analyses them. Returns the local
+    // files it left out, each with why.
     struct SkippedFile {
         QString path;
         QString reason; // "not an audio file", "already listed"
@@ -119,20 +118,24 @@ public:
     // Adds files named on the command line (relative to the working folder);
     // returns those missing or left out, each with why.
     std::vector<SkippedFile> addPaths(const QStringList& paths);
-    // Replaces the list, selects its first item and analyses the items that
-    // have no analysis yet.
+    // Replaces the list (listReplaced) and analyses the items that have no
+    // analysis yet.
     void loadFiles(std::vector<AudioFileItemPtr> items);
     // Aims every analysed, automatic item at the current target.
     void recalcCorrections();
     void resetOverride(AudioFileItem& item);
 
-    std::optional<RemovedFile> removeSelected();
+    // Takes the file out of the list; none when it is not listed.
+    std::optional<RemovedFile> removeFile(const QUuid& id);
+    // Puts it back where it was (at the end of a shorter list).
     void restoreRemovedFile(const RemovedFile& removed);
-    std::optional<RemovedFile> redoRemovedFile(const RemovedFile& removed);
 
 signals:
     void filesChanged();
-    void selectedFileIDChanged();
+    // After filesChanged: files were appended, the first of them `first`.
+    void filesAdded(const QUuid& first);
+    // After filesChanged: the whole list was replaced.
+    void listReplaced();
     void targetLUFSChanged();
     void ceilingDBTPChanged();
     // Analyses begun (`done` 0) or one of them ended, of `total` started together.
@@ -153,12 +156,9 @@ private:
     void keepPresetTrue();
     void applyFinished();
     void applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome);
-    AudioFileItemPtr findFile(const QUuid& id) const;
-    std::optional<size_t> indexOf(const QUuid& id) const;
 
     AnalysisOptions options_;
     std::vector<AudioFileItemPtr> files_;
-    std::optional<QUuid> selectedFileID_;
     double targetLUFS_ = defaultTargetLUFS;
     double ceilingDBTP_ = CeilingRange::defaultDBTP;
     ChannelMix channelMix_ = ChannelMix::sum;

@@ -1,5 +1,7 @@
 #include "ui/EditHistory.h"
 
+#include "ui/Selection.h"
+
 namespace {
 
 // The change is made before the step is pushed; the stack's first redo()
@@ -17,20 +19,19 @@ private:
 
 class RemoveFileCommand : public AppliedCommand {
 public:
-    RemoveFileCommand(BatchSession& state, RemovedFile removed) : state_(state), removed_(std::move(removed)) {
+    RemoveFileCommand(Selection& selection, Selection::Removal removal)
+        : selection_(selection), removal_(std::move(removal)) {
         setText(QStringLiteral("Remove Song"));
     }
-    void undo() override { state_.restoreRemovedFile(removed_); }
+    void undo() override { selection_.restore(removal_); }
     void redo() override {
-        if (firstRedo())
-            return;
-        if (auto again = state_.redoRemovedFile(removed_))
-            removed_ = std::move(*again);
+        if (!firstRedo())
+            selection_.redo(removal_);
     }
 
 private:
-    BatchSession& state_;
-    RemovedFile removed_;
+    Selection& selection_;
+    Selection::Removal removal_;
 };
 
 class SegmentEditCommand : public AppliedCommand {
@@ -49,7 +50,7 @@ public:
 
 private:
     void apply(const SegmentEditSnapshot& snapshot) {
-        state_.setSelectedFileID(file_->id()); // show the waveform being changed
+        Selection::of(state_).select(file_->id()); // show the waveform being changed
         file_->segmentEdits().restore(snapshot);
         applied_(file_);
     }
@@ -77,15 +78,10 @@ void EditHistory::applyPendingRefresh() {
 }
 
 bool EditHistory::removeSelected() {
-    std::optional<RemovedFile> removed = state_.removeSelected();
-    if (removed)
-        registerUndoForFileRemoval(*removed);
+    std::optional<Selection::Removal> removed = Selection::of(state_).removeSelected();
+    if (removed && undo_)
+        undo_->push(new RemoveFileCommand(Selection::of(state_), std::move(*removed)));
     return removed.has_value();
-}
-
-void EditHistory::registerUndoForFileRemoval(const RemovedFile& removed) {
-    if (undo_)
-        undo_->push(new RemoveFileCommand(state_, removed));
 }
 
 void EditHistory::registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file,

@@ -22,7 +22,6 @@ public:
 
     // Removes the selected file with an undo step; false when nothing was selected.
     bool removeSelected();
-    void registerUndoForFileRemoval(const RemovedFile& removed);
 
     void handleSegmentEditAction(const SegmentEditAction& action, const AudioFileItemPtr& file);
     void performSegmentEdit(const QString& name, const AudioFileItemPtr& file,

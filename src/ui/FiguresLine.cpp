@@ -1,6 +1,7 @@
 #include "ui/FiguresLine.h"
 
 #include "ui/PaintKit.h"
+#include "ui/Selection.h"
 
 #include <QStringList>
 #include <cmath>
@@ -23,7 +24,7 @@ FiguresLine::FiguresLine(BatchSession& state, QWidget* parent) : QLabel(parent),
     caption.setPixelSize(11);
     setFont(caption);
     setStyleSheet(PaintKit::secondaryTextStyle(palette()));
-    connect(&state_, &BatchSession::selectedFileIDChanged, this, &FiguresLine::follow);
+    connect(&Selection::of(state_), &Selection::changed, this, &FiguresLine::follow);
     follow();
 }
 
@@ -43,12 +44,12 @@ QString FiguresLine::describe(const AnalysisResult& a) {
 
 void FiguresLine::follow() {
     disconnect(fileConnection_);
-    if (const AudioFileItemPtr file = state_.selectedFile())
+    if (const AudioFileItemPtr file = Selection::of(state_).file())
         fileConnection_ = connect(file.get(), &AudioFileItem::changed, this, &FiguresLine::refresh);
     refresh();
 }
 
 void FiguresLine::refresh() {
-    const AudioFileItemPtr file = state_.selectedFile();
+    const AudioFileItemPtr file = Selection::of(state_).file();
     setText(file && file->analysis() ? describe(*file->analysis()) : QString());
 }

@@ -3,6 +3,7 @@
 #include "ui/CorrectionDelegate.h"
 #include "ui/FileTableModel.h"
 #include "ui/Icons.h"
+#include "ui/Selection.h"
 
 #include <QHeaderView>
 #include <QHelpEvent>
@@ -182,9 +183,9 @@ FileTableView::FileTableView(BatchSession& state, QWidget* parent)
         if (syncing_)
             return;
         const AudioFileItemPtr file = model_->file(current.row());
-        state_.setSelectedFileID(file ? std::optional(file->id()) : std::nullopt);
+        Selection::of(state_).select(file ? std::optional(file->id()) : std::nullopt);
     });
-    connect(&state_, &BatchSession::selectedFileIDChanged, this, &FileTableView::selectFromState);
+    connect(&Selection::of(state_), &Selection::changed, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::modelReset, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::rowsInserted, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::rowsRemoved, this, &FileTableView::selectFromState);
@@ -209,7 +210,7 @@ FileTableView::FileTableView(BatchSession& state, QWidget* parent)
 }
 
 void FileTableView::selectFromState() {
-    const int row = state_.selectedFileID() ? model_->rowOf(*state_.selectedFileID()) : -1;
+    const int row = Selection::of(state_).fileID() ? model_->rowOf(*Selection::of(state_).fileID()) : -1;
     syncing_ = true;
     if (row < 0)
         selectionModel()->clearSelection();

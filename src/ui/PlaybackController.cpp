@@ -1,5 +1,6 @@
 #include "ui/PlaybackController.h"
 
+#include "ui/Selection.h"
 #include "ui/TimeText.h"
 
 #include <cmath>
@@ -17,7 +18,7 @@ const SegmentEditState* editsToPlay(const AudioFileItem& file) {
 } // namespace
 
 bool PlaybackController::canPlay() const {
-    const AudioFileItemPtr file = state_.selectedFile();
+    const AudioFileItemPtr file = Selection::of(state_).file();
     return file && file->analysis();
 }
 
@@ -26,7 +27,7 @@ void PlaybackController::togglePlay() {
         engine_.pause();
         return;
     }
-    const AudioFileItemPtr file = state_.selectedFile();
+    const AudioFileItemPtr file = Selection::of(state_).file();
     if (engine_.isPaused()) {
         if (!file)
             engine_.resume(nullptr, std::nullopt);
@@ -42,7 +43,7 @@ void PlaybackController::togglePlay() {
 }
 
 void PlaybackController::onSelectionChanged() {
-    const AudioFileItemPtr file = state_.selectedFile();
+    const AudioFileItemPtr file = Selection::of(state_).file();
     if (!file || !file->analysis()) {
         if (engine_.isPlaying() || engine_.isPaused())
             engine_.stop();
@@ -60,7 +61,7 @@ void PlaybackController::onSelectionChanged() {
 void PlaybackController::updateLiveGain() {
     if (!engine_.isPlaying() && !engine_.isPaused())
         return;
-    const AudioFileItemPtr file = state_.selectedFile();
+    const AudioFileItemPtr file = Selection::of(state_).file();
     if (!file)
         return;
     // A playback with edits carries its correction in the envelope: rebuild it
@@ -84,7 +85,7 @@ double PlaybackController::displayPlayheadTime() const {
 }
 
 QString PlaybackController::timeString() const {
-    const AudioFileItemPtr file = state_.selectedFile();
+    const AudioFileItemPtr file = Selection::of(state_).file();
     if (!file || !file->analysis())
         return QStringLiteral("0:00.0 / 0:00.0");
     return TimeText::playhead(engine_.currentTime()) + QStringLiteral(" / ") +

@@ -3,6 +3,7 @@
 #include "playback/AudioDeviceManager.h"
 #include "ui/Icons.h"
 #include "ui/PaintKit.h"
+#include "ui/Selection.h"
 
 #include <QAction>
 #include <QComboBox>
@@ -71,7 +72,7 @@ PlaybackControlsView::PlaybackControlsView(BatchSession& state, AudioPlaybackEng
     for (auto signal : {&AudioPlaybackEngine::isPlayingChanged, &AudioPlaybackEngine::isPausedChanged,
                         &AudioPlaybackEngine::currentTimeChanged})
         connect(&engine_, signal, this, &PlaybackControlsView::refresh);
-    connect(&state_, &BatchSession::selectedFileIDChanged, this, &PlaybackControlsView::refresh);
+    connect(&Selection::of(state_), &Selection::changed, this, &PlaybackControlsView::refresh);
     connect(&state_, &BatchSession::filesChanged, this, &PlaybackControlsView::refresh);
     refreshDevices();
     refresh();
@@ -91,7 +92,7 @@ void PlaybackControlsView::refresh() {
     play_->setText(playing ? QStringLiteral("Pause") : QStringLiteral("Play"));
     play_->setIcon(style()->standardIcon(playing ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
     // A file analysed later enables Play through its change signal.
-    if (const AudioFileItemPtr file = state_.selectedFile())
+    if (const AudioFileItemPtr file = Selection::of(state_).file())
         connect(file.get(), &AudioFileItem::analysisChanged, this, &PlaybackControlsView::refresh,
                 Qt::UniqueConnection);
     play_->setEnabled(controller_.canPlay() || engine_.isPaused());

@@ -12,11 +12,6 @@ QStringList names(const BatchSession& state) {
     return out;
 }
 
-QString selectedName(const BatchSession& state) {
-    const AudioFileItemPtr item = state.selectedFile();
-    return item ? QFileInfo(item->path()).fileName() : QString();
-}
-
 } // namespace
 
 TEST(BatchSessionTest, CorrectionRoundsToTenthsWithHalvesAwayFromZero) {
@@ -41,7 +36,6 @@ TEST(BatchSessionTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     StatusRecorder status(state);
     state.addFiles(urlsOf({loud, dir.filePath("readme.txt"), quiet, dir.filePath("folder"), notAudio}));
     EXPECT_EQ(names(state), (QStringList{"loud.wav", "QUIET.WAV", "notes.mp3"}));
-    EXPECT_EQ(selectedName(state), "loud.wav");
     for (const AudioFileItemPtr& item : state.files())
         EXPECT_TRUE(item->isAnalyzing());
     ASSERT_TRUE(waitForAnalyses(state));
@@ -62,7 +56,7 @@ TEST(BatchSessionTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     EXPECT_EQ(bad.correctionDB(), 0.0);
 
     // The same file again adds nothing and leaves the status line alone; the
-    // same new URL twice in one drop gives two items, and the selection stays.
+    // same new URL twice in one drop gives two items.
     const QString third = writeTone(dir, "third.flac.wav", 1.0);
     status.texts.clear();
     state.addFiles(urlsOf({loud, QDir(dir.path()).filePath("./loud.wav")}));
@@ -74,7 +68,6 @@ TEST(BatchSessionTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     EXPECT_EQ(BatchSession::describe(state.addPaths({dir.filePath("missing.wav"), dir.filePath("readme.txt"), loud})),
               "missing.wav (not found), readme.txt (not an audio file), loud.wav (already listed)");
     EXPECT_NE(state.files()[3]->id(), state.files()[4]->id());
-    EXPECT_EQ(selectedName(state), "loud.wav");
     ASSERT_TRUE(waitForAnalyses(state));
     EXPECT_EQ(status.texts.last(), "complete");
 
@@ -125,62 +118,6 @@ TEST(BatchSessionTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilRese
     EXPECT_EQ(manual.correctionDB(), BatchSession::correctionFor(-10.0, manual.analysis()->loudest20sLUFS));
 }
 
-TEST(BatchSessionTest, RemovalSelectsTheNeighbourAndUndoRedoRestoreIt) {
-    QTemporaryDir dir;
-    QStringList paths;
-    for (const char* name : {"a.wav", "b.wav", "c.wav"})
-        paths << writeTone(dir, name, 1.0);
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
-    state.addFiles(urlsOf(paths));
-    ASSERT_TRUE(waitForAnalyses(state));
-    EXPECT_FALSE(state.redoRemovedFile(RemovedFile{}));
-
-    // Remove the middle item: the next one moves into its place.
-    state.setSelectedFileID(state.files()[1]->id());
-    const AudioFileItemPtr b = state.files()[1];
-    const std::optional<RemovedFile> removedB = state.removeSelected();
-    ASSERT_TRUE(removedB);
-    EXPECT_EQ(removedB->index, 1);
-    EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav"}));
-    EXPECT_EQ(selectedName(state), "c.wav");
-
-    // Remove the last item: the new last one is selected.
-    const std::optional<RemovedFile> removedC = state.removeSelected();
-    EXPECT_EQ(selectedName(state), "a.wav");
-
-    // Undo B while the list is shorter: it goes to the end, same object.
-    state.restoreRemovedFile(*removedB);
-    EXPECT_EQ(names(state), (QStringList{"a.wav", "b.wav"}));
-    EXPECT_EQ(state.files()[1], b);
-    EXPECT_EQ(selectedName(state), "b.wav");
-    EXPECT_TRUE(b->analysis()) << "restored with its analysis, not analysed again";
-    state.restoreRemovedFile(*removedC); // back at its old index 1, before B
-    EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav", "b.wav"}));
-    state.restoreRemovedFile(*removedC); // already there: only selects it
-    EXPECT_EQ(state.files().size(), 3u);
-    EXPECT_EQ(selectedName(state), "c.wav");
-
-    // Redo B's removal: it goes again, and the selection its removal left returns.
-    state.setSelectedFileID(state.files()[0]->id());
-    const std::optional<RemovedFile> again = state.redoRemovedFile(*removedB);
-    ASSERT_TRUE(again);
-    EXPECT_EQ(again->index, 2);
-    EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav"}));
-    EXPECT_EQ(selectedName(state), "c.wav");
-    EXPECT_EQ(again->selectedFileIDAfterRemoval, removedB->selectedFileIDAfterRemoval);
-    EXPECT_FALSE(state.redoRemovedFile(*removedB)) << "nothing left to remove";
-    state.restoreRemovedFile(*again);
-    EXPECT_EQ(names(state), (QStringList{"a.wav", "c.wav", "b.wav"}));
-
-    // Removing the only item clears the selection; nothing selected removes nothing.
-    BatchSession single(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
-    single.addFiles(urlsOf({paths[0]}));
-    ASSERT_TRUE(single.removeSelected());
-    EXPECT_FALSE(single.selectedFileID());
-    EXPECT_FALSE(single.removeSelected());
-    ASSERT_TRUE(waitForAnalyses(single));
-}
-
 TEST(BatchSessionTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0), b = writeTone(dir, "b.wav", 1.0);
@@ -203,8 +140,7 @@ TEST(BatchSessionTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
     // and with nothing left running the analysis is complete.
     int finished = 0;
     QObject::connect(&state, &BatchSession::analysisFinished, [&finished] { ++finished; });
-    state.setSelectedFileID(itemB->id());
-    const std::optional<RemovedFile> removed = state.removeSelected();
+    const std::optional<RemovedFile> removed = state.removeFile(itemB->id());
     gate.release(b);
     ASSERT_TRUE(fixtures::waitUntil([&] { return gate.inFlight() == 0; }));
     fixtures::waitUntil([] { return false; }, 100); // let a wrongly applied result arrive

@@ -93,7 +93,6 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     ASSERT_EQ(loaded.files().size(), 2u) << "the missing file is skipped";
     EXPECT_EQ(loaded.files()[0]->path(), a);
     EXPECT_EQ(loaded.files()[1]->path(), b);
-    EXPECT_EQ(loaded.selectedFileID(), loaded.files()[0]->id());
     ASSERT_TRUE(waitForAnalyses(loaded));
     EXPECT_EQ(loaded.files()[0]->correctionDB(), 1.23);
     EXPECT_TRUE(loaded.files()[0]->isManualOverride());
@@ -136,7 +135,6 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     EXPECT_EQ(state.targetLUFS(), -40.0);
     EXPECT_EQ(state.ceilingDBTP(), -6.0);
     EXPECT_TRUE(state.files().empty());
-    EXPECT_FALSE(state.selectedFileID());
 
     // Corrections held to ±30 dB; a named pipe becomes a row with its error.
     const QString pipe = fixtures::specialFiles(dir.path())[0];

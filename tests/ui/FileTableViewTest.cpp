@@ -3,6 +3,7 @@
 #include "UiFixtures.h"
 #include "ui/CorrectionDelegate.h"
 #include "ui/FileTableModel.h"
+#include "ui/Selection.h"
 
 #include <QAction>
 #include <QHeaderView>
@@ -135,10 +136,10 @@ TEST(FileTableViewTest, SelectionFollowsTheStateBothWaysAndTheDropHintGoes) {
     const QImage filled = t.view.viewport()->grab().toImage();
     EXPECT_EQ(filled.pixelColor(centre), filled.pixelColor(centre.x(), centre.y() + 60)) << "no hint any more";
 
-    t.state.setSelectedFileID(b->id());
+    Selection::of(t.state).select(b->id());
     EXPECT_EQ(t.view.currentIndex().row(), 1);
     t.view.selectRow(0);
-    EXPECT_EQ(t.state.selectedFileID(), a->id());
+    EXPECT_EQ(Selection::of(t.state).fileID(), a->id());
 }
 
 TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
@@ -162,7 +163,7 @@ TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
     EXPECT_GE(header->sectionSize(FileTableModel::headroom), 100);
 
     // Selected, the CLIP figure and the manual name stay reddish and orange, not white.
-    t.state.setSelectedFileID(clipping->id());
+    Selection::of(t.state).select(clipping->id());
     const QImage image = t.view.viewport()->grab().toImage();
     const auto tinted = [&](int column, auto isTint) {
         const QRect cell = t.view.visualRect(t.model().index(0, column));
@@ -204,8 +205,7 @@ TEST(FileTableViewTest, ListChangesAreAnnouncedRowByRow) {
     EXPECT_EQ(events.filter("insert") + events.filter("reset"), (QStringList{"insert 0-1", "insert 2-2"}));
 
     events.clear();
-    t.state.setSelectedFileID(t.state.files()[1]->id());
-    const auto removed = t.state.removeSelected();
+    const auto removed = t.state.removeFile(t.state.files()[1]->id());
     ASSERT_TRUE(removed);
     t.state.files()[0]->setCorrectionDB(3.0);
     t.state.restoreRemovedFile(*removed);

@@ -12,6 +12,7 @@
 #include "ui/FileTableModel.h"
 #include "ui/FileTableView.h"
 #include "ui/PlaybackControlsView.h"
+#include "ui/Selection.h"
 #include "ui/TaskbarProgress.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
@@ -96,7 +97,7 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
         w.window->undoStack().undo();
         ASSERT_EQ(w.state.files().size(), 3u);
         EXPECT_EQ(w.state.files()[0]->id(), first);
-        EXPECT_EQ(w.state.selectedFileID(), first);
+        EXPECT_EQ(Selection::of(w.state).fileID(), first);
         w.window->undoStack().redo();
         EXPECT_EQ(w.state.files().size(), 2u);
     }
@@ -197,10 +198,10 @@ TEST(MainWindowTest, SegmentActionsBecomeUndoSteps) {
     h.handleSegmentEditAction(A::DragEnded{}, file);
     EXPECT_EQ(undo.undoText(), "Adjust Segment");
     EXPECT_EQ(undo.count(), 2);
-    w.state.setSelectedFileID(w.state.files()[1]->id());
+    Selection::of(w.state).select(w.state.files()[1]->id());
     undo.undo();
     EXPECT_EQ(file->segmentEdits().separators()[0].timeSeconds, 10.0);
-    EXPECT_EQ(w.state.selectedFileID(), file->id()) << "undo selects the file it changes";
+    EXPECT_EQ(Selection::of(w.state).fileID(), file->id()) << "undo selects the file it changes";
     undo.redo();
     EXPECT_EQ(file->segmentEdits().separators()[0].timeSeconds, 25.0);
     undo.undo();
@@ -349,7 +350,7 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     EXPECT_TRUE(rates->item(1)->isEnabled());
     w.drop({fixtures::writeFile(w.dir.filePath("junk.wav"), "not audio")});
     ASSERT_TRUE(w.analysed());
-    w.state.setSelectedFileID(w.state.files().back()->id());
+    Selection::of(w.state).select(w.state.files().back()->id());
     EXPECT_TRUE(
         child<QLabel>(*w.window, "waveformPlaceholder")->text().startsWith("junk.wav could not be analysed:\n"));
 }
@@ -420,6 +421,6 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     auto* figures = child<QLabel>(w.batch(), "figuresLine");
     const QString first = figures->text();
     EXPECT_TRUE(first.contains("Integrated ") && first.contains("True peak ") && first.contains("LRA "));
-    w.state.setSelectedFileID(w.state.files()[1]->id());
+    Selection::of(w.state).select(w.state.files()[1]->id());
     EXPECT_NE(figures->text(), first);
 }

@@ -3,6 +3,7 @@
 #include "../session/ListFixtures.h"
 #include "playback/AudioDeviceManager.h"
 #include "ui/PlaybackController.h"
+#include "ui/Selection.h"
 #include "ui/TimeText.h"
 
 TEST(PlaybackControllerTest, ThePlayheadWithNothingSelected) {
@@ -46,7 +47,7 @@ TEST(PlaybackControllerTest, SelectionJumpsToTheLoudestWindowWhilePlaying) {
     EXPECT_EQ(t.engine.volume(), std::min(4.0f, static_cast<float>(std::pow(10.0, first->correctionDB() / 20.0))));
 
     // Playing: the next file starts at its loudest 20 s with its own correction.
-    state.setSelectedFileID(second->id());
+    Selection::of(state).select(second->id());
     controller.onSelectionChanged();
     EXPECT_EQ(t.engine.currentFilePath(), second->path());
     EXPECT_NEAR(t.engine.currentTime(), second->analysis()->windowStart, 1e-9);
@@ -71,13 +72,13 @@ TEST(PlaybackControllerTest, SelectionJumpsToTheLoudestWindowWhilePlaying) {
     controller.togglePlay();
     EXPECT_TRUE(t.engine.isPaused());
     EXPECT_EQ(controller.displayPlayheadTime(), t.engine.currentTime());
-    state.setSelectedFileID(first->id());
+    Selection::of(state).select(first->id());
     controller.onSelectionChanged();
     EXPECT_FALSE(t.engine.isPaused());
     EXPECT_EQ(t.engine.currentTime(), 0.0);
     controller.togglePlay();
     EXPECT_EQ(t.engine.currentTime(), 0.0) << "a fresh selection plays from 0";
-    state.setSelectedFileID(state.files()[2]->id());
+    Selection::of(state).select(state.files()[2]->id());
     controller.onSelectionChanged();
     EXPECT_FALSE(t.engine.isPlaying());
     EXPECT_FALSE(controller.canPlay());
