@@ -3,17 +3,6 @@
 
 #include <QElapsedTimer>
 
-namespace {
-
-QStringList names(const BatchSession& state) {
-    QStringList out;
-    for (const AudioFileItemPtr& item : state.files())
-        out << QFileInfo(item->path()).fileName();
-    return out;
-}
-
-} // namespace
-
 TEST(BatchSessionTest, CorrectionRoundsToTenthsWithHalvesAwayFromZero) {
     EXPECT_DOUBLE_EQ(BatchSession::correctionFor(-16.0, -23.46), 7.5);
     EXPECT_DOUBLE_EQ(BatchSession::correctionFor(-16.0, -16.25), 0.3);

@@ -52,6 +52,14 @@ struct StatusRecorder {
     }
 };
 
+// The listed files' names, in list order.
+inline QStringList names(const BatchSession& state) {
+    QStringList out;
+    for (const AudioFileItemPtr& item : state.files())
+        out << QFileInfo(item->path()).fileName();
+    return out;
+}
+
 inline bool waitForAnalyses(const BatchSession& state) {
     return fixtures::waitUntil([&] {
         for (const AudioFileItemPtr& item : state.files())

@@ -1,17 +1,6 @@
 #include "ui/Selection.h"
 #include "../session/ListFixtures.h"
 
-namespace {
-
-QStringList names(const BatchSession& state) {
-    QStringList out;
-    for (const AudioFileItemPtr& item : state.files())
-        out << QFileInfo(item->path()).fileName();
-    return out;
-}
-
-} // namespace
-
 TEST(SelectionTest, FollowsTheListAndRemovalSelectsTheNeighbourAndUndoRedoRestoreIt) {
     QTemporaryDir dir;
     QStringList paths;
