@@ -77,7 +77,9 @@ TEST(JobRunnerTest, AStoppedBatchStartsNoFurtherJobAndTheRunningOneSeesItsToken)
     const JobRunner::Batch batch = runner.start(5, untilStopped, [&](bool stopped) { stoppedAtEnd = stopped; });
     ASSERT_TRUE(eventually([&] { return started == 1; }));
     EXPECT_FALSE(batch.waitFor(std::chrono::milliseconds(20)));
+    EXPECT_FALSE(batch.stopRequested());
     batch.requestStop();
+    EXPECT_TRUE(batch.stopRequested());
     EXPECT_TRUE(batch.waitFor(std::chrono::seconds(5)));
     EXPECT_TRUE(sawStop && stoppedAtEnd);
     EXPECT_EQ(started, 1);
