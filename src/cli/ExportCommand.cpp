@@ -6,7 +6,6 @@
 #include "io/Interruption.h"
 #include "io/NativePath.h"
 #include "session/BatchSession.h"
-#include "session/ExportSession.h"
 #include "session/SettingsFile.h"
 
 #include <QDir>

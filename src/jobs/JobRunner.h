@@ -53,8 +53,6 @@ public:
     JobRunner(const JobRunner&) = delete;
     JobRunner& operator=(const JobRunner&) = delete;
 
-    int threads() const { return static_cast<int>(workers_.size()); }
-
     // Queues `count` jobs. A job reports its failures itself: one that
     // throws ends the program. `done` runs on the thread that ends the batch:
     // the worker that ran its last job, the one that stopped it while none

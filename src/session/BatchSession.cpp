@@ -46,11 +46,14 @@ BatchSession::BatchSession(AnalysisOptions options, QObject* parent)
         options_.analyze = analyzeFileOutcome;
 }
 
-BatchSession::~BatchSession() {
+BatchSession::~BatchSession() { stopAndWait(); }
+
+void BatchSession::stopAndWait() {
     for (const JobRunner::Batch& batch : analyses_)
         batch.requestStop();
     for (const JobRunner::Batch& batch : analyses_)
         batch.wait();
+    analyses_.clear();
 }
 
 const QSet<QString>& BatchSession::audioExtensions() {
@@ -251,11 +254,7 @@ bool BatchSession::applyNextResults(std::chrono::milliseconds timeout) {
 }
 
 void BatchSession::stopAnalyses() {
-    for (const JobRunner::Batch& batch : analyses_)
-        batch.requestStop();
-    for (const JobRunner::Batch& batch : analyses_)
-        batch.wait();
-    analyses_.clear();
+    stopAndWait();
     inFlight_.clear();
     {
         const std::lock_guard lock(inbox_->mutex);

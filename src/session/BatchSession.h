@@ -150,6 +150,8 @@ private:
     struct Inbox;
 
     void analyzeFiles(const std::vector<AudioFileItemPtr>& items);
+    // Stops the running analyses and waits for their jobs to return.
+    void stopAndWait();
     // Aims an automatic item's correction at the target.
     void aim(AudioFileItem& item) const;
     // Turns the preset into Custom once the values no longer are its own.

@@ -13,7 +13,6 @@
 
 #include <QObject>
 #include <QPointer>
-#include <atomic>
 #include <memory>
 
 // The format and rate of the next export (its ceiling is the list's). A format never goes with a rate

@@ -211,11 +211,10 @@ QSplitter* BatchView::buildTableAndWaveform() {
     noSelection_->setPalette(dark);
     waveform_ = new WaveformView;
     waveform_->setOnSeek([this](double t) { engine_->seek(t); });
-    waveform_->setOnSegmentEditAction([this](const SegmentEditAction& action) {
-        history_->handleSegmentEditAction(action, Selection::of(state_).file());
-    });
+    waveform_->setOnSegmentEditAction(
+        [this](const SegmentEditAction& action) { history_->handleSegmentEditAction(action, selection_.file()); });
     waveform_->setOnToggleEditMode([this] {
-        if (const AudioFileItemPtr file = Selection::of(state_).file()) {
+        if (const AudioFileItemPtr file = selection_.file()) {
             file->setIsEditMode(!file->isEditMode());
             refreshStatus();
         }
@@ -295,7 +294,7 @@ void BatchView::connectActions() {
     connect(removeAction_, &QAction::triggered, this, [this] { history_->removeSelected(); });
     connect(remove_, &QPushButton::clicked, removeAction_, &QAction::trigger);
     connect(editAction_, &QAction::triggered, this, [this] {
-        if (const AudioFileItemPtr file = Selection::of(state_).file(); file && file->analysis())
+        if (const AudioFileItemPtr file = selection_.file(); file && file->analysis())
             waveform_->toggleEditMode();
     });
     connect(target_, &QDoubleSpinBox::valueChanged, this,
@@ -319,7 +318,7 @@ void BatchView::connectActions() {
     });
     connect(&state_, &BatchSession::normalizeByChanged, this,
             [this] { showChoice(normalizeBy_, state_.normalizeBy()); });
-    connect(&Selection::of(state_), &Selection::changed, this, &BatchView::onSelectionChanged);
+    connect(&selection_, &Selection::changed, this, &BatchView::onSelectionChanged);
     connect(&statusLine_, &StatusLine::textChanged, this, &BatchView::refreshStatus);
     connect(&session_, &ExportSession::isExportingChanged, this, &BatchView::refreshProgress);
     connect(&session_, &ExportSession::progressChanged, this, &BatchView::refreshProgress);
@@ -356,7 +355,7 @@ void BatchView::handleDrop(const QMimeData& mime) {
 }
 
 void BatchView::onSelectionChanged() {
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     waveform_->setFile(file);
     refreshWaveformArea();
     if (file) {
@@ -372,7 +371,7 @@ void BatchView::onSelectionChanged() {
 
 // A file that could not be analysed shows why, not an empty plot.
 void BatchView::refreshWaveformArea() {
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     const bool failed = file && file->analysisError();
     noSelection_->setText(failed ? QStringLiteral("%1 could not be analysed:\n%2")
                                        .arg(NativePath::shownName(file->path()), *file->analysisError())
@@ -381,7 +380,7 @@ void BatchView::refreshWaveformArea() {
 }
 
 void BatchView::refreshToolbar() {
-    const bool selected = Selection::of(state_).fileID().has_value();
+    const bool selected = selection_.fileID().has_value();
     remove_->setEnabled(selected);
     removeAction_->setEnabled(selected);
     editAction_->setEnabled(selected);
@@ -394,7 +393,7 @@ void BatchView::addPaths(const QStringList& paths) {
 }
 
 void BatchView::refreshStatus() {
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     if (file && file->isEditMode()) {
         status_->setText(editModeHelpLine());
         status_->setStyleSheet(

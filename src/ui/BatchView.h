@@ -12,6 +12,7 @@
 #include "ui/Dialogs.h"
 #include "ui/EditHistory.h"
 #include "ui/PlaybackController.h"
+#include "ui/Selection.h"
 #include "ui/StatusLine.h"
 
 #include <QWidget>
@@ -78,6 +79,7 @@ private:
     void refreshToolbar();
 
     BatchSession& state_;
+    Selection& selection_ = Selection::of(state_);
     ExportSession& session_;
     Dialogs dialogs_;
     StatusLine statusLine_;

@@ -36,9 +36,9 @@ private:
 
 class SegmentEditCommand : public AppliedCommand {
 public:
-    SegmentEditCommand(const QString& name, BatchSession& state, AudioFileItemPtr file, SegmentEditSnapshot restore,
+    SegmentEditCommand(const QString& name, Selection& selection, AudioFileItemPtr file, SegmentEditSnapshot restore,
                        SegmentEditSnapshot redo, std::function<void(const AudioFileItemPtr&)> applied)
-        : state_(state), file_(std::move(file)), restore_(std::move(restore)), redo_(std::move(redo)),
+        : selection_(selection), file_(std::move(file)), restore_(std::move(restore)), redo_(std::move(redo)),
           applied_(std::move(applied)) {
         setText(name);
     }
@@ -50,12 +50,12 @@ public:
 
 private:
     void apply(const SegmentEditSnapshot& snapshot) {
-        Selection::of(state_).select(file_->id()); // show the waveform being changed
+        selection_.select(file_->id()); // show the waveform being changed
         file_->segmentEdits().restore(snapshot);
         applied_(file_);
     }
 
-    BatchSession& state_;
+    Selection& selection_;
     AudioFileItemPtr file_; // kept alive as long as the step
     SegmentEditSnapshot restore_;
     SegmentEditSnapshot redo_;
@@ -65,7 +65,7 @@ private:
 } // namespace
 
 EditHistory::EditHistory(BatchSession& state, AudioPlaybackEngine& engine, QUndoStack* undo)
-    : state_(state), engine_(engine), undo_(undo) {
+    : selection_(Selection::of(state)), engine_(engine), undo_(undo) {
     refreshTimer_.setSingleShot(true);
     refreshTimer_.setInterval(0);
     QObject::connect(&refreshTimer_, &QTimer::timeout, [this] { applyPendingRefresh(); });
@@ -78,16 +78,16 @@ void EditHistory::applyPendingRefresh() {
 }
 
 bool EditHistory::removeSelected() {
-    std::optional<Selection::Removal> removed = Selection::of(state_).removeSelected();
+    std::optional<Selection::Removal> removed = selection_.removeSelected();
     if (removed && undo_)
-        undo_->push(new RemoveFileCommand(Selection::of(state_), std::move(*removed)));
+        undo_->push(new RemoveFileCommand(selection_, std::move(*removed)));
     return removed.has_value();
 }
 
 void EditHistory::registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file,
                                           const SegmentEditSnapshot& restore, const SegmentEditSnapshot& redo) {
     if (undo_)
-        undo_->push(new SegmentEditCommand(name, state_, file, restore, redo,
+        undo_->push(new SegmentEditCommand(name, selection_, file, restore, redo,
                                            [this](const AudioFileItemPtr& f) { refreshPlayback(f); }));
 }
 

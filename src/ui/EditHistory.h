@@ -15,6 +15,8 @@
 #include <functional>
 #include <optional>
 
+class Selection;
+
 class EditHistory {
 public:
     // `undo` may be null: edits and removals then happen without undo steps.
@@ -37,7 +39,7 @@ private:
     void refreshPlayback(const AudioFileItemPtr& file);
     void applyPendingRefresh();
 
-    BatchSession& state_;
+    Selection& selection_;
     AudioPlaybackEngine& engine_;
     QUndoStack* undo_;
     // The file a drag began on, and its edits then: the drag's undo step

@@ -24,7 +24,7 @@ FiguresLine::FiguresLine(BatchSession& state, QWidget* parent) : QLabel(parent),
     caption.setPixelSize(11);
     setFont(caption);
     setStyleSheet(PaintKit::secondaryTextStyle(palette()));
-    connect(&Selection::of(state_), &Selection::changed, this, &FiguresLine::follow);
+    connect(&selection_, &Selection::changed, this, &FiguresLine::follow);
     follow();
 }
 
@@ -44,12 +44,12 @@ QString FiguresLine::describe(const AnalysisResult& a) {
 
 void FiguresLine::follow() {
     disconnect(fileConnection_);
-    if (const AudioFileItemPtr file = Selection::of(state_).file())
+    if (const AudioFileItemPtr file = selection_.file())
         fileConnection_ = connect(file.get(), &AudioFileItem::changed, this, &FiguresLine::refresh);
     refresh();
 }
 
 void FiguresLine::refresh() {
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     setText(file && file->analysis() ? describe(*file->analysis()) : QString());
 }

@@ -5,6 +5,7 @@
 // the channels. It can be selected and copied, and a screen reader reads it.
 
 #include "session/BatchSession.h"
+#include "ui/Selection.h"
 
 #include <QLabel>
 
@@ -22,5 +23,6 @@ private:
     void refresh();
 
     BatchSession& state_;
+    Selection& selection_ = Selection::of(state_);
     QMetaObject::Connection fileConnection_;
 };

@@ -183,9 +183,9 @@ FileTableView::FileTableView(BatchSession& state, QWidget* parent)
         if (syncing_)
             return;
         const AudioFileItemPtr file = model_->file(current.row());
-        Selection::of(state_).select(file ? std::optional(file->id()) : std::nullopt);
+        selection_.select(file ? std::optional(file->id()) : std::nullopt);
     });
-    connect(&Selection::of(state_), &Selection::changed, this, &FileTableView::selectFromState);
+    connect(&selection_, &Selection::changed, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::modelReset, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::rowsInserted, this, &FileTableView::selectFromState);
     connect(model_, &QAbstractItemModel::rowsRemoved, this, &FileTableView::selectFromState);
@@ -210,7 +210,7 @@ FileTableView::FileTableView(BatchSession& state, QWidget* parent)
 }
 
 void FileTableView::selectFromState() {
-    const int row = Selection::of(state_).fileID() ? model_->rowOf(*Selection::of(state_).fileID()) : -1;
+    const int row = selection_.fileID() ? model_->rowOf(*selection_.fileID()) : -1;
     syncing_ = true;
     if (row < 0)
         selectionModel()->clearSelection();

@@ -7,6 +7,7 @@
 // to the automatic correction; an empty table invites a drop.
 
 #include "session/BatchSession.h"
+#include "ui/Selection.h"
 
 #include <QTableView>
 #include <functional>
@@ -35,6 +36,7 @@ private:
     void selectFromState();
 
     BatchSession& state_;
+    Selection& selection_ = Selection::of(state_);
     FileTableModel* model_;
     std::function<void()> onCorrectionChanged_;
     class QTimer* spinner_;

@@ -18,7 +18,7 @@ const SegmentEditState* editsToPlay(const AudioFileItem& file) {
 } // namespace
 
 bool PlaybackController::canPlay() const {
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     return file && file->analysis();
 }
 
@@ -27,7 +27,7 @@ void PlaybackController::togglePlay() {
         engine_.pause();
         return;
     }
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     if (engine_.isPaused()) {
         if (!file)
             engine_.resume(nullptr, std::nullopt);
@@ -43,7 +43,7 @@ void PlaybackController::togglePlay() {
 }
 
 void PlaybackController::onSelectionChanged() {
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     if (!file || !file->analysis()) {
         if (engine_.isPlaying() || engine_.isPaused())
             engine_.stop();
@@ -61,7 +61,7 @@ void PlaybackController::onSelectionChanged() {
 void PlaybackController::updateLiveGain() {
     if (!engine_.isPlaying() && !engine_.isPaused())
         return;
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     if (!file)
         return;
     // A playback with edits carries its correction in the envelope: rebuild it
@@ -85,7 +85,7 @@ double PlaybackController::displayPlayheadTime() const {
 }
 
 QString PlaybackController::timeString() const {
-    const AudioFileItemPtr file = Selection::of(state_).file();
+    const AudioFileItemPtr file = selection_.file();
     if (!file || !file->analysis())
         return QStringLiteral("0:00.0 / 0:00.0");
     return TimeText::playhead(engine_.currentTime()) + QStringLiteral(" / ") +

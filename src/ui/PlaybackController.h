@@ -8,6 +8,7 @@
 #include "playback/AudioDeviceManager.h"
 #include "playback/AudioPlaybackEngine.h"
 #include "session/BatchSession.h"
+#include "ui/Selection.h"
 
 class PlaybackController {
 public:
@@ -32,6 +33,7 @@ public:
 
 private:
     BatchSession& state_;
+    Selection& selection_ = Selection::of(state_);
     AudioPlaybackEngine& engine_;
     uint32_t selectedDeviceID_ = 0;
 };

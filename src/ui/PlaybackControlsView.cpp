@@ -72,7 +72,7 @@ PlaybackControlsView::PlaybackControlsView(BatchSession& state, AudioPlaybackEng
     for (auto signal : {&AudioPlaybackEngine::isPlayingChanged, &AudioPlaybackEngine::isPausedChanged,
                         &AudioPlaybackEngine::currentTimeChanged})
         connect(&engine_, signal, this, &PlaybackControlsView::refresh);
-    connect(&Selection::of(state_), &Selection::changed, this, &PlaybackControlsView::refresh);
+    connect(&selection_, &Selection::changed, this, &PlaybackControlsView::refresh);
     connect(&state_, &BatchSession::filesChanged, this, &PlaybackControlsView::refresh);
     refreshDevices();
     refresh();
@@ -92,7 +92,7 @@ void PlaybackControlsView::refresh() {
     play_->setText(playing ? QStringLiteral("Pause") : QStringLiteral("Play"));
     play_->setIcon(style()->standardIcon(playing ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
     // A file analysed later enables Play through its change signal.
-    if (const AudioFileItemPtr file = Selection::of(state_).file())
+    if (const AudioFileItemPtr file = selection_.file())
         connect(file.get(), &AudioFileItem::analysisChanged, this, &PlaybackControlsView::refresh,
                 Qt::UniqueConnection);
     play_->setEnabled(controller_.canPlay() || engine_.isPaused());

@@ -4,6 +4,7 @@
 // and the output device picker.
 
 #include "ui/PlaybackController.h"
+#include "ui/Selection.h"
 
 #include <QWidget>
 
@@ -28,6 +29,7 @@ private:
     void refresh();
 
     BatchSession& state_;
+    Selection& selection_ = Selection::of(state_);
     AudioPlaybackEngine& engine_;
     PlaybackController& controller_;
     QPushButton* play_;
