@@ -38,17 +38,17 @@ bool writeBenchWav(const QString& path, int channels, int seconds, int subtype, 
     return true;
 }
 
-// `count` links to `file` beside it ("file0.wav", "file1.wav" ...), as a batch to add.
 // Why an export run failed: the run's own reason, or the first file's.
 inline QString failureOf(const ExportRun::Summary& summary) {
-    if (!summary.error.isEmpty())
-        return summary.error;
+    if (summary.error)
+        return summary.error->message;
     for (const ExportRun::FileResult& file : summary.files)
-        if (!file.error.isEmpty())
-            return file.error;
+        if (file.error)
+            return file.error->message;
     return summary.cancelled ? QStringLiteral("cancelled") : QStringLiteral("nothing was written");
 }
 
+// `count` links to `file` beside it ("file0.wav", "file1.wav" ...), as a batch to add.
 inline QList<QUrl> linksTo(const QString& file, int count) {
     QList<QUrl> urls;
     const QDir dir = QFileInfo(file).dir();

@@ -40,7 +40,7 @@ double exportAll(ExportSession& exports, const QString& folder) {
     while (!result)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     QObject::disconnect(done);
-    if (result->failedCount() > 0 || !result->error.isEmpty()) {
+    if (result->failedCount() > 0 || result->error) {
         std::fprintf(stderr, "export failed: %s\n", qPrintable(failureOf(*result)));
         return -1.0;
     }

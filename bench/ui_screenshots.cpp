@@ -53,11 +53,11 @@ int main(int argc, char** argv) {
     view.grab().save(QDir(out).filePath("waveform-magnifier.png"));
 
     // The table with a file in every state.
-    BatchSession state(BatchSession::AnalysisOptions{[](const QString&, ChannelMix, std::stop_token) {
-                                                         return AnalysisOutcome::failure(
-                                                             QStringLiteral("Audio file contains no samples"));
-                                                     },
-                                                     1});
+    BatchSession state(BatchSession::AnalysisOptions{
+        [](const QString&, ChannelMix, std::stop_token) {
+            return FileAnalysis::failure(Error::Kind::empty, QStringLiteral("Audio file contains no samples"));
+        },
+        1});
     const auto quiet = analysedItem("Quiet Intro.flac", musicLike(40.0));
     const auto loud = analysedItem("Loud Master.wav", musicLike(30.0));
     for (const auto& f : {item, quiet, loud})

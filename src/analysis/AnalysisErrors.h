@@ -1,40 +1,28 @@
 #pragma once
 
-// The analysis layer's failures, shown on a file's row. Their descriptions
-// are the texts the user sees.
+// The analysis layer's failures, shown on a file's row: each makes the
+// Failure whose message is the text the user sees.
 
-#include "io/FileError.h"
+#include "io/Error.h"
 
 #include <QString>
+#include <cstdint>
 
-// Reading and decoding a file for analysis.
-class AudioLoaderError : public DescribedError {
-public:
-    enum class Kind {
-        ffmpegFailed, // payload: the file name with its extension
-        emptyFile,
-        bufferCreationFailed,
-        tooLong,      // payload: the frame count the reader reported
-        launchFailed, // payload: why the decoder could not be started
-        writeFailed,  // payload: why the temporary file could not be written
-        readFailed,   // payload: the reader's own words, naming the file
-        noAudio,      // payload: the file name with its extension
-        stopped,      // the program is ending or was asked to stop
-    };
-    explicit AudioLoaderError(Kind kind, const QString& payload = {});
-    Kind kind() const noexcept { return kind_; }
+namespace AnalysisErrors {
 
-private:
-    Kind kind_;
-};
-
+// Neither reader decodes the file.
+Failure cannotDecode(const QString& path);
+// The decoder program could not be started; `why` is the system's reason.
+Failure cannotStartDecoder(const QString& path, const QString& why);
+// The decoded copy could not be written; `why` names the temporary file and the reason.
+Failure cannotWriteTemporary(const QString& path, const QString& why);
+Failure noAudio(const QString& path);
+Failure emptyFile(const QString& path);
 // Measuring a signal that holds no samples.
-class AnalysisError : public DescribedError {
-public:
-    enum class Kind { emptyFile };
-    explicit AnalysisError(Kind kind) : DescribedError(QStringLiteral("Audio file contains no samples")), kind_(kind) {}
-    Kind kind() const noexcept { return kind_; }
+Failure noSamples();
+Failure tooLong(const QString& path, int64_t frames);
+Failure noBuffer();
+// The program is ending or the analysis was asked to stop.
+Failure stopped(const QString& path = {});
 
-private:
-    Kind kind_;
-};
+} // namespace AnalysisErrors

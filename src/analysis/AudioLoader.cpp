@@ -14,57 +14,45 @@ namespace AudioLoader {
 
 namespace {
 
-OpenedAudio checked(OpenedAudio opened) {
+OpenedAudio checked(OpenedAudio opened, const QString& path) {
     // The reader states no length it cannot know (a damaged header's is 0).
     const int64_t frames = opened.reader.frames();
     if (frames > maxFrames) {
-        throw AudioLoaderError(AudioLoaderError::Kind::tooLong, QString::number(frames));
+        throw AnalysisErrors::tooLong(path, frames);
     }
     return opened;
 }
 
 } // namespace
 
-AudioLoaderError readError(const DescribedError& e) {
-    return AudioLoaderError(AudioLoaderError::Kind::readFailed, e.description());
-}
-
 OpenedAudio open(const QString& path, AudioReader::Damage damage, int maxChannels) {
     try {
-        return checked(OpenedAudio{nullptr, AudioReader(path, damage, maxChannels)});
-    } catch (const NoAudioError&) {
-        throw AudioLoaderError(AudioLoaderError::Kind::noAudio, NativePath::shownName(path));
-    } catch (const NotAFileError& e) {
-        throw readError(e); // nothing ffmpeg could read either
-    } catch (const ImplausibleSamplesError& e) {
-        throw readError(e); // ffmpeg would decode the same samples
-    } catch (const FileError&) {
-        // Whatever the reader's reason was, ffmpeg gets its turn; its errors
-        // are the ones the caller sees.
+        return checked(OpenedAudio{nullptr, AudioReader(path, damage, maxChannels)}, path);
+    } catch (const Failure& e) {
+        if (e.kind() == Error::Kind::noAudio)
+            throw AnalysisErrors::noAudio(path);
+        // A file that is none, samples ffmpeg would decode the same, a
+        // length no buffer holds and a stop end here. For whatever else the
+        // reader refused, ffmpeg gets its turn; its errors are the ones the
+        // caller sees.
+        if (e.kind() != Error::Kind::file && e.kind() != Error::Kind::damaged)
+            throw;
     }
     auto decoded = std::make_unique<FFmpegDecodedFile>(path);
-    try {
-        AudioReader reader(decoded->path(), damage, maxChannels);
-        return checked(OpenedAudio{std::move(decoded), std::move(reader)});
-    } catch (const FileError& e) {
-        throw readError(e);
-    }
+    AudioReader reader(decoded->path(), damage, maxChannels);
+    return checked(OpenedAudio{std::move(decoded), std::move(reader)}, path);
 }
 
 std::vector<float> allocateSamples(size_t count) {
     try {
         return std::vector<float>(count);
     } catch (const std::bad_alloc&) {
-        throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
+        throw AnalysisErrors::noBuffer();
     }
 }
 
 int64_t readChunk(OpenedAudio& opened, float* interleaved, int64_t frames) {
-    try {
-        return std::max<int64_t>(opened.reader.readInterleaved(interleaved, frames), 0);
-    } catch (const FileError& e) {
-        throw readError(e);
-    }
+    return std::max<int64_t>(opened.reader.readInterleaved(interleaved, frames), 0);
 }
 
 int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames, const ChunkConsumer& consume) {

@@ -17,7 +17,7 @@ struct OpenedAudio {
     AudioReader reader;
 };
 
-// Decodes audio files into 32-bit float samples. Throws AudioLoaderError.
+// Decodes audio files into 32-bit float samples. Throws a Failure.
 namespace AudioLoader {
 
 // Frames a file may have: its buffer's capacity is a 32-bit count.
@@ -31,14 +31,11 @@ OpenedAudio open(const QString& path, AudioReader::Damage damage = AudioReader::
 
 // Reads up to `limit` frames in chunks of at most `chunkFrames`, handing each
 // interleaved chunk and its frame count to `consume`. Returns the frames read,
-// fewer than `limit` when the file ends early. Throws AudioLoaderError.
+// fewer than `limit` when the file ends early. Throws a Failure.
 using ChunkConsumer = std::function<void(const float* samples, int64_t frames)>;
 int64_t readChunks(OpenedAudio& opened, int64_t limit, int64_t chunkFrames, const ChunkConsumer& consume);
 
-// Reads up to `frames` frames into `interleaved`; 0 at the end. Throws AudioLoaderError.
+// Reads up to `frames` frames into `interleaved`; 0 at the end. Throws a Failure.
 int64_t readChunk(OpenedAudio& opened, float* interleaved, int64_t frames);
-
-// A reader error in the loader's words.
-AudioLoaderError readError(const DescribedError& e);
 
 } // namespace AudioLoader

@@ -2,8 +2,8 @@
 
 #include "analysis/AnalysisErrors.h"
 #include "io/EncoderProcess.h"
+#include "io/Error.h"
 #include "io/FFmpegLocator.h"
-#include "io/FileError.h"
 #include "io/Interruption.h"
 #include "io/NativePath.h"
 
@@ -13,11 +13,13 @@
 
 namespace {
 
-TemporaryFile newTemporaryWav() {
+TemporaryFile newTemporaryWav(const QString& sourcePath) {
     try {
         return TemporaryFile(QDir::tempPath(), QStringLiteral("wav"));
-    } catch (const FileError& e) {
-        throw AudioLoaderError(AudioLoaderError::Kind::writeFailed, e.description());
+    } catch (const Failure& e) {
+        if (e.kind() == Error::Kind::stopped)
+            throw AnalysisErrors::stopped(sourcePath);
+        throw AnalysisErrors::cannotWriteTemporary(sourcePath, e.message());
     }
 }
 
@@ -26,9 +28,8 @@ TemporaryFile newTemporaryWav() {
 FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath)
     : FFmpegDecodedFile(sourcePath, FFmpegLocator::find()) {}
 
-FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& encoder) : file_(newTemporaryWav()) {
-    using Kind = AudioLoaderError::Kind;
-    const QString fileName = NativePath::shownName(sourcePath);
+FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& encoder)
+    : file_(newTemporaryWav(sourcePath)) {
 
     QProcess ffmpeg;
     EncoderProcess::prepare(ffmpeg, encoder,
@@ -37,7 +38,7 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
     ffmpeg.setStandardErrorFile(QProcess::nullDevice());
     ffmpeg.start();
     if (!ffmpeg.waitForStarted(-1))
-        throw AudioLoaderError(Kind::launchFailed, ffmpeg.errorString());
+        throw AnalysisErrors::cannotStartDecoder(sourcePath, ffmpeg.errorString());
     const Interruption::TrackedChild tracked(static_cast<pid_t>(ffmpeg.processId()));
 
     // The stream goes to the temporary file as it arrives instead of being
@@ -59,19 +60,18 @@ FFmpegDecodedFile::FFmpegDecodedFile(const QString& sourcePath, const QString& e
         if (Interruption::cancelRequested()) {
             ffmpeg.kill();
             ffmpeg.waitForFinished(-1);
-            throw AudioLoaderError(Kind::stopped);
+            throw AnalysisErrors::stopped(sourcePath);
         }
         ffmpeg.waitForFinished(-1);
         drain();
-    } catch (const FileError& e) {
+    } catch (const Failure& e) {
         ffmpeg.kill();
         ffmpeg.waitForFinished(-1);
-        throw AudioLoaderError(
-            Kind::writeFailed,
-            QStringLiteral("%1 (in %2)").arg(e.description(), QDir::toNativeSeparators(QDir::tempPath())));
+        throw AnalysisErrors::cannotWriteTemporary(
+            sourcePath, QStringLiteral("%1 (in %2)").arg(e.message(), QDir::toNativeSeparators(QDir::tempPath())));
     }
     if (ffmpeg.exitStatus() != QProcess::NormalExit || ffmpeg.exitCode() != 0 || written == 0)
-        throw AudioLoaderError(Kind::ffmpegFailed, fileName);
+        throw AnalysisErrors::cannotDecode(sourcePath);
 }
 
 FFmpegDecodedFile::~FFmpegDecodedFile() = default;

@@ -10,9 +10,9 @@
 // away, whatever way out is taken, and by an interruption of the program.
 class FFmpegDecodedFile {
 public:
-    // Runs the encoder found by FFmpegLocator on `sourcePath`. Throws
-    // AudioLoaderError: launchFailed, writeFailed, or ffmpegFailed (with the
-    // source's file name) when it exits non-zero or writes nothing.
+    // Runs the encoder found by FFmpegLocator on `sourcePath`. Throws the
+    // Failure of AnalysisErrors when it cannot start, its output cannot be
+    // written, or it exits non-zero or writes nothing.
     explicit FFmpegDecodedFile(const QString& sourcePath);
     // The same with an explicit encoder, for callers that located it already.
     FFmpegDecodedFile(const QString& sourcePath, const QString& encoder);

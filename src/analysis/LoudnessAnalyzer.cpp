@@ -38,14 +38,14 @@ AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames,
                 // A program that is ending, or a stopped job, does not wait
                 // for the end of the file.
                 if (Interruption::cancelRequested() || stop.stop_requested())
-                    throw AudioLoaderError(AudioLoaderError::Kind::stopped);
+                    throw AnalysisErrors::stopped(path);
                 measurement.add(interleaved, mono, frames);
             });
         if (measured == 0) {
-            throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
+            throw AnalysisErrors::emptyFile(path);
         }
         if (measured > AudioLoader::maxFrames) {
-            throw AudioLoaderError(AudioLoaderError::Kind::tooLong, QString::number(measured));
+            throw AnalysisErrors::tooLong(path, measured);
         }
         if (measurement.covers(measured)) {
             AnalysisResult result = measurement.finish();
@@ -54,8 +54,8 @@ AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames,
         }
         known = measured;
     }
-    throw AudioLoaderError(AudioLoaderError::Kind::readFailed,
-                           QStringLiteral("The file changed while it was being read: ") + NativePath::shownName(path));
+    throw Failure(Error::Kind::file,
+                  QStringLiteral("The file changed while it was being read: ") + NativePath::shownName(path), path);
 }
 
 } // namespace LoudnessAnalyzer

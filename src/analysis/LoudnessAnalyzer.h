@@ -35,8 +35,8 @@ struct LoudnessCurve {
 
 // Decodes and measures one file, streaming it in chunks of `chunkFrames`
 // frames when the reader can (every figure is the same as measuring the whole
-// decoded signal at once). Throws AudioLoaderError or AnalysisError, and
-// AudioLoaderError::Kind::stopped soon after `stop` is requested.
+// decoded signal at once). Throws a Failure, of kind `stopped` soon after
+// `stop` is requested.
 inline constexpr int64_t defaultChunkFrames = 65536;
 AnalysisResult analyze(const QString& path, ChannelMix mix = ChannelMix::sum, int64_t chunkFrames = defaultChunkFrames,
                        std::stop_token stop = {});

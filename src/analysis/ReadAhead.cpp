@@ -32,7 +32,7 @@ public:
                 slot.mono.resize(static_cast<size_t>(chunkFrames));
             }
         } catch (const std::bad_alloc&) {
-            throw AudioLoaderError(AudioLoaderError::Kind::bufferCreationFailed);
+            throw AnalysisErrors::noBuffer();
         }
     }
 
@@ -57,7 +57,7 @@ public:
         changed_.notify_all();
     }
     // The end of the stream, or the error that ended it.
-    void finish(std::exception_ptr error) {
+    void finish(std::optional<Error> error = std::nullopt) {
         {
             std::lock_guard lock(mutex_);
             finished_ = true;
@@ -74,7 +74,7 @@ public:
             changed_.wait(lock, [&] { return finished_ || filled_ > taken_; });
             if (filled_ == taken_) {
                 if (error_)
-                    std::rethrow_exception(error_);
+                    throw Failure(*error_);
                 return false;
             }
             slot = &slots_[taken_ % depth];
@@ -103,7 +103,7 @@ private:
     size_t taken_ = 0;
     bool finished_ = false;
     bool stopped_ = false;
-    std::exception_ptr error_;
+    std::optional<Error> error_;
 };
 
 } // namespace
@@ -126,11 +126,11 @@ int64_t readAhead(OpenedAudio& opened, int64_t chunkFrames, const MixedChunkCons
                 downmixInterleaved(slot->samples.data(), frames, channels, slot->mono.data());
                 queue.endFill(frames);
             }
-            queue.finish(nullptr);
+            queue.finish();
         } catch (const Abandoned&) {
-            queue.finish(nullptr);
+            queue.finish();
         } catch (...) {
-            queue.finish(std::current_exception());
+            queue.finish(errorOf(std::current_exception(), QStringLiteral("Cannot read the file")));
         }
     });
     int64_t total = 0;

@@ -12,7 +12,7 @@ namespace AudioLoader {
 // Reads the whole of `opened` in chunks of at most `chunkFrames` frames and
 // hands each, interleaved and down-mixed (downmixInterleaved), to `consume`
 // on the calling thread. Returns the frames read. Throws what the reading
-// threw (AudioLoaderError) or what `consume` threw; the decoding thread has
+// threw or what `consume` threw; the decoding thread has
 // always finished when it returns or throws.
 using MixedChunkConsumer = std::function<void(const float* interleaved, const float* mono, int64_t frames)>;
 int64_t readAhead(OpenedAudio& opened, int64_t chunkFrames, const MixedChunkConsumer& consume);

@@ -137,7 +137,7 @@ void SignalMeasurement::add(const float* interleaved, const float* mono, int64_t
 AnalysisResult SignalMeasurement::finish() {
     using namespace LoudnessAnalyzer;
     if (measured_ == 0) {
-        throw AnalysisError(AnalysisError::Kind::emptyFile);
+        throw AnalysisErrors::noSamples();
     }
     AnalysisResult r;
     r.sampleRate = sampleRate_;

@@ -64,7 +64,7 @@ public:
     // exactly: false when its length fell outside the expected ones.
     bool covers(int64_t total) const { return total == measured_ && envelope_.holds(total); }
 
-    // Completes the record. Throws AnalysisError(emptyFile) when nothing was
+    // Completes the record. Throws AnalysisErrors::noSamples() when nothing was
     // measured. Call only where covers(measuredSamples()).
     AnalysisResult finish();
 

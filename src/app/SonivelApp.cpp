@@ -25,7 +25,7 @@ SonivelApp::SonivelApp()
 void SonivelApp::showCheckResult(const UpdateCheck& result) {
     QDialog* dialog = nullptr;
     if (!result.ok()) {
-        dialog = UpdateDialogs::failure(&window_, result.error());
+        dialog = UpdateDialogs::failure(&window_, result.error().message);
     } else if (const auto& newer = result.value().newer) {
         const QString installed = Appcast::displayVersion(result.value().installed);
         dialog = UpdateDialogs::offer(&window_, {Appcast::displayVersion(newer->version), installed,

@@ -17,18 +17,18 @@ double numberIn(const QString& value, double lowest, double highest, const char*
     bool ok = false;
     const double v = value.toDouble(&ok);
     if (!ok || !(v >= lowest && v <= highest))
-        throw UsageError(QStringLiteral("%1 must lie between %2 and %3 %4, not '%5'")
-                             .arg(QLatin1String(what))
-                             .arg(lowest)
-                             .arg(highest)
-                             .arg(QLatin1String(unit), value));
+        throw Failure(Error::Kind::usage, QStringLiteral("%1 must lie between %2 and %3 %4, not '%5'")
+                                              .arg(QLatin1String(what))
+                                              .arg(lowest)
+                                              .arg(highest)
+                                              .arg(QLatin1String(unit), value));
     return v;
 }
 
 template <typename E>
 E named(std::optional<E> value, const QString& arg, const QString& choices, const QString& given) {
     if (!value)
-        throw UsageError(QStringLiteral("%1 takes %2, not '%3'").arg(arg, choices, given));
+        throw Failure(Error::Kind::usage, QStringLiteral("%1 takes %2, not '%3'").arg(arg, choices, given));
     return *value;
 }
 
@@ -106,7 +106,7 @@ bool readArguments(const QStringList& arguments, const QStringList& withValues,
             } else if (i + 1 < arguments.size()) {
                 value = arguments[++i];
             } else {
-                throw UsageError(QStringLiteral("%1 needs a value").arg(arg));
+                throw Failure(Error::Kind::usage, QStringLiteral("%1 needs a value").arg(arg));
             }
         }
         option(arg, value);

@@ -5,19 +5,13 @@
 // target (the target, the figure, the ceiling, the channel mix, a preset).
 
 #include "analysis/ChannelMix.h"
-#include "io/FileError.h"
+#include "io/Error.h"
 #include "session/TargetPreset.h"
 
 #include <QString>
 #include <QStringList>
 #include <functional>
 #include <optional>
-
-// A command line that cannot be followed; its description says why.
-class UsageError : public DescribedError {
-public:
-    using DescribedError::DescribedError;
-};
 
 struct AimOptions {
     std::optional<double> target;
@@ -31,7 +25,7 @@ struct AimOptions {
 const QStringList& aimOptionsWithValues();
 
 // Takes one aim option into `o`; false when `arg` is none of them. A value
-// out of the window's range is a UsageError.
+// out of the window's range is a usage error (a Failure of kind `usage`).
 bool takeAimOption(AimOptions& o, const QString& arg, const QString& value);
 
 // The values aimed at: a preset's over `base`, each option given over
@@ -44,6 +38,6 @@ QString aimOptionsHelp();
 // Reads a command line: "--name=value" or "--name value" for the names in
 // `withValues`, "--" ends the options, "-" alone is a file. Hands every
 // option to `option` (with its value, or an empty one) and collects the
-// files. Returns false at -h or --help. Throws UsageError.
+// files. Returns false at -h or --help. Throws a usage error.
 bool readArguments(const QStringList& arguments, const QStringList& withValues,
                    const std::function<void(const QString& arg, const QString& value)>& option, QStringList& files);

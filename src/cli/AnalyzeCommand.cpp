@@ -1,6 +1,6 @@
 #include "cli/AnalyzeCommand.h"
 
-#include "analysis/AnalysisOutcome.h"
+#include "analysis/FileAnalysis.h"
 #include "cli/AimOptions.h"
 
 #include "jobs/JobRunner.h"
@@ -33,9 +33,9 @@ QString usage() {
 namespace {
 
 // One file's row, aimed as `aim` says; never throws.
-FileReport analyzeFile(const QString& file, ChannelMix mix, const Aim& aim, std::stop_token stop) {
-    const AnalysisOutcome outcome = analyzeFileOutcome(file, mix, stop);
-    return outcome.ok() ? makeReport(file, outcome.value(), aim) : makeErrorReport(file, outcome.error());
+FileReport reportOn(const QString& file, ChannelMix mix, const Aim& aim, std::stop_token stop) {
+    const FileAnalysis outcome = analyzeFile(file, mix, stop);
+    return outcome.ok() ? makeReport(file, outcome.value(), aim) : makeErrorReport(file, outcome.error().message);
 }
 
 enum class Output { table, json, csv };
@@ -46,7 +46,7 @@ struct Request {
     QStringList files;
 };
 
-// The request, or none after --help; throws UsageError.
+// The request, or none after --help; throws a usage error.
 std::optional<Request> read(const QStringList& arguments) {
     Request r;
     const auto option = [&](const QString& arg, const QString& value) {
@@ -54,16 +54,16 @@ std::optional<Request> read(const QStringList& arguments) {
         if (json || arg == QLatin1String("--csv")) {
             const Output output = json ? Output::json : Output::csv;
             if (r.output != Output::table && r.output != output)
-                throw UsageError(QStringLiteral("--json and --csv exclude each other"));
+                throw Failure(Error::Kind::usage, QStringLiteral("--json and --csv exclude each other"));
             r.output = output;
         } else if (!takeAimOption(r.aim, arg, value)) {
-            throw UsageError(QStringLiteral("unknown option '%1'").arg(arg));
+            throw Failure(Error::Kind::usage, QStringLiteral("unknown option '%1'").arg(arg));
         }
     };
     if (!readArguments(arguments, aimOptionsWithValues(), option, r.files))
         return std::nullopt;
     if (r.files.isEmpty())
-        throw UsageError(QStringLiteral("no files given"));
+        throw Failure(Error::Kind::usage, QStringLiteral("no files given"));
     return r;
 }
 
@@ -78,8 +78,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             return 0;
         }
         request = *parsed;
-    } catch (const UsageError& e) {
-        err << "sonivel analyze: " << e.description() << '\n' << "Try 'sonivel analyze --help'.\n";
+    } catch (const Failure& e) {
+        err << "sonivel analyze: " << e.message() << '\n' << "Try 'sonivel analyze --help'.\n";
         return 2;
     }
     const QStringList& files = request.files;
@@ -91,7 +91,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     std::vector<FileReport> reports(static_cast<size_t>(count));
     std::vector<std::promise<void>> done(static_cast<size_t>(count));
     const JobRunner::Batch batch = JobRunner::shared().start(count, [&](int64_t i, std::stop_token stop) {
-        reports[static_cast<size_t>(i)] = analyzeFile(files[static_cast<qsizetype>(i)], mix, aim, stop);
+        reports[static_cast<size_t>(i)] = reportOn(files[static_cast<qsizetype>(i)], mix, aim, stop);
         done[static_cast<size_t>(i)].set_value();
     });
 

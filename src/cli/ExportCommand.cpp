@@ -100,7 +100,7 @@ bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& er
     if (!options.settings.isEmpty()) {
         const auto loaded = SettingsFile::loadSettings(state, options.settings, SettingsFile::Entries::exportable);
         if (!loaded.ok()) {
-            err << "sonivel export: " << options.settings << ": " << loaded.error() << '\n';
+            err << "sonivel export: " << options.settings << ": " << loaded.error().message << '\n';
             return false;
         }
         skipped = loaded.value().skipped;
@@ -133,7 +133,8 @@ bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& er
         err << "sonivel export: " << SettingsFile::noMixNotice << '\n';
     for (const AudioFileItemPtr& file : state.files()) {
         if (file->analysisError()) {
-            err << "sonivel export: " << NativePath::shownName(file->path()) << ": " << *file->analysisError() << '\n';
+            err << "sonivel export: " << NativePath::shownName(file->path()) << ": " << file->analysisError()->message
+                << '\n';
             ++failed;
         }
     }
@@ -200,16 +201,16 @@ ExportRun::Summary exportAll(BatchSession& state, const Options& options, bool l
 } // namespace
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    const ParsedExportArguments parsed = parseExportArguments(arguments);
-    if (parsed.help) {
+    const Result<std::optional<Options>> parsed = parseExportArguments(arguments);
+    if (!parsed.ok()) {
+        err << "sonivel export: " << parsed.error().message << "\nTry 'sonivel export --help'.\n";
+        return 2;
+    }
+    const std::optional<Options>& options = parsed.value();
+    if (!options) {
         out << usage();
         return 0;
     }
-    if (!parsed.options) {
-        err << "sonivel export: " << parsed.error << "\nTry 'sonivel export --help'.\n";
-        return 2;
-    }
-    const std::optional<Options>& options = parsed.options;
 
     // SIGINT or SIGTERM stops the work, keeps what is finished and ends with
     // the shell's usual status for that signal.
@@ -224,8 +225,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     if (!listAndAnalyse(state, *options, err, failed, cancel))
         return cancel.load() ? cancelled(0) : 1;
     const ExportRun::Summary summary = exportAll(state, *options, chooseLimiter(state, *options, err), err, cancel);
-    if (!summary.error.isEmpty()) {
-        err << "sonivel export: " << summary.error << '\n';
+    if (summary.error) {
+        err << "sonivel export: " << summary.error->message << '\n';
         return 1;
     }
     // Standard output: the written files, in list order. Standard error: the rest.
@@ -238,8 +239,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             if (file.written->offTarget)
                 err << ": " << file.written->note;
             err << '\n';
-        } else if (!file.error.isEmpty()) {
-            err << "sonivel export: " << NativePath::shownName(file.sourcePath) << ": " << file.error << '\n';
+        } else if (file.error) {
+            err << "sonivel export: " << NativePath::shownName(file.sourcePath) << ": " << file.error->message << '\n';
             ++failed;
         }
     }

@@ -12,7 +12,7 @@ const QStringList& optionsWithValues() {
 ExportFormat formatFrom(const QString& value) {
     const auto f = exportFormatNamed(value);
     if (!f)
-        throw UsageError(QStringLiteral("unknown format '%1'").arg(value));
+        throw Failure(Error::Kind::usage, QStringLiteral("unknown format '%1'").arg(value));
     return *f;
 }
 
@@ -20,7 +20,8 @@ SampleRate rateFrom(const QString& value) {
     bool ok = false;
     const auto r = sampleRateOfHertz(value.toLongLong(&ok));
     if (!ok || !r)
-        throw UsageError(QStringLiteral("the rate must be 44100, 48000 or 96000, not '%1'").arg(value));
+        throw Failure(Error::Kind::usage,
+                      QStringLiteral("the rate must be 44100, 48000 or 96000, not '%1'").arg(value));
     return *r;
 }
 
@@ -39,42 +40,37 @@ void apply(Options& o, const QString& arg, const QString& value) {
     } else if (arg == QLatin1String("--limiter") || arg == QLatin1String("--no-limiter")) {
         const bool limiter = arg == QLatin1String("--limiter");
         if (o.limiter && *o.limiter != limiter)
-            throw UsageError(QStringLiteral("--limiter and --no-limiter exclude each other"));
+            throw Failure(Error::Kind::usage, QStringLiteral("--limiter and --no-limiter exclude each other"));
         o.limiter = limiter;
     } else if (!takeAimOption(o, arg, value)) {
-        throw UsageError(QStringLiteral("unknown option '%1'").arg(arg));
+        throw Failure(Error::Kind::usage, QStringLiteral("unknown option '%1'").arg(arg));
     }
 }
 
 // What the options must satisfy together.
 void checkComplete(const Options& o) {
     if (o.out.isEmpty())
-        throw UsageError(QStringLiteral("--out DIR is required"));
+        throw Failure(Error::Kind::usage, QStringLiteral("--out DIR is required"));
     if (o.files.isEmpty() && o.settings.isEmpty())
-        throw UsageError(QStringLiteral("no files given"));
+        throw Failure(Error::Kind::usage, QStringLiteral("no files given"));
     if (!supportsRate(o.format, o.rate))
-        throw UsageError(QStringLiteral("%1 holds at most %2 Hz; choose --rate 44100 or 48000")
-                             .arg(label(o.format))
-                             .arg(maximumRate(o.format)));
+        throw Failure(Error::Kind::usage, QStringLiteral("%1 holds at most %2 Hz; choose --rate 44100 or 48000")
+                                              .arg(label(o.format))
+                                              .arg(maximumRate(o.format)));
 }
 
 } // namespace
 
-ParsedExportArguments parseExportArguments(const QStringList& arguments) {
-    ParsedExportArguments parsed;
-    Options o;
-    try {
-        if (!readArguments(
-                arguments, optionsWithValues(), [&](const QString& arg, const QString& value) { apply(o, arg, value); },
-                o.files)) {
-            parsed.help = true;
-            return parsed;
-        }
-        checkComplete(o);
-    } catch (const UsageError& e) {
-        parsed.error = e.description();
-        return parsed;
-    }
-    parsed.options = std::move(o);
-    return parsed;
+Result<std::optional<ExportOptions>> parseExportArguments(const QStringList& arguments) {
+    return Result<std::optional<ExportOptions>>::of(
+        [&]() -> std::optional<ExportOptions> {
+            Options o;
+            if (!readArguments(
+                    arguments, optionsWithValues(),
+                    [&](const QString& arg, const QString& value) { apply(o, arg, value); }, o.files))
+                return std::nullopt;
+            checkComplete(o);
+            return o;
+        },
+        QStringLiteral("the command line cannot be read"));
 }

@@ -22,10 +22,6 @@ struct ExportOptions : AimOptions {
     QStringList files;
 };
 
-struct ParsedExportArguments {
-    std::optional<ExportOptions> options; // none after -h/--help or a usage error
-    QString error;                        // why the command line cannot be followed
-    bool help = false;
-};
-
-ParsedExportArguments parseExportArguments(const QStringList& arguments);
+// The options, none after -h or --help, or why the command line cannot be
+// followed (a usage error).
+Result<std::optional<ExportOptions>> parseExportArguments(const QStringList& arguments);

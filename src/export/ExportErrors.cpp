@@ -20,17 +20,17 @@ QStringList makeFolder(const QString& path) {
         struct stat info {};
         if (::stat(encoded.constData(), &info) == 0) {
             if (!S_ISDIR(info.st_mode))
-                throw ExportFailure(QStringLiteral("Cannot create the folder \"%1\": \"%2\" is a file")
-                                        .arg(NativePath::shown(absolute), NativePath::shown(made)));
+                throw Failure(Error::Kind::file, QStringLiteral("Cannot create the folder \"%1\": \"%2\" is a file")
+                                                     .arg(NativePath::shown(absolute), NativePath::shown(made)));
             continue;
         }
         if (::mkdir(encoded.constData(), 0777) == 0)
             created << made;
         else if (errno != EEXIST)
-            throw ExportFailure(QStringLiteral("Cannot create the folder \"%1\": %2")
-                                    .arg(NativePath::shown(made), errno == EACCES || errno == EROFS
-                                                                      ? QStringLiteral("permission denied")
-                                                                      : systemReason(errno)));
+            throw Failure(Error::Kind::file, QStringLiteral("Cannot create the folder \"%1\": %2")
+                                                 .arg(NativePath::shown(made), errno == EACCES || errno == EROFS
+                                                                                   ? QStringLiteral("permission denied")
+                                                                                   : systemReason(errno)));
     }
     return created;
 }

@@ -83,13 +83,13 @@ QString OutputNames::commit(TemporaryFile& file, const QString& stem, const QStr
         if (claimed_.contains(name.toCaseFolded()) || (there && sources_.count(*there) > 0))
             continue;
         if (there && existing_ == ExistingOutputs::skip)
-            throw ExportFailure(ExportNaming::alreadyExists(name));
+            throw Failure(Error::Kind::exists, ExportNaming::alreadyExists(name));
         if (existing_ == ExistingOutputs::replace) {
             file.commitAs(path);
         } else if (!file.commitAsNew(path)) {
             // Made meanwhile, by another program.
             if (existing_ == ExistingOutputs::skip)
-                throw ExportFailure(ExportNaming::alreadyExists(name));
+                throw Failure(Error::Kind::exists, ExportNaming::alreadyExists(name));
             continue;
         }
         claimed_.insert(name.toCaseFolded());

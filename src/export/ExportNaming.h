@@ -47,7 +47,7 @@ public:
     // Renames `file` to stem + figure in the folder, or, where that name is
     // a listed source, another output of the batch, or an existing file the
     // user keeps, to the first free "stem (k)". Returns the path. Throws
-    // ExportFailure where the name exists and the user skips such files.
+    // a Failure of kind `exists` where the name exists and the user skips such files.
     QString commit(TemporaryFile& file, const QString& stem, const QString& figureAndExtension);
 
 private:

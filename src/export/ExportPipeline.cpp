@@ -46,7 +46,7 @@ float linear(double dB) { return static_cast<float>(std::pow(10.0, dB / 20.0)); 
 
 void checkCancel(const JobControl& control) {
     if (control.stop.stop_requested())
-        throw ExportCancelled();
+        throw Failure(Error::Kind::stopped, QStringLiteral("cancelled"));
 }
 
 // The gain of every frame: one value for a file without edits; per block of
@@ -100,7 +100,7 @@ int64_t readAll(AudioReader& reader, const JobControl& control, Chunk chunk, Fai
         int64_t got = 0;
         try {
             got = reader.readInterleaved(buffer.data(), chunkFrames);
-        } catch (const DescribedError& e) {
+        } catch (const Failure& e) {
             throw failed(e);
         }
         if (got == 0)
@@ -119,12 +119,13 @@ ProgrammeFigures readBack(const QString& path, const QString& shownName, ExportF
                           const JobControl& control) {
     const int channels = weighting.channels();
     const auto broken = [&](const QString& why) {
-        return ExportFailure(QStringLiteral("Cannot write \"%1\": the written file %2").arg(shownName, why));
+        return Failure(Error::Kind::file,
+                       QStringLiteral("Cannot write \"%1\": the written file %2").arg(shownName, why), path);
     };
     std::optional<AudioReader> reader;
     try {
         reader.emplace(path, AudioReader::Damage::fail);
-    } catch (const FileError&) {
+    } catch (const Failure&) {
         throw broken(QStringLiteral("does not decode"));
     }
     if (reader->channels() != channels || reader->sampleRate() != rate)
@@ -142,7 +143,7 @@ ProgrammeFigures readBack(const QString& path, const QString& shownName, ExportF
             if (meter)
                 meter->add(samples, got);
         },
-        [&](const DescribedError&) { return broken(QStringLiteral("does not decode to its end")); });
+        [&](const Failure&) { return broken(QStringLiteral("does not decode to its end")); });
     if (std::abs(frames - written) > lengthTolerance(format))
         throw broken(QStringLiteral("holds %1 frames instead of %2").arg(frames).arg(written));
     return meter ? meter->finish() : ProgrammeFigures{};
@@ -156,10 +157,11 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
     AudioReader& reader = source.reader;
     const int64_t sourceRate = reader.sampleRate();
     if (sourceRate < lowestSourceRate)
-        throw ExportFailure(QStringLiteral("Cannot export \"%1\": its header states a sample rate of %2 Hz, which no "
-                                           "audio has; the file is damaged")
-                                .arg(shownSource(job))
-                                .arg(sourceRate));
+        throw Failure(Error::Kind::file,
+                      QStringLiteral("Cannot export \"%1\": its header states a sample rate of %2 Hz, which no "
+                                     "audio has; the file is damaged")
+                          .arg(shownSource(job))
+                          .arg(sourceRate));
     const int channels = reader.channels();
     const ChannelWeighting weighting = weightingFor(settings.channelMix, reader.channelRoles());
     const int64_t rate = hertz(settings.sampleRate);
@@ -236,8 +238,10 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
             if (progress && expected > 0)
                 progress(std::min(1.0, static_cast<double>(before + got) / static_cast<double>(expected)));
         },
-        [](const DescribedError& e) {
-            return ExportFailure(QStringLiteral("%1; nothing was written").arg(e.description()));
+        [](const Failure& e) {
+            Error error = e.error();
+            error.message = QStringLiteral("%1; nothing was written").arg(error.message);
+            return Failure(error);
         });
     if (resampler)
         resampler->flush(afterRate);

@@ -45,8 +45,8 @@ inline constexpr double ceilingSlackDB = 0.05;
 // Sources below this rate are taken for a damaged header.
 inline constexpr int64_t lowestSourceRate = 1000;
 
-// Exports one job and claims its name. Throws ExportFailure (or another
-// DescribedError) with the reason, ExportCancelled when cancelled; no
+// Exports one job and claims its name. Throws a Failure with the reason,
+// of kind `stopped` when cancelled; no
 // temporary file outlives it.
 ExportedFile exportFile(const ExportJob& job, const ExportSettings& settings, OutputNames& names,
                         const JobControl& control);

@@ -1,8 +1,8 @@
 #include "export/ExportRun.h"
 
 #include "export/ExportErrors.h"
+#include "io/Error.h"
 #include "io/NativePath.h"
-#include "io/Outcome.h"
 #include "io/TemporaryFile.h"
 
 #include <QDir>
@@ -63,7 +63,7 @@ int64_t Summary::writtenCount() const {
 }
 
 int64_t Summary::failedCount() const {
-    return std::count_if(files.begin(), files.end(), [](const FileResult& f) { return !f.error.isEmpty(); });
+    return std::count_if(files.begin(), files.end(), [](const FileResult& f) { return f.error.has_value(); });
 }
 
 namespace {
@@ -110,13 +110,14 @@ struct Run {
             // A name the user keeps is not made again only to be refused at the end.
             if (settings.existing == ExistingOutputs::skip) {
                 if (const auto name = existingPromisedName(job, settings))
-                    throw ExportFailure(ExportNaming::alreadyExists(*name));
+                    throw Failure(Error::Kind::exists, ExportNaming::alreadyExists(*name));
             }
             result.written = ExportPipeline::exportFile(job, settings, *names, control);
-        } catch (const ExportCancelled&) {
-            return;
         } catch (...) {
-            result.error = describeException(std::current_exception(), QStringLiteral("Unexpected error"));
+            const Error error = errorOf(std::current_exception(), QStringLiteral("Unexpected error"));
+            if (error.kind == Error::Kind::stopped)
+                return;
+            result.error = error;
         }
         report(index, 1.0, true);
     }
@@ -126,8 +127,8 @@ struct Run {
     void prepare() {
         try {
             madeFolders = ExportFiles::makeFolder(settings.destinationFolder);
-        } catch (const DescribedError& e) {
-            summary.error = e.description();
+        } catch (const Failure& e) {
+            summary.error = e.error();
             return;
         }
         TemporaryFiles::removeStale(settings.destinationFolder);
@@ -137,7 +138,7 @@ struct Run {
     }
 
     void end(bool stopped) {
-        summary.cancelled = stopped && summary.error.isEmpty();
+        summary.cancelled = stopped && !summary.error;
         // A run that wrote nothing leaves no empty folder of its own behind.
         if (summary.writtenCount() == 0)
             ExportFiles::removeIfEmpty(madeFolders);

@@ -7,6 +7,7 @@
 // stops every job, keeps the finished files and leaves nothing else.
 
 #include "export/ExportPipeline.h"
+#include "io/Error.h"
 #include "jobs/JobRunner.h"
 
 #include <atomic>
@@ -39,13 +40,13 @@ QStringList existingOutputs(const Plan& plan, const ExportSettings& settings);
 struct FileResult {
     QString sourcePath;
     std::optional<ExportedFile> written;
-    QString error; // why it was not written; empty when it was or the run was cancelled
+    std::optional<Error> error; // why it was not written; none when it was or the run was cancelled
 };
 
 struct Summary {
     std::vector<FileResult> files; // in job order
     bool cancelled = false;
-    QString error; // what kept the whole run from starting (the folder)
+    std::optional<Error> error; // what kept the whole run from starting (the folder)
     int64_t writtenCount() const;
     int64_t failedCount() const;
 };

@@ -16,7 +16,7 @@ StreamResampler::StreamResampler(int64_t fromRate, int64_t toRate, int channels,
     converter_ = soxr_create(static_cast<double>(fromRate), static_cast<double>(toRate),
                              static_cast<unsigned>(channels), &error, &io, &quality, nullptr);
     if (!converter_ || error)
-        throw ExportFailure(QStringLiteral("Cannot convert %1 Hz to %2 Hz").arg(fromRate).arg(toRate));
+        throw Failure(Error::Kind::other, QStringLiteral("Cannot convert %1 Hz to %2 Hz").arg(fromRate).arg(toRate));
     out_.resize(outFrames_ * static_cast<size_t>(channels));
 }
 
@@ -29,7 +29,8 @@ void StreamResampler::process(const float* interleaved, int64_t frames, const Si
         if (const soxr_error_t failed =
                 soxr_process(converter_, interleaved + consumed * static_cast<size_t>(channels_),
                              static_cast<size_t>(frames) - consumed, &done, out_.data(), outFrames_, &produced))
-            throw ExportFailure(QStringLiteral("Cannot convert the sample rate: %1").arg(QString::fromUtf8(failed)));
+            throw Failure(Error::Kind::other,
+                          QStringLiteral("Cannot convert the sample rate: %1").arg(QString::fromUtf8(failed)));
         if (produced > 0)
             sink(out_.data(), static_cast<int64_t>(produced));
         consumed += done;
@@ -43,7 +44,8 @@ void StreamResampler::flush(const Sink& sink) {
         size_t produced = 0;
         if (const soxr_error_t failed =
                 soxr_process(converter_, nullptr, 0, nullptr, out_.data(), outFrames_, &produced))
-            throw ExportFailure(QStringLiteral("Cannot convert the sample rate: %1").arg(QString::fromUtf8(failed)));
+            throw Failure(Error::Kind::other,
+                          QStringLiteral("Cannot convert the sample rate: %1").arg(QString::fromUtf8(failed)));
         if (produced == 0)
             return;
         sink(out_.data(), static_cast<int64_t>(produced));

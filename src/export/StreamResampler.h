@@ -12,7 +12,7 @@ struct soxr;
 
 class StreamResampler {
 public:
-    // Throws ExportFailure when the converter cannot be made.
+    // Throws a Failure when the converter cannot be made.
     StreamResampler(int64_t fromRate, int64_t toRate, int channels, int64_t maxInputFrames);
     ~StreamResampler();
     StreamResampler(const StreamResampler&) = delete;

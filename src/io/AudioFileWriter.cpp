@@ -1,7 +1,7 @@
 #include "io/AudioFileWriter.h"
 
+#include "io/Error.h"
 #include "io/FFmpegInput.h"
-#include "io/FileError.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -107,7 +107,8 @@ public:
         info.format = SF_FORMAT_RF64 | subtype | SF_ENDIAN_LITTLE;
         file_ = sf_open_virtual(&io_, SFM_WRITE, &info, &output_);
         if (!file_)
-            throw FileError(
+            throw Failure(
+                Error::Kind::file,
                 QStringLiteral("Cannot create \"%1\": %2").arg(shownName, QString::fromUtf8(sf_strerror(nullptr))));
         sf_command(file_, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
     }
@@ -128,7 +129,7 @@ public:
             written = sf_writef_int(file_, ints_.data(), frames);
         }
         if (written != frames)
-            throw FileError(WriteFailure::describe(shownName_, output_.reason()));
+            throw Failure(Error::Kind::file, WriteFailure::describe(shownName_, output_.reason()));
     }
 
     void close() override {
@@ -137,7 +138,7 @@ public:
         const int error = sf_close(file_);
         file_ = nullptr;
         if (error != 0 || output_.error != 0)
-            throw FileError(WriteFailure::describe(shownName_, output_.reason()));
+            throw Failure(Error::Kind::file, WriteFailure::describe(shownName_, output_.reason()));
     }
 
 private:
@@ -246,19 +247,19 @@ public:
         check(av_write_trailer(format_));
         avio_flush(io_);
         if (output_.error != 0 || io_->error < 0)
-            throw FileError(WriteFailure::describe(shownName_, output_.reason()));
+            throw Failure(Error::Kind::file, WriteFailure::describe(shownName_, output_.reason()));
     }
 
 private:
     [[noreturn]] void fail(const QString& why) const {
-        throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(shownName_, why));
+        throw Failure(Error::Kind::file, QStringLiteral("Cannot write \"%1\": %2").arg(shownName_, why));
     }
     // A failed write is told by the system's reason, anything else by the library's.
     void check(int result) const {
         if (result >= 0)
             return;
         if (output_.error != 0)
-            throw FileError(WriteFailure::describe(shownName_, output_.reason()));
+            throw Failure(Error::Kind::file, WriteFailure::describe(shownName_, output_.reason()));
         fail(FFmpegInput::describe(result));
     }
 

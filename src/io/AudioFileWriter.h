@@ -24,13 +24,13 @@ struct OutputEncoding {
 class AudioFileWriter {
 public:
     virtual ~AudioFileWriter() = default;
-    // Throws FileError with the system's reason (a full disk, a removed folder).
+    // Throws a Failure with the system's reason (a full disk, a removed folder).
     virtual void write(const float* interleaved, int64_t frames) = 0;
-    // Finishes the file; throws FileError. The destructor only frees.
+    // Finishes the file; throws a Failure. The destructor only frees.
     virtual void close() = 0;
 
     // Opens a writer of `encoding` on `descriptor`, which stays open.
-    // `shownName` is the file its errors name. Throws FileError.
+    // `shownName` is the file its errors name. Throws a Failure.
     static std::unique_ptr<AudioFileWriter> open(const OutputEncoding& encoding, int descriptor,
                                                  const QString& shownName, int64_t sampleRate, int channels);
 };

@@ -1,8 +1,8 @@
 #include "io/AudioReader.h"
 
 #include "io/DurationText.h"
+#include "io/Error.h"
 #include "io/FFmpegInput.h"
-#include "io/FileError.h"
 #include "io/NativePath.h"
 #include "io/RegularFile.h"
 
@@ -108,6 +108,7 @@ bool decodedAsIntegers(const AVFrame* decoded) {
 } // namespace
 
 struct AudioReader::Impl {
+    QString path;
     QString name;
     AVFormatContext* format = nullptr;
     AVCodecContext* codec = nullptr;
@@ -169,8 +170,9 @@ struct AudioReader::Impl {
         roles = rolesOf(layout, named || channels < from.nb_channels);
     }
 
-    [[noreturn]] void fail(const QString& why) const {
-        throw FileError(QStringLiteral("Cannot read \"%1\": %2").arg(name, why));
+    [[noreturn]] void fail(const QString& why, Error::Kind kind = Error::Kind::file,
+                           std::optional<double> at = std::nullopt) const {
+        throw Failure(Error{kind, QStringLiteral("Cannot read \"%1\": %2").arg(name, why), path, at});
     }
 
     // A packet or frame the decoder refused; fatal with Damage::fail.
@@ -180,12 +182,13 @@ struct AudioReader::Impl {
             const double at = lastPacketTime == AV_NOPTS_VALUE
                                   ? 0.0
                                   : std::max(0.0, static_cast<double>(lastPacketTime - origin) * av_q2d(timeBase));
-            fail(QStringLiteral("the audio is damaged at %1 and stops decoding there").arg(durationText(at)));
+            fail(QStringLiteral("the audio is damaged at %1 and stops decoding there").arg(durationText(at)),
+                 Error::Kind::damaged, at);
         }
         ++errorsInARow;
     }
 
-    void open(const QString& path);
+    void open(const QString& file);
     int chooseStream() const;
     bool describedByHeader() const;
     bool decodeNext();
@@ -193,7 +196,8 @@ struct AudioReader::Impl {
     void clean(float* samples, size_t count);
 };
 
-void AudioReader::Impl::open(const QString& path) {
+void AudioReader::Impl::open(const QString& file) {
+    path = file;
     name = NativePath::shownName(path);
     RegularFile::require(path); // a named pipe would block the demuxer for ever
     int result = FFmpegInput::open(&format, path);
@@ -209,7 +213,7 @@ void AudioReader::Impl::open(const QString& path) {
         stream = chooseStream();
     }
     if (stream < 0)
-        throw NoAudioError(QStringLiteral("\"%1\" holds no audio").arg(name));
+        throw Failure(Error::Kind::noAudio, QStringLiteral("\"%1\" holds no audio").arg(name), path);
     AVStream* st = format->streams[stream];
     for (unsigned i = 0; i < format->nb_streams; ++i) {
         if (static_cast<int>(i) != stream)
@@ -418,9 +422,9 @@ void AudioReader::Impl::clean(float* samples, size_t count) {
         }
     }
     if (largest > maximumSample)
-        throw ImplausibleSamplesError(
-            QStringLiteral("Cannot read \"%1\": its samples reach %2 dBFS, far beyond what audio can hold")
-                .arg(name, QString::asprintf("%+.0f", 20.0 * std::log10(static_cast<double>(largest)))));
+        fail(QStringLiteral("its samples reach %1 dBFS, far beyond what audio can hold")
+                 .arg(QString::asprintf("%+.0f", 20.0 * std::log10(static_cast<double>(largest)))),
+             Error::Kind::badSamples);
 }
 
 AudioReader::AudioReader(const QString& path, Damage damage, int maxChannels) : impl_(std::make_unique<Impl>()) {

@@ -8,7 +8,7 @@
 // tools skip them, or end the reading with an error where a damaged file
 // must not pass for a whole one (an export). One thread at a time.
 
-#include "io/FileError.h"
+#include "io/Error.h"
 
 #include <QString>
 #include <cstdint>
@@ -22,9 +22,9 @@ public:
     // file names no layout.
     enum class ChannelRole { unknown, main, lowFrequency, surround };
 
-    // Throws FileError naming the file and why the libraries refuse it (not
-    // a file they know, no audio stream, no decoder), NotAFileError when it
-    // is no readable regular file at all.
+    // Throws a Failure naming the file and why the libraries refuse it (not
+    // a file they know, no decoder); of kind `noAudio` when it holds no audio
+    // stream, `notAFile` when it is no readable regular file at all.
     // With `maxChannels`, a file of more channels comes out down-mixed to
     // that many (the usual layout of that count) with the ITU-R BS.775
     // coefficients: centre and surrounds at -3 dB, LFE left out.
@@ -44,13 +44,14 @@ public:
     const std::vector<ChannelRole>& channelRoles() const;
     // Samples read so far that were not numbers (NaN or infinite); they come
     // out as 0. A file with samples beyond ±1000 (+60 dBFS) is refused as it
-    // is read, with an ImplausibleSamplesError.
+    // is read, with a Failure of kind `badSamples`.
     int64_t nonFiniteSamples() const;
 
     // Reads up to `frames` frames into `interleaved` (frames × channels
     // floats). Returns the frames read; fewer only at the end, 0 after it.
-    // Throws FileError when the file cannot be read on (an I/O error), and
-    // with Damage::fail when a packet does not decode.
+    // Throws a Failure when the file cannot be read on (an I/O error), and
+    // with Damage::fail when a packet does not decode (kind `damaged`, with
+    // the time where the audio stops decoding).
     int64_t readInterleaved(float* interleaved, int64_t frames);
     // Moves the read position to `frame`: exactly for PCM and lossless
     // formats, within one codec frame for lossy ones. False when the file
@@ -60,16 +61,4 @@ public:
 private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
-};
-
-// The file's samples lie far beyond what audio can hold: no audio.
-class ImplausibleSamplesError : public FileError {
-public:
-    using FileError::FileError;
-};
-
-// The file opened, but holds no audio stream (only video or cover art).
-class NoAudioError : public FileError {
-public:
-    using FileError::FileError;
 };

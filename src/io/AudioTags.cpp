@@ -1,7 +1,7 @@
 #include "io/AudioTags.h"
 
+#include "io/Error.h"
 #include "io/FFmpegInput.h"
-#include "io/FileError.h"
 #include "io/NativePath.h"
 
 extern "C" {
@@ -111,7 +111,8 @@ void writeMp3(const QByteArray& path, const AudioTags& tags) {
         tag->addFrame(frame); // the tag owns it
     }
     if (!file.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v3))
-        throw FileError(
+        throw Failure(
+            Error::Kind::file,
             QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
 }
 
@@ -128,7 +129,8 @@ void writeFlac(const QByteArray& path, const AudioTags& tags) {
         file.addPicture(picture); // the file owns it
     }
     if (!file.save())
-        throw FileError(
+        throw Failure(
+            Error::Kind::file,
             QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
 }
 
@@ -148,7 +150,8 @@ void writeWav(const QByteArray& path, const AudioTags& tags) {
     info->setYear(tags.text.value(QStringLiteral("DATE")).left(4).toUInt());
     info->setTrack(tags.text.value(QStringLiteral("TRACKNUMBER")).section(QLatin1Char('/'), 0, 0).toUInt());
     if (!file.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers))
-        throw FileError(
+        throw Failure(
+            Error::Kind::file,
             QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
 }
 

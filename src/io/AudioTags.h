@@ -31,7 +31,7 @@ AudioTags read(const QString& path);
 // ID3v2 tag with the picture, FLAC Vorbis comments with a PICTURE block, WAV
 // an ID3 chunk and a LIST INFO chunk with the text (no picture). Nothing
 // happens for empty tags, another extension, or a file too large for a
-// RIFF header (RF64). Throws FileError when the file cannot be written.
+// RIFF header (RF64). Throws a Failure when the file cannot be written.
 void write(const QString& path, const AudioTags& tags);
 
 } // namespace AudioTagCopy

@@ -29,7 +29,7 @@ BackgroundWriter::~BackgroundWriter() {
 
 void BackgroundWriter::rethrowFailure() {
     if (failure_)
-        std::rethrow_exception(failure_);
+        throw Failure(*failure_);
 }
 
 void BackgroundWriter::write(const float* interleaved, int64_t frames) {
@@ -86,7 +86,7 @@ void BackgroundWriter::run() {
                 inner_->write(block.samples.data(), block.frames);
         } catch (...) {
             lock.lock();
-            failure_ = std::current_exception();
+            failure_ = errorOf(std::current_exception(), QStringLiteral("Cannot write the file"));
             space_.notify_all();
             return;
         }

@@ -7,10 +7,11 @@
 // from the next `write` or from `close`.
 
 #include "io/AudioFileWriter.h"
+#include "io/Error.h"
 
 #include <condition_variable>
-#include <exception>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -37,7 +38,7 @@ private:
     size_t waiting_ = 0;
     bool closing_ = false;
     bool stopping_ = false;
-    std::exception_ptr failure_;
+    std::optional<Error> failure_;
     // Who waits for whom, so that a wake-up is sent only when one is awaited.
     bool callerWaits_ = false;
     bool writerWaits_ = false;

@@ -1,7 +1,7 @@
 #include "io/EncoderProcess.h"
 
+#include "io/Error.h"
 #include "io/FFmpegLocator.h"
-#include "io/FileError.h"
 #include "io/Interruption.h"
 
 #include <QProcess>
@@ -34,7 +34,8 @@ EncoderRun run(const QString& program, const QStringList& arguments, int passedD
     process.setStandardOutputFile(QProcess::nullDevice());
     process.start();
     if (!process.waitForStarted(-1)) {
-        throw FileError(QStringLiteral("Cannot start the encoder \"%1\": %2").arg(program, process.errorString()));
+        throw Failure(Error::Kind::file,
+                      QStringLiteral("Cannot start the encoder \"%1\": %2").arg(program, process.errorString()));
     }
     const Interruption::TrackedChild tracked(static_cast<pid_t>(process.processId()));
     // waitForFinished keeps reading standard error into the process's buffer.

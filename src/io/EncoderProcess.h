@@ -33,7 +33,7 @@ void prepare(QProcess& process, const QString& program, const QStringList& argum
 // full pipe; standard output is discarded. A crash comes back as exit code
 // -1. The encoder dies with the program and is stopped by an interruption.
 // It inherits `passedDescriptor`, when there is one.
-// Throws FileError when the program cannot be started.
+// Throws a Failure when the program cannot be started.
 EncoderRun run(const QString& program, const QStringList& arguments, int passedDescriptor = -1);
 
 } // namespace EncoderProcess

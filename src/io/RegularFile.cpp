@@ -36,7 +36,8 @@ std::optional<QString> problem(const QString& path) {
 
 void require(const QString& path) {
     if (const std::optional<QString> why = problem(path))
-        throw NotAFileError(QStringLiteral("Cannot read \"%1\": %2").arg(NativePath::shownName(path), *why));
+        throw Failure(Error::Kind::notAFile,
+                      QStringLiteral("Cannot read \"%1\": %2").arg(NativePath::shownName(path), *why), path);
 }
 
 } // namespace RegularFile

@@ -5,17 +5,10 @@
 // (a folder, a named pipe, a socket, a device) would block a reader or
 // mislead it, so it is refused before any reader opens it.
 
-#include "io/FileError.h"
+#include "io/Error.h"
 
 #include <QString>
 #include <optional>
-
-// A path that is no readable regular file; the description names the file
-// and why.
-class NotAFileError : public FileError {
-public:
-    using FileError::FileError;
-};
 
 namespace RegularFile {
 
@@ -24,7 +17,8 @@ namespace RegularFile {
 // named pipe is recognised without being opened.
 std::optional<QString> problem(const QString& path);
 
-// Throws NotAFileError, naming the file and the problem, unless it can be read.
+// Throws a Failure of kind `notAFile`, naming the file and the problem,
+// unless it can be read.
 void require(const QString& path);
 
 } // namespace RegularFile

@@ -1,6 +1,6 @@
 #include "io/TemporaryFile.h"
 
-#include "io/FileError.h"
+#include "io/Error.h"
 #include "io/NativePath.h"
 
 #include <QDir>
@@ -34,9 +34,9 @@ bool stillNames(const QByteArray& path, int fd) {
 } // namespace
 
 TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
-    const auto cannotCreate = [&](const QString& reason) {
+    const auto cannotCreate = [&](const QString& reason, Error::Kind kind = Error::Kind::file) {
         const QString where = QStringLiteral("Cannot create a file in \"%1\"").arg(QDir::toNativeSeparators(folder));
-        return FileError(reason.isEmpty() ? where : where + QStringLiteral(": ") + reason);
+        return Failure(kind, reason.isEmpty() ? where : where + QStringLiteral(": ") + reason, folder);
     };
     // A clean-up of another run may catch the new file between its creation
     // and its lock, and remove it; then take another name.
@@ -47,7 +47,7 @@ TemporaryFile::TemporaryFile(const QString& folder, const QString& extension) {
         const QByteArray encoded = NativePath::encode(path);
         Interruption::TrackedPath tracked(encoded);
         if (tracked.refused())
-            throw cannotCreate(QStringLiteral("the program is stopping"));
+            throw cannotCreate(QStringLiteral("the program is stopping"), Error::Kind::stopped);
         const int fd = ::open(encoded.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
         if (fd < 0) {
             if (errno == EEXIST)
@@ -100,23 +100,27 @@ bool TemporaryFile::commit(const QString& finalPath, bool replace) {
     const QByteArray to = NativePath::encode(finalPath);
     const QString finalName = NativePath::shownName(finalPath);
     if (fd_ < 0 || !stillNames(from, fd_))
-        throw FileError(QStringLiteral("Cannot write \"%1\": its temporary file was replaced").arg(finalName));
+        throw Failure(Error::Kind::file,
+                      QStringLiteral("Cannot write \"%1\": its temporary file was replaced").arg(finalName));
     if (::fsync(fd_) != 0)
-        throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
+        throw Failure(Error::Kind::file, QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
     if (replace) {
         if (::rename(from.constData(), to.constData()) != 0)
-            throw FileError(QStringLiteral("Cannot replace \"%1\": %2").arg(finalName, systemReason(errno)));
+            throw Failure(Error::Kind::file,
+                          QStringLiteral("Cannot replace \"%1\": %2").arg(finalName, systemReason(errno)));
     } else if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) != 0) {
         // A file system without the flag: a hard link is made only where no name is.
         if (errno != EINVAL && errno != ENOSYS) {
             if (errno == EEXIST)
                 return false;
-            throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
+            throw Failure(Error::Kind::file,
+                          QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
         }
         if (::link(from.constData(), to.constData()) != 0) {
             if (errno == EEXIST)
                 return false;
-            throw FileError(QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
+            throw Failure(Error::Kind::file,
+                          QStringLiteral("Cannot write \"%1\": %2").arg(finalName, systemReason(errno)));
         }
         ::unlink(from.constData());
     }
@@ -171,7 +175,7 @@ void TemporaryFile::write(const char* data, qsizetype size) {
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            throw FileError(systemReason(n < 0 ? errno : ENOSPC));
+            throw Failure(Error::Kind::file, systemReason(n < 0 ? errno : ENOSPC));
         done += n;
     }
 }
@@ -186,9 +190,10 @@ void replaceWith(const QString& finalPath, const QByteArray& bytes) {
                        extension.match(target.suffix()).hasMatch() ? target.suffix() : QStringLiteral("tmp"));
     try {
         file.write(bytes.constData(), bytes.size());
-    } catch (const FileError& e) {
-        throw FileError(
-            QStringLiteral("Cannot write \"%1\": %2").arg(NativePath::shownName(finalPath), e.description()));
+    } catch (const Failure& e) {
+        throw Failure(Error::Kind::file,
+                      QStringLiteral("Cannot write \"%1\": %2").arg(NativePath::shownName(finalPath), e.message()),
+                      finalPath);
     }
     file.commitAs(finalPath);
 }

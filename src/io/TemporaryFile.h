@@ -15,7 +15,7 @@
 class TemporaryFile {
 public:
     // Creates the file in `folder` (which must exist) with `extension`
-    // ("wav", "mp3" ...). Throws FileError.
+    // ("wav", "mp3" ...). Throws a Failure.
     TemporaryFile(const QString& folder, const QString& extension);
     // Removes the file unless it was committed.
     ~TemporaryFile();
@@ -31,12 +31,12 @@ public:
     // An encoder writes through it, so it never makes a file of the
     // temporary name itself, not even after an interruption removed ours.
     QString descriptorPath() const { return QStringLiteral("/proc/self/fd/%1").arg(fd_); }
-    // Appends `size` bytes at the descriptor's position. Throws FileError
+    // Appends `size` bytes at the descriptor's position. Throws a Failure
     // whose description is the system's reason alone.
     void write(const char* data, qsizetype size);
 
     // Syncs the file and renames it over `finalPath`; from then on it is no
-    // longer temporary. Throws FileError, and then the file is still removed
+    // longer temporary. Throws a Failure, and then the file is still removed
     // when this object goes. Fails when something replaced the temporary
     // name meanwhile.
     void commitAs(const QString& finalPath);
@@ -63,7 +63,7 @@ bool isTemporaryName(const QString& fileName);
 int removeStale(const QString& folder);
 
 // Writes `bytes` as the whole new content of `finalPath`, the same way:
-// beside it, then renamed over it. Throws FileError.
+// beside it, then renamed over it. Throws a Failure.
 void replaceWith(const QString& finalPath, const QByteArray& bytes);
 
 } // namespace TemporaryFiles

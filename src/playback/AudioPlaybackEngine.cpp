@@ -1,6 +1,6 @@
 #include "playback/AudioPlaybackEngine.h"
 
-#include "io/FileError.h"
+#include "io/Error.h"
 #include "playback/DefaultOutput.h"
 
 #include <QThread>
@@ -98,7 +98,7 @@ void AudioPlaybackEngine::play(const QString& path, double fromTime, double gain
     std::shared_ptr<AudioReader> file;
     try {
         file = std::make_shared<AudioReader>(path);
-    } catch (const FileError&) {
+    } catch (const Failure&) {
         return; // not reported: the state stays as it was
     }
     if (file->sampleRate() < 1 || file->frames() > maximumFrames)

@@ -1,6 +1,6 @@
 #include "playback/StreamReader.h"
 
-#include "io/FileError.h"
+#include "io/Error.h"
 
 #include <algorithm>
 #include <chrono>
@@ -34,7 +34,7 @@ struct StreamReader::Stream {
         int64_t got = 0;
         try {
             got = file->readInterleaved(raw.data(), frames);
-        } catch (const FileError&) {
+        } catch (const Failure&) {
             got = 0; // a read error ends the file here
         }
         for (int64_t i = 0; i < got; ++i) {

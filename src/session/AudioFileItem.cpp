@@ -33,7 +33,7 @@ void AudioFileItem::setIsAnalyzing(bool analyzing) {
     publish(isAnalyzing_, analyzing, &AudioFileItem::isAnalyzingChanged);
 }
 
-void AudioFileItem::setAnalysisError(std::optional<QString> error) {
+void AudioFileItem::setAnalysisError(std::optional<Error> error) {
     publish(analysisError_, std::move(error), &AudioFileItem::analysisErrorChanged);
 }
 

@@ -9,6 +9,7 @@
 
 #include "analysis/AnalysisResult.h"
 #include "editing/SegmentEditState.h"
+#include "io/Error.h"
 
 #include <QObject>
 #include <QString>
@@ -34,7 +35,7 @@ public:
 
     const std::optional<AnalysisResult>& analysis() const { return analysis_; }
     bool isAnalyzing() const { return isAnalyzing_; }
-    const std::optional<QString>& analysisError() const { return analysisError_; }
+    const std::optional<Error>& analysisError() const { return analysisError_; }
     double correctionDB() const { return correctionDB_; }
     bool isManualOverride() const { return isManualOverride_; }
     bool isEditMode() const { return isEditMode_; }
@@ -43,7 +44,7 @@ public:
 
     void setAnalysis(std::optional<AnalysisResult> analysis);
     void setIsAnalyzing(bool analyzing);
-    void setAnalysisError(std::optional<QString> error);
+    void setAnalysisError(std::optional<Error> error);
     void setCorrectionDB(double db);
     void setIsManualOverride(bool manual);
     void setIsEditMode(bool editMode);
@@ -86,7 +87,7 @@ private:
     const QString path_;
     std::optional<AnalysisResult> analysis_;
     bool isAnalyzing_ = false;
-    std::optional<QString> analysisError_;
+    std::optional<Error> analysisError_;
     double correctionDB_ = 0.0;
     bool isManualOverride_ = false;
     bool isEditMode_ = false;

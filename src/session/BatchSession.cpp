@@ -29,7 +29,7 @@ struct BatchSession::Inbox {
     struct Finished {
         std::shared_ptr<AnalysisGroup> group;
         size_t index;
-        AnalysisOutcome outcome;
+        FileAnalysis outcome;
     };
     std::mutex mutex;
     std::condition_variable arrived;
@@ -43,7 +43,7 @@ BatchSession::BatchSession(AnalysisOptions options, QObject* parent)
     if (options_.activeProcessorCount > 0)
         ownRunner_ = std::make_unique<JobRunner>(options_.activeProcessorCount);
     if (!options_.analyze)
-        options_.analyze = analyzeFileOutcome;
+        options_.analyze = analyzeFile;
 }
 
 BatchSession::~BatchSession() { stopAndWait(); }
@@ -225,21 +225,20 @@ void BatchSession::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
     JobRunner& runner = ownRunner_ ? *ownRunner_ : JobRunner::shared();
     // The session waits for these jobs before it goes, so they may post to it.
     analyses_.push_back(
-        runner.start(static_cast<int64_t>(group->work.size()),
-                     [this, group, analyze = options_.analyze, inbox = inbox_](int64_t i, std::stop_token stop) {
-                         const auto index = static_cast<size_t>(i);
-                         AnalysisOutcome outcome =
-                             AnalysisOutcome::of([&] { return analyze(group->work[index].path, group->mix, stop); },
-                                                 QStringLiteral("Unexpected error while analysing this file"));
-                         if (stop.stop_requested())
-                             return;
-                         {
-                             const std::lock_guard lock(inbox->mutex);
-                             inbox->finished.push_back({group, index, std::move(outcome)});
-                         }
-                         inbox->arrived.notify_all();
-                         QMetaObject::invokeMethod(this, &BatchSession::applyFinished, Qt::QueuedConnection);
-                     }));
+        runner.start(static_cast<int64_t>(group->work.size()), [this, group, analyze = options_.analyze,
+                                                                inbox = inbox_](int64_t i, std::stop_token stop) {
+            const auto index = static_cast<size_t>(i);
+            FileAnalysis outcome = FileAnalysis::of([&] { return analyze(group->work[index].path, group->mix, stop); },
+                                                    QStringLiteral("Unexpected error while analysing this file"));
+            if (stop.stop_requested())
+                return;
+            {
+                const std::lock_guard lock(inbox->mutex);
+                inbox->finished.push_back({group, index, std::move(outcome)});
+            }
+            inbox->arrived.notify_all();
+            QMetaObject::invokeMethod(this, &BatchSession::applyFinished, Qt::QueuedConnection);
+        }));
 }
 
 bool BatchSession::applyNextResults(std::chrono::milliseconds timeout) {
@@ -275,7 +274,7 @@ void BatchSession::applyFinished() {
         applyResult(*f.group, f.index, std::move(f.outcome));
 }
 
-void BatchSession::applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome) {
+void BatchSession::applyResult(AnalysisGroup& group, size_t index, FileAnalysis outcome) {
     const int64_t k = ++group.completed;
     const QUuid id = group.work[index].id;
     if (--inFlight_[id] <= 0)

@@ -7,7 +7,7 @@
 // on. Owning thread only; workers hand values back by posting to it, or the
 // owner waits for them (the command line, which runs no event loop).
 
-#include "analysis/AnalysisOutcome.h"
+#include "analysis/FileAnalysis.h"
 #include "export/CeilingRange.h"
 #include "jobs/JobRunner.h"
 #include "session/AudioFileItem.h"
@@ -39,10 +39,10 @@ class BatchSession : public QObject {
 public:
     // Runs on a worker thread for each file; must be safe to call
     // concurrently, and ends early once `stop` is requested.
-    using AnalyzeFunction = std::function<AnalysisOutcome(const QString& path, ChannelMix mix, std::stop_token stop)>;
+    using AnalyzeFunction = std::function<FileAnalysis(const QString& path, ChannelMix mix, std::stop_token stop)>;
 
     struct AnalysisOptions {
-        AnalyzeFunction analyze = analyzeFileOutcome;
+        AnalyzeFunction analyze = analyzeFile;
         // At most this many analyses run at once, on a runner of the
         // session's own; 0: on the program's runner, one per core.
         int activeProcessorCount = 0;
@@ -157,7 +157,7 @@ private:
     // Turns the preset into Custom once the values no longer are its own.
     void keepPresetTrue();
     void applyFinished();
-    void applyResult(AnalysisGroup& group, size_t index, AnalysisOutcome outcome);
+    void applyResult(AnalysisGroup& group, size_t index, FileAnalysis outcome);
 
     AnalysisOptions options_;
     std::vector<AudioFileItemPtr> files_;

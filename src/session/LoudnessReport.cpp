@@ -190,18 +190,19 @@ std::vector<FileReport> ofList(const BatchSession& state) {
                 r.correctionDB = item->correctionDB(); // a manual one as set
             files.push_back(std::move(r));
         } else {
-            files.push_back(
-                makeErrorReport(item->path(), item->analysisError().value_or(QStringLiteral("still being measured"))));
+            files.push_back(makeErrorReport(item->path(), item->analysisError()
+                                                              ? item->analysisError()->message
+                                                              : QStringLiteral("still being measured")));
         }
     }
     return files;
 }
 
-Outcome<> save(const BatchSession& state, const QString& path) {
-    return Outcome<>::of(
+Result<> save(const BatchSession& state, const QString& path) {
+    return Result<>::of(
         [&] {
             if (state.lists(path))
-                throw FileError(BatchSession::listedFileNotReplaced(path));
+                throw Failure(Error::Kind::file, BatchSession::listedFileNotReplaced(path));
             const bool asJson = path.endsWith(QLatin1String(".json"), Qt::CaseInsensitive);
             // The byte-order mark lets spreadsheets read the names as UTF-8.
             TemporaryFiles::replaceWith(path,

@@ -7,7 +7,7 @@
 // `sonivel analyze` write the same.
 
 #include "analysis/AnalysisResult.h"
-#include "io/Outcome.h"
+#include "io/Error.h"
 #include "session/TargetPreset.h"
 
 #include <QByteArray>
@@ -63,6 +63,6 @@ std::vector<FileReport> ofList(const BatchSession& state);
 
 // Writes the list's report to `path`, as JSON when it ends in ".json", else
 // as CSV, or says why it could not.
-Outcome<> save(const BatchSession& state, const QString& path);
+Result<> save(const BatchSession& state, const QString& path);
 
 } // namespace LoudnessReport

@@ -38,7 +38,7 @@ public:
     double number(const QString& key) const {
         const QJsonValue v = field(key);
         if (!v.isDouble() || !std::isfinite(v.toDouble()))
-            throw SettingsError(QStringLiteral("\"%1\"%2 must be a number.").arg(key, where_));
+            throw Failure(Error::Kind::settings, QStringLiteral("\"%1\"%2 must be a number.").arg(key, where_));
         return v.toDouble();
     }
     // A key that older files do not have.
@@ -46,19 +46,19 @@ public:
     bool boolean(const QString& key) const {
         const QJsonValue v = field(key);
         if (!v.isBool())
-            throw SettingsError(QStringLiteral("\"%1\"%2 must be true or false.").arg(key, where_));
+            throw Failure(Error::Kind::settings, QStringLiteral("\"%1\"%2 must be true or false.").arg(key, where_));
         return v.toBool();
     }
     QString text(const QString& key) const {
         const QJsonValue v = field(key);
         if (!v.isString())
-            throw SettingsError(QStringLiteral("\"%1\"%2 must be text.").arg(key, where_));
+            throw Failure(Error::Kind::settings, QStringLiteral("\"%1\"%2 must be text.").arg(key, where_));
         return v.toString();
     }
     QJsonArray array(const QString& key) const {
         const QJsonValue v = field(key);
         if (!v.isArray())
-            throw SettingsError(QStringLiteral("\"%1\"%2 must be a list.").arg(key, where_));
+            throw Failure(Error::Kind::settings, QStringLiteral("\"%1\"%2 must be a list.").arg(key, where_));
         return v.toArray();
     }
 
@@ -66,7 +66,7 @@ private:
     QJsonValue field(const QString& key) const {
         const auto it = object_.constFind(key);
         if (it == object_.constEnd())
-            throw SettingsError(QStringLiteral("The key \"%1\" is missing%2.").arg(key, where_));
+            throw Failure(Error::Kind::settings, QStringLiteral("The key \"%1\" is missing%2.").arg(key, where_));
         return *it;
     }
 
@@ -78,12 +78,12 @@ SettingsData decodeOrThrow(const QByteArray& json) {
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
-        throw SettingsError(QStringLiteral("The file is not valid JSON (%1 at byte %2).")
-                                .arg(parseError.errorString())
-                                .arg(parseError.offset));
+        throw Failure(Error::Kind::settings, QStringLiteral("The file is not valid JSON (%1 at byte %2).")
+                                                 .arg(parseError.errorString())
+                                                 .arg(parseError.offset));
     }
     if (!document.isObject())
-        throw SettingsError(QStringLiteral("The file does not hold a settings object."));
+        throw Failure(Error::Kind::settings, QStringLiteral("The file does not hold a settings object."));
 
     const QJsonObject root = document.object();
     const Reader top(root, QString());
@@ -93,26 +93,27 @@ SettingsData decodeOrThrow(const QByteArray& json) {
     if (root.contains(mixKey)) {
         data.channelMix = channelMixNames.named(top.text(mixKey));
         if (!data.channelMix)
-            throw SettingsError(QStringLiteral("\"%1\" must be \"sum\" or \"average\".").arg(mixKey));
+            throw Failure(Error::Kind::settings, QStringLiteral("\"%1\" must be \"sum\" or \"average\".").arg(mixKey));
     }
     if (root.contains(normalizeKey)) {
         const std::optional<NormalizeBy> by = normalizeByNames.named(top.text(normalizeKey));
         if (!by)
-            throw SettingsError(QStringLiteral("\"%1\" must be \"loudest\" or \"integrated\".").arg(normalizeKey));
+            throw Failure(Error::Kind::settings,
+                          QStringLiteral("\"%1\" must be \"loudest\" or \"integrated\".").arg(normalizeKey));
         data.normalizeBy = *by;
     }
     if (root.contains(presetKey)) {
         const std::optional<TargetPreset> preset = presetNamed(top.text(presetKey));
         if (!preset)
-            throw SettingsError(QStringLiteral("\"%1\" must be \"custom\" or one of %2.")
-                                    .arg(presetKey, presetNameList(QStringLiteral(", "))));
+            throw Failure(Error::Kind::settings, QStringLiteral("\"%1\" must be \"custom\" or one of %2.")
+                                                     .arg(presetKey, presetNameList(QStringLiteral(", "))));
         data.preset = *preset;
     }
     const QJsonArray files = top.array(filesKey);
     data.files.reserve(static_cast<size_t>(files.size()));
     for (qsizetype i = 0; i < files.size(); ++i) {
         if (!files[i].isObject())
-            throw SettingsError(QStringLiteral("The file entry %1 is not an object.").arg(i + 1));
+            throw Failure(Error::Kind::settings, QStringLiteral("The file entry %1 is not an object.").arg(i + 1));
         const QJsonObject object = files[i].toObject();
         const Reader entry(object, QStringLiteral(" in file entry %1").arg(i + 1));
         data.files.push_back({entry.text(pathKey), entry.number(correctionKey), entry.boolean(manualKey)});
@@ -140,8 +141,8 @@ QByteArray encode(const SettingsData& data) {
     return QJsonDocument(root).toJson(QJsonDocument::Compact);
 }
 
-Outcome<SettingsData> decode(const QByteArray& json) {
-    return Outcome<SettingsData>::of([&] { return decodeOrThrow(json); }, unexpected);
+Result<SettingsData> decode(const QByteArray& json) {
+    return Result<SettingsData>::of([&] { return decodeOrThrow(json); }, unexpected);
 }
 
 SettingsData settingsFrom(const BatchSession& state) {
@@ -160,30 +161,30 @@ namespace {
 
 void write(const BatchSession& state, const QString& path) {
     if (state.lists(path))
-        throw SettingsError(BatchSession::listedFileNotReplaced(path));
+        throw Failure(Error::Kind::settings, BatchSession::listedFileNotReplaced(path));
     TemporaryFiles::replaceWith(path, encode(settingsFrom(state)));
 }
 
 SettingsData read(const QString& path) {
     if (const std::optional<QString> why = RegularFile::problem(path))
-        throw SettingsError(QStringLiteral("\"%1\": %2").arg(NativePath::shownName(path), *why));
+        throw Failure(Error::Kind::settings, QStringLiteral("\"%1\": %2").arg(NativePath::shownName(path), *why));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw SettingsError(file.errorString());
+        throw Failure(Error::Kind::settings, file.errorString());
     if (file.size() > maximumFileBytes)
-        throw SettingsError(QStringLiteral("The file is too large to be a settings file."));
+        throw Failure(Error::Kind::settings, QStringLiteral("The file is too large to be a settings file."));
     const QByteArray bytes = file.read(maximumFileBytes + 1);
     if (file.error() != QFileDevice::NoError)
-        throw SettingsError(file.errorString());
+        throw Failure(Error::Kind::settings, file.errorString());
     if (bytes.size() > maximumFileBytes)
-        throw SettingsError(QStringLiteral("The file is too large to be a settings file."));
+        throw Failure(Error::Kind::settings, QStringLiteral("The file is too large to be a settings file."));
     return decodeOrThrow(bytes);
 }
 
 } // namespace
 
-Outcome<> saveSettings(BatchSession& state, const QString& path) {
-    return Outcome<>::of([&] { write(state, path); }, unexpected);
+Result<> saveSettings(BatchSession& state, const QString& path) {
+    return Result<>::of([&] { write(state, path); }, unexpected);
 }
 
 namespace {
@@ -209,10 +210,10 @@ std::optional<QString> notExportable(const QString& path, QSet<QString>& seen) {
     return std::nullopt;
 }
 
-Outcome<Loaded> loadSettings(BatchSession& state, const QString& path, Entries entries) {
-    const auto decoded = Outcome<SettingsData>::of([&] { return read(path); }, unexpected);
+Result<Loaded> loadSettings(BatchSession& state, const QString& path, Entries entries) {
+    const auto decoded = Result<SettingsData>::of([&] { return read(path); }, unexpected);
     if (!decoded.ok())
-        return Outcome<Loaded>::failure(decoded.error());
+        return decoded.error();
     const SettingsData& data = decoded.value();
     state.setAim(
         {{std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS), data.normalizeBy, data.ceilingDBTP},

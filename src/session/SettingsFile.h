@@ -14,7 +14,7 @@
 // loudest 20 seconds where it names no figure, Custom where it names no
 // preset (or one whose values it does not hold), and ignores unknown keys.
 
-#include "io/Outcome.h"
+#include "io/Error.h"
 #include "session/BatchSession.h"
 
 #include <QByteArray>
@@ -42,12 +42,6 @@ struct SettingsData {
     friend bool operator==(const SettingsData&, const SettingsData&) = default;
 };
 
-// Why a settings file could not be read or written, as the status line shows it.
-class SettingsError : public DescribedError {
-public:
-    using DescribedError::DescribedError;
-};
-
 namespace SettingsFile {
 
 inline constexpr double minimumTargetLUFS = -40.0;
@@ -62,14 +56,14 @@ inline const QString suggestedFileName = QStringLiteral("loudness_settings.json"
 inline constexpr qint64 maximumFileBytes = 64ll * 1024 * 1024;
 
 QByteArray encode(const SettingsData& data);
-Outcome<SettingsData> decode(const QByteArray& json);
+Result<SettingsData> decode(const QByteArray& json);
 
 // The target and the list as they are now.
 SettingsData settingsFrom(const BatchSession& state);
 
 // Writes the settings to `path` (replacing the file there, all at once), or
 // says why it could not. Refuses to replace one of the listed audio files.
-Outcome<> saveSettings(BatchSession& state, const QString& path);
+Result<> saveSettings(BatchSession& state, const QString& path);
 
 // Why `path` is no file to export (not a readable regular file, or one in
 // `seen`, the canonical paths taken so far), or none; then it joins `seen`.
@@ -90,6 +84,6 @@ struct Loaded {
 // -40 ... -3), the ceiling (to -6 ... -0.1) and the channel mix and replaces
 // the list with the entries' files, their corrections clamped to ±30 dB.
 // Otherwise says why and changes nothing.
-Outcome<Loaded> loadSettings(BatchSession& state, const QString& path, Entries entries = Entries::asListed);
+Result<Loaded> loadSettings(BatchSession& state, const QString& path, Entries entries = Entries::asListed);
 
 } // namespace SettingsFile

@@ -374,7 +374,7 @@ void BatchView::refreshWaveformArea() {
     const AudioFileItemPtr file = selection_.file();
     const bool failed = file && file->analysisError();
     noSelection_->setText(failed ? QStringLiteral("%1 could not be analysed:\n%2")
-                                       .arg(NativePath::shownName(file->path()), *file->analysisError())
+                                       .arg(NativePath::shownName(file->path()), file->analysisError()->message)
                                  : QStringLiteral("Select a file to view waveform"));
     waveformArea_->setCurrentWidget(file && !failed ? waveformPage_ : static_cast<QWidget*>(noSelection_));
 }

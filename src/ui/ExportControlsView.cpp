@@ -79,17 +79,17 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
         const QString path = dialogs_.chooseSettingsToSave(this);
         if (path.isEmpty())
             return;
-        const Outcome<> saved = SettingsFile::saveSettings(state_, path);
+        const Result<> saved = SettingsFile::saveSettings(state_, path);
         status_.show(saved.ok() ? QStringLiteral("Settings saved.")
-                                : QStringLiteral("Error saving settings: ") + saved.error());
+                                : QStringLiteral("Error saving settings: ") + saved.error().message);
     });
     connect(loadAction_, &QAction::triggered, this, [this] {
         const QString path = dialogs_.chooseSettingsToLoad(this);
         if (path.isEmpty())
             return;
-        const Outcome<SettingsFile::Loaded> loaded = SettingsFile::loadSettings(state_, path);
+        const Result<SettingsFile::Loaded> loaded = SettingsFile::loadSettings(state_, path);
         if (!loaded.ok())
-            status_.show(QStringLiteral("Error loading settings: ") + loaded.error());
+            status_.show(QStringLiteral("Error loading settings: ") + loaded.error().message);
         else if (loaded.value().mixAssumed)
             status_.showWhenAnalysed(SettingsFile::noMixNotice);
     });

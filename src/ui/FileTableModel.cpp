@@ -171,7 +171,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         if (role == Qt::DisplayRole)
             return NativePath::shownName(f->path());
         if (role == Qt::ToolTipRole && f->analysisError())
-            return *f->analysisError();
+            return f->analysisError()->message;
         if (role == Qt::ForegroundRole && f->isManualOverride())
             return manualColor;
         if (role == isAnalyzingRole)
@@ -198,7 +198,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
                 return errorColor;
         }
         if (role == Qt::ToolTipRole && !analysis && f->analysisError())
-            return *f->analysisError();
+            return f->analysisError()->message;
         break;
     case correction:
         // Painted by the correction delegate; the cell has no text of its own.

@@ -29,9 +29,9 @@ MainWindow::MainWindow(BatchSession& state, Dialogs dialogs, std::unique_ptr<Aud
         const QString path = dialogs_.chooseReportToSave(this);
         if (path.isEmpty())
             return;
-        const Outcome<> saved = LoudnessReport::save(state_, path);
+        const Result<> saved = LoudnessReport::save(state_, path);
         batch_->statusLine().show(saved.ok() ? QStringLiteral("Report saved.")
-                                             : QStringLiteral("Error saving report: ") + saved.error());
+                                             : QStringLiteral("Error saving report: ") + saved.error().message);
     });
     file->addSeparator();
     file->addAction(QStringLiteral("Quit"), QKeySequence::Quit, this, &QWidget::close);

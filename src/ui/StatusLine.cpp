@@ -52,13 +52,13 @@ QString StatusLine::exportStart(int64_t count) {
 }
 
 QString StatusLine::exportSummary(const ExportRun::Summary& summary) {
-    if (!summary.error.isEmpty())
-        return QStringLiteral("Export error: ") + summary.error;
+    if (summary.error)
+        return QStringLiteral("Export error: ") + summary.error->message;
     const auto files = [](int64_t n) { return n == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(n); };
     QStringList failures, held;
     for (const ExportRun::FileResult& f : summary.files) {
-        if (!f.error.isEmpty())
-            failures << QStringLiteral("%1 (%2)").arg(NativePath::shownName(f.sourcePath), f.error);
+        if (f.error)
+            failures << QStringLiteral("%1 (%2)").arg(NativePath::shownName(f.sourcePath), f.error->message);
         else if (f.written && f.written->offTarget)
             held << QStringLiteral("%1: %2").arg(NativePath::shownName(f.written->path), f.written->note);
     }

@@ -22,14 +22,14 @@ protected:
     QString path(const QString& name) const { return dir.filePath(name); }
 };
 
-template <typename F> AudioLoaderError loaderError(F&& f) {
+template <typename F> Error failureOf(F&& f) {
     try {
         f();
-    } catch (const AudioLoaderError& e) {
-        return e;
+    } catch (const Failure& e) {
+        return e.error();
     }
-    ADD_FAILURE() << "no AudioLoaderError";
-    return AudioLoaderError(AudioLoaderError::Kind::readFailed);
+    ADD_FAILURE() << "no Failure";
+    return {};
 }
 
 } // namespace
@@ -152,12 +152,11 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
     const QString silent = writeScript(bin.path(), "silent-ffmpeg", "exit 0");
     EXPECT_EQ(errorOf([&] { FFmpegDecodedFile d(path("src.wav"), silent); }), "Cannot decode src.wav");
     const QString failing = writeScript(bin.path(), "failing-ffmpeg", "echo partial; exit 1");
-    EXPECT_EQ(loaderError([&] { FFmpegDecodedFile d(path("src.wav"), failing); }).kind(),
-              AudioLoaderError::Kind::ffmpegFailed);
-    const AudioLoaderError launch =
-        loaderError([&] { FFmpegDecodedFile d(path("src.wav"), bin.filePath("missing-ffmpeg")); });
-    EXPECT_EQ(launch.kind(), AudioLoaderError::Kind::launchFailed);
-    EXPECT_TRUE(launch.description().startsWith("Cannot start ffmpeg: "));
+    const Error failed = failureOf([&] { FFmpegDecodedFile d(path("src.wav"), failing); });
+    EXPECT_EQ(failed, (Error{Error::Kind::decode, "Cannot decode src.wav", path("src.wav"), std::nullopt}));
+    const Error launch = failureOf([&] { FFmpegDecodedFile d(path("src.wav"), bin.filePath("missing-ffmpeg")); });
+    EXPECT_EQ(launch.kind, Error::Kind::decode);
+    EXPECT_TRUE(launch.message.startsWith("Cannot start ffmpeg: "));
     // What neither the reader nor the real ffmpeg can decode names the file.
     QDir(dir.path()).mkdir("folder.with.dots");
     const QString bad = writeFile(dir.filePath("folder.with.dots/not audio.xyz"), "this is not audio at all\n");
@@ -187,5 +186,5 @@ TEST_F(AudioLoaderTest, FilesOf2To32FramesAreRejected) {
 
     EXPECT_EQ(errorOf([&] { LoudnessAnalyzer::analyze(big); }),
               "Audio file is too long: 4294967296 frames (at most 4294967295 can be analysed)");
-    EXPECT_EQ(loaderError([&] { support::loadMono(big); }).kind(), AudioLoaderError::Kind::tooLong);
+    EXPECT_EQ(failureOf([&] { support::loadMono(big); }).kind, Error::Kind::tooLong);
 }

@@ -88,13 +88,13 @@ struct Checker {
         EXPECT_FALSE(updater.canCheckForUpdates()) << "disabled while a check runs";
         EXPECT_TRUE(fixtures::waitUntil([this] { return !reports.empty(); }, 10000));
         EXPECT_TRUE(updater.canCheckForUpdates());
-        return reports.empty() ? UpdateCheck::failure("no report") : reports.front().first;
+        return reports.empty() ? UpdateCheck::failure(Error::Kind::other, "no report") : reports.front().first;
     }
 };
 
 // The newer version a successful check offers; none when up to date.
 std::optional<AppcastItem> offered(const UpdateCheck& r) {
-    EXPECT_TRUE(r.ok()) << r.error().toStdString();
+    EXPECT_TRUE(r.ok()) << r.error().message.toStdString();
     return r.ok() ? r.value().newer : std::nullopt;
 }
 
@@ -140,7 +140,7 @@ TEST(UpdaterTest, EveryFailureHasItsOwnMessage) {
     const auto error = [&c](const QByteArray& answer) {
         const UpdateCheck r = c.check(answer);
         EXPECT_FALSE(r.ok());
-        return r.error();
+        return r.error().message;
     };
     EXPECT_TRUE(error(http("200 OK", "<rss><channel><item>")).startsWith("The update feed is not valid XML"));
     EXPECT_EQ(error(http("200 OK", "<html></html>")), "The update feed is not an RSS feed.");
@@ -157,7 +157,7 @@ TEST(UpdaterTest, EveryFailureHasItsOwnMessage) {
     c.reports.clear();
     c.updater.checkForUpdates();
     ASSERT_TRUE(fixtures::waitUntil([&c] { return !c.reports.empty(); }, 10000));
-    EXPECT_EQ(c.reports.front().first.error(), "The update feed is larger than 1 MB.");
+    EXPECT_EQ(c.reports.front().first.error().message, "The update feed is larger than 1 MB.");
 
     const int requests = c.server.requests;
     qputenv("SONIVEL_UPDATE_FEED", "http://example.com/appcast.xml");

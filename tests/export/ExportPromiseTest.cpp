@@ -67,7 +67,7 @@ ExportedFile exportOne(BatchSession& state, const QTemporaryDir& dir, ExportForm
 TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     QTemporaryDir dir;
     const QString source = writeMusic(dir, "Song.wav", 40.0, 0.1);
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 1});
     state.addFiles(urlsOf({source}));
     ASSERT_TRUE(waitForAnalyses(state));
     AudioFileItem& item = *state.files().front();
@@ -100,7 +100,7 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     // Hits pushed 8 dB over full scale: the limiter holds the true peak under
     // the -1 dBTP ceiling (+0.1 dB), and the gain before it is raised once
     // so that the output measures what its name promises, edited or not.
-    BatchSession hot(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession hot(BatchSession::AnalysisOptions{analyzeFile, 1});
     hot.addFiles(urlsOf({writeHits(dir, "Hits.wav", 30.0)}));
     ASSERT_TRUE(waitForAnalyses(hot));
     AudioFileItem& hits = *hot.files().front();
@@ -125,7 +125,7 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
 
     // Dense tones 12 dB over: no gain reaches the promise under the ceiling;
     // the file is named with what it measures, and its note says why.
-    BatchSession dense(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession dense(BatchSession::AnalysisOptions{analyzeFile, 1});
     dense.addFiles(urlsOf({writeMusic(dir, "Dense.wav", 30.0, 0.9)}));
     ASSERT_TRUE(waitForAnalyses(dense));
     dense.files().front()->setCorrectionDB(12.0);
@@ -146,7 +146,7 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
     const std::pair<QString, double> sources[] = {{writeMusic(dir, "Overs.wav", 20.0, 1.5), -2.0},
                                                   {writeMusic(dir, "Music.wav", 20.0, 0.9), 10.0}};
     for (size_t which : {0, 1}) {
-        BatchSession one(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
+        BatchSession one(BatchSession::AnalysisOptions{analyzeFile, 1});
         one.addFiles(urlsOf({sources[which].first}));
         ASSERT_TRUE(waitForAnalyses(one));
         one.files().front()->setCorrectionDB(sources[which].second);
@@ -174,7 +174,7 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
     for (int c = 0; c < 8; ++c)
         surround.push_back(fixtures::sine(200.0 + 150.0 * c, c == 3 ? 0.5 : 0.05 + 0.02 * c, 48000, 48000 * 20));
     fixtures::writeWav(dir.filePath("Surround.wav"), surround, 48000);
-    BatchSession wide(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession wide(BatchSession::AnalysisOptions{analyzeFile, 1});
     wide.addFiles(urlsOf({dir.filePath("Surround.wav")}));
     ASSERT_TRUE(waitForAnalyses(wide));
     const ExportedFile mp3 = exportOne(wide, dir, ExportFormat::mp3_320, SampleRate::rate48000, true, "surround");
@@ -193,7 +193,7 @@ TEST(ExportPromiseTest, NormalizedByIntegratedLoudnessEveryMeterReadsTheTarget) 
         return fixtures::concat({fixtures::noise(seed, 0.09, 48000 * 40), fixtures::noise(seed + 1, 0.2, 48000 * 20)});
     };
     fixtures::writeWav(source, {channel(1), channel(3)}, 48000);
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 1});
     state.setTargetLUFS(-14.0);
     state.addFiles(urlsOf({source}));
     ASSERT_TRUE(waitForAnalyses(state));

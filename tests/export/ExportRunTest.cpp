@@ -48,7 +48,7 @@ TEST(ExportRunTest, ClippingGuardAndSafeTarget) {
 
 TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
     QTemporaryDir dir;
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 2});
     const QString gone = writeTone(dir, "gone.wav", 1.0);
     state.addFiles(urlsOf({writeTone(dir, "edited.wav", 4.0), gone, writeTone(dir, "c.wav", 1.0)}));
     ASSERT_TRUE(waitForAnalyses(state));
@@ -76,7 +76,8 @@ TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
     ASSERT_TRUE(result);
     EXPECT_EQ(result->writtenCount(), 2);
     ASSERT_EQ(result->failedCount(), 1);
-    EXPECT_TRUE(result->files[1].error.contains("gone.wav")) << result->files[1].error.toStdString();
+    ASSERT_TRUE(result->files[1].error);
+    EXPECT_TRUE(result->files[1].error->message.contains("gone.wav")) << result->files[1].error->message.toStdString();
     EXPECT_EQ(finished, (QList<int64_t>{0, 1, 2, 3, 0}));
     EXPECT_EQ(fixtures::filesIn(dir.filePath("out/normalized")),
               (QStringList{"c (-16LUFS).wav", "edited (-17LUFS).wav"}));
@@ -88,7 +89,7 @@ TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
     QObject::connect(&none, &ExportSession::finished, [&](const ExportRun::Summary& r) { nothing = r; });
     none.start(true, dir.filePath("none"), ExistingOutputs::keepBoth);
     ASSERT_TRUE(waitForExport(none));
-    EXPECT_TRUE(nothing && nothing->files.empty() && nothing->error.isEmpty() && !nothing->cancelled);
+    EXPECT_TRUE(nothing && nothing->files.empty() && !nothing->error && !nothing->cancelled);
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("none")));
 
     // A cancelled folder chooser changes nothing.
@@ -114,7 +115,7 @@ TEST(ExportRunTest, MP3NeverGoesWithNinetySixKilohertz) {
 
 TEST(ExportRunTest, CancellingMidBatchKeepsOnlyWholeFiles) {
     QTemporaryDir dir;
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 2});
     QStringList sources;
     for (const char* name : {"a.wav", "b.wav", "c.wav", "d.wav", "e.wav"})
         sources << writeTone(dir, name, 30.0, 0.1, 2);

@@ -26,15 +26,15 @@ TEST(TemporaryFileTest, CommitFailuresAndWholeContents) {
     QDir(dir.path()).mkdir("taken.wav");
     {
         TemporaryFile taken(dir.path(), "wav"), swapped(dir.path(), "wav");
-        EXPECT_THROW(taken.commitAs(dir.filePath("taken.wav")), FileError);
+        EXPECT_THROW(taken.commitAs(dir.filePath("taken.wav")), Failure);
         QFile::remove(swapped.path());
         writeFile(swapped.path(), "someone else's");
-        EXPECT_THROW(swapped.commitAs(dir.filePath("out.wav")), FileError);
+        EXPECT_THROW(swapped.commitAs(dir.filePath("out.wav")), Failure);
         QFile::remove(swapped.path());
     }
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("out.wav")));
     EXPECT_TRUE(fixtures::temporaryFilesIn(dir.path()).isEmpty());
-    EXPECT_THROW(TemporaryFile(dir.filePath("no-such-folder"), "wav"), FileError);
+    EXPECT_THROW(TemporaryFile(dir.filePath("no-such-folder"), "wav"), Failure);
     // A full disk gives the system's reason, not an unknown error.
     {
         TemporaryFile full(dir.path(), "wav");
@@ -91,7 +91,7 @@ TEST(TemporaryFileTest, AnInterruptionLeavesNoFileAnotherThreadMakes) {
                             kept.clear();
                         try {
                             kept.emplace_back(dir.path(), "wav");
-                        } catch (const FileError&) {
+                        } catch (const Failure&) {
                         }
                     }
                 });

@@ -21,7 +21,7 @@ TEST(BatchSessionTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     fixtures::writeFile(dir.filePath("readme.txt"), {});
     QDir(dir.path()).mkdir("folder");
 
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 2});
     StatusRecorder status(state);
     state.addFiles(urlsOf({loud, dir.filePath("readme.txt"), quiet, dir.filePath("folder"), notAudio}));
     EXPECT_EQ(names(state), (QStringList{"loud.wav", "QUIET.WAV", "notes.mp3"}));
@@ -39,7 +39,8 @@ TEST(BatchSessionTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     EXPECT_EQ(std::round(l.correctionDB() * 10.0), l.correctionDB() * 10.0);
     EXPECT_FALSE(bad.analysis());
     ASSERT_TRUE(bad.analysisError());
-    EXPECT_TRUE(bad.analysisError()->contains("notes.mp3")) << bad.analysisError()->toStdString();
+    EXPECT_TRUE(bad.analysisError()->message.contains("notes.mp3")) << bad.analysisError()->message.toStdString();
+    EXPECT_EQ(bad.analysisError()->kind, Error::Kind::decode);
     EXPECT_FALSE(bad.finalLUFS());
     EXPECT_FALSE(bad.headroomDB(-1.0));
     EXPECT_EQ(bad.correctionDB(), 0.0);
@@ -67,8 +68,10 @@ TEST(BatchSessionTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     ASSERT_TRUE(waitForAnalyses(state));
     EXPECT_LT(clock.elapsed(), 1000);
     QStringList errors;
-    for (size_t i = 5; i < state.files().size(); ++i)
-        errors << state.files()[i]->analysisError().value_or("none");
+    for (size_t i = 5; i < state.files().size(); ++i) {
+        const std::optional<Error>& error = state.files()[i]->analysisError();
+        errors << (error && error->kind == Error::Kind::notAFile ? error->message : "none");
+    }
     EXPECT_EQ(errors, (QStringList{R"(Cannot read "pipe.wav": a named pipe, not a file)",
                                    R"(Cannot read "socket.wav": a socket, not a file)",
                                    R"(Cannot read "folder.wav": a folder, not a file)"}));

@@ -3,7 +3,7 @@
 // An analysis hook for BatchSession that counts analyses in flight and can hold
 // each one until the test lets it go, then runs the real analysis.
 
-#include "analysis/AnalysisOutcome.h"
+#include "analysis/FileAnalysis.h"
 #include "session/BatchSession.h"
 
 #include <QSet>
@@ -47,14 +47,14 @@ private:
         int maxInFlight = 0;
         int started = 0;
 
-        AnalysisOutcome run(const QString& path, ChannelMix mix) {
+        FileAnalysis run(const QString& path, ChannelMix mix) {
             {
                 std::unique_lock lock(mutex);
                 ++started;
                 maxInFlight = std::max(maxInFlight, ++inFlight);
                 changed.wait(lock, [&] { return !hold || released.contains(path); });
             }
-            AnalysisOutcome outcome = analyzeFileOutcome(path, mix);
+            FileAnalysis outcome = analyzeFile(path, mix);
             std::lock_guard lock(mutex);
             --inFlight;
             return outcome;

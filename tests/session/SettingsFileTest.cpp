@@ -5,11 +5,11 @@
 namespace {
 
 std::optional<SettingsData> decoded(const QByteArray& json) {
-    const Outcome<SettingsData> result = SettingsFile::decode(json);
+    const Result<SettingsData> result = SettingsFile::decode(json);
     return result.ok() ? std::optional(result.value()) : std::nullopt;
 }
 
-QString errorOf(const QByteArray& json) { return SettingsFile::decode(json).error(); }
+QString errorOf(const QByteArray& json) { return SettingsFile::decode(json).error().message; }
 
 } // namespace
 
@@ -68,7 +68,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     const QString a = writeTone(dir, "a.wav", 2.0), b = writeTone(dir, "b.wav", 2.0, 0.1);
     const QString settings = dir.filePath(SettingsFile::suggestedFileName);
     {
-        BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
+        BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 2});
         state.addFiles(urlsOf({a, b, a + ".missing.wav"}));
         ASSERT_TRUE(waitForAnalyses(state));
         state.files()[0]->setCorrectionDB(1.23);
@@ -82,7 +82,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
         EXPECT_TRUE(SettingsFile::saveSettings(state, settings).ok());
     }
 
-    BatchSession loaded(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession loaded(BatchSession::AnalysisOptions{analyzeFile, 2});
     loaded.addFiles(urlsOf({b})); // replaced by the load
     ASSERT_TRUE(waitForAnalyses(loaded));
     EXPECT_FALSE(SettingsFile::loadSettings(loaded, settings).value().mixAssumed);
@@ -112,7 +112,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
 TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0);
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 2});
     state.addFiles(urlsOf({a}));
     ASSERT_TRUE(waitForAnalyses(state));
     const AudioFileItemPtr original = state.files()[0];
@@ -126,7 +126,7 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     ASSERT_EQ(state.files().size(), 1u);
     EXPECT_EQ(state.files()[0], original);
 
-    EXPECT_FALSE(SettingsFile::loadSettings(state, dir.filePath("absent.json")).error().isEmpty());
+    EXPECT_EQ(SettingsFile::loadSettings(state, dir.filePath("absent.json")).error().kind, Error::Kind::settings);
     EXPECT_EQ(state.files()[0], original);
 
     // A path that is no valid text (a lone surrogate) names no file: skipped.
@@ -149,22 +149,22 @@ TEST(SettingsFileTest, LoadClampsTheTargetAndFailuresLeaveTheListAlone) {
     EXPECT_EQ(state.files()[0]->correctionDB(), 30.0);
     EXPECT_EQ(state.files()[1]->correctionDB(), -30.0);
     ASSERT_TRUE(waitForAnalyses(state));
-    EXPECT_EQ(state.files()[2]->analysisError(), R"(Cannot read "pipe.wav": a named pipe, not a file)");
+    EXPECT_EQ(state.files()[2]->analysisError()->message, R"(Cannot read "pipe.wav": a named pipe, not a file)");
 }
 
 TEST(SettingsFileTest, SavingNeverReplacesAnAudioFileAndReportsWriteErrors) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0);
     const QByteArray audio = fixtures::readFile(a);
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 1});
     state.addFiles(urlsOf({a}));
     ASSERT_TRUE(waitForAnalyses(state));
 
-    EXPECT_EQ(SettingsFile::saveSettings(state, a).error(),
+    EXPECT_EQ(SettingsFile::saveSettings(state, a).error().message,
               R"("a.wav" is one of the audio files in the list and is not replaced.)");
     EXPECT_EQ(fixtures::readFile(a), audio);
 
-    EXPECT_GT(SettingsFile::saveSettings(state, dir.filePath("no/such/folder/s.json")).error().size(), 10);
+    EXPECT_GT(SettingsFile::saveSettings(state, dir.filePath("no/such/folder/s.json")).error().message.size(), 10);
 }
 
 TEST(SettingsFileTest, APresetSetsItsThreeValuesTogetherAndAnEditMakesItCustom) {

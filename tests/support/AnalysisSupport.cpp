@@ -33,7 +33,7 @@ MonoAudio loadMono(const QString& path) {
         mono.samples.insert(mono.samples.end(), chunk.data(), chunk.data() + frames);
     });
     if (mono.samples.empty())
-        throw AudioLoaderError(AudioLoaderError::Kind::emptyFile);
+        throw AnalysisErrors::emptyFile(path);
     return mono;
 }
 

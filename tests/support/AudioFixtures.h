@@ -1,6 +1,6 @@
 #pragma once
 
-#include "io/FileError.h"
+#include "io/Error.h"
 
 #include <QDir>
 #include <QFile>
@@ -78,8 +78,8 @@ private:
 template <typename F> QString errorOf(F&& f) {
     try {
         f();
-    } catch (const DescribedError& e) {
-        return e.description();
+    } catch (const Failure& e) {
+        return e.message();
     }
     return QStringLiteral("no error");
 }

@@ -13,7 +13,8 @@ namespace {
 // A state whose analyses never finish on their own, so rows keep the states set here.
 struct Table {
     BatchSession state{BatchSession::AnalysisOptions{
-        [](const QString&, ChannelMix, std::stop_token) { return AnalysisOutcome::failure("no"); }, 1}};
+        [](const QString&, ChannelMix, std::stop_token) { return FileAnalysis::failure(Error::Kind::decode, "no"); },
+        1}};
     FileTableView view{state};
     FileTableModel& model() { return *qobject_cast<FileTableModel*>(view.model()); }
     QString text(int row, int column) { return model().data(model().index(row, column)).toString(); }
@@ -39,7 +40,7 @@ TEST(FileTableViewTest, CellsShowTheFiguresInTheirColours) {
     ASSERT_TRUE(QTest::qWaitFor([&] { return !broken->isAnalyzing(); }));
     pending->setAnalysisError(std::nullopt);
     pending->setIsAnalyzing(true);
-    broken->setAnalysisError(QStringLiteral("Audio file contains no samples"));
+    broken->setAnalysisError(Error{Error::Kind::empty, "Audio file contains no samples", {}, std::nullopt});
 
     EXPECT_EQ(t.text(0, FileTableModel::name), "slight.wav");
     EXPECT_EQ(t.figures(0), (QStringList{"-17.0", "-15.9", QString::asprintf("%.1f dB", -0.05)})); // -17 + 1.05
@@ -149,7 +150,7 @@ TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
     const auto broken = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/broken.m4a"));
     t.state.loadFiles({clipping, broken});
     ASSERT_TRUE(QTest::qWaitFor([&] { return !broken->isAnalyzing(); }));
-    broken->setAnalysisError(QStringLiteral("Cannot decode broken.m4a"));
+    broken->setAnalysisError(Error{Error::Kind::decode, "Cannot decode broken.m4a", {}, std::nullopt});
     EXPECT_EQ(t.model().data(t.model().index(1, FileTableModel::name), Qt::ToolTipRole).toString(),
               "Cannot decode broken.m4a");
 

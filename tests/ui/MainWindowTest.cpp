@@ -35,7 +35,7 @@ namespace {
 
 struct Window {
     QTemporaryDir dir;
-    BatchSession state{BatchSession::AnalysisOptions{analyzeFileOutcome, 2}};
+    BatchSession state{BatchSession::AnalysisOptions{analyzeFile, 2}};
     QString exportFolder;
     QString reportPath;
     std::optional<bool> clippingAnswer = true;

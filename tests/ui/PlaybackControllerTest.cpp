@@ -32,7 +32,7 @@ TEST(PlaybackControllerTest, SelectionJumpsToTheLoudestWindowWhilePlaying) {
         fixtures::concat({fixtures::sine(440, 0.01, 48000, 12 * 48000), fixtures::sine(440, 0.5, 48000, 20 * 48000)}),
         48000);
     const QString plain = writeStereo(dir, "plain.wav", 3.0);
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 2});
     state.addFiles(urlsOf({plain, late, dir.filePath("pending.wav")}));
     ASSERT_TRUE(waitForAnalyses(state));
     EngineUnderTest t;
@@ -86,7 +86,7 @@ TEST(PlaybackControllerTest, SelectionJumpsToTheLoudestWindowWhilePlaying) {
 
 TEST(PlaybackControllerTest, LiveGainInPlayerModeAndDeviceChoice) {
     QTemporaryDir dir;
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 1});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 1});
     state.addFiles(urlsOf({writeStereo(dir, "a.wav", 3.0)}));
     ASSERT_TRUE(waitForAnalyses(state));
     EngineUnderTest t;

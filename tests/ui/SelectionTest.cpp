@@ -6,7 +6,7 @@ TEST(SelectionTest, FollowsTheListAndRemovalSelectsTheNeighbourAndUndoRedoRestor
     QStringList paths;
     for (const char* name : {"a.wav", "b.wav", "c.wav"})
         paths << writeTone(dir, name, 1.0);
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFileOutcome, 2});
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 2});
     Selection& selection = Selection::of(state);
     EXPECT_EQ(&Selection::of(state), &selection) << "one per batch";
     const auto selected = [&] { return selection.file() ? QFileInfo(selection.file()->path()).fileName() : QString(); };

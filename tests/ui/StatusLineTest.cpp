@@ -5,7 +5,8 @@
 TEST(StatusLineTest, PutsTheSessionsOutcomesIntoWords) {
     QTemporaryDir dir;
     BatchSession state(BatchSession::AnalysisOptions{
-        [](const QString&, ChannelMix, std::stop_token) { return AnalysisOutcome::failure("no"); }, 1});
+        [](const QString&, ChannelMix, std::stop_token) { return FileAnalysis::failure(Error::Kind::decode, "no"); },
+        1});
     ExportSession exports(state);
     StatusLine status(state, exports);
     QStringList texts;
@@ -34,13 +35,15 @@ TEST(StatusLineTest, PutsTheSessionsOutcomesIntoWords) {
         f.note = note;
         return ExportRun::FileResult{"/in/x.wav", f, {}};
     };
-    const ExportRun::FileResult failed{"/in/gone.wav", std::nullopt, "File not found"};
-    const auto summary = [](std::vector<ExportRun::FileResult> files, bool cancelled = false, QString error = {}) {
+    const auto error = [](const char* message) { return Error{Error::Kind::file, message, {}, std::nullopt}; };
+    const ExportRun::FileResult failed{"/in/gone.wav", std::nullopt, error("File not found")};
+    const auto summary = [](std::vector<ExportRun::FileResult> files, bool cancelled = false,
+                            std::optional<Error> error = std::nullopt) {
         return ExportRun::Summary{std::move(files), cancelled, std::move(error)};
     };
     const std::pair<ExportRun::Summary, QString> cases[] = {
         {summary({written("a.wav"), written("b.wav")}), "Export complete!"},
-        {summary({}, false, "Cannot create the folder"), "Export error: Cannot create the folder"},
+        {summary({}, false, error("Cannot create the folder")), "Export error: Cannot create the folder"},
         {summary({written("a.wav"), {}}, true), "Export cancelled: 1 file written."},
         {summary({written("a.wav"), written("b.wav"), {}}, true), "Export cancelled: 2 files written."},
         {summary({written("a.wav"), failed}),

@@ -87,17 +87,19 @@ int compare(const AppVersion& a, const AppVersion& b) {
     return compareDotted(a.shortVersion, b.shortVersion);
 }
 
-Outcome<std::vector<AppcastItem>> parse(const QByteArray& bytes) {
-    using Parsed = Outcome<std::vector<AppcastItem>>;
+Result<std::vector<AppcastItem>> parse(const QByteArray& bytes) {
+    using Parsed = Result<std::vector<AppcastItem>>;
     QXmlStreamReader xml(bytes);
     const auto invalid = [&xml] {
-        return Parsed::failure(QStringLiteral("The update feed is not valid XML: %1 (line %2).")
-                                   .arg(xml.errorString())
-                                   .arg(xml.lineNumber()));
+        return Parsed::failure(Error::Kind::other, QStringLiteral("The update feed is not valid XML: %1 (line %2).")
+                                                       .arg(xml.errorString())
+                                                       .arg(xml.lineNumber()));
     };
     std::vector<AppcastItem> items;
     if (!xml.readNextStartElement() || xml.name() != QLatin1String("rss"))
-        return xml.hasError() ? invalid() : Parsed::failure(QStringLiteral("The update feed is not an RSS feed."));
+        return xml.hasError()
+                   ? invalid()
+                   : Parsed::failure(Error::Kind::other, QStringLiteral("The update feed is not an RSS feed."));
     while (xml.readNextStartElement()) {
         if (xml.name() != QLatin1String("channel")) {
             xml.skipCurrentElement();
@@ -117,7 +119,7 @@ Outcome<std::vector<AppcastItem>> parse(const QByteArray& bytes) {
     if (xml.hasError())
         return invalid();
     if (items.empty())
-        return Parsed::failure(QStringLiteral("The update feed lists no version of Sonivel."));
+        return Parsed::failure(Error::Kind::other, QStringLiteral("The update feed lists no version of Sonivel."));
     return items;
 }
 

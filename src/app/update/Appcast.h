@@ -6,7 +6,7 @@
 // download page and the file to download. Only items of the default channel
 // count. Plain values and free functions.
 
-#include "io/Outcome.h"
+#include "io/Error.h"
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
@@ -37,7 +37,7 @@ QString displayVersion(const AppVersion& version);
 int compare(const AppVersion& a, const AppVersion& b);
 
 // The items of the default channel, or what makes the feed unreadable.
-Outcome<std::vector<AppcastItem>> parse(const QByteArray& xml);
+Result<std::vector<AppcastItem>> parse(const QByteArray& xml);
 
 // The newest item, or null when there is none.
 const AppcastItem* newest(const std::vector<AppcastItem>& items);

@@ -10,7 +10,9 @@ namespace UpdateFeed {
 
 namespace {
 
-void fail(const std::function<void(Result)>& done, const QString& why) { done(Result::failure(why)); }
+void fail(const std::function<void(Fetched)>& done, const QString& why) {
+    done(Fetched::failure(Error::Kind::other, why));
+}
 
 } // namespace
 
@@ -24,8 +26,8 @@ bool isAllowed(const QUrl& url) {
            (host.isLoopback() || url.host().compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0);
 }
 
-void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits, std::function<void(Result)> done) {
-    auto finish = std::make_shared<std::function<void(Result)>>(std::move(done));
+void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits, std::function<void(Fetched)> done) {
+    auto finish = std::make_shared<std::function<void(Fetched)>>(std::move(done));
     if (!isAllowed(url)) {
         QMetaObject::invokeMethod(
             &network,

@@ -5,7 +5,7 @@
 // redirects, and an answer within the time limit. Every way it can fail
 // has its own message. Runs on the calling thread's event loop.
 
-#include "io/Outcome.h"
+#include "io/Error.h"
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
@@ -21,12 +21,12 @@ struct Limits {
     int maxRedirects = 5;
 };
 
-using Result = Outcome<QByteArray>; // the feed, or why there is none
+using Fetched = Result<QByteArray>; // the feed, or why there is none
 
 // True for https, and for http to a loopback address.
 bool isAllowed(const QUrl& url);
 
 // Fetches `url` and calls `done` once, later, from the event loop.
-void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits, std::function<void(Result)> done);
+void fetch(QNetworkAccessManager& network, const QUrl& url, const Limits& limits, std::function<void(Fetched)> done);
 
 } // namespace UpdateFeed

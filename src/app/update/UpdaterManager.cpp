@@ -48,7 +48,7 @@ void UpdaterManager::check(bool userInitiated) {
     running_ = true;
     setCanCheck(false);
     QSettings().setValue(lastCheckKey, QDateTime::currentDateTimeUtc());
-    UpdateFeed::fetch(network_, feed, limits_, [this, userInitiated](const UpdateFeed::Result& fetched) {
+    UpdateFeed::fetch(network_, feed, limits_, [this, userInitiated](const UpdateFeed::Fetched& fetched) {
         running_ = false;
         setCanCheck(!configuredFeedURL().isEmpty());
         const UpdateCheck result = evaluate(fetched);
@@ -57,12 +57,12 @@ void UpdaterManager::check(bool userInitiated) {
     });
 }
 
-UpdateCheck UpdaterManager::evaluate(const UpdateFeed::Result& fetched) const {
+UpdateCheck UpdaterManager::evaluate(const UpdateFeed::Fetched& fetched) const {
     if (!fetched.ok())
-        return UpdateCheck::failure(fetched.error());
+        return fetched.error();
     const auto parsed = Appcast::parse(fetched.value());
     if (!parsed.ok())
-        return UpdateCheck::failure(parsed.error());
+        return parsed.error();
     UpdateFinding found{installed_, std::nullopt};
     const AppcastItem* newest = Appcast::newest(parsed.value());
     if (Appcast::compare(newest->version, installed_) > 0)

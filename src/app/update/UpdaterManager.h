@@ -22,7 +22,7 @@ struct UpdateFinding {
     AppVersion installed;
     std::optional<AppcastItem> newer;
 };
-using UpdateCheck = Outcome<UpdateFinding>;
+using UpdateCheck = Result<UpdateFinding>;
 
 class UpdaterManager : public QObject {
     Q_OBJECT
@@ -51,7 +51,7 @@ signals:
 private:
     void check(bool userInitiated);
     void setCanCheck(bool canCheck);
-    UpdateCheck evaluate(const UpdateFeed::Result& fetched) const;
+    UpdateCheck evaluate(const UpdateFeed::Fetched& fetched) const;
 
     AppVersion installed_;
     UpdateFeed::Limits limits_;

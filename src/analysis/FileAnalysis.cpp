@@ -1,12 +1,12 @@
-#include "analysis/AnalysisOutcome.h"
+#include "analysis/FileAnalysis.h"
 
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/NativePath.h"
 
-AnalysisOutcome analyzeFileOutcome(const QString& path, ChannelMix mix, std::stop_token stop) {
+FileAnalysis analyzeFile(const QString& path, ChannelMix mix, std::stop_token stop) {
     if (!NativePath::exists(path))
-        return AnalysisOutcome::failure(QStringLiteral("File not found"));
-    return AnalysisOutcome::of(
+        return FileAnalysis::failure(Error::Kind::notAFile, QStringLiteral("File not found"), path);
+    return FileAnalysis::of(
         [&] { return LoudnessAnalyzer::analyze(path, mix, LoudnessAnalyzer::defaultChunkFrames, stop); },
         QStringLiteral("Unexpected error while analysing this file"));
 }
