@@ -22,16 +22,6 @@ protected:
     QString path(const QString& name) const { return dir.filePath(name); }
 };
 
-template <typename F> Error failureOf(F&& f) {
-    try {
-        f();
-    } catch (const Failure& e) {
-        return e.error();
-    }
-    ADD_FAILURE() << "no Failure";
-    return {};
-}
-
 } // namespace
 
 TEST_F(AudioLoaderTest, MonoIsUnchangedAndChannelsAreAveraged) {

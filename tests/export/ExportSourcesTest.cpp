@@ -113,10 +113,12 @@ TEST(ExportSourcesTest, ADamagedMiddleEndsTheJobAndLeavesNoOutput) {
 
     for (bool rendered : {false, true}) {
         const QString dest = dir.filePath(QStringLiteral("out%1").arg(rendered));
-        const QString error = fixtures::errorOf([&] { exportBothWays(mp3, dest, ExportFormat::wav24, rendered); });
+        const Error error = fixtures::failureOf([&] { exportBothWays(mp3, dest, ExportFormat::wav24, rendered); });
         // Named, with the time (the middle of 25 s) where it stops.
-        EXPECT_TRUE(error.contains("Damaged") && error.contains("damaged at 0:1"))
-            << error.toStdString() << (rendered ? " rendered" : " encoded");
+        EXPECT_TRUE(error.message.contains("Damaged") && error.message.contains("damaged at 0:1"))
+            << error.message.toStdString() << (rendered ? " rendered" : " encoded");
+        EXPECT_EQ(error.kind, Error::Kind::damaged);
+        EXPECT_TRUE(error.at && *error.at > 10.0 && *error.at < 15.0 && error.path == mp3);
         EXPECT_TRUE(fixtures::filesIn(dest).isEmpty()) << fixtures::filesIn(dest).join(", ").toStdString();
     }
 }

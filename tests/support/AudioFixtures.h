@@ -75,13 +75,14 @@ private:
 };
 
 // The description of the error f() throws, or "no error".
-template <typename F> QString errorOf(F&& f) {
+template <typename F> Error failureOf(F&& f) {
     try {
         f();
     } catch (const Failure& e) {
-        return e.message();
+        return e.error();
     }
-    return QStringLiteral("no error");
+    return Error{Error::Kind::other, QStringLiteral("no error"), {}, std::nullopt};
 }
+template <typename F> QString errorOf(F&& f) { return failureOf(std::forward<F>(f)).message; }
 
 } // namespace fixtures
