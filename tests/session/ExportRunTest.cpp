@@ -1,4 +1,4 @@
-#include "../session/ListFixtures.h"
+#include "ListFixtures.h"
 #include "io/AudioReader.h"
 #include "session/ExportPlan.h"
 #include "session/ExportSession.h"

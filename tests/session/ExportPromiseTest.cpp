@@ -1,7 +1,7 @@
 // What the user is promised, measured by analysing what was written, with
 // the real encoder.
 
-#include "../session/ListFixtures.h"
+#include "ListFixtures.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/AudioReader.h"
 #include "session/ExportSession.h"
