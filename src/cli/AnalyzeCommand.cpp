@@ -1,12 +1,11 @@
 #include "cli/AnalyzeCommand.h"
 
-#include "analysis/FileAnalysis.h"
 #include "cli/AimOptions.h"
-
-#include "jobs/JobRunner.h"
+#include "io/NativePath.h"
+#include "session/BatchSession.h"
 
 #include <algorithm>
-#include <future>
+#include <chrono>
 
 namespace AnalyzeCommand {
 
@@ -32,10 +31,13 @@ QString usage() {
 
 namespace {
 
-// One file's row, aimed as `aim` says; never throws.
-FileReport reportOn(const QString& file, ChannelMix mix, const Aim& aim, std::stop_token stop) {
-    const FileAnalysis outcome = analyzeFile(file, mix, stop);
-    return outcome.ok() ? makeReport(file, outcome.value(), aim) : makeErrorReport(file, outcome.error().message);
+// The row of `item`, named as the user gave it, once it is measured or failed.
+std::optional<FileReport> reportOf(const QString& file, const AudioFileItem& item, const Aim& aim) {
+    if (item.analysis())
+        return makeReport(file, *item.analysis(), aim);
+    if (item.analysisError())
+        return makeErrorReport(file, item.analysisError()->message);
+    return std::nullopt;
 }
 
 enum class Output { table, json, csv };
@@ -87,29 +89,42 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     const Aim aim = aimOf(request.aim, {});
     const bool table = request.output == Output::table;
 
-    const int count = static_cast<int>(files.size());
-    std::vector<FileReport> reports(static_cast<size_t>(count));
-    std::vector<std::promise<void>> done(static_cast<size_t>(count));
-    const JobRunner::Batch batch = JobRunner::shared().start(count, [&](int64_t i, std::stop_token stop) {
-        reports[static_cast<size_t>(i)] = reportOn(files[static_cast<qsizetype>(i)], mix, aim, stop);
-        done[static_cast<size_t>(i)].set_value();
-    });
+    // Every file as given, twice if given twice, measured in parallel by the session.
+    BatchSession session;
+    session.setChannelMix(mix);
+    session.setAim(aim);
+    std::vector<AudioFileItemPtr> items;
+    for (const QString& file : files)
+        items.push_back(std::make_shared<AudioFileItem>(NativePath::toUrl(file)));
+    session.loadFiles(items);
 
-    // Rows appear in the order given, each as soon as it and those before it are done.
+    // Rows appear in the order given, each as soon as it and those before it
+    // are done. A reported file leaves the list, so that a large batch does
+    // not hold every file's figures.
     const int nameWidth = reportNameWidth(files);
     if (table)
         out << reportHeader(nameWidth) << '\n';
+    std::vector<FileReport> reports;
     bool anyFailed = false;
-    for (int i = 0; i < count; ++i) {
-        done[static_cast<size_t>(i)].get_future().wait();
-        const FileReport& report = reports[static_cast<size_t>(i)];
-        anyFailed = anyFailed || report.error.has_value();
+    bool measuring = true;
+    while (reports.size() < items.size()) {
+        const size_t i = reports.size();
+        std::optional<FileReport> report = reportOf(files[static_cast<qsizetype>(i)], *items[i], aim);
+        if (!report && !measuring) // nothing is left that could measure it
+            report = makeErrorReport(files[static_cast<qsizetype>(i)], QStringLiteral("not measured"));
+        if (!report) {
+            measuring = session.applyNextResults(std::chrono::milliseconds(50));
+            continue;
+        }
+        session.removeFile(items[i]->id());
+        items[i].reset();
+        anyFailed = anyFailed || report->error.has_value();
         if (table) {
-            out << reportRow(report, nameWidth) << '\n';
+            out << reportRow(*report, nameWidth) << '\n';
             out.flush();
         }
+        reports.push_back(std::move(*report));
     }
-    batch.wait();
     if (request.output == Output::json)
         out << LoudnessReport::json(reports, aim);
     else if (request.output == Output::csv)
