@@ -2,6 +2,7 @@
 
 #include "cli/ExportOptions.h"
 #include "session/ExportPlan.h"
+#include "session/ExportSession.h"
 
 #include "io/Interruption.h"
 #include "io/NativePath.h"
@@ -160,41 +161,36 @@ bool chooseLimiter(const BatchSession& state, const Options& options, QTextStrea
 
 ExportRun::Summary exportAll(BatchSession& state, const Options& options, bool limiter, QTextStream& err,
                              const std::atomic<bool>& cancel) {
-    const ExportSettings settings{
-        QDir(QFileInfo(options.out).absoluteFilePath()).filePath(QStringLiteral("normalized")),
-        options.format,
-        options.rate,
-        limiter,
-        state.ceilingDBTP(),
-        options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip,
-        state.channelMix(),
-        state.normalizeBy()};
-    const ExportRun::Plan plan = ExportPlan::buildPlan(state.files(), settings);
-    err << "Exporting " << plan.count() << (plan.count() == 1 ? " file...\n" : " files...\n");
-    err.flush();
+    ExportSession exports(state);
+    exports.setFormat(options.format);
+    exports.setSampleRate(options.rate); // the options hold only a rate the format can
     // A line when a file is done and at every tenth of the whole between.
     int64_t shownFiles = 0;
     int shownTenths = 0;
-    const double total = static_cast<double>(std::max<int64_t>(plan.count(), 1));
-    const int64_t count = plan.count();
-    ExportRun::Summary summary;
-    const JobRunner::Batch run = ExportRun::start(
-        JobRunner::shared(), plan, settings,
-        [&](int64_t finished, double done) {
-            const int tenths = static_cast<int>(10.0 * done / total);
-            if (finished == shownFiles && tenths <= shownTenths)
-                return;
-            shownFiles = finished;
+    QObject::connect(&exports, &ExportSession::progressChanged, [&] {
+        const ExportProgress p = exports.progress();
+        const double total = static_cast<double>(std::max<int64_t>(p.total, 1));
+        const int tenths = static_cast<int>(10.0 * p.done / total);
+        if (p.total == 0 || (p.current == shownFiles && tenths <= shownTenths))
+            return;
+        if (p.current == 0 && p.done == 0.0) {
+            err << "Exporting " << p.total << (p.total == 1 ? " file...\n" : " files...\n");
+        } else {
+            shownFiles = p.current;
             shownTenths = tenths;
-            err << "Exporting " << finished << '/' << count << "... " << static_cast<int>(100.0 * done / total)
+            err << "Exporting " << p.current << '/' << p.total << "... " << static_cast<int>(100.0 * p.done / total)
                 << " %\n";
-            err.flush();
-        },
-        [&](ExportRun::Summary ended) { summary = std::move(ended); });
+        }
+        err.flush();
+    });
+    ExportRun::Summary summary;
+    QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Summary& ended) { summary = ended; });
+    exports.start(limiter, QFileInfo(options.out).absoluteFilePath(),
+                  options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip);
     // A signal sets `cancel` without waking anyone; it is looked at every 50 ms.
-    while (!run.waitFor(std::chrono::milliseconds(50)))
+    while (exports.applyNext(std::chrono::milliseconds(50)))
         if (cancel.load())
-            run.requestStop();
+            exports.cancel();
     return summary;
 }
 

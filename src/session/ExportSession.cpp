@@ -1,11 +1,22 @@
 #include "session/ExportSession.h"
 
-#include "export/MainThread.h"
 #include "session/ExportPlan.h"
 
 #include <QDir>
 #include <QThread>
 #include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+// What the run's threads hand to the owning thread, in the order it came.
+struct ExportSession::Inbox {
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::vector<ExportProgress> progress;
+    std::optional<ExportRun::Summary> summary;
+    bool posted = false; // a call of applyArrived is on its way
+};
 
 ExportChoices ExportChoices::withFormat(ExportFormat f) const {
     return {f, supportsRate(f, sampleRate) ? sampleRate : SampleRate::rate48000};
@@ -15,7 +26,13 @@ ExportChoices ExportChoices::withSampleRate(SampleRate rate) const {
     return {format, supportsRate(format, rate) ? rate : sampleRate};
 }
 
-ExportSession::ExportSession(BatchSession& state, QObject* parent) : QObject(parent), state_(state) {}
+ExportSession::ExportSession(BatchSession& state, QObject* parent)
+    : QObject(parent), state_(state), inbox_(std::make_shared<Inbox>()) {}
+
+ExportSession::~ExportSession() {
+    run_.requestStop();
+    run_.wait();
+}
 
 void ExportSession::setFormat(ExportFormat format) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
@@ -63,8 +80,7 @@ QStringList ExportSession::existingOutputs(const QString& chosenFolder) const {
 
 void ExportSession::end(const ExportRun::Summary& summary) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    isExporting_ = false;
-    run_ = {};
+    isExporting_ = false;                           // the ended run stays, for the destructor to wait on its last call
     emit isExportingChanged();
     setProgress({});
     emit finished(summary);
@@ -88,22 +104,48 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
     setProgress({0, total, 0.0});
     emit isExportingChanged();
 
-    // Every change the run makes goes through the main thread; a session
-    // that no longer exists is left alone.
-    const QPointer<ExportSession> self(this);
+    // Every change the run makes goes through the owning thread. The
+    // session outlives the run's calls: its destructor waits for them.
+    const auto hand = [this, inbox = inbox_](auto put) {
+        {
+            const std::lock_guard lock(inbox->mutex);
+            put(*inbox);
+            if (std::exchange(inbox->posted, true))
+                return;
+            QMetaObject::invokeMethod(this, &ExportSession::applyArrived, Qt::QueuedConnection);
+        }
+        inbox->arrived.notify_all();
+    };
     run_ = ExportRun::start(
         JobRunner::shared(), std::move(plan), settings,
-        [self, total](int64_t finished, double done) {
-            postToMainThread([self, finished, done, total] {
-                if (!self || !self->isExporting_ || self->run_.stopRequested())
-                    return;
-                self->setProgress({finished, total, done});
-            });
+        [hand, total](int64_t finished, double done) {
+            hand([&](Inbox& inbox) { inbox.progress.push_back({finished, total, done}); });
         },
-        [self](ExportRun::Summary summary) {
-            postToMainThread([self, summary = std::move(summary)] {
-                if (self)
-                    self->end(summary);
-            });
-        });
+        [hand](ExportRun::Summary summary) { hand([&](Inbox& inbox) { inbox.summary = std::move(summary); }); });
+}
+
+void ExportSession::applyArrived() {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
+    std::vector<ExportProgress> progress;
+    std::optional<ExportRun::Summary> summary;
+    {
+        const std::lock_guard lock(inbox_->mutex);
+        progress.swap(inbox_->progress);
+        summary.swap(inbox_->summary);
+        inbox_->posted = false;
+    }
+    for (const ExportProgress& p : progress)
+        if (isExporting_ && !run_.stopRequested())
+            setProgress(p);
+    if (summary)
+        end(*summary);
+}
+
+bool ExportSession::applyNext(std::chrono::milliseconds timeout) {
+    {
+        std::unique_lock lock(inbox_->mutex);
+        inbox_->arrived.wait_for(lock, timeout, [&] { return inbox_->posted || !isExporting_; });
+    }
+    applyArrived();
+    return isExporting_;
 }

@@ -3,8 +3,9 @@
 // The export as the window and the command line see it: the choices (format,
 // rate, ceiling), whether a run is going and how far it is, the start of a
 // run over the working list, and its cancellation. Main thread only; the
-// run itself works on a pool thread and reports back by posting to the main
-// thread.
+// run itself works on the job runner and hands its progress and its end to
+// the owning thread, which takes them in its event loop or, without one,
+// with applyNext.
 
 #include "export/ExportFormat.h"
 #include "export/ExportRun.h"
@@ -12,7 +13,7 @@
 #include "session/BatchSession.h"
 
 #include <QObject>
-#include <QPointer>
+#include <chrono>
 #include <memory>
 
 // The format and rate of the next export (its ceiling is the list's). A format never goes with a rate
@@ -40,6 +41,8 @@ class ExportSession : public QObject {
 public:
     // `state` gives the files; it outlives the session.
     explicit ExportSession(BatchSession& state, QObject* parent = nullptr);
+    // Stops a running export and waits for its jobs; `finished` does not follow.
+    ~ExportSession() override;
 
     const ExportChoices& choices() const { return choices_; }
     bool isExporting() const { return isExporting_; }
@@ -59,6 +62,9 @@ public:
     void start(bool useLimiter, const QString& chosenFolder, ExistingOutputs existing);
     // Stops the running jobs; `finished` follows, with what was written.
     void cancel();
+    // Waits up to `timeout` for the run's news and takes what came in, for
+    // a caller without an event loop. Returns whether a run is still going.
+    bool applyNext(std::chrono::milliseconds timeout);
 
 signals:
     void choicesChanged();
@@ -71,10 +77,15 @@ signals:
     void cancelling();
 
 private:
+    struct Inbox;
+
     void setProgress(ExportProgress progress);
+    // Takes the progress and the end the run handed in.
+    void applyArrived();
     void end(const ExportRun::Summary& summary);
 
     BatchSession& state_;
+    std::shared_ptr<Inbox> inbox_;
     ExportChoices choices_;
     bool isExporting_ = false;
     ExportProgress progress_;
