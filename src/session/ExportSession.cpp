@@ -134,9 +134,12 @@ void ExportSession::applyArrived() {
         summary.swap(inbox_->summary);
         inbox_->posted = false;
     }
-    for (const ExportProgress& p : progress)
-        if (isExporting_ && !run_.stopRequested())
-            setProgress(p);
+    // Of what came in meanwhile, each finished count's last share is enough.
+    for (size_t i = 0; i < progress.size(); ++i) {
+        const bool lastOfItsCount = i + 1 == progress.size() || progress[i + 1].current != progress[i].current;
+        if (lastOfItsCount && isExporting_ && !run_.stopRequested())
+            setProgress(progress[i]);
+    }
     if (summary)
         end(*summary);
 }
