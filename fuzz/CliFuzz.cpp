@@ -45,18 +45,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     QStringList arguments;
     for (const QByteArray& part : QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)).split('\0'))
         arguments << QString::fromUtf8(part);
-    const ParsedExportArguments parsed = parseExportArguments(arguments);
-    if (parsed.help) {
-        if (parsed.options || !parsed.error.isEmpty())
-            finding("help with options or an error");
+    const Result<std::optional<ExportOptions>> parsed = parseExportArguments(arguments);
+    if (!parsed.ok()) {
+        if (parsed.error().kind != Error::Kind::usage || parsed.error().message.isEmpty())
+            finding("a refusal that is no usage error with a reason");
         return 0;
     }
-    if (!parsed.options) {
-        if (parsed.error.isEmpty())
-            finding("a refusal without a reason");
+    if (!parsed.value()) // help
         return 0;
-    }
-    const ExportOptions& o = *parsed.options;
+    const ExportOptions& o = *parsed.value();
     if (o.out.isEmpty() || (o.files.isEmpty() && o.settings.isEmpty()))
         finding("options without a folder or anything to export");
     if (!supportsRate(o.format, o.rate))
@@ -65,8 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         finding("a ceiling out of range");
     if (o.target && !(*o.target >= SettingsFile::minimumTargetLUFS && *o.target <= SettingsFile::maximumTargetLUFS))
         finding("a target out of range");
-    const ParsedExportArguments again = parseExportArguments(written(o));
-    if (!again.options || !same(*again.options, o))
+    const Result<std::optional<ExportOptions>> again = parseExportArguments(written(o));
+    if (!again.ok() || !again.value() || !same(*again.value(), o))
         finding("options that read otherwise when written back");
     return 0;
 }

@@ -130,10 +130,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         limitFileSize(fileLimit);
     try {
         written = ExportPipeline::exportFile(job, settings, names, control);
-    } catch (const ExportCancelled&) {
-    } catch (const DescribedError& e) {
-        failure = e.description();
-        if (failure.isEmpty())
+    } catch (const Failure& e) {
+        failure = e.message();
+        if (e.kind() != Error::Kind::stopped && failure.isEmpty())
             finding("a failure without a reason");
     }
     limitFileSize(RLIM_INFINITY);

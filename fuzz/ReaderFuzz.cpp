@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             if (i == 3)
                 reader.seek(size % 4096);
         }
-    } catch (const FileError&) {
+    } catch (const Failure&) {
     }
     return 0;
 }

@@ -11,7 +11,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto decoded = SettingsFile::decode(QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)));
     if (!decoded.ok()) {
-        if (decoded.error().isEmpty())
+        if (decoded.error().message.isEmpty())
             finding("a refusal without a reason");
         return 0;
     }
