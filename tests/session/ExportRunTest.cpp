@@ -95,6 +95,14 @@ TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
     // A cancelled folder chooser changes nothing.
     exports.start(true, QString(), ExistingOutputs::keepBoth);
     EXPECT_FALSE(exports.isExporting());
+    // A folder that cannot be made ends the run before any file, and says why.
+    const QString file = fixtures::writeFile(dir.filePath("file"), "x");
+    exports.start(true, dir.filePath("file/out"), ExistingOutputs::keepBoth);
+    ASSERT_TRUE(waitForExport(exports));
+    EXPECT_EQ(result->writtenCount() + result->failedCount(), 0);
+    EXPECT_EQ(
+        result->error->message,
+        QString(R"(Cannot create the folder "%1": "%2" is a file)").arg(dir.filePath("file/out/normalized"), file));
 }
 
 TEST(ExportRunTest, MP3NeverGoesWithNinetySixKilohertz) {
