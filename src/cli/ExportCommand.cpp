@@ -171,22 +171,21 @@ ExportRun::Summary exportAll(BatchSession& state, const Options& options, bool l
         const ExportProgress p = exports.progress();
         const double total = static_cast<double>(std::max<int64_t>(p.total, 1));
         const int tenths = static_cast<int>(10.0 * p.done / total);
-        if (p.total == 0 || (p.current == shownFiles && tenths <= shownTenths))
+        if (p.current == shownFiles && tenths <= shownTenths)
             return;
-        if (p.current == 0 && p.done == 0.0) {
-            err << "Exporting " << p.total << (p.total == 1 ? " file...\n" : " files...\n");
-        } else {
-            shownFiles = p.current;
-            shownTenths = tenths;
-            err << "Exporting " << p.current << '/' << p.total << "... " << static_cast<int>(100.0 * p.done / total)
-                << " %\n";
-        }
+        shownFiles = p.current;
+        shownTenths = tenths;
+        err << "Exporting " << p.current << '/' << p.total << "... " << static_cast<int>(100.0 * p.done / total)
+            << " %\n";
         err.flush();
     });
     ExportRun::Summary summary;
     QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Summary& ended) { summary = ended; });
     exports.start(limiter, QFileInfo(options.out).absoluteFilePath(),
                   options.overwrite ? ExistingOutputs::replace : ExistingOutputs::skip);
+    const int64_t count = exports.progress().total;
+    err << "Exporting " << count << (count == 1 ? " file...\n" : " files...\n");
+    err.flush();
     // A signal sets `cancel` without waking anyone; it is looked at every 50 ms.
     while (exports.applyNext(std::chrono::milliseconds(50)))
         if (cancel.load())

@@ -8,8 +8,6 @@
 #include <QThread>
 #include <algorithm>
 #include <cmath>
-#include <condition_variable>
-#include <mutex>
 
 // What one call of analyzeFiles shares with its jobs; `completed` is counted
 // on the owning thread as results arrive.
@@ -23,23 +21,17 @@ struct BatchSession::AnalysisGroup {
     int64_t completed = 0;
 };
 
-// Finished analyses wait here, in completion order, until the owning thread
-// applies them. The mutex is what hands each result over to that thread.
-struct BatchSession::Inbox {
-    struct Finished {
-        std::shared_ptr<AnalysisGroup> group;
-        size_t index;
-        FileAnalysis outcome;
-    };
-    std::mutex mutex;
-    std::condition_variable arrived;
-    std::vector<Finished> finished;
+// A finished analysis, on its way to the owning thread.
+struct BatchSession::Finished {
+    std::shared_ptr<AnalysisGroup> group;
+    size_t index;
+    FileAnalysis outcome;
 };
 
 BatchSession::BatchSession(QObject* parent) : BatchSession(AnalysisOptions{}, parent) {}
 
 BatchSession::BatchSession(AnalysisOptions options, QObject* parent)
-    : QObject(parent), options_(std::move(options)), inbox_(std::make_shared<Inbox>()) {
+    : QObject(parent), options_(std::move(options)), inbox_(std::make_shared<Inbox<Finished>>()) {
     if (options_.activeProcessorCount > 0)
         ownRunner_ = std::make_unique<JobRunner>(options_.activeProcessorCount);
     if (!options_.analyze)
@@ -232,22 +224,15 @@ void BatchSession::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
                                                     QStringLiteral("Unexpected error while analysing this file"));
             if (stop.stop_requested())
                 return;
-            {
-                const std::lock_guard lock(inbox->mutex);
-                inbox->finished.push_back({group, index, std::move(outcome)});
-            }
-            inbox->arrived.notify_all();
-            QMetaObject::invokeMethod(this, &BatchSession::applyFinished, Qt::QueuedConnection);
+            inbox->put({group, index, std::move(outcome)},
+                       [this] { QMetaObject::invokeMethod(this, &BatchSession::applyFinished, Qt::QueuedConnection); });
         }));
 }
 
 bool BatchSession::applyNextResults(std::chrono::milliseconds timeout) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning thread only
-    {
-        std::unique_lock lock(inbox_->mutex);
-        // Every job that is not stopped hands in a result.
-        inbox_->arrived.wait_for(lock, timeout, [&] { return !inbox_->finished.empty() || inFlight_.isEmpty(); });
-    }
+    // Every job that is not stopped hands in a result.
+    inbox_->waitFor(timeout, [&] { return inFlight_.isEmpty(); });
     applyFinished();
     return isAnalyzing();
 }
@@ -255,22 +240,14 @@ bool BatchSession::applyNextResults(std::chrono::milliseconds timeout) {
 void BatchSession::stopAnalyses() {
     stopAndWait();
     inFlight_.clear();
-    {
-        const std::lock_guard lock(inbox_->mutex);
-        inbox_->finished.clear();
-    }
+    inbox_->take(); // results of the stopped jobs
     for (const AudioFileItemPtr& item : files_)
         item->setIsAnalyzing(false);
 }
 
 void BatchSession::applyFinished() {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    std::vector<Inbox::Finished> finished;
-    {
-        std::lock_guard lock(inbox_->mutex);
-        finished.swap(inbox_->finished);
-    }
-    for (Inbox::Finished& f : finished)
+    for (Finished& f : inbox_->take())
         applyResult(*f.group, f.index, std::move(f.outcome));
 }
 

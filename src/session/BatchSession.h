@@ -11,6 +11,7 @@
 #include "export/CeilingRange.h"
 #include "jobs/JobRunner.h"
 #include "session/AudioFileItem.h"
+#include "session/Inbox.h"
 #include "session/TargetPreset.h"
 
 #include <QHash>
@@ -147,7 +148,7 @@ signals:
 
 private:
     struct AnalysisGroup;
-    struct Inbox;
+    struct Finished;
 
     void analyzeFiles(const std::vector<AudioFileItemPtr>& items);
     // Stops the running analyses and waits for their jobs to return.
@@ -170,7 +171,7 @@ private:
     // Ids whose analysis has started and whose result has not come back
     // yet, with how many such analyses each has (one mix's and another's).
     QHash<QUuid, int> inFlight_;
-    std::shared_ptr<Inbox> inbox_;
+    std::shared_ptr<Inbox<Finished>> inbox_;
     std::unique_ptr<JobRunner> ownRunner_; // for a bounded count of analyses at once
     std::vector<JobRunner::Batch> analyses_;
 };

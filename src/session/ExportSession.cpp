@@ -5,18 +5,7 @@
 #include <QDir>
 #include <QThread>
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
 #include <vector>
-
-// What the run's threads hand to the owning thread, in the order it came.
-struct ExportSession::Inbox {
-    std::mutex mutex;
-    std::condition_variable arrived;
-    std::vector<ExportProgress> progress;
-    std::optional<ExportRun::Summary> summary;
-    bool posted = false; // a call of applyArrived is on its way
-};
 
 ExportChoices ExportChoices::withFormat(ExportFormat f) const {
     return {f, supportsRate(f, sampleRate) ? sampleRate : SampleRate::rate48000};
@@ -27,7 +16,8 @@ ExportChoices ExportChoices::withSampleRate(SampleRate rate) const {
 }
 
 ExportSession::ExportSession(BatchSession& state, QObject* parent)
-    : QObject(parent), state_(state), inbox_(std::make_shared<Inbox>()) {}
+    : QObject(parent), state_(state),
+      inbox_(std::make_shared<Inbox<std::variant<ExportProgress, ExportRun::Summary>>>()) {}
 
 ExportSession::~ExportSession() {
     run_.requestStop();
@@ -106,49 +96,36 @@ void ExportSession::start(bool useLimiter, const QString& chosenFolder, Existing
 
     // Every change the run makes goes through the owning thread. The
     // session outlives the run's calls: its destructor waits for them.
-    const auto hand = [this, inbox = inbox_](auto put) {
-        {
-            const std::lock_guard lock(inbox->mutex);
-            put(*inbox);
-            if (std::exchange(inbox->posted, true))
-                return;
-            QMetaObject::invokeMethod(this, &ExportSession::applyArrived, Qt::QueuedConnection);
-        }
-        inbox->arrived.notify_all();
+    const auto hand = [this, inbox = inbox_](auto news) {
+        inbox->put(std::move(news),
+                   [this] { QMetaObject::invokeMethod(this, &ExportSession::applyArrived, Qt::QueuedConnection); });
     };
     run_ = ExportRun::start(
         JobRunner::shared(), std::move(plan), settings,
         [hand, total](int64_t finished, double done) {
-            hand([&](Inbox& inbox) { inbox.progress.push_back({finished, total, done}); });
+            hand(ExportProgress{finished, total, done});
         },
-        [hand](ExportRun::Summary summary) { hand([&](Inbox& inbox) { inbox.summary = std::move(summary); }); });
+        [hand](ExportRun::Summary summary) { hand(std::move(summary)); });
 }
 
 void ExportSession::applyArrived() {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    std::vector<ExportProgress> progress;
-    std::optional<ExportRun::Summary> summary;
-    {
-        const std::lock_guard lock(inbox_->mutex);
-        progress.swap(inbox_->progress);
-        summary.swap(inbox_->summary);
-        inbox_->posted = false;
-    }
+    const auto news = inbox_->take();
     // Of what came in meanwhile, each finished count's last share is enough.
-    for (size_t i = 0; i < progress.size(); ++i) {
-        const bool lastOfItsCount = i + 1 == progress.size() || progress[i + 1].current != progress[i].current;
-        if (lastOfItsCount && isExporting_ && !run_.stopRequested())
-            setProgress(progress[i]);
+    for (size_t i = 0; i < news.size(); ++i) {
+        if (const auto* summary = std::get_if<ExportRun::Summary>(&news[i])) {
+            end(*summary);
+            continue;
+        }
+        const auto& progress = std::get<ExportProgress>(news[i]);
+        const auto* next = i + 1 < news.size() ? std::get_if<ExportProgress>(&news[i + 1]) : nullptr;
+        if ((!next || next->current != progress.current) && isExporting_ && !run_.stopRequested())
+            setProgress(progress);
     }
-    if (summary)
-        end(*summary);
 }
 
 bool ExportSession::applyNext(std::chrono::milliseconds timeout) {
-    {
-        std::unique_lock lock(inbox_->mutex);
-        inbox_->arrived.wait_for(lock, timeout, [&] { return inbox_->posted || !isExporting_; });
-    }
+    inbox_->waitFor(timeout, [&] { return !isExporting_; });
     applyArrived();
     return isExporting_;
 }

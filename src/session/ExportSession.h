@@ -11,10 +11,12 @@
 #include "export/ExportRun.h"
 #include "jobs/JobRunner.h"
 #include "session/BatchSession.h"
+#include "session/Inbox.h"
 
 #include <QObject>
 #include <chrono>
 #include <memory>
+#include <variant>
 
 // The format and rate of the next export (its ceiling is the list's). A format never goes with a rate
 // it cannot hold (MP3 above 48 kHz).
@@ -77,15 +79,14 @@ signals:
     void cancelling();
 
 private:
-    struct Inbox;
-
     void setProgress(ExportProgress progress);
     // Takes the progress and the end the run handed in.
     void applyArrived();
     void end(const ExportRun::Summary& summary);
 
     BatchSession& state_;
-    std::shared_ptr<Inbox> inbox_;
+    // The run's progress and, last, its summary.
+    std::shared_ptr<Inbox<std::variant<ExportProgress, ExportRun::Summary>>> inbox_;
     ExportChoices choices_;
     bool isExporting_ = false;
     ExportProgress progress_;
