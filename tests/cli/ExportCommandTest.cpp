@@ -44,7 +44,7 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
         EXPECT_EQ(f.sampleRate(), 44100);
         EXPECT_NEAR(LoudnessAnalyzer::analyze(path).loudest20sLUFS, -16.0, 0.1);
     }
-    EXPECT_TRUE(plain.err.contains("2 files written, 0 failed."));
+    EXPECT_TRUE(plain.err.contains("Exporting 2 files...\n") && plain.err.contains("2 files written, 0 failed."));
 
     // Again into the same folder: the earlier outputs stay, each is named,
     // and the exit status says not everything was written.
