@@ -90,10 +90,11 @@ QList<QUrl> admissible(const QStringList& files, const BatchSession& state,
 }
 
 // Builds and analyses the list: the settings file's, then the files given.
-// False, after saying why, when nothing could be listed; `failed` counts the
-// files skipped or not analysed, each named with its reason.
-bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& err, int64_t& failed,
-                    const std::atomic<bool>& cancel) {
+// Returns how many files were skipped or not analysed, each named with its
+// reason; none, after saying why, when nothing could be listed, and when
+// the run is cancelled.
+std::optional<int64_t> listAndAnalyse(BatchSession& state, const Options& options, QTextStream& err,
+                                      const std::atomic<bool>& cancel) {
     std::vector<BatchSession::SkippedFile> skipped;
     bool mixAssumed = false;
     if (options.channels)
@@ -102,7 +103,7 @@ bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& er
         const auto loaded = SettingsFile::loadSettings(state, options.settings, SettingsFile::Entries::exportable);
         if (!loaded.ok()) {
             err << "sonivel export: " << options.settings << ": " << loaded.error().message << '\n';
-            return false;
+            return std::nullopt;
         }
         skipped = loaded.value().skipped;
         mixAssumed = loaded.value().mixAssumed;
@@ -115,20 +116,20 @@ bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& er
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     if (!skipped.empty())
         err << "sonivel export: skipped " << BatchSession::describe(skipped) << '\n';
-    failed += static_cast<int64_t>(skipped.size());
+    auto failed = static_cast<int64_t>(skipped.size());
     if (state.files().empty()) {
         err << "sonivel export: nothing to export\n";
-        return false;
+        return std::nullopt;
     }
     // A signal sets `cancel` without waking anyone; it is looked at every 50 ms.
     while (state.applyNextResults(std::chrono::milliseconds(50))) {
         if (cancel.load()) {
             state.stopAnalyses();
-            return false;
+            return std::nullopt;
         }
     }
     if (cancel.load())
-        return false;
+        return std::nullopt;
     // A settings file from before the mix could be chosen: say which was taken.
     if (!options.channels && mixAssumed)
         err << "sonivel export: " << SettingsFile::noMixNotice << '\n';
@@ -139,7 +140,7 @@ bool listAndAnalyse(BatchSession& state, const Options& options, QTextStream& er
             ++failed;
         }
     }
-    return true;
+    return failed;
 }
 
 // Whether to limit: as asked, else always (where nothing passes the
@@ -150,12 +151,12 @@ bool chooseLimiter(const BatchSession& state, const Options& options, QTextStrea
     const std::vector<ClippingFile> clipping = ExportPlan::findClippingFiles(state.files(), state.ceilingDBTP());
     if (clipping.empty())
         return limiter;
-    err << ExportRun::clippingHeadline(clipping.size(), state.ceilingDBTP()) << '\n';
+    err << ExportPlan::clippingHeadline(clipping.size(), state.ceilingDBTP()) << '\n';
     for (const ClippingFile& c : clipping)
         err << "  " << c.fileName << "  " << QString::asprintf("%.1f", c.overshootDB) << " dB over\n";
     err << (limiter ? "Applying the limiter.\n" : "Lowering their gain to the ceiling instead.\n");
     if (const auto safe = ExportPlan::computeSafeTarget(state.files(), state.ceilingDBTP()))
-        err << ExportRun::safeTargetTip(*safe) << '\n';
+        err << ExportPlan::safeTargetTip(*safe) << '\n';
     return limiter;
 }
 
@@ -216,9 +217,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         return 128 + (cancelling.signal() != 0 ? cancelling.signal() : SIGINT);
     };
     BatchSession state;
-    int64_t failed = 0;
-    if (!listAndAnalyse(state, *options, err, failed, cancel))
+    const std::optional<int64_t> notAnalysed = listAndAnalyse(state, *options, err, cancel);
+    if (!notAnalysed)
         return cancel.load() ? cancelled(0) : 1;
+    int64_t failed = *notAnalysed;
     const ExportRun::Summary summary = exportAll(state, *options, chooseLimiter(state, *options, err), err, cancel);
     if (summary.error) {
         err << "sonivel export: " << summary.error->message << '\n';

@@ -13,17 +13,6 @@
 
 namespace ExportRun {
 
-QString safeTargetTip(double safeTargetLUFS) {
-    return QString::asprintf("Tip: Set target to %.1f LUFS or lower to keep every true peak under the ceiling.",
-                             safeTargetLUFS);
-}
-
-QString clippingHeadline(size_t count, double ceilingDBTP) {
-    return QStringLiteral("%1 file(s) will pass the %2 dBTP ceiling after correction:")
-        .arg(count)
-        .arg(ceilingDBTP, 0, 'f', 1);
-}
-
 void nameJobs(Plan& plan, const ExportSettings& settings) {
     QStringList exported;
     for (const ExportJob& job : plan.jobs)

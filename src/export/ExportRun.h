@@ -17,11 +17,6 @@
 
 namespace ExportRun {
 
-// "2 file(s) will pass the -1.0 dBTP ceiling after correction:"
-QString clippingHeadline(size_t count, double ceilingDBTP);
-// "Tip: Set target to -15.3 LUFS or lower to keep every true peak under the ceiling."
-QString safeTargetTip(double safeTargetLUFS);
-
 struct Plan {
     std::vector<ExportJob> jobs;
     // Every listed file, analysed or not: no output may take one's name.

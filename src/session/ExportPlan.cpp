@@ -6,6 +6,17 @@
 
 namespace ExportPlan {
 
+QString safeTargetTip(double safeTargetLUFS) {
+    return QString::asprintf("Tip: Set target to %.1f LUFS or lower to keep every true peak under the ceiling.",
+                             safeTargetLUFS);
+}
+
+QString clippingHeadline(size_t count, double ceilingDBTP) {
+    return QStringLiteral("%1 file(s) will pass the %2 dBTP ceiling after correction:")
+        .arg(count)
+        .arg(ceilingDBTP, 0, 'f', 1);
+}
+
 std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP) {
     std::vector<ClippingFile> clipping;
     for (const AudioFileItemPtr& file : files) {

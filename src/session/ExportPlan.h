@@ -28,6 +28,12 @@ std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>&
 // figure − true peak, plus the ceiling. None without analysed files.
 std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
 
+// The guard's words, the same in the window's warning and on the command
+// line. "2 file(s) will pass the -1.0 dBTP ceiling after correction:"
+QString clippingHeadline(size_t count, double ceilingDBTP);
+// "Tip: Set target to -15.3 LUFS or lower to keep every true peak under the ceiling."
+QString safeTargetTip(double safeTargetLUFS);
+
 // One job per analysed file, in list order, with a copy of its edits and a
 // stem of its own.
 ExportRun::Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings& settings);

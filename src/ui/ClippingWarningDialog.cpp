@@ -1,6 +1,5 @@
 #include "ui/ClippingWarningDialog.h"
 
-#include "export/ExportRun.h"
 #include "session/ExportPlan.h"
 #include "ui/PaintKit.h"
 
@@ -25,7 +24,7 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     column->setSpacing(16);
     column->setContentsMargins(20, 20, 20, 20);
     const std::vector<ClippingFile> files = ExportPlan::findClippingFiles(sources, ceilingDBTP);
-    auto* headline = new QLabel(ExportRun::clippingHeadline(files.size(), ceilingDBTP));
+    auto* headline = new QLabel(ExportPlan::clippingHeadline(files.size(), ceilingDBTP));
     QFont bold = headline->font();
     bold.setBold(true);
     headline->setFont(bold);
@@ -51,7 +50,7 @@ ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>
     column->addWidget(limiter_);
     column->addWidget(anyway_);
     if (const auto safe = ExportPlan::computeSafeTarget(sources, ceilingDBTP)) {
-        auto* tip = new QLabel(ExportRun::safeTargetTip(*safe));
+        auto* tip = new QLabel(ExportPlan::safeTargetTip(*safe));
         tip->setObjectName(QStringLiteral("safeTargetTip"));
         tip->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
         column->addWidget(tip);
