@@ -5,9 +5,6 @@
 std::vector<TimeRange> AnalysisResult::softPassageRanges() const {
     std::vector<TimeRange> ranges;
     const size_t n = std::min(times.size(), loudnessCurve.size());
-    if (n < 2) {
-        return ranges;
-    }
     // The last 15 s of a file never start a soft passage.
     const double endLimit = duration - 15.0;
     if (!(endLimit > 0.0)) {
