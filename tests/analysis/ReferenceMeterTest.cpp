@@ -224,6 +224,36 @@ TEST(ReferenceMeter, EveryFigureMatchesLibebur128InEveryLayoutAndRate) {
     }
 }
 
+// A one-channel file that says which channel it carries: summed as every
+// meter sums that channel (a surround weighs 1.41, the low-frequency channel
+// nothing), averaged as it stands.
+TEST(ReferenceMeter, OneChannelKeepsItsRoleInTheSum) {
+    QTemporaryDir dir;
+    const std::pair<const char*, int> roles[] = {
+        {"FC", EBUR128_CENTER}, {"SL", EBUR128_LEFT_SURROUND}, {"LFE", EBUR128_UNUSED}};
+    for (const auto& [layout, channel] : roles) {
+        const QString path = dir.filePath(QStringLiteral("%1.wav").arg(layout));
+        ASSERT_TRUE(runFFmpeg(QStringLiteral("-f lavfi -i sine=frequency=1000:sample_rate=48000:duration=5 -af "
+                                             "aformat=channel_layouts=%1 -c:a pcm_f32le")
+                                  .arg(layout),
+                              path));
+        const std::vector<float> samples = readFirstChannel(path);
+        const auto reference = [&](int as) {
+            ebur128_state* st = ebur128_init(1, 48000, EBUR128_MODE_I);
+            ebur128_set_channel(st, 0, as);
+            ebur128_add_frames_float(st, samples.data(), samples.size());
+            double lufs = 0;
+            ebur128_loudness_global(st, &lufs);
+            ebur128_destroy(&st);
+            return std::max(lufs, -70.0);
+        };
+        EXPECT_NEAR(LoudnessAnalyzer::analyze(path).figures.integratedLUFS, reference(channel), 0.02) << layout;
+        EXPECT_NEAR(LoudnessAnalyzer::analyze(path, ChannelMix::average).figures.integratedLUFS,
+                    reference(EBUR128_CENTER), 0.02)
+            << layout;
+    }
+}
+
 namespace {
 
 std::vector<float> kiloHertz(const std::vector<std::pair<double, double>>& stretches, int repeat = 1) {
