@@ -42,6 +42,7 @@ TEST(LoudnessMath, StridedSumsAccumulateIn64BitSampleBySample) {
     EXPECT_EQ(e.sumAt(16777217), 16777217.0);
     EXPECT_EQ(e.sumAt(4800 * 3), 14400.0);
     EXPECT_TRUE(e.holds(4800) && e.holds(16777217) && !e.holds(4801));
+    EXPECT_FALSE(e.holds(-4800) || e.holds(4800 * 3500)); // before the start, past the end
 }
 
 TEST(LoudnessMath, SilenceAndShortSpansReadMinus70) {
