@@ -1,5 +1,6 @@
 #include "export/ExportErrors.h"
 
+#include "io/AudioFileWriter.h"
 #include "io/NativePath.h"
 
 #include <QDir>
@@ -28,9 +29,7 @@ QStringList makeFolder(const QString& path) {
             created << made;
         else if (errno != EEXIST)
             throw Failure(Error::Kind::file, QStringLiteral("Cannot create the folder \"%1\": %2")
-                                                 .arg(NativePath::shown(made), errno == EACCES || errno == EROFS
-                                                                                   ? QStringLiteral("permission denied")
-                                                                                   : systemReason(errno)));
+                                                 .arg(NativePath::shown(made), WriteFailure::reason(errno)));
     }
     return created;
 }

@@ -20,20 +20,22 @@ extern "C" {
 
 namespace WriteFailure {
 
-QString describe(const QString& shownName, int errorNumber) {
-    QString why;
+QString reason(int errorNumber) {
     switch (errorNumber) {
     case ENOSPC:
-    case EDQUOT: why = QStringLiteral("the disk is full"); break;
+    case EDQUOT: return QStringLiteral("the disk is full");
     case EACCES:
     case EPERM:
-    case EROFS: why = QStringLiteral("permission denied"); break;
+    case EROFS: return QStringLiteral("permission denied");
     case ENOENT:
-    case ESTALE: why = QStringLiteral("its folder was removed"); break;
-    case EFBIG: why = QStringLiteral("the file system does not hold files this large"); break;
-    default: why = systemReason(errorNumber);
+    case ESTALE: return QStringLiteral("its folder was removed");
+    case EFBIG: return QStringLiteral("the file system does not hold files this large");
+    default: return systemReason(errorNumber);
     }
-    return QStringLiteral("Cannot write \"%1\": %2").arg(shownName, why);
+}
+
+QString describe(const QString& shownName, int errorNumber) {
+    return QStringLiteral("Cannot write \"%1\": %2").arg(shownName, reason(errorNumber));
 }
 
 } // namespace WriteFailure

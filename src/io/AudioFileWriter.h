@@ -36,7 +36,9 @@ public:
 };
 
 namespace WriteFailure {
-// "Cannot write "Song (-16LUFS).wav": the disk is full" and the like: what
-// a person can act on, for the system's error number.
+// "the disk is full", "permission denied" and the like: what a person can
+// act on, for the system's error number of a failed write.
+QString reason(int errorNumber);
+// "Cannot write "Song (-16LUFS).wav": the disk is full".
 QString describe(const QString& shownName, int errorNumber);
 } // namespace WriteFailure
