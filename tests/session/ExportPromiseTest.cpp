@@ -3,6 +3,7 @@
 
 #include "ListFixtures.h"
 #include "analysis/LoudnessAnalyzer.h"
+#include "editing/SegmentGainEvaluation.h"
 #include "io/AudioReader.h"
 #include "session/ExportSession.h"
 #include "support/ReferencePeaks.h"
@@ -96,6 +97,19 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
         const double expected = fixtures::referenceLoudness(source, from, to) + item.correctionDB() + offsets[s];
         EXPECT_NEAR(fixtures::referenceLoudness(segmented, from, to), expected, 0.05) << "segment " << s;
     }
+    // A one-second fade on the second separator: each block of a float export
+    // gets the gain that playback gives it.
+    item.segmentEdits().setFadeDuration(item.segmentEdits().snapshot().separators[1].id, 1000.0);
+    const QString faded = exportOne(state, dir, ExportFormat::wav32, SampleRate::rate48000, false, "fade").path;
+    const std::vector<float> in = fixtures::readFirstChannel(source), out = fixtures::readFirstChannel(faded);
+    const std::vector<float> gains = SegmentGainEvaluation::computeGainEnvelope(
+        item.segmentEdits().snapshot(), item.correctionDB(), 48000, static_cast<int64_t>(in.size()));
+    ASSERT_EQ(out.size(), in.size());
+    double worst = 0;
+    for (size_t i = 25 * 48000; i < 27 * 48000; ++i)
+        if (std::abs(in[i]) > 0.01f)
+            worst = std::max(worst, std::abs(out[i] / in[i] / gains[i / SegmentGainEvaluation::blockSize] - 1.0));
+    EXPECT_LT(worst, 1e-5);
 
     // Hits pushed 8 dB over full scale: the limiter holds the true peak under
     // the -1 dBTP ceiling (+0.1 dB), and the gain before it is raised once
