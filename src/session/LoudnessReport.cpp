@@ -66,7 +66,7 @@ QString figureName(NormalizeBy by) {
 
 std::optional<Compliance> complianceOf(const FileReport& r, const Aim& aim) {
     const std::optional<TargetValues> values = presetValues(aim.preset);
-    if (!values || r.error)
+    if (!values)
         return std::nullopt;
     if (r.isSilent())
         return Compliance{false, QStringLiteral("silent")};

@@ -47,7 +47,8 @@ namespace LoudnessReport {
 
 // Whether the corrected file meets the preset: its integrated loudness
 // within 1 LU of the target and its true peak at or below the ceiling; why
-// not, when it does not. None for Custom and for failed files.
+// not, when it does not. None for Custom. Only a measured file is judged: a
+// failed one has no figures.
 struct Compliance {
     bool met = false;
     QString why; // "true peak 0.4 dB over the ceiling"
