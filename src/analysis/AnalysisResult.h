@@ -47,7 +47,6 @@ struct AnalysisResult {
     int64_t sampleRate = 0;
     int channels = 1;
     ChannelMix channelMix = ChannelMix::sum; // the mix it was measured on
-    int64_t totalSamples = 0;
     std::vector<double> times;
     std::vector<double> loudnessCurve;
     double windowStart = 0.0;

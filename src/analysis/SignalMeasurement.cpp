@@ -143,7 +143,6 @@ AnalysisResult SignalMeasurement::finish() {
     r.sampleRate = sampleRate_;
     r.channels = channels_;
     r.channelMix = mix_;
-    r.totalSamples = measured_;
     r.duration = static_cast<double>(measured_) / static_cast<double>(sampleRate_);
     r.peakDBFS = peak_ > 0.0f ? static_cast<double>(20.0f * std::log10(peak_)) : silencePeakDBFS;
     r.truePeakDBTP = truePeak_.finishDBTP();
