@@ -127,8 +127,7 @@ TEST(SegmentGainEvaluationTest, SinglePassEnvelopeEqualsThePerBlockDefinition) {
         // Out of order.
         handMade({{a, 9.0, 1000.0}, {b, 4.0, 3000.0}}, {-6, 0, 6}),
         // Missing and extra gains; negative fade.
-        handMade({{a, 3.0, 1000.0}, {b, 6.0, -500.0}}, {2}),
-        handMade({{a, 3.0, 1000.0}}, {2, 4, 9}),
+        handMade({{a, 3.0, 1000.0}, {b, 6.0, -500.0}}, {2}), handMade({{a, 3.0, 1000.0}}, {2, 4, 9}),
         handMade({{a, 2.0, 0.0}, {b, 4.0, 6000.0}}, {1, -3, 8}), // the last zone reaches back past the first
     };
     for (const SegmentEditSnapshot& e : odd) {
