@@ -40,6 +40,7 @@ struct Window {
     QString reportPath;
     std::optional<bool> clippingAnswer = true;
     int clippingAsked = 0;
+    QStringList existingAsked; // the names the last question about existing outputs listed; it is cancelled
     std::unique_ptr<MainWindow> window;
 
     Window() {
@@ -52,6 +53,10 @@ struct Window {
         d.askAboutClipping = [this](QWidget*, const BatchSession&) {
             ++clippingAsked;
             return clippingAnswer;
+        };
+        d.askAboutExisting = [this](QWidget*, const QStringList& names) {
+            existingAsked = names;
+            return std::optional<ExistingOutputs>();
         };
         window = std::make_unique<MainWindow>(state, d, std::make_unique<MemoryOutput>());
         window->show();
@@ -269,6 +274,14 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     EXPECT_EQ(strip.front(), "Exporting 0 / 2 files... 0%");
     EXPECT_EQ(strip.mid(strip.size() - 2),
               (QStringList{"Exporting 2 / 2 files... 100%", "Exporting 0 / 0 files... 0%"}));
+
+    // Into the same folder again: the name it would take again is asked
+    // about (the off-target file took another), and a cancelled answer
+    // leaves the folder as it is.
+    QTest::mouseClick(exportAll, Qt::LeftButton);
+    EXPECT_EQ(w.existingAsked, QStringList{"quiet (-16LUFS).wav"});
+    EXPECT_FALSE(exports.isExporting());
+    EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
 }
 
 TEST(MainWindowTest, AboutAndFirstLaunch) {
