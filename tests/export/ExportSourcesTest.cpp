@@ -134,3 +134,21 @@ TEST(ExportSourcesTest, ARateUnderOneKilohertzIsRefused) {
         EXPECT_EQ(fixtures::filesIn(dest).size(), rate == 999 ? 0 : 1);
     }
 }
+
+// A tone under half a 16-bit step would round away; dithered, it lives on
+// in noise of about a step on both sides of zero, with no offset.
+TEST(ExportSourcesTest, SixteenBitsDitherWhatWouldRoundAway) {
+    QTemporaryDir dir;
+    const QString source = dir.filePath("Faint.wav");
+    fixtures::writeMonoWav(source, fixtures::sine(1000.0, 0.5 / 32768, 44100, 44100 * 3), 44100);
+    const ExportedFile out = exportBothWays(source, dir.filePath("out"), ExportFormat::wav16, false);
+    const std::vector<float> in = fixtures::readFirstChannel(source), written = fixtures::readFirstChannel(out.path);
+    ASSERT_EQ(written.size(), in.size());
+    double correlation = 0, sum = 0;
+    for (size_t i = 0; i < in.size(); ++i)
+        correlation += double(in[i]) * written[i], sum += written[i] * 32768.0;
+    EXPECT_GT(correlation, 0.0);
+    EXPECT_NEAR(sum / static_cast<double>(in.size()), 0.0, 0.05);
+    EXPECT_TRUE(*std::min_element(written.begin(), written.end()) < 0 &&
+                *std::max_element(written.begin(), written.end()) > 0);
+}
