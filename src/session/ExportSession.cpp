@@ -16,8 +16,7 @@ ExportChoices ExportChoices::withSampleRate(SampleRate rate) const {
 }
 
 ExportSession::ExportSession(BatchSession& state, QObject* parent)
-    : QObject(parent), state_(state),
-      inbox_(std::make_shared<Inbox<std::variant<ExportProgress, ExportRun::Summary>>>()) {}
+    : QObject(parent), state_(state), inbox_(std::make_shared<Inbox<News>>()) {}
 
 ExportSession::~ExportSession() {
     run_.requestStop();

@@ -84,9 +84,11 @@ private:
     void applyArrived();
     void end(const ExportRun::Summary& summary);
 
+    // What the run hands in: its progress and, last, its summary.
+    using News = std::variant<ExportProgress, ExportRun::Summary>;
+
     BatchSession& state_;
-    // The run's progress and, last, its summary.
-    std::shared_ptr<Inbox<std::variant<ExportProgress, ExportRun::Summary>>> inbox_;
+    std::shared_ptr<Inbox<News>> inbox_;
     ExportChoices choices_;
     bool isExporting_ = false;
     ExportProgress progress_;
