@@ -147,6 +147,12 @@ TEST_F(AudioLoaderTest, DecoderGetsExactArgumentsAndItsFailuresAreReported) {
     const Error launch = failureOf([&] { FFmpegDecodedFile d(path("src.wav"), bin.filePath("missing-ffmpeg")); });
     EXPECT_EQ(launch.kind, Error::Kind::decode);
     EXPECT_TRUE(launch.message.startsWith("Cannot start ffmpeg: "));
+    // A temporary folder that is a file is the disk's failure, not a stop.
+    const QByteArray temporary = qgetenv("TMPDIR");
+    qputenv("TMPDIR", QFile::encodeName(argsFile));
+    const Error unwritable = failureOf([&] { FFmpegDecodedFile d(path("src.wav"), recorder); });
+    qputenv("TMPDIR", temporary);
+    EXPECT_EQ(unwritable.kind, Error::Kind::file) << unwritable.message.toStdString();
     // What neither the reader nor the real ffmpeg can decode names the file.
     QDir(dir.path()).mkdir("folder.with.dots");
     const QString bad = writeFile(dir.filePath("folder.with.dots/not audio.xyz"), "this is not audio at all\n");

@@ -3,6 +3,8 @@
 #include "session/ExportPlan.h"
 #include "session/ExportSession.h"
 
+#include <QThread>
+
 namespace {
 
 bool waitForExport(const ExportSession& exports) {
@@ -133,13 +135,21 @@ TEST(ExportRunTest, CancellingMidBatchKeepsOnlyWholeFiles) {
     exports.setFormat(ExportFormat::flac);
     std::optional<ExportRun::Summary> result;
     QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Summary& r) { result = r; });
-    // Cancelled once the first file is done and the next is on its way.
+    // Cancelled once the first file is done and the next is on its way; the
+    // bar stands still from then on, even for what the run sent meanwhile.
+    bool cancelled = false;
+    int movedAfterCancel = 0;
     QObject::connect(&exports, &ExportSession::progressChanged, [&] {
-        if (exports.progress().current >= 1 && exports.progress().done > 1.2)
+        movedAfterCancel += cancelled && exports.isExporting();
+        if (exports.progress().current >= 1 && exports.progress().done > 1.2 && !cancelled) {
+            QThread::msleep(100);
             exports.cancel();
+            cancelled = true;
+        }
     });
     exports.start(true, dir.filePath("out"), ExistingOutputs::keepBoth);
     ASSERT_TRUE(waitForExport(exports));
+    EXPECT_EQ(movedAfterCancel, 0);
     ASSERT_TRUE(result && result->cancelled);
     EXPECT_GE(result->writtenCount(), 1);
     EXPECT_LT(result->writtenCount(), 5);
