@@ -137,34 +137,19 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
                     .err.contains("skipped s.json (not an audio file)"));
 }
 
-TEST(ExportCommandTest, OddFilesAreNamedAndTheBatchGoesOn) {
+// One sample is too short for any loudness block: like silence, it
+// measures silent, gets no gain and is named so.
+TEST(ExportCommandTest, SilentAndOneSampleFilesAreNamedSilent) {
     QTemporaryDir dir;
-    const QString good = tone(dir, "good.wav", 0.1);
+    const QString good = tone(dir, "good.wav", 0.1), out = dir.filePath("out");
     fixtures::writeMonoWav(dir.filePath("silent.wav"), fixtures::silence(48000 * 3), 48000);
     fixtures::writeMonoWav(dir.filePath("one.wav"), {0.5f}, 48000);
-    // A header that claims 1 Hz (and the byte rate to match) over a real tone.
-    QByteArray bytes = fixtures::readFile(tone(dir, "onehz.wav", 0.1));
-    ASSERT_EQ(bytes.mid(12, 4), "fmt ");
-    const auto put32 = [&](qsizetype at, uint32_t v) {
-        for (int i = 0; i < 4; ++i)
-            bytes[at + i] = static_cast<char>((v >> (8 * i)) & 0xff);
-    };
-    put32(24, 1);
-    put32(28, 4);
-    fixtures::writeFile(dir.filePath("onehz.wav"), bytes);
-
-    const QString out = dir.filePath("out");
-    const CommandRun run = exportCommand({"--out", out, "--format", "flac", dir.filePath("onehz.wav"),
-                                          dir.filePath("one.wav"), dir.filePath("silent.wav"), good});
-    EXPECT_EQ(run.status, 1) << run.err.toStdString();
-    // One sample is too short for any loudness block: it measures silent.
+    const CommandRun run =
+        exportCommand({"--out", out, "--format", "flac", dir.filePath("one.wav"), dir.filePath("silent.wav"), good});
+    EXPECT_EQ(run.status, 0) << run.err.toStdString();
     EXPECT_EQ(run.out.split('\n', Qt::SkipEmptyParts),
               (QStringList{out + "/normalized/one (silent).flac", out + "/normalized/silent (silent).flac",
                            out + "/normalized/good (-16LUFS).flac"}));
-    EXPECT_TRUE(run.err.contains("sonivel export: onehz.wav: Cannot export \"onehz.wav\": its header states a "
-                                 "sample rate of 1 Hz"))
-        << run.err.toStdString();
-    EXPECT_TRUE(run.err.contains("3 files written, 1 failed.")) << run.err.toStdString();
     EXPECT_FALSE(run.err.contains("one.wav  ")) << "a silent file gets no gain, so it cannot clip";
     EXPECT_EQ(fixtures::readFirstChannel(out + "/normalized/silent (silent).flac"), fixtures::silence(48000 * 3));
 }

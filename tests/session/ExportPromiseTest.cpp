@@ -68,9 +68,8 @@ ExportedFile exportOne(BatchSession& state, const QTemporaryDir& dir, ExportForm
 TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     QTemporaryDir dir;
     const QString source = writeMusic(dir, "Song.wav", 40.0, 0.1);
-    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 1});
-    state.addFiles(urlsOf({source}));
-    ASSERT_TRUE(waitForAnalyses(state));
+    const auto listed = measuredSession({source});
+    BatchSession& state = *listed;
     AudioFileItem& item = *state.files().front();
     const double finalLUFS = *item.finalLUFS();
 
@@ -94,8 +93,9 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     const double offsets[] = {-6.0, 0.0, 4.0};
     for (int s = 0; s < 3; ++s) {
         const auto [from, to] = middles[s];
-        const double expected = fixtures::referenceLoudness(source, from, to) + item.correctionDB() + offsets[s];
-        EXPECT_NEAR(fixtures::referenceLoudness(segmented, from, to), expected, 0.05) << "segment " << s;
+        const double expected =
+            std::get<2>(fixtures::referencePeaks(source, from, to)) + item.correctionDB() + offsets[s];
+        EXPECT_NEAR(std::get<2>(fixtures::referencePeaks(segmented, from, to)), expected, 0.05) << "segment " << s;
     }
     // A one-second fade on the second separator: each block of a float export
     // gets the gain that playback gives it.
@@ -114,18 +114,14 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
     // Hits pushed 8 dB over full scale: the limiter holds the true peak under
     // the -1 dBTP ceiling (+0.1 dB), and the gain before it is raised once
     // so that the output measures what its name promises, edited or not.
-    BatchSession hot(BatchSession::AnalysisOptions{analyzeFile, 1});
     const QString hitsPath = writeHits(dir, "Hits.wav", 30.0);
-    hot.addFiles(urlsOf({hitsPath}));
-    ASSERT_TRUE(waitForAnalyses(hot));
-    AudioFileItem& hits = *hot.files().front();
-    hits.setCorrectionDB(8.0 - hits.analysis()->peakDBFS);
-    hits.setIsManualOverride(true);
+    const auto hot = measuredSession({hitsPath}, 8.0 - LoudnessAnalyzer::analyze(hitsPath).peakDBFS);
+    AudioFileItem& hits = *hot->files().front();
     for (bool edited : {false, true}) {
         if (edited)
             hits.segmentEdits().addSeparator(10.0);
         for (ExportFormat format : {ExportFormat::wav24, ExportFormat::flac}) {
-            const ExportedFile limited = exportOne(hot, dir, format, SampleRate::rate48000, true,
+            const ExportedFile limited = exportOne(*hot, dir, format, SampleRate::rate48000, true,
                                                    QStringLiteral("lim%1-%2").arg(edited).arg(keyword(format)));
             const std::string where = keyword(format).toStdString() + (edited ? " rendered" : " encoded");
             EXPECT_FALSE(limited.offTarget) << where;
@@ -151,15 +147,11 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
 
     // Dense tones 12 dB over: no gain reaches the promise under the ceiling;
     // the file is named with what it measures, and its note says why.
-    BatchSession dense(BatchSession::AnalysisOptions{analyzeFile, 1});
-    dense.addFiles(urlsOf({writeMusic(dir, "Dense.wav", 30.0, 0.9)}));
-    ASSERT_TRUE(waitForAnalyses(dense));
-    dense.files().front()->setCorrectionDB(12.0);
-    dense.files().front()->setIsManualOverride(true);
-    const ExportedFile held = exportOne(dense, dir, ExportFormat::wav24, SampleRate::rate48000, true, "held");
+    const auto dense = measuredSession({writeMusic(dir, "Dense.wav", 30.0, 0.9)}, 12.0);
+    const ExportedFile held = exportOne(*dense, dir, ExportFormat::wav24, SampleRate::rate48000, true, "held");
     EXPECT_TRUE(held.offTarget);
     const double measured = LoudnessAnalyzer::analyze(held.path).loudest20sLUFS;
-    EXPECT_LT(measured, *dense.files().front()->finalLUFS() - 0.2);
+    EXPECT_LT(measured, *dense->files().front()->finalLUFS() - 0.2);
     EXPECT_NEAR(held.loudnessLUFS, measured, 1e-9);
     EXPECT_EQ(QFileInfo(held.path).fileName(), ExportNaming::fileName("Dense", measured, false, ExportFormat::wav24));
     EXPECT_EQ(held.note, QStringLiteral("the limiter's ceiling holds it at %1 LUFS").arg(measured, 0, 'f', 1));
@@ -172,15 +164,11 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
     const std::pair<QString, double> sources[] = {{writeMusic(dir, "Overs.wav", 20.0, 1.5), -2.0},
                                                   {writeMusic(dir, "Music.wav", 20.0, 0.9), 10.0}};
     for (size_t which : {0, 1}) {
-        BatchSession one(BatchSession::AnalysisOptions{analyzeFile, 1});
-        one.addFiles(urlsOf({sources[which].first}));
-        ASSERT_TRUE(waitForAnalyses(one));
-        one.files().front()->setCorrectionDB(sources[which].second);
-        one.files().front()->setIsManualOverride(true);
+        const auto one = measuredSession({sources[which].first}, sources[which].second);
         for (ExportFormat format : {ExportFormat::wav16, ExportFormat::flac, ExportFormat::mp3_320}) {
             for (bool limiter : {true, false}) {
                 const QString where = QStringLiteral("%1 %2 %3").arg(which).arg(keyword(format)).arg(limiter);
-                const ExportedFile out = exportOne(one, dir, format, SampleRate::rate44100, limiter, where);
+                const ExportedFile out = exportOne(*one, dir, format, SampleRate::rate44100, limiter, where);
                 const auto [truePeak, samplePeak, integrated] = fixtures::referencePeaks(out.path);
                 EXPECT_LE(truePeak, -1.0 + 0.1) << where.toStdString();
                 EXPECT_LT(samplePeak, 32767.0f / 32768.0f) << where.toStdString();
@@ -200,11 +188,9 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
     for (int c = 0; c < 8; ++c)
         surround.push_back(fixtures::sine(200.0 + 150.0 * c, c == 3 ? 0.5 : 0.05 + 0.02 * c, 48000, 48000 * 12));
     fixtures::writeWav(dir.filePath("Surround.wav"), surround, 48000);
-    BatchSession wide(BatchSession::AnalysisOptions{analyzeFile, 1});
-    wide.addFiles(urlsOf({dir.filePath("Surround.wav")}));
-    ASSERT_TRUE(waitForAnalyses(wide));
+    const auto wide = measuredSession({dir.filePath("Surround.wav")});
     for (ExportFormat format : {ExportFormat::mp3_320, ExportFormat::mp3_192, ExportFormat::mp3_128}) {
-        const ExportedFile mp3 = exportOne(wide, dir, format, SampleRate::rate48000, true, keyword(format));
+        const ExportedFile mp3 = exportOne(*wide, dir, format, SampleRate::rate48000, true, keyword(format));
         EXPECT_EQ(QFileInfo(mp3.path).fileName(), "Surround (-16LUFS).mp3");
         EXPECT_EQ(AudioReader(mp3.path).channels(), 2);
         EXPECT_NEAR(LoudnessAnalyzer::analyze(mp3.path).loudest20sLUFS, -16.0, 0.2) << keyword(format).toStdString();

@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QUrl>
 #include <cmath>
+#include <memory>
+#include <optional>
 #include <gtest/gtest.h>
 
 using fixtures::writeTone;
@@ -67,4 +69,19 @@ inline bool waitForAnalyses(const BatchSession& state) {
                 return false;
         return true;
     });
+}
+
+// A session that has listed and measured `paths`, `jobs` at a time; with a
+// `correction`, each file takes it as a manual override.
+inline std::unique_ptr<BatchSession> measuredSession(const QStringList& paths, std::optional<double> correction = {},
+                                                     int jobs = 1) {
+    auto state = std::make_unique<BatchSession>(BatchSession::AnalysisOptions{analyzeFile, jobs});
+    state->addFiles(urlsOf(paths));
+    EXPECT_TRUE(waitForAnalyses(*state));
+    for (const AudioFileItemPtr& item : state->files())
+        if (correction) {
+            item->setCorrectionDB(*correction);
+            item->setIsManualOverride(true);
+        }
+    return state;
 }
