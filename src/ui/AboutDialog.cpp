@@ -9,10 +9,15 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
-QString AboutDialog::versionText(const QString& version, const QString& build) {
+namespace {
+
+// "Version 1.4 (37)"; "?" for a missing part.
+QString versionText(const QString& version, const QString& build) {
     const auto orUnknown = [](const QString& s) { return s.isEmpty() ? QStringLiteral("?") : s; };
     return QStringLiteral("Version %1 (%2)").arg(orUnknown(version), orUnknown(build));
 }
+
+} // namespace
 
 AboutDialog::AboutDialog(const QString& version, const QString& build, QWidget* parent) : QDialog(parent) {
     setWindowTitle(QStringLiteral("About Sonivel"));

@@ -7,7 +7,5 @@ class AboutDialog : public QDialog {
     Q_OBJECT
 
 public:
-    // "Version 1.4 (37)"; "?" for a missing part.
-    static QString versionText(const QString& version, const QString& build);
     AboutDialog(const QString& version, const QString& build, QWidget* parent = nullptr);
 };

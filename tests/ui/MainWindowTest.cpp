@@ -285,7 +285,6 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
 }
 
 TEST(MainWindowTest, AboutAndFirstLaunch) {
-    EXPECT_EQ(AboutDialog::versionText("1.4", "37"), "Version 1.4 (37)");
     AboutDialog about("0.1.0", "", nullptr);
     EXPECT_EQ(about.findChild<QLabel*>("version")->text(), "Version 0.1.0 (?)");
     about.show();
