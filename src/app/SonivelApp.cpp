@@ -10,7 +10,7 @@
 
 SonivelApp::SonivelApp()
     : updaterManager_(AppVersion{QStringLiteral(SONIVEL_VERSION), QStringLiteral(SONIVEL_BUILD_NUMBER)}),
-      window_(appState_), checkForUpdates_(QStringLiteral("Check for Updates...")) {
+      window_(session_), checkForUpdates_(QStringLiteral("Check for Updates...")) {
     checkForUpdates_.setEnabled(updaterManager_.canCheckForUpdates());
     if (UpdaterManager::configuredFeedURL().isEmpty())
         checkForUpdates_.setToolTip(QStringLiteral("No update feed is configured for this installation."));
@@ -37,8 +37,8 @@ void SonivelApp::showCheckResult(const UpdateCheck& result) {
 }
 
 void SonivelApp::start(const QStringList& files, bool interactive) {
-    RememberedChoices::restore(appState_, window_);
-    RememberedChoices::keep(appState_, window_);
+    RememberedChoices::restore(session_, window_);
+    RememberedChoices::keep(session_, window_);
     if (interactive && instanceServer_.listen())
         QObject::connect(&instanceServer_, &InstanceServer::filesArrived, &window_, [this](const QStringList& more) {
             window_.batch()->addPaths(more);

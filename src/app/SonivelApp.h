@@ -18,7 +18,7 @@ class SonivelApp {
 public:
     SonivelApp();
 
-    BatchSession& appState() { return appState_; }
+    BatchSession& session() { return session_; }
     MainWindow& window() { return window_; }
 
     // `interactive`: a user's window, which takes the files of later starts
@@ -29,7 +29,7 @@ public:
 private:
     void showCheckResult(const UpdateCheck& result);
 
-    BatchSession appState_;
+    BatchSession session_;
     UpdaterManager updaterManager_;
     MainWindow window_;
     QAction checkForUpdates_;

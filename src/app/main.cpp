@@ -64,7 +64,7 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
         return 0;
     SonivelApp sonivel;
     if (!screenshot.isEmpty())
-        takeScreenshotWhenReady(sonivel.window(), sonivel.appState(), screenshot);
+        takeScreenshotWhenReady(sonivel.window(), sonivel.session(), screenshot);
     sonivel.start(files, screenshot.isEmpty());
     const int status = app.exec();
     // Analyses still running end without waiting for a slow decoder.

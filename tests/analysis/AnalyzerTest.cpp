@@ -33,17 +33,11 @@ TEST_F(AnalyzerTest, FullScaleSineReadsMinus3LUFSInMonoAndItsSumInStereo) {
     writeWav(path("stereo.wav"), {s, s}, 48000);
     const AnalysisResult mono = LoudnessAnalyzer::analyze(path("mono.wav"));
     EXPECT_NEAR(mono.loudest20sLUFS, -3.01, 0.01);
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav")).loudest20sLUFS, 0.0,
-                0.01); // summed, as every meter reads it
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav"), ChannelMix::average).loudest20sLUFS, -3.01, 0.01);
+    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("stereo.wav")).loudest20sLUFS, 0.0, 0.01) << "summed, as meters do";
     EXPECT_NEAR(mono.peakDBFS, 0.0, 0.001);
     EXPECT_EQ(mono.sampleRate, 48000);
     EXPECT_DOUBLE_EQ(mono.windowEnd - mono.windowStart, 20.0);
     expectInvariants(mono);
-
-    // At 96 kHz the derived row measures the same.
-    writeMonoWav(path("96k.wav"), sine(997.0, 1.0, 96000, 96000 * 5), 96000);
-    EXPECT_NEAR(LoudnessAnalyzer::analyze(path("96k.wav")).loudest20sLUFS, -3.01, 0.01);
 }
 
 TEST_F(AnalyzerTest, StreamingGivesExactlyTheWholeBufferFigures) {

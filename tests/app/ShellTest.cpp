@@ -41,8 +41,8 @@ TEST(SingleInstanceTest, LaterStartsHandTheirFilesToTheOpenWindow) {
     const qint64 took = timer.elapsed();
     EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
-    ASSERT_EQ(first.appState().files().size(), 1u) << "the open window has the file";
-    EXPECT_EQ(first.appState().files()[0]->url().toLocalFile(), song);
+    ASSERT_EQ(first.session().files().size(), 1u) << "the open window has the file";
+    EXPECT_EQ(first.session().files()[0]->url().toLocalFile(), song);
     RecordProperty("handOverMs", static_cast<int>(took));
     qunsetenv("XDG_RUNTIME_DIR");
 }
@@ -55,8 +55,8 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     {
         SonivelApp run;
         run.start({}, false);
-        run.appState().setPreset(TargetPreset::amazon);
-        run.appState().setChannelMix(ChannelMix::average);
+        run.session().setPreset(TargetPreset::amazon);
+        run.session().setChannelMix(ChannelMix::average);
         run.window().exportSession().setFormat(ExportFormat::flac);
         run.window().exportSession().setSampleRate(SampleRate::rate96000);
         run.window().setGeometry(40, 30, 1000, 650);
@@ -66,9 +66,9 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     {
         SonivelApp next;
         next.start({}, false);
-        EXPECT_EQ(next.appState().currentAim().values, (TargetValues{-14.0, NormalizeBy::integrated, -2.0}));
-        EXPECT_EQ(next.appState().preset(), TargetPreset::amazon);
-        EXPECT_EQ(next.appState().channelMix(), ChannelMix::average);
+        EXPECT_EQ(next.session().currentAim().values, (TargetValues{-14.0, NormalizeBy::integrated, -2.0}));
+        EXPECT_EQ(next.session().preset(), TargetPreset::amazon);
+        EXPECT_EQ(next.session().channelMix(), ChannelMix::average);
         EXPECT_EQ(next.window().exportSession().choices(), (ExportChoices{ExportFormat::flac, SampleRate::rate96000}));
         EXPECT_EQ(next.window().size(), QSize(1000, 650));
         const QList<int> sizes = next.window().findChild<QSplitter*>("tableAndWaveform")->sizes();
@@ -84,9 +84,9 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     settings.sync();
     SonivelApp odd;
     odd.start({}, false);
-    EXPECT_EQ(odd.appState().targetLUFS(), BatchSession::defaultTargetLUFS);
-    EXPECT_EQ(odd.appState().normalizeBy(), NormalizeBy::loudest);
-    EXPECT_EQ(odd.appState().preset(), TargetPreset::custom);
+    EXPECT_EQ(odd.session().targetLUFS(), BatchSession::defaultTargetLUFS);
+    EXPECT_EQ(odd.session().normalizeBy(), NormalizeBy::loudest);
+    EXPECT_EQ(odd.session().preset(), TargetPreset::custom);
     EXPECT_EQ(odd.window().exportSession().choices(), ExportChoices{});
     EXPECT_EQ(odd.window().size(), QSize(1200, 700));
 }
