@@ -167,17 +167,15 @@ TEST(ExportPromiseTest, TruePeaksStayUnderTheCeilingInEveryFormat) {
         const auto one = measuredSession({sources[which].first}, sources[which].second);
         for (ExportFormat format : {ExportFormat::wav16, ExportFormat::flac, ExportFormat::mp3_320}) {
             for (bool limiter : {true, false}) {
-                const QString where = QStringLiteral("%1 %2 %3").arg(which).arg(keyword(format)).arg(limiter);
-                const ExportedFile out = exportOne(*one, dir, format, SampleRate::rate44100, limiter, where);
+                const QString folder = QStringLiteral("%1 %2 %3").arg(which).arg(keyword(format)).arg(limiter);
+                const std::string where = folder.toStdString();
+                const ExportedFile out = exportOne(*one, dir, format, SampleRate::rate44100, limiter, folder);
                 const auto [truePeak, samplePeak, integrated] = fixtures::referencePeaks(out.path);
-                EXPECT_LE(truePeak, -1.0 + 0.1) << where.toStdString();
-                EXPECT_LT(samplePeak, 32767.0f / 32768.0f) << where.toStdString();
+                EXPECT_LE(truePeak, -1.0 + 0.1) << where;
+                EXPECT_LT(samplePeak, 32767.0f / 32768.0f) << where;
                 // Without the limiter the gain is lowered until the true peak sits at the ceiling.
-                if (!limiter) {
-                    EXPECT_GT(truePeak, -1.6) << where.toStdString();
-                }
-                EXPECT_NEAR(LoudnessAnalyzer::analyze(out.path).loudest20sLUFS, out.loudnessLUFS, 0.2)
-                    << where.toStdString();
+                EXPECT_TRUE(limiter || truePeak > -1.6) << where;
+                EXPECT_NEAR(LoudnessAnalyzer::analyze(out.path).loudest20sLUFS, out.loudnessLUFS, 0.2) << where;
             }
         }
     }

@@ -106,9 +106,8 @@ QByteArray readFile(const QString& path) {
 
 QString writeScript(const QString& dir, const QString& name, const QString& body) {
     const QString path = writeFile(QDir(dir).filePath(name), "#!/bin/sh\n" + body.toUtf8() + "\n");
-    QFile f(path);
-    f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup |
-                     QFile::ReadOther | QFile::ExeOther);
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
+                                    QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
     return path;
 }
 
@@ -138,10 +137,7 @@ QMap<QString, QByteArray> sha256Of(const QStringList& paths) {
     for (const QString& path : paths) {
         QFile f(path);
         QCryptographicHash hash(QCryptographicHash::Sha256);
-        if (f.open(QIODevice::ReadOnly) && hash.addData(&f))
-            sums[path] = hash.result().toHex();
-        else
-            sums[path] = QByteArray();
+        sums[path] = f.open(QIODevice::ReadOnly) && hash.addData(&f) ? hash.result().toHex() : QByteArray();
     }
     return sums;
 }

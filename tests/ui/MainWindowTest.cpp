@@ -84,12 +84,10 @@ struct Window {
 
 TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     Window w;
-    EXPECT_EQ(child<QLabel>(*w.window, "waveformPlaceholder")->text(), "Select a file to view waveform");
     EXPECT_FALSE(child<QPushButton>(*w.window, "remove")->isEnabled());
 
     w.drop({w.tone("a.wav", 0.1), w.tone("b.wav", 0.2), w.tone("c.wav", 0.3)});
     ASSERT_TRUE(w.analysed());
-    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->text(), "Analysis complete.");
     EXPECT_TRUE(child<QPushButton>(*w.window, "remove")->isEnabled());
 
     // Ctrl+Backspace removes the selected (first) file; Undo puts it back at
@@ -331,7 +329,6 @@ TEST(MainWindowTest, ClippingDialogCtrlDeleteAndCurveWindow) {
     EXPECT_EQ(rows->topLevelItem(0)->text(0), "a.wav");
     EXPECT_EQ(rows->topLevelItem(0)->text(1),
               QString::asprintf("%.1f dB over", ExportPlan::findClippingFiles(w.state.files(), -1.0)[0].overshootDB));
-    EXPECT_TRUE(hasText("How would you like to handle this?"));
     EXPECT_TRUE(dialog.useLimiter()) << "the limiter is preselected";
     child<QRadioButton>(dialog, "exportAnyway")->setChecked(true);
     EXPECT_FALSE(dialog.useLimiter());

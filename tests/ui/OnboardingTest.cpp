@@ -28,9 +28,6 @@ QStringList visibleTexts(const QWidget& wizard) {
 
 TEST(OnboardingTest, MockSongAndItsLoudestWindow) {
     const AnalysisResult& mock = MockWaveform::shared();
-    const auto [lo, hi] = std::minmax_element(mock.envelope.maxValues.begin(), mock.envelope.maxValues.end());
-    EXPECT_GE(*lo, 0.02f);
-    EXPECT_LE(*hi, 0.95f);
     // The curve peaks at point 52 (78 s): the window starts five points
     // (7.5 s) earlier and lasts 20 s, inside the song's 120 s.
     EXPECT_EQ(mock.loudest20sLUFS, mock.loudnessCurve[52]);
