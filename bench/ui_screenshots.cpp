@@ -8,12 +8,12 @@
 #include "ui/FileTableView.h"
 #include "ui/Icons.h"
 #include "ui/MainWindow.h"
-#include "ui/UiFixtures.h"
 #include "ui/UpdateDialogs.h"
 #include "ui/WaveformView.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
 #include "session/BatchSession.h"
+#include "support/AnalysisSupport.h"
 #include "ui/Selection.h"
 
 #include <QApplication>
@@ -21,7 +21,41 @@
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QTest>
+#include <cmath>
 #include <cstdio>
+#include <random>
+
+namespace {
+
+// Three minutes of music-like sound (chords, a beat) with a quiet passage.
+inline std::vector<float> musicLike(double seconds, int64_t rate = 48000) {
+    std::vector<float> out(static_cast<size_t>(seconds * static_cast<double>(rate)));
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    for (size_t i = 0; i < out.size(); ++i) {
+        const double t = static_cast<double>(i) / static_cast<double>(rate);
+        const double beat = std::fmod(t, 0.5);
+        const double chord =
+            0.15 * (std::sin(2 * M_PI * 220 * t) + std::sin(2 * M_PI * 277 * t) + std::sin(2 * M_PI * 330 * t));
+        const double drum = 0.5 * std::exp(-beat * 18) * noise(rng);
+        double level = 0.6 + 0.3 * std::sin(2 * M_PI * t / 40.0);
+        if (t > 70 && t < 95)
+            level *= 0.08; // the quiet passage
+        if (t > 130 && t < 150)
+            level *= 1.4;
+        out[i] = static_cast<float>(level * (chord + drum));
+    }
+    return out;
+}
+
+inline std::shared_ptr<AudioFileItem> analysedItem(const QString& name, const std::vector<float>& samples,
+                                                   int64_t rate = 48000) {
+    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/music/" + name));
+    item->setAnalysis(support::analyzeSamples(samples, rate));
+    return item;
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);

@@ -1,7 +1,6 @@
 #pragma once
 
-// A realistic analysed file for the widget tests and screenshots: three
-// minutes of music-like sound (chords, a beat) with a quiet passage.
+// What the widget tests share: a file measured by hand, and finding children.
 
 #include "analysis/LoudnessAnalyzer.h"
 #include "session/AudioFileItem.h"
@@ -21,35 +20,7 @@
 
 #include <cmath>
 #include <memory>
-#include <random>
 #include <vector>
-
-inline std::vector<float> musicLike(double seconds, int64_t rate = 48000) {
-    std::vector<float> out(static_cast<size_t>(seconds * static_cast<double>(rate)));
-    std::mt19937 rng(3);
-    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
-    for (size_t i = 0; i < out.size(); ++i) {
-        const double t = static_cast<double>(i) / static_cast<double>(rate);
-        const double beat = std::fmod(t, 0.5);
-        const double chord =
-            0.15 * (std::sin(2 * M_PI * 220 * t) + std::sin(2 * M_PI * 277 * t) + std::sin(2 * M_PI * 330 * t));
-        const double drum = 0.5 * std::exp(-beat * 18) * noise(rng);
-        double level = 0.6 + 0.3 * std::sin(2 * M_PI * t / 40.0);
-        if (t > 70 && t < 95)
-            level *= 0.08; // the quiet passage
-        if (t > 130 && t < 150)
-            level *= 1.4;
-        out[i] = static_cast<float>(level * (chord + drum));
-    }
-    return out;
-}
-
-inline std::shared_ptr<AudioFileItem> analysedItem(const QString& name, const std::vector<float>& samples,
-                                                   int64_t rate = 48000) {
-    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/music/" + name));
-    item->setAnalysis(support::analyzeSamples(samples, rate));
-    return item;
-}
 
 // 100 s, a flat envelope at ±0.2, the loudest window from 20 to 40 s at
 // -14 LUFS, a curve at -20 LUFS with -26 from 50 to 60 s and -26.5 from 72

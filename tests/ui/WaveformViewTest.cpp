@@ -148,7 +148,8 @@ TEST(WaveformViewTest, SeeksByClickAndDragOutsideEditModeOnly) {
 }
 
 TEST(WaveformViewTest, StaticLayerIsCachedAcrossPlayheadAndHover) {
-    auto item = analysedItem("Song.wav", musicLike(30.0));
+    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
+    item->setAnalysis(synthetic());
     WaveformView view;
     view.resize(800, 300);
     view.setFile(item);
