@@ -80,7 +80,7 @@ TEST(BatchSessionTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilRese
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 3.0);
     const QString b = writeTone(dir, "b.wav", 3.0);
-    GatedAnalyzer gate(true);
+    GatedAnalyzer gate;
     BatchSession state(gate.options(2));
     state.addFiles(urlsOf({a, b}));
     AudioFileItem& manual = *state.files()[0];
@@ -113,7 +113,7 @@ TEST(BatchSessionTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0), b = writeTone(dir, "b.wav", 1.0);
     const QString c = writeTone(dir, "c.wav", 1.0);
-    GatedAnalyzer gate(true);
+    GatedAnalyzer gate;
     BatchSession state(gate.options(4));
     StatusRecorder status(state);
     state.addFiles(urlsOf({a, b}));
@@ -158,7 +158,7 @@ TEST(BatchSessionTest, AnalysesInFlightNeverExceedTheCoreCount) {
         paths << dir.filePath(QStringLiteral("copy%1.wav").arg(i));
         ASSERT_TRUE(QFile::link(tone, paths.last()));
     }
-    GatedAnalyzer gate(true);
+    GatedAnalyzer gate;
     BatchSession state(gate.options(2));
     StatusRecorder status(state);
     state.addFiles(urlsOf(paths));
@@ -175,11 +175,10 @@ TEST(BatchSessionTest, AnalysesInFlightNeverExceedTheCoreCount) {
 
     EXPECT_EQ(gate.started(), 40);
     EXPECT_EQ(gate.maxInFlight(), 2);
-    ASSERT_EQ(status.texts.size(), 42);
-    EXPECT_EQ(status.texts.first(), "0/40");
-    for (int k = 1; k <= 40; ++k)
-        EXPECT_EQ(status.texts[k], QStringLiteral("%1/40").arg(k));
-    EXPECT_EQ(status.texts.last(), "complete");
+    QStringList progress;
+    for (int k = 0; k <= 40; ++k)
+        progress << QStringLiteral("%1/40").arg(k);
+    EXPECT_EQ(status.texts, progress << "complete");
     for (const AudioFileItemPtr& item : state.files())
         EXPECT_TRUE(item->analysis());
 }
@@ -187,7 +186,7 @@ TEST(BatchSessionTest, AnalysesInFlightNeverExceedTheCoreCount) {
 TEST(BatchSessionTest, DestroyingTheStateWhileAnalysingDropsResultsSafely) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0), b = writeTone(dir, "b.wav", 1.0);
-    GatedAnalyzer gate(true);
+    GatedAnalyzer gate;
     {
         BatchSession state(gate.options(2));
         state.addFiles(urlsOf({a, b}));
@@ -204,7 +203,7 @@ TEST(BatchSessionTest, ChangingTheChannelMixMeasuresEveryFileAgainAndDropsStaleR
     QTemporaryDir dir;
     const QString left = dir.filePath("left.wav");
     fixtures::writeWav(left, {fixtures::sine(997.0, 0.5, 48000, 48000 * 3), fixtures::silence(48000 * 3)}, 48000);
-    GatedAnalyzer gate(true);
+    GatedAnalyzer gate;
     BatchSession state(gate.options(2));
     int finished = 0;
     QObject::connect(&state, &BatchSession::analysisFinished, [&finished] { ++finished; });

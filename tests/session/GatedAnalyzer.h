@@ -1,6 +1,6 @@
 #pragma once
 
-// An analysis hook for BatchSession that counts analyses in flight and can hold
+// An analysis hook for BatchSession that counts analyses in flight and holds
 // each one until the test lets it go, then runs the real analysis.
 
 #include "analysis/FileAnalysis.h"
@@ -15,7 +15,7 @@
 
 class GatedAnalyzer {
 public:
-    explicit GatedAnalyzer(bool holdEach) : shared_(std::make_shared<Shared>()) { shared_->hold = holdEach; }
+    GatedAnalyzer() : shared_(std::make_shared<Shared>()) {}
     ~GatedAnalyzer() { releaseAll(); }
 
     BatchSession::AnalysisOptions options(int cores) const {
@@ -42,7 +42,7 @@ private:
         mutable std::mutex mutex;
         std::condition_variable changed;
         QSet<QString> released;
-        bool hold = false;
+        bool hold = true;
         int inFlight = 0;
         int maxInFlight = 0;
         int started = 0;

@@ -11,9 +11,9 @@
 #include <QTemporaryDir>
 #include <QUrl>
 #include <cmath>
+#include <gtest/gtest.h>
 #include <memory>
 #include <optional>
-#include <gtest/gtest.h>
 
 using fixtures::writeTone;
 
