@@ -17,16 +17,16 @@ inline SegmentEditSnapshot editsWith(const std::vector<double>& times, const std
     return e;
 }
 
-inline std::vector<double> timesOf(const SegmentEditSnapshot& e) {
+// Each separator's time, each segment's gain offset.
+template <typename Record> std::vector<double> valuesOf(const std::vector<Record>& records, double Record::*field) {
     std::vector<double> out;
-    for (const Separator& s : e.separators)
-        out.push_back(s.timeSeconds);
+    for (const Record& r : records)
+        out.push_back(r.*field);
     return out;
 }
-
+inline std::vector<double> timesOf(const SegmentEditSnapshot& e) {
+    return valuesOf(e.separators, &Separator::timeSeconds);
+}
 inline std::vector<double> offsetsOf(const SegmentEditSnapshot& e) {
-    std::vector<double> out;
-    for (const SegmentGain& g : e.segmentGains)
-        out.push_back(g.gainOffsetDB);
-    return out;
+    return valuesOf(e.segmentGains, &SegmentGain::gainOffsetDB);
 }
