@@ -54,6 +54,7 @@ TEST(LoudnessMath, SilenceAndShortSpansReadMinus70) {
     EXPECT_EQ(gatedLoudness(c, 0, 19199, 48000), -70.0); // one sample short of a block
     EXPECT_DOUBLE_EQ(gatedLoudness(c, 0, 19200, 48000), lufs(0.5));
     EXPECT_EQ(gatedLoudness(c, 0, 48000, 9), -70.0); // rate below 10 Hz
+    EXPECT_DOUBLE_EQ(gatedLoudness(c, 0, 100, 10), lufs(0.5)) << "10 Hz is the lowest rate measured";
     EXPECT_EQ(gatedLoudness(sums(profile(48000, 0.0)), 0, 48000, 48000), -70.0);
     // Everything below the absolute gate: 1e-8 is about -80.7 LUFS.
     EXPECT_EQ(gatedLoudness(sums(profile(48000, 1e-8f)), 0, 48000, 48000), -70.0);
@@ -79,9 +80,10 @@ TEST(LoudnessMath, RelativeGateDropsQuietBlocks) {
     std::vector<float> q = profile(1000, 1.0);
     q.insert(q.end(), 1000, std::pow(10.0f, -0.5f));
     EXPECT_NEAR(gatedLoudness(sums(q), 0, 2000, 100), lufs((1.0 + std::pow(10.0, -0.5)) / 2), 0.05);
-    // The gate sits 10 LU under the level of what passed the absolute gate:
-    // half the blocks at 1/19.2 of the others' power lie 10.05 LU under it.
-    std::fill(q.begin() + 1000, q.end(), 1.0f / 19.2f);
+    // The gate sits 10 LU under the mean power of the blocks that passed the
+    // absolute gate, all of them counted: half the blocks at 1/19.05 of the
+    // others' power lie 0.01 LU under it.
+    std::fill(q.begin() + 1000, q.end(), 1.0f / 19.05f);
     EXPECT_NEAR(gatedLoudness(sums(q), 0, 2000, 100), lufs(1.0), 0.1);
 }
 
@@ -92,7 +94,9 @@ TEST(LoudnessMath, LoudestWindowTiesKeepTheEarlierWindowAndAShortSignalIsWhole) 
     EXPECT_EQ(std::tuple(w.start, w.end), std::tuple(0.0, 20.0));
     EXPECT_DOUBLE_EQ(w.loudest20sLUFS, lufs(1.0));
 
-    const auto shortSums = sums(profile(1999, 0.5));
+    std::vector<float> shortPower = profile(1999, 0.5);
+    shortPower[0] = 8.0f; // the whole signal counts, from its first sample
+    const auto shortSums = sums(shortPower);
     const LoudestWindow whole = findLoudest20s(shortSums, 100, 1999);
     EXPECT_EQ(whole.start, 0.0);
     EXPECT_DOUBLE_EQ(whole.end, 19.99);
