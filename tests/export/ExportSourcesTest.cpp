@@ -38,9 +38,10 @@ QMap<QString, QString> listedFieldsOf(const QString& path) {
     return found;
 }
 
-ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFormat format, bool edited) {
+ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFormat format, bool edited,
+                            double correctionDB = -2.0) {
     QDir().mkpath(dest);
-    ExportJob job{source, QFileInfo(source).completeBaseName(), -2.0, -16.0, false, std::nullopt};
+    ExportJob job{source, QFileInfo(source).completeBaseName(), correctionDB, -16.0, false, std::nullopt};
     if (edited) {
         SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
         SegmentEditModel::addSeparator(edits, 5.0);
@@ -151,4 +152,18 @@ TEST(ExportSourcesTest, SixteenBitsDitherWhatWouldRoundAway) {
     EXPECT_NEAR(sum / static_cast<double>(in.size()), 0.0, 0.05);
     EXPECT_TRUE(*std::min_element(written.begin(), written.end()) < 0 &&
                 *std::max_element(written.begin(), written.end()) > 0);
+}
+
+// Corrected under the meter's floor, a file measures silent: it keeps the
+// gain it was given instead of being chased towards a figure it cannot reach.
+TEST(ExportSourcesTest, AFileCorrectedUnderTheFloorKeepsItsGain) {
+    QTemporaryDir dir;
+    const QString source = dir.filePath("Faint.wav");
+    fixtures::writeMonoWav(source, fixtures::sine(1000.0, 0.01, 48000, 48000 * 5), 48000);
+    const std::vector<float> out =
+        fixtures::readFirstChannel(exportBothWays(source, dir.filePath("out"), ExportFormat::wav32, false, -40.0).path);
+    double power = 0; // of a sine of 0.01 × 0.01
+    for (float x : out)
+        power += double(x) * x / static_cast<double>(out.size());
+    EXPECT_NEAR(std::sqrt(2 * power), 1e-4, 1e-6);
 }
