@@ -14,13 +14,11 @@ namespace {
 struct FadeZone {
     double start;
     double end;
-    double halfWidth;
 
     explicit FadeZone(const Separator& s)
-        : start(s.timeSeconds - s.fadeDurationMs / 2000.0), end(s.timeSeconds + s.fadeDurationMs / 2000.0),
-          halfWidth(s.fadeDurationMs / 2000.0) {}
+        : start(s.timeSeconds - s.fadeDurationMs / 2000.0), end(s.timeSeconds + s.fadeDurationMs / 2000.0) {}
 
-    bool contains(double t) const { return start <= t && t <= end && halfWidth > 0; }
+    bool contains(double t) const { return start <= t && t <= end && start < end; }
 };
 
 double offsetOf(const SegmentEditSnapshot& edits, size_t segment) {

@@ -88,8 +88,8 @@ TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
     r.nonFiniteSamples = 0;
     EXPECT_EQ(r, LoudnessAnalyzer::analyze(path("clean.wav"))) << "measured as the clean file";
     const AnalysisResult nan = LoudnessAnalyzer::analyze(path("nan.wav"));
-    EXPECT_EQ(std::tuple(nan.loudest20sLUFS, nan.peakDBFS, nan.nonFiniteSamples),
-              std::tuple(-70.0, -120.0, int64_t{48000}));
+    EXPECT_EQ(std::tuple(nan.loudest20sLUFS, nan.peakDBFS, nan.truePeakDBTP, nan.nonFiniteSamples),
+              std::tuple(-70.0, -120.0, -120.0, int64_t{48000}));
 
     // Samples of 1e30 are refused, not handed to ffmpeg, which would decode
     // the same. Found by fuzzing: a 95-byte WAV whose header made the reader

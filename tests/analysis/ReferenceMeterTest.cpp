@@ -154,6 +154,19 @@ TEST(ReferenceMeter, TruePeakReadsACrestBetweenSamples) {
     }
 }
 
+// A click louder than all before it is found wherever it falls in the runs
+// the meter skips when nothing in them can pass what it found already.
+TEST(ReferenceMeter, ALouderClickIsFoundWhereverItFalls) {
+    for (int offset = 0; offset < 80; ++offset) {
+        std::vector<float> clicks(6000);
+        clicks[100] = 0.5f;
+        clicks[static_cast<size_t>(5000 + offset)] = 0.9f;
+        TruePeakMeter meter(1);
+        meter.add(clicks.data(), static_cast<int64_t>(clicks.size()));
+        ASSERT_GE(meter.finishDBTP(), TruePeak::toDB(0.9f)) << offset;
+    }
+}
+
 // Every figure on changing, band-limited material in every layout; the
 // gates alone on mono tones, and on digital silence with a murmur only the
 // relative gate removes (white noise there: meters interpolate its peaks
