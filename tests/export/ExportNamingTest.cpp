@@ -17,6 +17,5 @@ TEST(ExportNamingTest, NamesCarryTheFigureAndStayDistinctAndShort) {
     const QString longName = "/m/" + QString(300, QChar(0x00E9)) + ".wav";
     const QString stem = ExportNaming::distinctStems({longName}, ExportFormat::flac, 255).front();
     const QString longest = stem + " (9999) (-100LUFS).flac";
-    EXPECT_LE(NativePath::encode(longest).size(), 255);
-    EXPECT_GT(NativePath::encode(longest).size(), 250);
+    EXPECT_EQ(NativePath::encode(longest).size(), 255) << "as long as the file system allows";
 }
