@@ -57,10 +57,12 @@ TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
     state.files()[0]->segmentEdits().setSegmentGain(0, -1.0);
     QFile::remove(gone);
     QList<int64_t> finished;
+    bool withinAFile = false; // a share of a running file shown
     ExportSession exports(state);
     QObject::connect(&exports, &ExportSession::progressChanged, [&] {
         if (finished.isEmpty() || finished.back() != exports.progress().current)
             finished << exports.progress().current;
+        withinAFile = withinAFile || exports.progress().done != std::floor(exports.progress().done);
     });
     std::optional<ExportRun::Summary> result;
     QObject::connect(&exports, &ExportSession::finished, [&](const ExportRun::Summary& r) { result = r; });
@@ -81,6 +83,7 @@ TEST(ExportRunTest, StatusLineProgressAndABadFileThatDoesNotStopTheOthers) {
     ASSERT_TRUE(result->files[1].error);
     EXPECT_TRUE(result->files[1].error->message.contains("gone.wav")) << result->files[1].error->message.toStdString();
     EXPECT_EQ(finished, (QList<int64_t>{0, 1, 2, 3, 0}));
+    EXPECT_TRUE(withinAFile);
     EXPECT_EQ(fixtures::filesIn(dir.filePath("out/normalized")),
               (QStringList{"c (-16LUFS).wav", "edited (-17LUFS).wav"}));
 
