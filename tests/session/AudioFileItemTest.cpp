@@ -1,4 +1,5 @@
 #include "session/AudioFileItem.h"
+#include "session/LoudnessReport.h"
 
 #include <gtest/gtest.h>
 
@@ -32,5 +33,18 @@ TEST(AudioFileItemTest, IdentityAndDerivedFigures) {
     a.segmentEdits().setSegmentGain(1, -0.5);
     EXPECT_DOUBLE_EQ(*a.headroomDB(-1.0), 1.0 - 3.0 + 0.5);
     EXPECT_DOUBLE_EQ(*a.finalLUFS(), -17.0) << "segment offsets are not in the final loudness";
+    // A tenth of a dB over the ceiling is not clipping yet.
+    a.segmentEdits().resetAll();
+    a.setCorrectionDB(2.0);
+    EXPECT_TRUE(!a.wouldClip(-0.1) && a.wouldClip(-0.2));
     EXPECT_GE(changes, 5) << "segment edits announce a change of the item";
+}
+
+// A preset's limits belong to it: a podcast 1 LU over its -16 LUFS whose
+// true peak sits at the -1 dBTP ceiling meets it.
+TEST(LoudnessReportTest, APresetsLimitsAreIncluded) {
+    FileReport r;
+    r.loudest20sLUFS = r.figures.integratedLUFS = -15.0;
+    r.truePeakDBTP = -1.0;
+    EXPECT_TRUE(LoudnessReport::complianceOf(r, Aim{{}, TargetPreset::podcast})->met);
 }

@@ -35,13 +35,10 @@ TEST(BatchSessionTest, DropAnalysesAdmittedFilesAndReportsProgressInTurn) {
     ASSERT_TRUE(l.analysis() && q.analysis());
     EXPECT_EQ(l.correctionDB(), BatchSession::correctionFor(-16.0, l.analysis()->loudest20sLUFS));
     EXPECT_GT(q.correctionDB(), l.correctionDB() + 19.0) << "20 dB quieter";
-    EXPECT_EQ(std::round(l.correctionDB() * 10.0), l.correctionDB() * 10.0);
     EXPECT_FALSE(bad.analysis());
     ASSERT_TRUE(bad.analysisError());
     EXPECT_TRUE(bad.analysisError()->message.contains("notes.mp3")) << bad.analysisError()->message.toStdString();
     EXPECT_EQ(bad.analysisError()->kind, Error::Kind::decode);
-    EXPECT_FALSE(bad.finalLUFS());
-    EXPECT_FALSE(bad.headroomDB(-1.0));
     EXPECT_EQ(bad.correctionDB(), 0.0);
 
     // The same file again adds nothing and leaves the status line alone; the

@@ -158,6 +158,11 @@ TEST(ExportRunTest, CancellingMidBatchKeepsOnlyWholeFiles) {
         << fixtures::filesIn(dest).join(", ").toStdString();
     for (const QString& name : fixtures::filesIn(dest))
         EXPECT_EQ(AudioReader(dest + "/" + name).frames(), 30 * 48000) << name.toStdString();
+    { // A session that goes mid-run stops its run instead of finishing it.
+        ExportSession leaving(state);
+        leaving.start(true, dir.filePath("left"), ExistingOutputs::keepBoth);
+    }
+    EXPECT_LT(fixtures::filesIn(dir.filePath("left/normalized")).size(), 5);
     // Cancelled before any file is done: not even the folders it made stay.
     exports.start(true, dir.filePath("new/out"), ExistingOutputs::keepBoth);
     exports.cancel();

@@ -49,15 +49,10 @@ TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
         EXPECT_EQ(errorOf(json), error) << json.toStdString();
     EXPECT_FALSE(errorOf(R"({"target_lufs":1e999,"files":[]})").isEmpty());
 
-    // Deep nesting, a huge array and bytes that are not UTF-8.
+    // Deep nesting and bytes that are not UTF-8.
     const QByteArray deep =
         R"({"target_lufs":-16,"files":[],"x":)" + QByteArray(100000, '[') + QByteArray(100000, ']') + "}";
     EXPECT_FALSE(errorOf(deep).isEmpty());
-    QByteArray huge = R"({"target_lufs":-16,"files":[)";
-    for (int i = 0; i < 200000; ++i)
-        huge += R"({"path":"/nowhere/x.wav","correction_db":0,"manual":false},)";
-    huge += R"(true]})";
-    EXPECT_EQ(errorOf(huge), "The file entry 200001 is not an object.");
     EXPECT_FALSE(errorOf("{\"target_lufs\":-16,\"files\":[{\"path\":\"/a\xff\xfe.wav\","
                          "\"correction_db\":0,\"manual\":false}]}")
                      .isEmpty());

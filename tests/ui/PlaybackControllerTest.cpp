@@ -114,9 +114,4 @@ TEST(PlaybackControllerTest, LiveGainInPlayerModeAndDeviceChoice) {
     EXPECT_EQ(controller.selectedDeviceID(), 0u);
     EXPECT_TRUE(t.engine.isPlaying());
     EXPECT_EQ(t.engine.sourceReadPosition(), before);
-
-    for (const AudioDevice& device : AudioDeviceManager::outputDevices()) {
-        EXPECT_GE(device.channels, 1);
-        EXPECT_GE(device.id, 1u) << "0 is the picker's System Default";
-    }
 }
