@@ -130,7 +130,6 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
             EXPECT_NEAR(LoudnessAnalyzer::analyze(limited.path).loudest20sLUFS, *hits.finalLUFS(), 0.2) << where;
             const auto [truePeak, samplePeak, integrated] = fixtures::referencePeaks(limited.path);
             EXPECT_LE(truePeak, -1.0 + 0.1) << where;
-            EXPECT_GT(samplePeak, 0.5);
             // The last frames, still inside the limiter when the source ends,
             // come out whole, only louder (its release long over).
             const std::vector<float> in = fixtures::readFirstChannel(hitsPath),

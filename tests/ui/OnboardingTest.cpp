@@ -70,12 +70,7 @@ TEST(OnboardingTest, PagesButtonsAndKeys) {
     primary->click();
     QTest::keyClick(&wizard, Qt::Key_Return); // during the slide: the last page's button closes
     EXPECT_FALSE(wizard.isVisible());
-    EXPECT_EQ(wizard.result(), QDialog::Accepted);
-
-    OnboardingWizardView skipped;
-    skipped.show();
-    skipped.findChild<QPushButton*>("skip")->click();
-    EXPECT_FALSE(skipped.isVisible());
+    EXPECT_EQ(wizard.result(), QDialog::Accepted); // Skip is the window's test's
 }
 
 TEST(OnboardingTest, AnimationRunsOnlyWhileShown) {
