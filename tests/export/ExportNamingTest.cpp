@@ -14,7 +14,7 @@ TEST(ExportNamingTest, NamesCarryTheFigureAndStayDistinctAndShort) {
                                           ExportFormat::wav24, 255),
               (QStringList{"x", "x (2)", "x (3)", "X (4)", "My.Song.v2"}));
     // A name too long for the file system keeps its figure and extension.
-    const QString longName = "/m/" + QString(300, QChar(0x00E9)) + ".wav";
+    const QString longName = "/m/" + QString(301, QChar(0x00E9)) + ".wav";
     const QString stem = ExportNaming::distinctStems({longName}, ExportFormat::flac, 255).front();
     const QString longest = stem + " (9999) (-100LUFS).flac";
     EXPECT_EQ(NativePath::encode(longest).size(), 255) << "as long as the file system allows";

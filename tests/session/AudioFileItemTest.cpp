@@ -27,6 +27,7 @@ TEST(AudioFileItemTest, IdentityAndDerivedFigures) {
 
     // The largest segment offset counts, also when it is negative.
     a.segmentEdits().addSeparator(10.0);
+    EXPECT_EQ(changes, 4) << "the separator and the split of its segment are announced";
     a.segmentEdits().setSegmentGain(0, -2.0);
     a.segmentEdits().setSegmentGain(1, 1.5);
     EXPECT_DOUBLE_EQ(*a.headroomDB(-1.0), -3.5);
