@@ -263,7 +263,7 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     EXPECT_TRUE(w.status().startsWith("Export complete! Off target: click (")) << w.status().toStdString();
     EXPECT_EQ(said.mid(0, 3), (QStringList{"Exporting 2 files...", "Exporting 1/2...", "Exporting 2/2..."}));
     EXPECT_FALSE(child<QFrame>(*w.window, "progressStrip")->isVisible());
-    EXPECT_TRUE(exportAll->isEnabled()) << "ready for the next export";
+    EXPECT_TRUE(exportAll->isEnabled() && exportAll->text() == "Export All") << "ready for the next export";
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
 
     // The strip moves with the running files' shares too, never back.
@@ -376,6 +376,7 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     auto* preset = child<QComboBox>(w.batch(), "preset");
     emit preset->activated(preset->findText("Spotify"));
     EXPECT_EQ(w.state.currentAim().values, (TargetValues{-14.0, NormalizeBy::integrated, -1.0}));
+    EXPECT_EQ(child<QComboBox>(w.batch(), "normalizeBy")->currentText(), "Integrated") << "the window follows";
     child<QDoubleSpinBox>(w.batch(), "target")->setValue(-14.5);
     EXPECT_EQ(preset->currentText(), "Custom");
 
