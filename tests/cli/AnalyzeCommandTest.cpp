@@ -164,4 +164,8 @@ TEST_F(AnalyzeCommandTest, CsvAndJsonHaveOneRecordPerFileEveryFigureAndThePreset
     EXPECT_FALSE(custom[0].join(',').contains("Meets"));
     EXPECT_NEAR(custom[1][custom[0].indexOf("Final Peak 20s (LUFS)")].toDouble(), -14.0, 0.05);
     EXPECT_EQ(analyze({"--csv", "--json", odd}).status, 2);
+    // A silent file is given no correction.
+    writeMonoWav(dir.filePath("silent.wav"), silence(48000 * 3), 48000);
+    const std::vector<QStringList> silent = csvRows(analyze({"--csv", dir.filePath("silent.wav")}).out);
+    EXPECT_EQ(silent[1][silent[0].indexOf("Correction (dB)")], "0.00");
 }

@@ -48,4 +48,6 @@ TEST(LoudnessReportTest, APresetsLimitsAreIncluded) {
     r.loudest20sLUFS = r.figures.integratedLUFS = -15.0;
     r.truePeakDBTP = -1.0;
     EXPECT_TRUE(LoudnessReport::complianceOf(r, Aim{{}, TargetPreset::podcast})->met);
+    r.figures.integratedLUFS = -18.0; // and a mono podcast 1 LU over its -19
+    EXPECT_TRUE(LoudnessReport::complianceOf(r, Aim{{}, TargetPreset::podcastMono})->met);
 }
