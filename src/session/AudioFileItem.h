@@ -68,8 +68,6 @@ public:
         return h && *h < -clippingToleranceDB;
     }
 
-    friend bool operator==(const AudioFileItem& a, const AudioFileItem& b) { return a.id_ == b.id_; }
-
 signals:
     void analysisChanged();
     void isAnalyzingChanged();

@@ -66,6 +66,7 @@ TEST(AnalyzeCommand, UsageErrors) {
     EXPECT_TRUE(unknown.status == 2 && unknown.err.contains("unknown option '--loud'"));
     const CommandRun help = analyze({"--help"});
     EXPECT_TRUE(help.status == 0 && help.out.startsWith("Usage: sonivel analyze"));
+    EXPECT_TRUE(help.out.contains("  atsc-a85      ATSC A/85 broadcast: -24 LUFS integrated, -2 dBTP\n"));
     // After "--" a name that starts with a dash is a file; the ranges' ends are taken.
     EXPECT_EQ(analyze({"--", "-odd.wav"}).out.split('\n', Qt::SkipEmptyParts).mid(1),
               QStringList{"-odd.wav  File not found"});

@@ -6,8 +6,7 @@
 TEST(AudioFileItemTest, IdentityAndDerivedFigures) {
     const QUrl url = QUrl::fromLocalFile("/music/Song.wav");
     AudioFileItem a(url), b(url);
-    EXPECT_FALSE(a == b) << "two items of one URL are different items";
-    EXPECT_TRUE(a == a);
+    EXPECT_NE(a.id(), b.id()) << "two items of one URL are different items";
     EXPECT_EQ(a.path(), "/music/Song.wav");
     EXPECT_FALSE(a.finalLUFS());
     EXPECT_FALSE(a.headroomDB(-1.0));
