@@ -28,7 +28,7 @@
 namespace {
 
 // Three minutes of music-like sound (chords, a beat) with a quiet passage.
-inline std::vector<float> musicLike(double seconds, int64_t rate = 48000) {
+std::vector<float> musicLike(double seconds, int64_t rate = 48000) {
     std::vector<float> out(static_cast<size_t>(seconds * static_cast<double>(rate)));
     std::mt19937 rng(3);
     std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
@@ -48,8 +48,8 @@ inline std::vector<float> musicLike(double seconds, int64_t rate = 48000) {
     return out;
 }
 
-inline std::shared_ptr<AudioFileItem> analysedItem(const QString& name, const std::vector<float>& samples,
-                                                   int64_t rate = 48000) {
+std::shared_ptr<AudioFileItem> analysedItem(const QString& name, const std::vector<float>& samples,
+                                            int64_t rate = 48000) {
     auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/music/" + name));
     item->setAnalysis(support::analyzeSamples(samples, rate));
     return item;

@@ -78,10 +78,11 @@ inline std::unique_ptr<BatchSession> measuredSession(const QStringList& paths, s
     auto state = std::make_unique<BatchSession>(BatchSession::AnalysisOptions{analyzeFile, jobs});
     state->addFiles(urlsOf(paths));
     EXPECT_TRUE(waitForAnalyses(*state));
-    for (const AudioFileItemPtr& item : state->files())
-        if (correction) {
+    if (correction) {
+        for (const AudioFileItemPtr& item : state->files()) {
             item->setCorrectionDB(*correction);
             item->setIsManualOverride(true);
         }
+    }
     return state;
 }
