@@ -123,10 +123,8 @@ std::optional<int64_t> listAndAnalyse(BatchSession& state, const Options& option
     }
     // A signal sets `cancel` without waking anyone; it is looked at every 50 ms.
     while (state.applyNextResults(std::chrono::milliseconds(50))) {
-        if (cancel.load()) {
-            state.stopAnalyses();
-            return std::nullopt;
-        }
+        if (cancel.load())
+            return std::nullopt; // the session stops its analyses as it goes
     }
     if (cancel.load())
         return std::nullopt;

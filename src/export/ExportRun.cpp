@@ -17,9 +17,10 @@ void nameJobs(Plan& plan, const ExportSettings& settings) {
     QStringList exported;
     for (const ExportJob& job : plan.jobs)
         exported << job.sourcePath;
-    // The folder may not exist yet: the nearest one that does tells the file system.
+    // The folder may not exist yet: the nearest one that does tells the file
+    // system (the root always does).
     QString existing = NativePath::absolute(settings.destinationFolder);
-    while (!QFileInfo(existing).isDir() && !QDir(existing).isRoot())
+    while (!QFileInfo(existing).isDir())
         existing = QFileInfo(existing).absolutePath();
     const QStringList stems = ExportNaming::distinctStems(exported, settings.format, ExportNaming::nameMaxOf(existing));
     for (size_t i = 0; i < plan.jobs.size(); ++i)

@@ -237,14 +237,6 @@ bool BatchSession::applyNextResults(std::chrono::milliseconds timeout) {
     return isAnalyzing();
 }
 
-void BatchSession::stopAnalyses() {
-    stopAndWait();
-    inFlight_.clear();
-    inbox_->take(); // results of the stopped jobs
-    for (const AudioFileItemPtr& item : files_)
-        item->setIsAnalyzing(false);
-}
-
 void BatchSession::applyFinished() {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     for (Finished& f : inbox_->take())

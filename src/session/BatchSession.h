@@ -88,8 +88,6 @@ public:
     // has passed) and applies what came back, as the event loop would;
     // false once nothing runs. For an owner without an event loop.
     bool applyNextResults(std::chrono::milliseconds timeout);
-    // Stops every running analysis; their files keep no result.
-    void stopAnalyses();
 
     void setTargetLUFS(double lufs);
     // Rounded to 0.1 dB and held to the range.

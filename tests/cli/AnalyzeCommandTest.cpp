@@ -105,7 +105,7 @@ TEST_F(AnalyzeCommandTest, CsvAndJsonHaveOneRecordPerFileEveryFigureAndThePreset
     const QString odd = dir.filePath(QStringLiteral("Tom, \"the\" Böse ♪.wav"));
     ASSERT_TRUE(QFile::copy(quiet, odd));
     // Quiet noise with one full-scale click: raised to -14 LUFS, its true peak passes -2 dBTP.
-    const QString spiky = dir.filePath("spiky.wav");
+    const QString spiky = dir.filePath("spiky, 2.wav");
     std::vector<float> clicked = noise(6, 0.05, 44100 * 10);
     clicked[44100 * 5] = 1.0f;
     writeMonoWav(spiky, clicked, 44100);

@@ -120,9 +120,11 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
         EXPECT_EQ(refused.status, 2) << bad.join(' ').toStdString();
         EXPECT_FALSE(refused.err.contains("Analyzing")) << "refused before any work";
     }
-    EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "mp3_320", "--rate", "96000", a})
-                    .err.contains("MP3 320k holds at most 48000 Hz"));
-    EXPECT_EQ(exportCommand({"--help"}).status, 0);
+    for (QString mp3 : {"320", "192", "128"})
+        EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "mp3_" + mp3, "--rate", "96000", a})
+                        .err.contains("MP3 " + mp3 + "k holds at most 48000 Hz"));
+    const CommandRun help = exportCommand({"--help"});
+    EXPECT_TRUE(help.status == 0 && help.out.contains("mp3_192, mp3_128, flac\n")) << "each format once";
 
     const QString bad = fixtures::writeFile(dir.filePath("bad.wav"), "not audio at all");
     const CommandRun failed = exportCommand({"--out", dir.filePath("p"), a, bad});

@@ -18,4 +18,5 @@ TEST(ExportNamingTest, NamesCarryTheFigureAndStayDistinctAndShort) {
     const QString stem = ExportNaming::distinctStems({longName}, ExportFormat::flac, 255).front();
     const QString longest = stem + " (9999) (-100LUFS).flac";
     EXPECT_EQ(NativePath::encode(longest).size(), 255) << "as long as the file system allows";
+    EXPECT_EQ(ExportNaming::nameMaxOf("/no/such/folder"), 255) << "the common limit where none is told";
 }

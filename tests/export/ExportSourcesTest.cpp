@@ -39,7 +39,7 @@ QMap<QString, QString> listedFieldsOf(const QString& path) {
 }
 
 ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFormat format, bool edited,
-                            double correctionDB = -2.0) {
+                            double correctionDB = -2.0, const JobControl& control = {}) {
     QDir().mkpath(dest);
     ExportJob job{source, QFileInfo(source).completeBaseName(), correctionDB, -16.0, false, std::nullopt};
     if (edited) {
@@ -50,7 +50,7 @@ ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFo
     }
     const ExportSettings settings{dest, format, SampleRate::rate44100, true, -1.0, ExistingOutputs::keepBoth};
     OutputNames names(dest, settings.existing, {source});
-    return ExportPipeline::exportFile(job, settings, names, {});
+    return ExportPipeline::exportFile(job, settings, names, control);
 }
 
 } // namespace
@@ -137,13 +137,21 @@ TEST(ExportSourcesTest, ARateUnderOneKilohertzIsRefused) {
 }
 
 // A tone under half a 16-bit step would round away; dithered, it lives on
-// in noise of about a step on both sides of zero, with no offset.
+// in noise of about a step on both sides of zero, with no offset. At 24
+// bits, undithered, the same tone a step lower rounds away to silence.
 TEST(ExportSourcesTest, SixteenBitsDitherWhatWouldRoundAway) {
     QTemporaryDir dir;
-    const QString source = dir.filePath("Faint.wav");
+    const QString source = dir.filePath("Faint.wav"), finer = dir.filePath("Finer.wav");
     fixtures::writeMonoWav(source, fixtures::sine(1000.0, 0.5 / 32768, 44100, 44100 * 3), 44100);
-    const ExportedFile out = exportBothWays(source, dir.filePath("out"), ExportFormat::wav16, false);
+    fixtures::writeMonoWav(finer, fixtures::sine(1000.0, 0.5 / 8388608, 44100, 44100 * 3), 44100);
+    double share = 0;
+    const ExportedFile out = exportBothWays(source, dir.filePath("out"), ExportFormat::wav16, false, -2.0,
+                                            {{}, [&](double s) { share = s; }});
+    EXPECT_GT(share, 0.99) << "its progress runs to the end";
     const std::vector<float> in = fixtures::readFirstChannel(source), written = fixtures::readFirstChannel(out.path);
+    for (float x :
+         fixtures::readFirstChannel(exportBothWays(finer, dir.filePath("o24"), ExportFormat::wav24, false).path))
+        ASSERT_EQ(x, 0.0f);
     ASSERT_EQ(written.size(), in.size());
     double correlation = 0, sum = 0;
     for (size_t i = 0; i < in.size(); ++i)

@@ -7,8 +7,8 @@ namespace {
 
 // Runs `in` (stereo) through a limiter in uneven pieces and returns what
 // comes out, the latency removed.
-std::vector<float> limited(const std::vector<float>& in, double ceilingDBTP) {
-    TruePeakLimiter limiter(2, 48000, ceilingDBTP);
+std::vector<float> limited(const std::vector<float>& in, double ceilingDBTP, int64_t rate = 48000) {
+    TruePeakLimiter limiter(2, rate, ceilingDBTP);
     const int64_t frames = static_cast<int64_t>(in.size()) / 2;
     std::vector<float> out(in.size() + static_cast<size_t>(limiter.latency() * 2));
     for (int64_t at = 0; at < frames; at += 700)
@@ -64,9 +64,11 @@ TEST(TruePeakLimiterTest, HoldsTheCeilingAndLeavesQuietSignalsAlone) {
         ASSERT_LT(std::abs(back[i + 2] - back[i]), 1e-3f) << "a step at frame " << i / 2;
     EXPECT_LT(back[2 * 16000], 0.495f) << "still releasing 180 ms after";
     EXPECT_NEAR(back.back(), 0.5f, 1e-4f);
-    // Under the ceiling: the very samples, only delayed.
+    // Under the ceiling: the very samples, only delayed, also where the
+    // delay outlasts a block (at 384 kHz).
     std::vector<float> quiet(loud);
     for (float& x : quiet)
         x *= 0.03f;
-    EXPECT_EQ(limited(quiet, -1.0), quiet);
+    for (int64_t rate : {48000, 384000})
+        EXPECT_EQ(limited(quiet, -1.0, rate), quiet) << rate;
 }

@@ -46,16 +46,11 @@ struct Window {
         Dialogs d;
         d.chooseAudioFiles = [](QWidget*) { return QList<QUrl>(); };
         d.chooseExportFolder = [this](QWidget*) { return exportFolder; };
-        d.chooseSettingsToSave = [](QWidget*) { return QString(); };
-        d.chooseSettingsToLoad = [](QWidget*) { return QString(); };
+        d.chooseSettingsToSave = d.chooseSettingsToLoad = [](QWidget*) { return QString(); };
         d.chooseReportToSave = [this](QWidget*) { return reportPath; };
-        d.askAboutClipping = [this](QWidget*, const BatchSession&) {
-            ++clippingAsked;
-            return clippingAnswer;
-        };
+        d.askAboutClipping = [this](QWidget*, const BatchSession&) { return ++clippingAsked, clippingAnswer; };
         d.askAboutExisting = [this](QWidget*, const QStringList& names) {
-            existingAsked = names;
-            return std::optional<ExistingOutputs>();
+            return existingAsked = names, std::optional<ExistingOutputs>();
         };
         window = std::make_unique<MainWindow>(state, d, std::make_unique<MemoryOutput>());
         window->show();
