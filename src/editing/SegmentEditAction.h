@@ -30,11 +30,13 @@ struct SetFadeDuration {
     QUuid separatorID;
     double durationMs;
 };
+struct ResetAll {};
 struct DragBegan {};
 struct DragEnded {};
 } // namespace SegmentEditActions
 
-using SegmentEditAction = std::variant<SegmentEditActions::AddSeparator, SegmentEditActions::RemoveSeparator,
-                                       SegmentEditActions::MoveSeparator, SegmentEditActions::SetSegmentGain,
-                                       SegmentEditActions::ResetSegmentGain, SegmentEditActions::SetFadeDuration,
-                                       SegmentEditActions::DragBegan, SegmentEditActions::DragEnded>;
+using SegmentEditAction =
+    std::variant<SegmentEditActions::AddSeparator, SegmentEditActions::RemoveSeparator,
+                 SegmentEditActions::MoveSeparator, SegmentEditActions::SetSegmentGain,
+                 SegmentEditActions::ResetSegmentGain, SegmentEditActions::SetFadeDuration,
+                 SegmentEditActions::ResetAll, SegmentEditActions::DragBegan, SegmentEditActions::DragEnded>;

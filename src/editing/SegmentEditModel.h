@@ -22,6 +22,8 @@ inline constexpr double minimumEndDistanceSeconds = 3.0;
 inline constexpr double newSeparatorFadeMs = 500.0;
 inline constexpr double minimumFadeMs = 0.0;
 inline constexpr double maximumFadeMs = 5000.0;
+// The widest offset a segment is given, either way.
+inline constexpr double maximumGainOffsetDB = 20.0;
 
 struct SegmentBounds {
     double start = 0.0;

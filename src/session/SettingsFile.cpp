@@ -1,5 +1,6 @@
 #include "session/SettingsFile.h"
 
+#include "editing/SegmentEditModel.h"
 #include "io/NativePath.h"
 #include "io/RegularFile.h"
 #include "io/TemporaryFile.h"
@@ -15,6 +16,24 @@
 #include <algorithm>
 #include <cmath>
 
+SettingsData::Segments SettingsData::Segments::of(const SegmentEditSnapshot& edits) {
+    Segments segments;
+    for (const Separator& s : edits.separators)
+        segments.separators.push_back({s.timeSeconds, s.fadeDurationMs});
+    for (const SegmentGain& g : edits.segmentGains)
+        segments.gainsDB.push_back(g.gainOffsetDB);
+    return segments;
+}
+
+SegmentEditSnapshot SettingsData::Segments::snapshot() const {
+    SegmentEditSnapshot edits;
+    for (const Cut& cut : separators)
+        edits.separators.push_back({QUuid::createUuid(), cut.seconds, cut.fadeMs});
+    for (double gain : gainsDB)
+        edits.segmentGains.push_back({QUuid::createUuid(), gain});
+    return edits;
+}
+
 namespace SettingsFile {
 
 namespace {
@@ -29,6 +48,11 @@ const QString filesKey = QStringLiteral("files");
 const QString pathKey = QStringLiteral("path");
 const QString correctionKey = QStringLiteral("correction_db");
 const QString manualKey = QStringLiteral("manual");
+const QString segmentsKey = QStringLiteral("segments");
+const QString separatorsKey = QStringLiteral("separators");
+const QString gainsKey = QStringLiteral("gains_db");
+const QString secondsKey = QStringLiteral("seconds");
+const QString fadeKey = QStringLiteral("fade_ms");
 
 // Reads the keys of one JSON object; the first thing wrong is thrown.
 class Reader {
@@ -61,6 +85,12 @@ public:
             throw Failure(Error::Kind::settings, QStringLiteral("\"%1\"%2 must be a list.").arg(key, where_));
         return v.toArray();
     }
+    QJsonObject object(const QString& key) const {
+        const QJsonValue v = field(key);
+        if (!v.isObject())
+            throw Failure(Error::Kind::settings, QStringLiteral("\"%1\"%2 must be an object.").arg(key, where_));
+        return v.toObject();
+    }
 
 private:
     QJsonValue field(const QString& key) const {
@@ -73,6 +103,32 @@ private:
     const QJsonObject& object_;
     QString where_;
 };
+
+SettingsData::Segments decodeSegments(const QJsonObject& object, const QString& where) {
+    const Reader edits(object, QStringLiteral(" in the segments") + where);
+    SettingsData::Segments segments;
+    for (const QJsonValue& value : edits.array(separatorsKey)) {
+        const QJsonObject fields = value.toObject();
+        const Reader separator(fields, QStringLiteral(" for a separator") + where);
+        segments.separators.push_back({separator.number(secondsKey), separator.number(fadeKey)});
+    }
+    for (const QJsonValue& value : edits.array(gainsKey)) {
+        if (!value.isDouble() || !std::isfinite(value.toDouble()))
+            throw Failure(Error::Kind::settings, QStringLiteral("\"%1\"%2 must hold numbers.").arg(gainsKey, where));
+        segments.gainsDB.push_back(std::clamp(value.toDouble(), -SegmentEditModel::maximumGainOffsetDB,
+                                              SegmentEditModel::maximumGainOffsetDB));
+    }
+    if (!SegmentEditModel::satisfiesInvariants(segments.snapshot()))
+        throw Failure(Error::Kind::settings,
+                      QStringLiteral("The segments%1 do not fit together: separators must come in order, at least "
+                                     "%2 seconds apart and from %3 seconds on, with fades of up to %4 ms, and there "
+                                     "must be one gain more than separators.")
+                          .arg(where)
+                          .arg(SegmentEditModel::minimumSpacingSeconds)
+                          .arg(SegmentEditModel::minimumStartSeconds)
+                          .arg(SegmentEditModel::maximumFadeMs));
+    return segments;
+}
 
 SettingsData decodeOrThrow(const QByteArray& json) {
     QJsonParseError parseError{};
@@ -115,8 +171,11 @@ SettingsData decodeOrThrow(const QByteArray& json) {
         if (!files[i].isObject())
             throw Failure(Error::Kind::settings, QStringLiteral("The file entry %1 is not an object.").arg(i + 1));
         const QJsonObject object = files[i].toObject();
-        const Reader entry(object, QStringLiteral(" in file entry %1").arg(i + 1));
-        data.files.push_back({entry.text(pathKey), entry.number(correctionKey), entry.boolean(manualKey)});
+        const QString where = QStringLiteral(" in file entry %1").arg(i + 1);
+        const Reader entry(object, where);
+        data.files.push_back({entry.text(pathKey), entry.number(correctionKey), entry.boolean(manualKey), {}});
+        if (object.contains(segmentsKey))
+            data.files.back().segments = decodeSegments(entry.object(segmentsKey), where);
     }
     return data;
 }
@@ -128,8 +187,16 @@ const QString unexpected = QStringLiteral("Unexpected error");
 QByteArray encode(const SettingsData& data) {
     QJsonArray files;
     for (const SettingsData::FileEntry& entry : data.files) {
-        files.append(
-            QJsonObject{{pathKey, entry.path}, {correctionKey, entry.correctionDB}, {manualKey, entry.manual}});
+        QJsonObject file{{pathKey, entry.path}, {correctionKey, entry.correctionDB}, {manualKey, entry.manual}};
+        if (entry.segments) {
+            QJsonArray separators, gains;
+            for (const SettingsData::Segments::Cut& cut : entry.segments->separators)
+                separators.append(QJsonObject{{secondsKey, cut.seconds}, {fadeKey, cut.fadeMs}});
+            for (double gain : entry.segments->gainsDB)
+                gains.append(gain);
+            file.insert(segmentsKey, QJsonObject{{separatorsKey, separators}, {gainsKey, gains}});
+        }
+        files.append(file);
     }
     QJsonObject root{{targetKey, data.targetLUFS},
                      {ceilingKey, data.ceilingDBTP},
@@ -152,8 +219,11 @@ SettingsData settingsFrom(const BatchSession& state) {
     data.channelMix = state.channelMix();
     data.normalizeBy = state.normalizeBy();
     data.preset = state.preset();
-    for (const AudioFileItemPtr& item : state.files())
-        data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride()});
+    for (const AudioFileItemPtr& item : state.files()) {
+        data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride(), {}});
+        if (item->segmentEdits().hasEdits())
+            data.files.back().segments = SettingsData::Segments::of(item->segmentEdits().snapshot());
+    }
     return data;
 }
 
@@ -236,6 +306,8 @@ Result<Loaded> loadSettings(BatchSession& state, const QString& path, Entries en
         auto item = std::make_shared<AudioFileItem>(NativePath::toUrl(entry.path));
         item->setCorrectionDB(std::clamp(entry.correctionDB, minimumCorrectionDB, maximumCorrectionDB));
         item->setIsManualOverride(entry.manual);
+        if (entry.segments)
+            item->segmentEdits().restore(entry.segments->snapshot());
         items.push_back(std::move(item));
     }
     state.loadFiles(std::move(items));

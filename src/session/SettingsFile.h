@@ -1,19 +1,23 @@
 #pragma once
 
 // The settings file: the target loudness, the export's true-peak ceiling
-// and the working list with each file's correction and manual flag, as
-// compact JSON. It holds no analysis; loading replaces the list and
-// analyses every file again.
+// and the working list with each file's correction, manual flag and segment
+// edits, as compact JSON. It holds no analysis; loading replaces the list
+// and analyses every file again.
 //
 //   {"target_lufs":-16,"ceiling_dbtp":-1,"channel_mix":"sum","normalize_by":"loudest",
-//    "preset":"custom","files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false}]}
+//    "preset":"custom","files":[{"path":"/music/Song.wav","correction_db":2.5,"manual":false,
+//    "segments":{"separators":[{"seconds":20,"fade_ms":500}],"gains_db":[0,-1.5]}}]}
 //
+// "segments" is there only for a file with edits; its separators keep their
+// order and spacing, and there is one gain more than separators.
 // Reading accepts any key order and escaped slashes, requires the other five
 // keys with their JSON types (numbers must be finite), takes -1 dBTP where an
 // older file has no ceiling, the sum of channels where it has no mix and the
 // loudest 20 seconds where it names no figure, Custom where it names no
 // preset (or one whose values it does not hold), and ignores unknown keys.
 
+#include "editing/SegmentEditRecords.h"
 #include "io/Error.h"
 #include "session/BatchSession.h"
 
@@ -24,10 +28,28 @@
 #include <vector>
 
 struct SettingsData {
+    // A file's segment edits as the file holds them, without ids.
+    struct Segments {
+        struct Cut {
+            double seconds = 0.0;
+            double fadeMs = 0.0;
+
+            friend bool operator==(const Cut&, const Cut&) = default;
+        };
+        std::vector<Cut> separators;
+        std::vector<double> gainsDB; // one more than separators
+
+        static Segments of(const SegmentEditSnapshot& edits);
+        // With a fresh id for each separator and gain.
+        SegmentEditSnapshot snapshot() const;
+
+        friend bool operator==(const Segments&, const Segments&) = default;
+    };
     struct FileEntry {
         QString path; // a plain absolute path, not a URL
         double correctionDB = 0.0;
         bool manual = false;
+        std::optional<Segments> segments; // none for a file without edits
 
         friend bool operator==(const FileEntry&, const FileEntry&) = default;
     };
@@ -82,7 +104,8 @@ struct Loaded {
 
 // Reads `path` and, when it decodes, applies the target (clamped to
 // -40 ... -3), the ceiling (to -6 ... -0.1) and the channel mix and replaces
-// the list with the entries' files, their corrections clamped to ±30 dB.
+// the list with the entries' files, their corrections clamped to ±30 dB
+// and their segment gains to ±20 dB.
 // Otherwise says why and changes nothing.
 Result<Loaded> loadSettings(BatchSession& state, const QString& path, Entries entries = Entries::asListed);
 

@@ -95,8 +95,9 @@ void EditHistory::performSegmentEdit(const QString& name, const AudioFileItemPtr
                                      const std::function<void(SegmentEditState&)>& block) {
     const SegmentEditSnapshot before = file->segmentEdits().snapshot();
     block(file->segmentEdits());
-    // Registered even when nothing changed, as the user did ask for it.
-    registerSegmentEditUndo(name, file, before, file->segmentEdits().snapshot());
+    // A change refused (a separator too close to another) leaves no step.
+    if (file->segmentEdits().snapshot() != before)
+        registerSegmentEditUndo(name, file, before, file->segmentEdits().snapshot());
 }
 
 void EditHistory::refreshPlayback(const AudioFileItemPtr& file) {
@@ -130,6 +131,10 @@ void EditHistory::handleSegmentEditAction(const SegmentEditAction& action, const
             } else if constexpr (std::is_same_v<T, A::ResetSegmentGain>) {
                 performSegmentEdit(QStringLiteral("Reset Segment Gain"), file,
                                    [&](SegmentEditState& s) { s.setSegmentGain(a.index, 0.0); });
+                refreshPlayback(file);
+            } else if constexpr (std::is_same_v<T, A::ResetAll>) {
+                performSegmentEdit(QStringLiteral("Reset All Segment Edits"), file,
+                                   [](SegmentEditState& s) { s.resetAll(); });
                 refreshPlayback(file);
             } else if constexpr (std::is_same_v<T, A::SetFadeDuration>) {
                 edits.setFadeDuration(a.separatorID, a.durationMs);

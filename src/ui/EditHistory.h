@@ -2,7 +2,8 @@
 
 // The window's undo history for the working list and the segment edits:
 // removing a file ("Remove Song"), and the segment edit actions of the
-// waveform's overlay, where a whole drag becomes one "Adjust Segment" step.
+// waveform's overlay and reset button, where a whole drag becomes one
+// "Adjust Segment" step and a change refused makes none.
 // Undoing an edit selects the file it changes, so the user sees it.
 
 #include "editing/SegmentEditAction.h"

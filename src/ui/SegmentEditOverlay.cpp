@@ -1,5 +1,6 @@
 #include "ui/SegmentEditOverlay.h"
 
+#include "editing/SegmentEditModel.h"
 #include "ui/SegmentEditPainter.h"
 
 #include <algorithm>
@@ -104,8 +105,8 @@ void SegmentEditOverlay::change(const Context& c, QPointF p, QPointF start, Qt::
             dragStartY_ = p.y(); // no jump by the threshold
         }
         const double perPoint = -gainDragRangeDB / (3 * c.geometry.plotH());
-        const double gain =
-            std::clamp(dragStartGain_ + (p.y() - dragStartY_) * perPoint, -maximumGainDB, maximumGainDB);
+        const double gain = std::clamp(dragStartGain_ + (p.y() - dragStartY_) * perPoint,
+                                       -SegmentEditModel::maximumGainOffsetDB, SegmentEditModel::maximumGainOffsetDB);
         emitAction(c, A::SetSegmentGain{dragSegmentIndex_, gain});
         break;
     }

@@ -28,7 +28,6 @@ public:
     static constexpr double gainDragThreshold = 4.0;
     // Three plot heights of travel cover this many dB.
     static constexpr double gainDragRangeDB = 40.0;
-    static constexpr double maximumGainDB = 20.0;
 
     // What the overlay reads and where its results go, at each event.
     struct Context {

@@ -118,8 +118,8 @@ WaveformView::WaveformView(QWidget* parent)
     reset->setIcon(QIcon(Icons::tinted(QStringLiteral("view-refresh"), QColor(255, 165, 0), 22)));
     reset->setToolTip(QStringLiteral("Reset all segment edits"));
     connect(reset_, &QAbstractButton::clicked, this, [this] {
-        if (file_)
-            file_->segmentEdits().resetAll(); // no undo step on this path
+        if (file_ && onSegmentEditAction_)
+            onSegmentEditAction_(SegmentEditActions::ResetAll{});
     });
 
     // The help shown the first time edit mode is entered.

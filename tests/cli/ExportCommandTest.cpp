@@ -90,11 +90,14 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
     const QString a = tone(dir, "a.wav", 0.1);
     const QStringList special = fixtures::specialFiles(dir.path());
     SettingsData data{-20.0,
-                      {{a, -1000.0, true}, {a, 1.5, true}, {"rel.wav", 0, false}, {dir.filePath("gone.wav"), 0, false}},
+                      {{a, -1000.0, true, {}},
+                       {a, 1.5, true, {}},
+                       {"rel.wav", 0, false, {}},
+                       {dir.filePath("gone.wav"), 0, false, {}}},
                       -1.0,
                       std::nullopt};
     for (const QString& path : special)
-        data.files.push_back({path, 0, false});
+        data.files.push_back({path, 0, false, {}});
     const QString settings = fixtures::writeFile(dir.filePath("s.json"), SettingsFile::encode(data));
     const CommandRun fromSettings = exportCommand({"--out", dir.filePath("o"), "--settings", settings, a, special[0]});
     ASSERT_EQ(fromSettings.status, 1) << "not every entry was exported: " << fromSettings.err.toStdString();

@@ -14,15 +14,18 @@ QString errorOf(const QByteArray& json) { return SettingsFile::decode(json).erro
 } // namespace
 
 TEST(SettingsFileTest, EncodesCompactlyAndDecodesAnyKeyOrderAndEscapedSlashes) {
-    const SettingsData data{
-        -14.5, {{"/music/a b/Song.wav", 2.5, false}, {"/x/é.flac", -0.1, true}}, -1.0, ChannelMix::average};
+    const SettingsData data{-14.5,
+                            {{"/music/a b/Song.wav", 2.5, false, {}},
+                             {"/x/é.flac", -0.1, true, SettingsData::Segments{{{20.0, 500.0}}, {0.0, -1.5}}}},
+                            -1.0,
+                            ChannelMix::average};
     const QByteArray json = SettingsFile::encode(data);
     EXPECT_FALSE(json.contains('\n'));
     EXPECT_FALSE(json.contains(' ') && !json.contains("a b"));
     EXPECT_EQ(decoded(json), data);
     EXPECT_EQ(decoded(R"({"files":[{"manual":true,"correction_db":-16,"path":"\/a\/b.wav","extra":[1]}],)"
                       R"("unknown":{"x":1},"target_lufs":-23})"),
-              (SettingsData{-23.0, {{"/a/b.wav", -16.0, true}}, -1.0, std::nullopt}));
+              (SettingsData{-23.0, {{"/a/b.wav", -16.0, true, {}}}, -1.0, std::nullopt}));
 }
 
 TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
@@ -48,6 +51,9 @@ TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
     for (const auto& [json, error] : cases)
         EXPECT_EQ(errorOf(json), error) << json.toStdString();
     EXPECT_FALSE(errorOf(R"({"target_lufs":1e999,"files":[]})").isEmpty());
+    EXPECT_TRUE(errorOf(R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":false,)"
+                        R"("segments":{"separators":[{"seconds":1,"fade_ms":0}],"gains_db":[0,1]}}]})")
+                    .startsWith("The segments in file entry 1 do not fit together: separators must come in order"));
 
     // Deep nesting and bytes that are not UTF-8.
     const QByteArray deep =
@@ -68,6 +74,8 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
         ASSERT_TRUE(waitForAnalyses(state));
         state.files()[0]->setCorrectionDB(1.23);
         state.files()[0]->setIsManualOverride(true);
+        state.files()[0]->segmentEdits().addSeparator(4.0);
+        state.files()[0]->segmentEdits().setSegmentGain(1, -2.5);
         state.setTargetLUFS(-18.0);
         state.setCeilingDBTP(-2.34);
         state.setChannelMix(ChannelMix::average);
@@ -91,6 +99,9 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     ASSERT_TRUE(waitForAnalyses(loaded));
     EXPECT_EQ(loaded.files()[0]->correctionDB(), 1.23);
     EXPECT_TRUE(loaded.files()[0]->isManualOverride());
+    EXPECT_EQ(SettingsData::Segments::of(loaded.files()[0]->segmentEdits().snapshot()),
+              (SettingsData::Segments{{{4.0, 500.0}}, {0.0, -2.5}}));
+    EXPECT_FALSE(loaded.files()[1]->segmentEdits().hasEdits());
     EXPECT_EQ(loaded.files()[1]->correctionDB(),
               BatchSession::correctionFor(-18.0, loaded.files()[1]->analysis()->figures.integratedLUFS));
     EXPECT_EQ(loaded.files()[1]->analysis()->channelMix, ChannelMix::average);

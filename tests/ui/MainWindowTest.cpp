@@ -210,18 +210,21 @@ TEST(MainWindowTest, SegmentActionsBecomeUndoSteps) {
     ASSERT_EQ(file->segmentEdits().separators().size(), 1u);
     EXPECT_EQ(file->segmentEdits().separators()[0].id, id);
 
-    // A rejected add still leaves a step; a drag end without a beginning leaves none.
+    // A rejected add, and a drag end without a beginning, leave no step.
     const int steps = undo.index();
     h.handleSegmentEditAction(A::AddSeparator{11.0}, file);
-    EXPECT_EQ(undo.index(), steps + 1);
-    EXPECT_EQ(undo.undoText(), "Add Separator");
     EXPECT_EQ(file->segmentEdits().separators().size(), 1u);
     h.handleSegmentEditAction(A::DragEnded{}, file);
-    EXPECT_EQ(undo.index(), steps + 1);
+    EXPECT_EQ(undo.index(), steps);
     h.handleSegmentEditAction(A::SetSegmentGain{1, 4.0}, file);
     h.handleSegmentEditAction(A::ResetSegmentGain{1}, file);
     EXPECT_EQ(undo.undoText(), "Reset Segment Gain");
     EXPECT_EQ(file->segmentEdits().segmentGains()[1].gainOffsetDB, 0.0);
+    // The waveform's reset button is a step too.
+    child<QAbstractButton>(*w.window, "resetSegments")->click();
+    EXPECT_FALSE(file->segmentEdits().hasEdits());
+    undo.undo();
+    EXPECT_EQ(file->segmentEdits().separators().size(), 1u) << "undone";
 }
 
 TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {

@@ -194,8 +194,5 @@ TEST(WaveformViewTest, EditButtonResetAndHelpAppearOnce) {
     EXPECT_FALSE(child<QFrame>(view, "editModeHelp")->isVisible()) << "only once";
 
     item->segmentEdits().addSeparator(30.0);
-    EXPECT_TRUE(child<QAbstractButton>(view, "resetSegments")->isVisible());
-    QTest::mouseClick(child<QAbstractButton>(view, "resetSegments"), Qt::LeftButton);
-    EXPECT_FALSE(item->segmentEdits().hasEdits());
-    EXPECT_FALSE(child<QAbstractButton>(view, "resetSegments")->isVisible());
+    EXPECT_TRUE(child<QAbstractButton>(view, "resetSegments")->isVisible()) << "its click is the history's";
 }
