@@ -123,9 +123,9 @@ BatchView::BatchView(BatchSession& state, ExportSession& session, QUndoStack* un
     // Inset from the window's edges, title included.
     auto* exportRow = new QHBoxLayout;
     exportRow->setContentsMargins(12, 6, 12, 6);
-    auto* exportControls = new ExportControlsView(state_, session_, statusLine_, dialogs_);
-    commands_.file = exportControls->commands();
-    exportRow->addWidget(exportControls);
+    exportControls_ = new ExportControlsView(state_, session_, *history_, statusLine_, dialogs_);
+    commands_.file = exportControls_->commands();
+    exportRow->addWidget(exportControls_);
     column->addLayout(exportRow);
     column->addWidget(buildProgressStrip());
     column->addWidget(buildStatusLine());

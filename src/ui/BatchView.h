@@ -28,6 +28,7 @@ class QProgressBar;
 class QPushButton;
 class QSplitter;
 class QStackedWidget;
+class ExportControlsView;
 class QUndoStack;
 class WaveformView;
 
@@ -48,6 +49,7 @@ public:
     void addPaths(const QStringList& paths);
     PlaybackController& playback() { return *controller_; }
     EditHistory& history() { return *history_; }
+    ExportControlsView& exportControls() { return *exportControls_; }
 
     // The commands the menus offer, with their shortcuts, which work in the
     // window with or without a menu.
@@ -86,6 +88,7 @@ private:
     std::unique_ptr<AudioPlaybackEngine> engine_;
     std::unique_ptr<PlaybackController> controller_;
     std::unique_ptr<EditHistory> history_;
+    ExportControlsView* exportControls_;
     QPushButton* add_;
     QPushButton* remove_;
     QAction* removeAction_;

@@ -115,5 +115,23 @@ Dialogs Dialogs::standard() {
                                                     "written are kept."),
                                      QMessageBox::Yes | QMessageBox::No, QMessageBox::No) == QMessageBox::Yes;
     };
+    d.confirmReplaceList = [](QWidget* parent, size_t count) {
+        return QMessageBox::question(
+                   parent, QStringLiteral("Load Settings?"),
+                   QStringLiteral("The settings file replaces the %1 in the list, with their corrections and edits. "
+                                  "Edit > Undo brings them back.")
+                       .arg(count == 1 ? QStringLiteral("file") : QStringLiteral("%1 files").arg(count)),
+                   QMessageBox::Open | QMessageBox::Cancel, QMessageBox::Open) == QMessageBox::Open;
+    };
+    d.askToSaveEdits = [](QWidget* parent) -> std::optional<bool> {
+        const auto answer = QMessageBox::question(
+            parent, QStringLiteral("Save Your Edits?"),
+            QStringLiteral("Corrections set by hand or segment edits have not been saved. Save them in a settings "
+                           "file before you quit?"),
+            QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+        if (answer == QMessageBox::Cancel)
+            return std::nullopt;
+        return answer == QMessageBox::Save;
+    };
     return d;
 }

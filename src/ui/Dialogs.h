@@ -31,6 +31,11 @@ struct Dialogs {
     std::function<std::optional<ExistingOutputs>(QWidget* parent, const QStringList& names)> askAboutExisting;
     // Quitting while an export runs: whether to cancel it and quit.
     std::function<bool(QWidget* parent)> confirmQuitDuringExport;
+    // Loading a settings file over a list of `count` files: whether to replace it.
+    std::function<bool(QWidget* parent, size_t count)> confirmReplaceList;
+    // Closing with edits not saved: save them first (true), discard them
+    // (false), or stay (none).
+    std::function<std::optional<bool>(QWidget* parent)> askToSaveEdits;
 
     // The desktop's file dialogs, each starting in the folder last used for
     // its purpose ("audio", "export", "settings", "report").

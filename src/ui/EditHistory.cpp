@@ -34,6 +34,49 @@ private:
     Selection::Removal removal_;
 };
 
+// Everything a loaded settings file replaces: the list (its items, with
+// their analyses and edits), its aim and channel mix, and the selection.
+struct ListState {
+    std::vector<AudioFileItemPtr> files;
+    Aim aim;
+    ChannelMix mix = ChannelMix::sum;
+    std::optional<QUuid> selected;
+
+    static ListState of(BatchSession& state) {
+        return {state.files(), state.currentAim(), state.channelMix(), Selection::of(state).fileID()};
+    }
+    // The list first, so that the aim reaches only its own files; a list
+    // measured with another mix is taken off before the mix changes, so
+    // that neither list is measured again.
+    void apply(BatchSession& state) const {
+        if (state.channelMix() != mix) {
+            state.loadFiles({});
+            state.setChannelMix(mix);
+        }
+        state.loadFiles(files);
+        state.setAim(aim);
+        Selection::of(state).select(selected);
+    }
+};
+
+class ReplaceListCommand : public AppliedCommand {
+public:
+    ReplaceListCommand(const QString& name, BatchSession& state, ListState before, ListState after)
+        : state_(state), before_(std::move(before)), after_(std::move(after)) {
+        setText(name);
+    }
+    void undo() override { before_.apply(state_); }
+    void redo() override {
+        if (!firstRedo())
+            after_.apply(state_);
+    }
+
+private:
+    BatchSession& state_;
+    ListState before_;
+    ListState after_;
+};
+
 class SegmentEditCommand : public AppliedCommand {
 public:
     SegmentEditCommand(const QString& name, Selection& selection, AudioFileItemPtr file, SegmentEditSnapshot restore,
@@ -65,7 +108,7 @@ private:
 } // namespace
 
 EditHistory::EditHistory(BatchSession& state, AudioPlaybackEngine& engine, QUndoStack* undo)
-    : selection_(Selection::of(state)), engine_(engine), undo_(undo) {
+    : state_(state), selection_(Selection::of(state)), engine_(engine), undo_(undo) {
     refreshTimer_.setSingleShot(true);
     refreshTimer_.setInterval(0);
     QObject::connect(&refreshTimer_, &QTimer::timeout, [this] { applyPendingRefresh(); });
@@ -82,6 +125,15 @@ bool EditHistory::removeSelected() {
     if (removed && undo_)
         undo_->push(new RemoveFileCommand(selection_, std::move(*removed)));
     return removed.has_value();
+}
+
+bool EditHistory::replaceList(const QString& name, const std::function<bool()>& replace) {
+    ListState before = ListState::of(state_);
+    if (!replace())
+        return false;
+    if (undo_)
+        undo_->push(new ReplaceListCommand(name, state_, std::move(before), ListState::of(state_)));
+    return true;
 }
 
 void EditHistory::registerSegmentEditUndo(const QString& name, const AudioFileItemPtr& file,

@@ -25,6 +25,11 @@ public:
 
     // Removes the selected file with an undo step; false when nothing was selected.
     bool removeSelected();
+    // Runs `replace`, which replaces the list (a settings file loaded), as
+    // one step whose undo brings back the list, its aim, channel mix and
+    // selection as they were. No step when it returns false (it failed and
+    // changed nothing).
+    bool replaceList(const QString& name, const std::function<bool()>& replace);
 
     void handleSegmentEditAction(const SegmentEditAction& action, const AudioFileItemPtr& file);
     void performSegmentEdit(const QString& name, const AudioFileItemPtr& file,
@@ -40,6 +45,7 @@ private:
     void refreshPlayback(const AudioFileItemPtr& file);
     void applyPendingRefresh();
 
+    BatchSession& state_;
     Selection& selection_;
     AudioPlaybackEngine& engine_;
     QUndoStack* undo_;

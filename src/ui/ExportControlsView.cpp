@@ -1,5 +1,6 @@
 #include "ui/ExportControlsView.h"
 
+#include "ui/EditHistory.h"
 #include "ui/StatusLine.h"
 
 #include "export/ExportRun.h"
@@ -15,10 +16,10 @@
 #include <QShortcut>
 #include <QStandardItemModel>
 
-ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& session, StatusLine& status,
-                                       Dialogs& dialogs, QWidget* parent)
-    : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), status_(status), dialogs_(dialogs),
-      format_(new QComboBox), rate_(new QComboBox), ceiling_(new QDoubleSpinBox),
+ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& session, EditHistory& history,
+                                       StatusLine& status, Dialogs& dialogs, QWidget* parent)
+    : QGroupBox(QStringLiteral("Export"), parent), state_(state), session_(session), history_(history), status_(status),
+      dialogs_(dialogs), format_(new QComboBox), rate_(new QComboBox), ceiling_(new QDoubleSpinBox),
       escape_(new QShortcut(QKeySequence(Qt::Key_Escape), this)),
       save_(new QPushButton(QStringLiteral("Save Settings"))), load_(new QPushButton(QStringLiteral("Load Settings"))),
       export_(new QPushButton(QStringLiteral("Export All"))),
@@ -75,24 +76,8 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
             [this](int i) { session_.setSampleRate(allSampleRates[static_cast<size_t>(i)]); });
     connect(ceiling_, &QDoubleSpinBox::valueChanged, this, [this](double v) { state_.setCeilingDBTP(v); });
     connect(escape_, &QShortcut::activated, &session_, &ExportSession::cancel);
-    connect(saveAction_, &QAction::triggered, this, [this] {
-        const QString path = dialogs_.chooseSettingsToSave(this);
-        if (path.isEmpty())
-            return;
-        const Result<> saved = SettingsFile::saveSettings(state_, path);
-        status_.show(saved.ok() ? QStringLiteral("Settings saved.")
-                                : QStringLiteral("Error saving settings: ") + saved.error().message);
-    });
-    connect(loadAction_, &QAction::triggered, this, [this] {
-        const QString path = dialogs_.chooseSettingsToLoad(this);
-        if (path.isEmpty())
-            return;
-        const Result<SettingsFile::Loaded> loaded = SettingsFile::loadSettings(state_, path);
-        if (!loaded.ok())
-            status_.show(QStringLiteral("Error loading settings: ") + loaded.error().message);
-        else if (loaded.value().mixAssumed)
-            status_.showWhenAnalysed(SettingsFile::noMixNotice);
-    });
+    connect(saveAction_, &QAction::triggered, this, &ExportControlsView::saveSettings);
+    connect(loadAction_, &QAction::triggered, this, &ExportControlsView::loadSettings);
     connect(exportAction_, &QAction::triggered, this, &ExportControlsView::startExport);
     connect(save_, &QPushButton::clicked, saveAction_, &QAction::trigger);
     connect(load_, &QPushButton::clicked, loadAction_, &QAction::trigger);
@@ -103,6 +88,44 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
     connect(&state_, &BatchSession::ceilingDBTPChanged, this, &ExportControlsView::refresh);
     refresh();
 }
+
+bool ExportControlsView::saveSettings() {
+    const QString path = dialogs_.chooseSettingsToSave(this);
+    if (path.isEmpty())
+        return false;
+    const Result<> saved = SettingsFile::saveSettings(state_, path);
+    status_.show(saved.ok() ? QStringLiteral("Settings saved.")
+                            : QStringLiteral("Error saving settings: ") + saved.error().message);
+    if (saved.ok())
+        savedEdits_ = handEdits(state_);
+    return saved.ok();
+}
+
+void ExportControlsView::loadSettings() {
+    const QString path = dialogs_.chooseSettingsToLoad(this);
+    if (path.isEmpty() || (!state_.files().empty() && !dialogs_.confirmReplaceList(this, state_.files().size())))
+        return;
+    history_.replaceList(QStringLiteral("Load Settings"), [&] {
+        const Result<SettingsFile::Loaded> loaded = SettingsFile::loadSettings(state_, path);
+        if (!loaded.ok())
+            status_.show(QStringLiteral("Error loading settings: ") + loaded.error().message);
+        else if (loaded.value().mixAssumed)
+            status_.showWhenAnalysed(SettingsFile::noMixNotice);
+        if (loaded.ok())
+            savedEdits_ = handEdits(state_);
+        return loaded.ok();
+    });
+}
+
+std::vector<SettingsData::FileEntry> ExportControlsView::handEdits(const BatchSession& state) {
+    std::vector<SettingsData::FileEntry> edits = SettingsFile::settingsFrom(state).files;
+    std::erase_if(edits, [](const SettingsData::FileEntry& f) { return !f.manual && !f.segments; });
+    for (SettingsData::FileEntry& f : edits)
+        f.correctionDB = f.manual ? f.correctionDB : 0.0; // an automatic one follows the target
+    return edits;
+}
+
+bool ExportControlsView::hasUnsavedEdits() const { return handEdits(state_) != savedEdits_; }
 
 void ExportControlsView::refresh() {
     const bool exporting = session_.isExporting();

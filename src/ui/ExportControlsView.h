@@ -2,10 +2,12 @@
 
 // The export controls: format and rate, Save and Load Settings, and
 // "Export All" with the clipping check before it, which becomes "Cancel"
-// while a run goes.
+// while a run goes. Loading asks before it replaces a list, and is a step
+// that undo takes back.
 
 #include "session/BatchSession.h"
 #include "session/ExportSession.h"
+#include "session/SettingsFile.h"
 #include "ui/Dialogs.h"
 
 #include <QGroupBox>
@@ -15,14 +17,15 @@ class QComboBox;
 class QDoubleSpinBox;
 class QPushButton;
 class QShortcut;
+class EditHistory;
 class StatusLine;
 
 class ExportControlsView : public QGroupBox {
     Q_OBJECT
 
 public:
-    ExportControlsView(BatchSession& state, ExportSession& session, StatusLine& status, Dialogs& dialogs,
-                       QWidget* parent = nullptr);
+    ExportControlsView(BatchSession& state, ExportSession& session, EditHistory& history, StatusLine& status,
+                       Dialogs& dialogs, QWidget* parent = nullptr);
 
     // What "Export All" does: the clipping check, the folder, the question
     // about earlier outputs, then the export run. While a run goes, the
@@ -33,11 +36,21 @@ public:
     // Export All, with their shortcuts.
     QList<QAction*> commands() const { return {saveAction_, loadAction_, exportAction_}; }
 
+    // Asks for a file and saves the settings there; false when cancelled or failed.
+    bool saveSettings();
+    // Some file has a manual correction or segment edits that differ from
+    // those last saved or loaded.
+    bool hasUnsavedEdits() const;
+
 private:
+    void loadSettings();
     void refresh();
+    // Each file's correction set by hand and its segment edits.
+    static std::vector<SettingsData::FileEntry> handEdits(const BatchSession& state);
 
     BatchSession& state_;
     ExportSession& session_;
+    EditHistory& history_;
     StatusLine& status_;
     Dialogs& dialogs_;
     QComboBox* format_;
@@ -50,4 +63,5 @@ private:
     QAction* saveAction_;
     QAction* loadAction_;
     QAction* exportAction_;
+    std::vector<SettingsData::FileEntry> savedEdits_; // as last saved or loaded
 };

@@ -3,6 +3,7 @@
 #include "session/LoudnessReport.h"
 #include "ui/AboutDialog.h"
 #include "ui/BatchView.h"
+#include "ui/ExportControlsView.h"
 #include "ui/TaskbarProgress.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
@@ -73,6 +74,13 @@ void MainWindow::closeEvent(QCloseEvent* event) {
             exports_.cancel();
         }
         return;
+    }
+    if (batch_->exportControls().hasUnsavedEdits()) {
+        const std::optional<bool> save = dialogs_.askToSaveEdits(this);
+        if (!save || (*save && !batch_->exportControls().saveSettings())) {
+            event->ignore();
+            return;
+        }
     }
     QMainWindow::closeEvent(event);
 }

@@ -40,6 +40,7 @@ public:
 
 protected:
     // While an export runs, asks; a yes cancels it and closes once it ended.
+    // With edits not saved, asks whether to save them first.
     void closeEvent(QCloseEvent* event) override;
 
 private:

@@ -40,13 +40,18 @@ struct Window {
     std::optional<bool> clippingAnswer = true;
     int clippingAsked = 0;
     QStringList existingAsked; // the names the last question about existing outputs listed; it is cancelled
+    QString settingsPath;
+    std::optional<bool> saveEditsAnswer; // to the question on closing with edits not saved: stay
+    int replaceAsked = 0, saveEditsAsked = 0;
     std::unique_ptr<MainWindow> window;
 
     Window() {
         Dialogs d;
         d.chooseAudioFiles = [](QWidget*) { return QList<QUrl>(); };
         d.chooseExportFolder = [this](QWidget*) { return exportFolder; };
-        d.chooseSettingsToSave = d.chooseSettingsToLoad = [](QWidget*) { return QString(); };
+        d.chooseSettingsToSave = d.chooseSettingsToLoad = [this](QWidget*) { return settingsPath; };
+        d.confirmReplaceList = [this](QWidget*, size_t) { return ++replaceAsked, true; };
+        d.askToSaveEdits = [this](QWidget*) { return ++saveEditsAsked, saveEditsAnswer; };
         d.chooseReportToSave = [this](QWidget*) { return reportPath; };
         d.askAboutClipping = [this](QWidget*, const BatchSession&) { return ++clippingAsked, clippingAnswer; };
         d.askAboutExisting = [this](QWidget*, const QStringList& names) {
@@ -225,6 +230,35 @@ TEST(MainWindowTest, SegmentActionsBecomeUndoSteps) {
     EXPECT_FALSE(file->segmentEdits().hasEdits());
     undo.undo();
     EXPECT_EQ(file->segmentEdits().separators().size(), 1u) << "undone";
+}
+
+TEST(MainWindowTest, EditsAreSavedLoadedBackAndNeverLostWithoutAsking) {
+    Window w;
+    w.drop({w.tone("a.wav", 0.2, 20.0), w.tone("b.wav", 0.1)});
+    ASSERT_TRUE(w.analysed());
+    const std::vector<AudioFileItemPtr> before = w.state.files();
+    w.batch().history().handleSegmentEditAction(SegmentEditActions::AddSeparator{5.0}, before[0]);
+    before[1]->setCorrectionDB(3.0);
+    before[1]->setIsManualOverride(true);
+    EXPECT_FALSE(w.window->close()) << "Cancel stays";
+    w.settingsPath = w.dir.filePath("s.json");
+    w.saveEditsAnswer = true;
+    EXPECT_TRUE(w.window->close()) << "saved first";
+    EXPECT_EQ(w.saveEditsAsked, 2);
+
+    // Loaded over the list: asked, the edits come back, and undo brings back the old list.
+    w.batch().commands().file[1]->trigger();
+    EXPECT_EQ(w.replaceAsked, 1);
+    ASSERT_TRUE(w.analysed());
+    ASSERT_EQ(w.state.files().size(), 2u);
+    EXPECT_NE(w.state.files()[0], before[0]);
+    EXPECT_EQ(SettingsData::Segments::of(w.state.files()[0]->segmentEdits().snapshot()),
+              SettingsData::Segments::of(before[0]->segmentEdits().snapshot()));
+    EXPECT_EQ(w.state.files()[1]->correctionDB(), 3.0);
+    w.window->undoStack().undo();
+    EXPECT_EQ(w.state.files(), before);
+    w.window->undoStack().undo();
+    EXPECT_FALSE(before[0]->segmentEdits().hasEdits()) << "the old list's own steps";
 }
 
 TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
