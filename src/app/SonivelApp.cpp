@@ -3,6 +3,7 @@
 #include "Version.h"
 #include "app/RememberedChoices.h"
 #include "ui/BatchView.h"
+#include "ui/ListRecovery.h"
 #include "ui/UpdateDialogs.h"
 
 #include <QDialog>
@@ -48,6 +49,7 @@ void SonivelApp::start(const QStringList& files, bool interactive) {
         });
     window_.show();
     if (interactive) {
+        window_.keepListAt(ListRecovery::defaultPath());
         window_.showOnFirstLaunch();
         // Once the window is up: the question about automatic checks (second
         // launch only) and a check when one is due.

@@ -2,7 +2,8 @@
 
 // The desktop application for the whole run: the application state, the
 // update checker and the one main window, with "Check for Updates..." after
-// About in the Help menu. At start the window shows as it was left, the
+// About in the Help menu. At start the window shows as it was left, a
+// list left by a window that did not close normally is offered back, the
 // first launch gets the introduction, the second asks about automatic
 // update checks, and the files given are added; files that later starts
 // hand over are added as a drop would, and the window comes to the front.

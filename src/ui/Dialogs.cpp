@@ -133,5 +133,13 @@ Dialogs Dialogs::standard() {
             return std::nullopt;
         return answer == QMessageBox::Save;
     };
+    d.offerRecoveredList = [](QWidget* parent, size_t count) {
+        return QMessageBox::question(
+                   parent, QStringLiteral("Restore Your List?"),
+                   QStringLiteral("Sonivel did not close normally last time. Restore the list you were working on "
+                                  "(%1), with its corrections and segment edits?")
+                       .arg(count == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(count)),
+                   QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) == QMessageBox::Yes;
+    };
     return d;
 }

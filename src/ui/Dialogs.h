@@ -36,6 +36,9 @@ struct Dialogs {
     // Closing with edits not saved: save them first (true), discard them
     // (false), or stay (none).
     std::function<std::optional<bool>(QWidget* parent)> askToSaveEdits;
+    // A list of `count` files left by a window that did not close normally:
+    // whether to bring it back.
+    std::function<bool(QWidget* parent, size_t count)> offerRecoveredList;
 
     // The desktop's file dialogs, each starting in the folder last used for
     // its purpose ("audio", "export", "settings", "report").

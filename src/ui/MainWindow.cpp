@@ -1,9 +1,12 @@
 #include "ui/MainWindow.h"
 
 #include "session/LoudnessReport.h"
+#include "session/SettingsFile.h"
 #include "ui/AboutDialog.h"
 #include "ui/BatchView.h"
+#include "ui/EditHistory.h"
 #include "ui/ExportControlsView.h"
+#include "ui/ListRecovery.h"
 #include "ui/TaskbarProgress.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
@@ -82,7 +85,19 @@ void MainWindow::closeEvent(QCloseEvent* event) {
             return;
         }
     }
+    if (recovery_)
+        recovery_->discard();
     QMainWindow::closeEvent(event);
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::keepListAt(const QString& path) {
+    if (const std::optional<size_t> count = ListRecovery::leftAt(path);
+        count && dialogs_.offerRecoveredList(this, *count))
+        batch_->history().replaceList(QStringLiteral("Restore List"),
+                                      [&] { return SettingsFile::loadSettings(state_, path).ok(); });
+    recovery_ = std::make_unique<ListRecovery>(state_, path);
 }
 
 void MainWindow::addCommandAfterAbout(QAction* command) { help_->insertAction(help_->actions().value(1), command); }

@@ -15,6 +15,7 @@
 #include <optional>
 
 class BatchView;
+class ListRecovery;
 class QAction;
 class QMenu;
 
@@ -24,6 +25,7 @@ class MainWindow : public QMainWindow {
 public:
     MainWindow(BatchSession& state, Dialogs dialogs = Dialogs::standard(),
                std::unique_ptr<AudioOutput> output = nullptr, QWidget* parent = nullptr);
+    ~MainWindow() override;
 
     BatchView* batch() const { return batch_; }
     // The export of this window's list: its choices and its runs.
@@ -37,6 +39,10 @@ public:
 
     // On the first launch only: remembers it was seen and shows the wizard.
     void showOnFirstLaunch();
+    // Keeps the working list at `path` from now on (see ListRecovery),
+    // after offering back a list that a window which did not close
+    // normally left there; taking it is a step that undo takes back.
+    void keepListAt(const QString& path);
 
 protected:
     // While an export runs, asks; a yes cancels it and closes once it ended.
@@ -52,4 +58,5 @@ private:
     QUndoStack undo_;
     BatchView* batch_;
     QMenu* help_;
+    std::unique_ptr<ListRecovery> recovery_;
 };

@@ -13,6 +13,7 @@
 TEST(SingleInstanceTest, LaterStartsHandTheirFilesToTheOpenWindow) {
     QTemporaryDir runtime, config;
     qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
+    qputenv("XDG_STATE_HOME", QFile::encodeName(runtime.path())); // where the working list is kept
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
     QCoreApplication::setOrganizationName("SonivelInstanceTest");
     QSettings().setValue("hasSeenOnboarding", true);
@@ -40,6 +41,7 @@ TEST(SingleInstanceTest, LaterStartsHandTheirFilesToTheOpenWindow) {
     ASSERT_EQ(first.session().files().size(), 1u) << "the open window has the file";
     EXPECT_EQ(first.session().files()[0]->url().toLocalFile(), song);
     qunsetenv("XDG_RUNTIME_DIR");
+    qunsetenv("XDG_STATE_HOME");
 }
 
 TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {

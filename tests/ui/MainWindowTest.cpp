@@ -43,6 +43,7 @@ struct Window {
     QString settingsPath;
     std::optional<bool> saveEditsAnswer; // to the question on closing with edits not saved: stay
     int replaceAsked = 0, saveEditsAsked = 0;
+    size_t recoveryOffered = 0; // the files of the last list offered back; it is taken
     std::unique_ptr<MainWindow> window;
 
     Window() {
@@ -52,6 +53,7 @@ struct Window {
         d.chooseSettingsToSave = d.chooseSettingsToLoad = [this](QWidget*) { return settingsPath; };
         d.confirmReplaceList = [this](QWidget*, size_t) { return ++replaceAsked, true; };
         d.askToSaveEdits = [this](QWidget*) { return ++saveEditsAsked, saveEditsAnswer; };
+        d.offerRecoveredList = [this](QWidget*, size_t count) { return (recoveryOffered = count) > 0; };
         d.chooseReportToSave = [this](QWidget*) { return reportPath; };
         d.askAboutClipping = [this](QWidget*, const BatchSession&) { return ++clippingAsked, clippingAnswer; };
         d.askAboutExisting = [this](QWidget*, const QStringList& names) {
@@ -259,6 +261,27 @@ TEST(MainWindowTest, EditsAreSavedLoadedBackAndNeverLostWithoutAsking) {
     EXPECT_EQ(w.state.files(), before);
     w.window->undoStack().undo();
     EXPECT_FALSE(before[0]->segmentEdits().hasEdits()) << "the old list's own steps";
+}
+
+// A window that does not close normally leaves its list and edits to the next start.
+TEST(MainWindowTest, AKilledWindowsListComesBackAtTheNextStart) {
+    QTemporaryDir stateFolder;
+    const QString kept = stateFolder.filePath("sonivel/working-list.json");
+    Window first;
+    first.window->keepListAt(kept);
+    first.drop({first.tone("a.wav", 0.2, 20.0)});
+    ASSERT_TRUE(first.analysed());
+    first.batch().history().handleSegmentEditAction(SegmentEditActions::AddSeparator{5.0}, first.state.files()[0]);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return fixtures::readFile(kept).contains("segments"); }, 8000));
+
+    Window second; // the first never closes
+    second.window->keepListAt(kept);
+    EXPECT_EQ(second.recoveryOffered, 1u);
+    ASSERT_EQ(second.state.files().size(), 1u);
+    EXPECT_EQ(second.state.files()[0]->segmentEdits().separators().size(), 1u);
+    second.saveEditsAnswer = false;
+    EXPECT_TRUE(second.window->close());
+    EXPECT_FALSE(QFile::exists(kept)) << "closed normally, nothing to offer";
 }
 
 TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {

@@ -1,0 +1,61 @@
+#include "ui/ListRecovery.h"
+
+#include "io/Error.h"
+#include "io/TemporaryFile.h"
+#include "session/SettingsFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+constexpr int intervalMs = 3000;
+
+} // namespace
+
+ListRecovery::ListRecovery(BatchSession& state, QString path, QObject* parent)
+    : QObject(parent), state_(state), path_(std::move(path)) {
+    timer_.setInterval(intervalMs);
+    connect(&timer_, &QTimer::timeout, this, &ListRecovery::keep);
+    timer_.start();
+}
+
+QString ListRecovery::defaultPath() {
+    QString folder = qEnvironmentVariable("XDG_STATE_HOME");
+    if (!QDir::isAbsolutePath(folder)) // unset, empty or relative: the default
+        folder = QDir::homePath() + QStringLiteral("/.local/state");
+    return folder + QStringLiteral("/sonivel/working-list.json");
+}
+
+std::optional<size_t> ListRecovery::leftAt(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > SettingsFile::maximumFileBytes)
+        return std::nullopt;
+    const Result<SettingsData> data = SettingsFile::decode(file.readAll());
+    if (!data.ok() || data.value().files.empty())
+        return std::nullopt;
+    return data.value().files.size();
+}
+
+void ListRecovery::keep() {
+    const QByteArray bytes = SettingsFile::encode(SettingsFile::settingsFrom(state_));
+    if (bytes == written_)
+        return;
+    try {
+        if (state_.files().empty()) {
+            QFile::remove(path_);
+        } else {
+            QDir().mkpath(QFileInfo(path_).absolutePath());
+            TemporaryFiles::replaceWith(path_, bytes);
+        }
+        written_ = bytes;
+    } catch (const Failure&) {
+        // A full or read-only disk: tried again at the next tick.
+    }
+}
+
+void ListRecovery::discard() {
+    timer_.stop();
+    QFile::remove(path_);
+}
