@@ -2,9 +2,13 @@
 
 #include "io/NativePath.h"
 
+#include <QFileInfo>
+
 namespace AnalysisErrors {
 
 Failure cannotDecode(const QString& path) {
+    if (QFileInfo(path).size() == 0)
+        return Failure(Error::Kind::decode, NativePath::shownName(path) + QStringLiteral(" is empty (0 bytes)"), path);
     return Failure(Error::Kind::decode, QStringLiteral("Cannot decode ") + NativePath::shownName(path), path);
 }
 

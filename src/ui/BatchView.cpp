@@ -411,8 +411,9 @@ void BatchView::refreshProgress() {
     progress_->setVisible(session_.isExporting());
     const ExportProgress p = session_.progress();
     const double fraction = p.total < 1 ? 0.0 : std::clamp(p.done / static_cast<double>(p.total), 0.0, 1.0);
-    progressText_->setText(QString::asprintf("Exporting %lld / %lld files...", static_cast<long long>(p.current),
-                                             static_cast<long long>(p.total)));
+    progressText_->setText(QStringLiteral("%1 of %2 exported...")
+                               .arg(p.current)
+                               .arg(p.total == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(p.total)));
     progressPercent_->setText(QStringLiteral("%1%").arg(static_cast<int>(fraction * 100)));
     progressBar_->setValue(static_cast<int>(fraction * 1000));
 }

@@ -15,7 +15,7 @@
 ClippingWarningDialog::ClippingWarningDialog(const std::vector<AudioFileItemPtr>& sources, double ceilingDBTP,
                                              QWidget* parent)
     : QDialog(parent),
-      limiter_(new QRadioButton(QStringLiteral("Apply limiter (ffmpeg alimiter — transparent brickwall)"))),
+      limiter_(new QRadioButton(QStringLiteral("Apply the limiter (it holds every true peak at the ceiling)"))),
       anyway_(new QRadioButton(QStringLiteral("Export anyway (peaks will be clipped)"))) {
     setWindowTitle(QStringLiteral("Clipping"));
     setWindowModality(Qt::WindowModal);

@@ -1,5 +1,6 @@
 #include "ui/EditHistory.h"
 
+#include "io/NativePath.h"
 #include "ui/Selection.h"
 
 namespace {
@@ -21,7 +22,7 @@ class RemoveFileCommand : public AppliedCommand {
 public:
     RemoveFileCommand(Selection& selection, Selection::Removal removal)
         : selection_(selection), removal_(std::move(removal)) {
-        setText(QStringLiteral("Remove Song"));
+        setText(QStringLiteral("Remove \"%1\"").arg(NativePath::shownName(removal_.removed.file->path())));
     }
     void undo() override { selection_.restore(removal_); }
     void redo() override {

@@ -1,7 +1,7 @@
 #pragma once
 
 // The window's undo history for the working list and the segment edits:
-// removing a file ("Remove Song"), and the segment edit actions of the
+// removing a file ("Remove "a.wav""), and the segment edit actions of the
 // waveform's overlay and reset button, where a whole drag becomes one
 // "Adjust Segment" step and a change refused makes none.
 // Undoing an edit selects the file it changes, so the user sees it.

@@ -189,7 +189,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
                 return QString::asprintf("%.1f", *f->figureLUFS());
             if (f->isAnalyzing())
                 return QStringLiteral("...");
-            return f->analysisError() ? QStringLiteral("ERR") : QString();
+            return f->analysisError() ? QStringLiteral("Failed") : QString();
         }
         if (role == Qt::ForegroundRole && !analysis) {
             if (f->isAnalyzing())

@@ -10,8 +10,17 @@ StatusLine::StatusLine(BatchSession& state, ExportSession& exports, QObject* par
                        : QStringLiteral("Analyzing %1/%2...").arg(done).arg(total));
     });
     connect(&state, &BatchSession::analysisFinished, this, [this] {
-        show(noticeWhenAnalysed_.isEmpty() ? analysisComplete
-                                           : analysisComplete + QLatin1Char(' ') + noticeWhenAnalysed_);
+        QStringList failed;
+        for (const AudioFileItemPtr& file : state_.files())
+            if (file->analysisError())
+                failed << NativePath::shownName(file->path());
+        QString text = analysisComplete;
+        if (!failed.isEmpty())
+            text += (failed.size() == 1 ? QStringLiteral(" 1 file could not be analysed: %1.")
+                                        : QStringLiteral(" %1 files could not be analysed: %2.").arg(failed.size()))
+                        .arg(failed.size() > 3 ? failed.mid(0, 3).join(QStringLiteral(", ")) + QStringLiteral(" ...")
+                                               : failed.join(QStringLiteral(", ")));
+        show(noticeWhenAnalysed_.isEmpty() ? text : text + QLatin1Char(' ') + noticeWhenAnalysed_);
         noticeWhenAnalysed_.clear();
     });
     connect(&exports, &ExportSession::rateLowered, this, [this](ExportFormat format) {

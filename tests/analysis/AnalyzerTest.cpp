@@ -107,6 +107,7 @@ TEST_F(AnalyzerTest, NotANumberIsSilenceAndWhatIsNoAudioIsRefusedAtOnce) {
     QElapsedTimer clock;
     clock.start();
     EXPECT_EQ(refusal("damaged.wav"), "Cannot decode damaged.wav");
+    EXPECT_EQ(refusal(QFileInfo(fixtures::writeFile(path("zero.wav"), "")).fileName()), "zero.wav is empty (0 bytes)");
     EXPECT_LT(clock.elapsed(), 3000) << "not a hang";
 }
 

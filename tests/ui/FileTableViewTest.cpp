@@ -48,7 +48,7 @@ TEST(FileTableViewTest, CellsShowTheFiguresInTheirColours) {
     EXPECT_EQ(t.figures(2).last(), "1.0 dB");
     EXPECT_EQ(t.figures(3), (QStringList{"...", "", ""}));
     EXPECT_TRUE(t.model().data(t.model().index(3, 0), FileTableModel::isAnalyzingRole).toBool());
-    EXPECT_EQ(t.figures(4).first(), "ERR");
+    EXPECT_EQ(t.figures(4).first(), "Failed");
     EXPECT_EQ((QList<QColor>{t.colour(0, FileTableModel::headroom), t.colour(1, FileTableModel::headroom),
                              t.colour(2, FileTableModel::headroom), t.colour(4, FileTableModel::peak)}),
               (QList<QColor>{FileTableModel::warningColor, FileTableModel::errorColor, FileTableModel::goodColor,

@@ -17,7 +17,8 @@ TEST(StatusLineTest, PutsTheSessionsOutcomesIntoWords) {
     status.showWhenAnalysed("The settings file names no channel mix.");
     ASSERT_TRUE(fixtures::waitUntil([&] { return !state.isAnalyzing(); }));
     EXPECT_EQ(texts, (QStringList{"Analyzing 2 file(s)...", "Analyzing 1/2...", "Analyzing 2/2...",
-                                  "Analysis complete. The settings file names no channel mix."}));
+                                  "Analysis complete. 2 files could not be analysed: a.wav, b.wav. The settings "
+                                  "file names no channel mix."}));
     status.showWhenAnalysed("Now.");
     EXPECT_EQ(status.text(), "Now.");
     exports.setSampleRate(SampleRate::rate96000);
