@@ -23,6 +23,7 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
@@ -64,33 +65,53 @@ QFrame* divider() {
 // the target as it was.
 class TargetField : public QDoubleSpinBox {
 public:
+    // Told of a typed value outside the range, before it is held to it.
+    std::function<void(double typed)> onHeldToRange;
+
     QValidator::State validate(QString& text, int& pos) const override {
         const QValidator::State state = QDoubleSpinBox::validate(text, pos);
         if (state != QValidator::Invalid)
             return state;
-        bool number = false;
-        locale().toDouble(text, &number);
-        return number || text == QLatin1String("-") ? QValidator::Intermediate : QValidator::Invalid;
+        return typed(text) || text == QLatin1String("-") ? QValidator::Intermediate : QValidator::Invalid;
     }
     void fixup(QString& input) const override {
-        bool number = false;
-        const double typed = locale().toDouble(input, &number);
-        if (number)
-            input = textFromValue(std::clamp(typed, minimum(), maximum()));
+        if (const std::optional<double> v = typed(input))
+            input = textFromValue(std::clamp(*v, minimum(), maximum()));
     }
     double valueFromText(const QString& text) const override {
-        bool number = false;
-        const double typed = locale().toDouble(text, &number);
-        return number ? std::clamp(typed, minimum(), maximum()) : value();
+        const std::optional<double> v = typed(text);
+        return v ? std::clamp(*v, minimum(), maximum()) : value();
     }
 
 protected:
     // Return enters the value and hands the keyboard back to the window, so
     // that Space plays instead of typing here.
     void keyPressEvent(QKeyEvent* event) override {
+        const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+        if (enter)
+            tellIfOutside();
         QDoubleSpinBox::keyPressEvent(event);
-        if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        if (enter)
             clearFocus();
+    }
+    void focusOutEvent(QFocusEvent* event) override {
+        tellIfOutside();
+        QDoubleSpinBox::focusOutEvent(event);
+    }
+
+private:
+    // Either decimal mark, whatever the language: "-14,5" is "-14.5" (no
+    // target between -40 and -3 has a thousands separator).
+    static std::optional<double> typed(QString text) {
+        text.replace(QLatin1Char(','), QLatin1Char('.'));
+        bool number = false;
+        const double v = QLocale::c().toDouble(text.trimmed(), &number);
+        return number ? std::optional(v) : std::nullopt;
+    }
+    void tellIfOutside() {
+        const std::optional<double> v = typed(lineEdit()->text());
+        if (v && (*v < minimum() || *v > maximum()) && onHeldToRange)
+            onHeldToRange(*v);
     }
 };
 
@@ -144,7 +165,8 @@ QLayout* BatchView::buildToolbar() {
     remove_ = new QPushButton(QStringLiteral("Remove"));
     remove_->setObjectName(QStringLiteral("remove"));
     remove_->setIcon(QIcon::fromTheme(QStringLiteral("list-remove")));
-    target_ = new TargetField;
+    auto* field = new TargetField;
+    target_ = field;
     target_->setObjectName(QStringLiteral("target"));
     target_->setDecimals(1);
     target_->setRange(-40.0, -3.0); // typed values are clamped into range
@@ -152,6 +174,12 @@ QLayout* BatchView::buildToolbar() {
     target_->setCorrectionMode(QAbstractSpinBox::CorrectToPreviousValue);
     target_->setKeyboardTracking(false);
     target_->setFixedWidth(80);
+    target_->setToolTip(QStringLiteral("Target loudness, from -40 to -3 LUFS"));
+    field->onHeldToRange = [this](double typed) {
+        statusLine_.show(QStringLiteral("The target goes from -40 to -3 LUFS: %1 became %2.")
+                             .arg(typed)
+                             .arg(std::clamp(typed, -40.0, -3.0), 0, 'f', 1));
+    };
     target_->setValue(state_.targetLUFS());
     toolbar->addWidget(add_);
     toolbar->addWidget(remove_);

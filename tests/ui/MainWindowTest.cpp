@@ -127,26 +127,27 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
 
     // Typed targets are clamped; the stepper moves by 0.5.
     QDoubleSpinBox* target = child<QDoubleSpinBox>(*w.window, "target");
-    QLineEdit* typed = target->findChild<QLineEdit*>();
-    ASSERT_NE(typed, nullptr);
     const auto type = [&](const char* text) {
-        typed->selectAll();
-        QTest::keyClicks(typed, text);
-        QTest::keyClick(typed, Qt::Key_Return);
+        target->setFocus();
+        target->selectAll();
+        QTest::keyClicks(target, text);
+        QTest::keyClick(target, Qt::Key_Return);
         return w.state.targetLUFS();
     };
     EXPECT_EQ(type("-50"), -40.0);
+    EXPECT_EQ(w.status(), "The target goes from -40 to -3 LUFS: -50 became -40.0.");
     target->stepUp();
     EXPECT_EQ(w.state.targetLUFS(), -39.5);
+    EXPECT_EQ(type("-14,5"), -14.5) << "either decimal mark";
     EXPECT_EQ(type("-1"), -3.0);
     EXPECT_FALSE(target->hasFocus()) << "Return hands the keys back to the window";
     // What is not a number leaves the target alone.
     type("-14");
     for (const char* text : {"", "-", "."}) {
         target->setFocus();
-        typed->selectAll();
-        QTest::keyClick(typed, Qt::Key_Backspace);
-        QTest::keyClicks(typed, text);
+        target->selectAll();
+        QTest::keyClick(target, Qt::Key_Backspace);
+        QTest::keyClicks(target, text);
         target->clearFocus();
         EXPECT_EQ(w.state.targetLUFS(), -14.0) << '"' << text << '"';
     }
