@@ -27,6 +27,8 @@ public:
     // Stops pulling; when it returns, the callback is not running and won't run.
     virtual void close() = 0;
     virtual std::optional<int64_t> openRate() const = 0;
+    // Whether what it plays is heard (not so for the silent clock).
+    virtual bool isAudible() const { return true; }
     // Chooses the device that later opens use (a device index of the backend).
     virtual void setDevice(int deviceIndex) { (void)deviceIndex; }
 };

@@ -26,6 +26,7 @@ public:
         current_ = nullptr;
     }
     std::optional<int64_t> openRate() const override { return current_ ? current_->openRate() : std::nullopt; }
+    bool isAudible() const override { return current_ != &silent_; }
     void setDevice(int deviceIndex) override { portAudio_.setDevice(deviceIndex); }
 
 private:

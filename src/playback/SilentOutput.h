@@ -16,6 +16,7 @@ public:
     std::optional<int64_t> open(int64_t sampleRate, AudioCallback* callback) override;
     void close() override;
     std::optional<int64_t> openRate() const override;
+    bool isAudible() const override { return false; }
 
 private:
     std::atomic<bool> running_{false};

@@ -347,6 +347,10 @@ void BatchView::connectActions() {
     connect(&state_, &BatchSession::normalizeByChanged, this,
             [this] { showChoice(normalizeBy_, state_.normalizeBy()); });
     connect(&selection_, &Selection::changed, this, &BatchView::onSelectionChanged);
+    connect(engine_.get(), &AudioPlaybackEngine::isPlayingChanged, this, [this] {
+        if (engine_->isPlaying() && !engine_->output().isAudible())
+            statusLine_.show(QStringLiteral("No audio output device was found: playback runs without sound."));
+    });
     connect(&statusLine_, &StatusLine::textChanged, this, &BatchView::refreshStatus);
     connect(&session_, &ExportSession::isExportingChanged, this, &BatchView::refreshProgress);
     connect(&session_, &ExportSession::progressChanged, this, &BatchView::refreshProgress);

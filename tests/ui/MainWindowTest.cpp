@@ -3,6 +3,7 @@
 #include "cli/AnalyzeCommand.h"
 #include "export/ExportRun.h"
 #include "playback/MemoryOutput.h"
+#include "playback/SilentOutput.h"
 #include "session/ExportPlan.h"
 #include "ui/BatchView.h"
 #include "ui/ClippingWarningDialog.h"
@@ -46,7 +47,7 @@ struct Window {
     size_t recoveryOffered = 0; // the files of the last list offered back; it is taken
     std::unique_ptr<MainWindow> window;
 
-    Window() {
+    explicit Window(std::unique_ptr<AudioOutput> output = std::make_unique<MemoryOutput>()) {
         Dialogs d;
         d.chooseAudioFiles = [](QWidget*) { return QList<QUrl>(); };
         d.chooseExportFolder = [this](QWidget*) { return exportFolder; };
@@ -59,7 +60,7 @@ struct Window {
         d.askAboutExisting = [this](QWidget*, const QStringList& names) {
             return existingAsked = names, std::optional<ExistingOutputs>();
         };
-        window = std::make_unique<MainWindow>(state, d, std::make_unique<MemoryOutput>());
+        window = std::make_unique<MainWindow>(state, d, std::move(output));
         window->show();
     }
     BatchView& batch() { return *window->batch(); }
@@ -182,6 +183,11 @@ TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
     QTest::keyClick(w.window.get(), Qt::Key_E, Qt::ControlModifier);
     EXPECT_FALSE(w.state.files()[0]->isEditMode());
     EXPECT_EQ(child<QLabel>(c, "statusLine")->text(), "Analysis complete.");
+    Window silent(std::make_unique<SilentOutput>());
+    silent.drop({silent.tone("a.wav", 0.2, 5.0)});
+    ASSERT_TRUE(silent.analysed());
+    QTest::keyClick(silent.window.get(), Qt::Key_Space);
+    EXPECT_EQ(silent.status(), "No audio output device was found: playback runs without sound.");
 }
 
 TEST(MainWindowTest, SegmentActionsBecomeUndoSteps) {
