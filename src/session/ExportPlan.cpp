@@ -1,5 +1,6 @@
 #include "session/ExportPlan.h"
 
+#include "editing/SegmentEditModel.h"
 #include "io/NativePath.h"
 
 #include <algorithm>
@@ -31,7 +32,10 @@ std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& fil
     for (const AudioFileItemPtr& file : files) {
         if (!file->analysis() || file->analysis()->isSilent())
             continue;
-        const double value = *file->figureLUFS() - file->analysis()->truePeakDBTP + ceilingDBTP;
+        const double largest = SegmentEditModel::largestGainOffsetDB(file->segmentEdits().segmentGains());
+        const double value = *file->figureLUFS() -
+                             SegmentEditModel::correctedPeakDBFS(file->analysis()->truePeakDBTP, 0.0, largest) +
+                             ceilingDBTP;
         safe = safe ? std::min(*safe, value) : value;
     }
     return safe;

@@ -24,8 +24,9 @@ namespace ExportPlan {
 std::vector<ClippingFile> findClippingFiles(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
 
 // The highest target at which no file's true peak passes the ceiling when
-// every correction is automatic and no segment is raised: the smallest
-// figure − true peak, plus the ceiling. None without analysed files.
+// every correction is automatic, counting each file's largest segment gain
+// as its headroom does: the smallest figure − (true peak + largest segment
+// gain), plus the ceiling. None without analysed files.
 std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& files, double ceilingDBTP);
 
 // The guard's words, the same in the window's warning and on the command
