@@ -13,6 +13,17 @@
 
 namespace {
 
+// "1 file", "3 files".
+QString fileCount(size_t count) {
+    return count == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(count);
+}
+
+// A question with two answers: whether it got `yes`.
+bool ask(QWidget* parent, const QString& title, const QString& text, QMessageBox::StandardButton yes,
+         QMessageBox::StandardButton no, QMessageBox::StandardButton preset) {
+    return QMessageBox::question(parent, title, text, yes | no, preset) == yes;
+}
+
 // Runs a file dialog: the desktop's own where the platform offers one, else
 // Qt's at a size that shows its columns. It starts in the folder last used
 // for the same purpose, remembered across runs.
@@ -110,18 +121,16 @@ Dialogs Dialogs::standard() {
         return std::nullopt;
     };
     d.confirmQuitDuringExport = [](QWidget* parent) {
-        return QMessageBox::question(parent, QStringLiteral("Quit Sonivel?"),
-                                     QStringLiteral("An export is running. Cancel it and quit? The files already "
-                                                    "written are kept."),
-                                     QMessageBox::Yes | QMessageBox::No, QMessageBox::No) == QMessageBox::Yes;
+        return ask(parent, QStringLiteral("Quit Sonivel?"),
+                   QStringLiteral("An export is running. Cancel it and quit? The files already written are kept."),
+                   QMessageBox::Yes, QMessageBox::No, QMessageBox::No);
     };
     d.confirmReplaceList = [](QWidget* parent, size_t count) {
-        return QMessageBox::question(
-                   parent, QStringLiteral("Load Settings?"),
+        return ask(parent, QStringLiteral("Load Settings?"),
                    QStringLiteral("The settings file replaces the %1 in the list, with their corrections and edits. "
                                   "Edit > Undo brings them back.")
-                       .arg(count == 1 ? QStringLiteral("file") : QStringLiteral("%1 files").arg(count)),
-                   QMessageBox::Open | QMessageBox::Cancel, QMessageBox::Open) == QMessageBox::Open;
+                       .arg(fileCount(count)),
+                   QMessageBox::Open, QMessageBox::Cancel, QMessageBox::Open);
     };
     d.askToSaveEdits = [](QWidget* parent) -> std::optional<bool> {
         const auto answer = QMessageBox::question(
@@ -134,12 +143,11 @@ Dialogs Dialogs::standard() {
         return answer == QMessageBox::Save;
     };
     d.offerRecoveredList = [](QWidget* parent, size_t count) {
-        return QMessageBox::question(
-                   parent, QStringLiteral("Restore Your List?"),
+        return ask(parent, QStringLiteral("Restore Your List?"),
                    QStringLiteral("Sonivel did not close normally last time. Restore the list you were working on "
                                   "(%1), with its corrections and segment edits?")
-                       .arg(count == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(count)),
-                   QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) == QMessageBox::Yes;
+                       .arg(fileCount(count)),
+                   QMessageBox::Yes, QMessageBox::No, QMessageBox::Yes);
     };
     return d;
 }
