@@ -4,6 +4,16 @@
 #include "session/BatchSession.h"
 #include "session/ExportSession.h"
 
+namespace {
+
+// "a.wav, b.wav", or the first three and "..." for more.
+QString someNames(const QStringList& names) {
+    return names.size() > 3 ? names.mid(0, 3).join(QStringLiteral(", ")) + QStringLiteral(" ...")
+                            : names.join(QStringLiteral(", "));
+}
+
+} // namespace
+
 StatusLine::StatusLine(BatchSession& state, ExportSession& exports, QObject* parent) : QObject(parent), state_(state) {
     connect(&state, &BatchSession::analysisProgress, this, [this](int64_t done, int64_t total) {
         show(done == 0 ? QStringLiteral("Analyzing %1 file(s)...").arg(total)
@@ -18,8 +28,7 @@ StatusLine::StatusLine(BatchSession& state, ExportSession& exports, QObject* par
         if (!failed.isEmpty())
             text += (failed.size() == 1 ? QStringLiteral(" 1 file could not be analysed: %1.")
                                         : QStringLiteral(" %1 files could not be analysed: %2.").arg(failed.size()))
-                        .arg(failed.size() > 3 ? failed.mid(0, 3).join(QStringLiteral(", ")) + QStringLiteral(" ...")
-                                               : failed.join(QStringLiteral(", ")));
+                        .arg(someNames(failed));
         show(noticeWhenAnalysed_.isEmpty() ? text : text + QLatin1Char(' ') + noticeWhenAnalysed_);
         noticeWhenAnalysed_.clear();
     });
@@ -28,8 +37,13 @@ StatusLine::StatusLine(BatchSession& state, ExportSession& exports, QObject* par
     });
     connect(&exports, &ExportSession::isExportingChanged, this, [this, &exports] {
         shownExported_ = 0;
-        if (exports.isExporting())
-            show(exportStart(exports.progress().total));
+        if (!exports.isExporting())
+            return;
+        notAnalysed_.clear();
+        for (const AudioFileItemPtr& file : state_.files())
+            if (!file->analysis())
+                notAnalysed_ << NativePath::shownName(file->path());
+        show(exportStart(exports.progress().total));
     });
     // A line when a file is done, not at every step of the bar.
     connect(&exports, &ExportSession::progressChanged, this, [this, &exports] {
@@ -40,8 +54,12 @@ StatusLine::StatusLine(BatchSession& state, ExportSession& exports, QObject* par
         show(QStringLiteral("Exporting %1/%2...").arg(p.current).arg(p.total));
     });
     connect(&exports, &ExportSession::cancelling, this, [this] { show(QStringLiteral("Cancelling the export...")); });
-    connect(&exports, &ExportSession::finished, this,
-            [this](const ExportRun::Summary& summary) { show(exportSummary(summary)); });
+    connect(&exports, &ExportSession::finished, this, [this](const ExportRun::Summary& summary) {
+        show(notAnalysed_.isEmpty()
+                 ? exportSummary(summary)
+                 : exportSummary(summary) +
+                       QStringLiteral(" Not exported (not analysed): %1.").arg(someNames(notAnalysed_)));
+    });
 }
 
 void StatusLine::show(const QString& text) {

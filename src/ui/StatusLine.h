@@ -2,7 +2,8 @@
 
 // The window's status line: what the session and the export report, in
 // words. It follows the analyses ("Analyzing 2/5...", "Analysis complete.")
-// and the export ("Exporting 3 files...", the summary at the end), and shows
+// and the export ("Exporting 3 files...", the summary at the end, which names
+// the files left out for want of an analysis), and shows
 // what the views hand it (a saved report, a settings file that could not be
 // read).
 
@@ -10,6 +11,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 class BatchSession;
 class ExportSession;
@@ -43,4 +45,5 @@ private:
     QString text_ = ready;
     QString noticeWhenAnalysed_;
     int64_t shownExported_ = 0;
+    QStringList notAnalysed_; // the names of the files an export started without
 };

@@ -53,4 +53,7 @@ TEST(StatusLineTest, PutsTheSessionsOutcomesIntoWords) {
     };
     for (const auto& [run, text] : cases)
         EXPECT_EQ(StatusLine::exportSummary(run), text);
+    exports.start(true, dir.filePath("out"), ExistingOutputs::keepBoth); // both files failed their analysis
+    ASSERT_TRUE(fixtures::waitUntil([&] { return !exports.isExporting(); }));
+    EXPECT_EQ(status.text(), "Export complete! Not exported (not analysed): a.wav, b.wav.");
 }
