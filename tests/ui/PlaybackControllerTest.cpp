@@ -17,10 +17,14 @@ TEST(PlaybackControllerTest, ThePlayheadWithNothingSelected) {
     EXPECT_FALSE(t.engine.isPlaying());
     t.engine.seek(42.0);
     EXPECT_EQ(controller.displayPlayheadTime(), 42.0);
-    for (const auto& [seconds, text] : std::vector<std::pair<double, QString>>{
-             {5.04, "0:05.0"}, {75.3, "1:15.3"}, {3600, "60:00.0"}, {-3, "0:00.0"}, {59.97, "0:60.0"}})
+    for (const auto& [seconds, text] : std::vector<std::pair<double, QString>>{{5.04, "0:05.0"},
+                                                                               {75.3, "1:15.3"},
+                                                                               {3600, "1:00:00.0"},
+                                                                               {-3, "0:00.0"},
+                                                                               {59.97, "1:00.0"},
+                                                                               {10799.9, "2:59:59.9"}})
         EXPECT_EQ(TimeText::playhead(seconds), text) << seconds;
-    EXPECT_EQ(TimeText::axisLabel(65), "1:05");
+    EXPECT_EQ(TimeText::axisLabel(65) + " " + TimeText::axisLabel(3725), "1:05 1:02:05");
 }
 
 TEST(PlaybackControllerTest, SelectionJumpsToTheLoudestWindowWhilePlaying) {
