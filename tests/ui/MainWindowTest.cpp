@@ -279,7 +279,7 @@ TEST(MainWindowTest, AKilledWindowsListComesBackAtTheNextStart) {
     first.drop({first.tone("a.wav", 0.2, 20.0)});
     ASSERT_TRUE(first.analysed());
     first.batch().history().handleSegmentEditAction(SegmentEditActions::AddSeparator{5.0}, first.state.files()[0]);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return fixtures::readFile(kept).contains("segments"); }, 8000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return fixtures::readFile(kept).contains("segments"); }, 20000));
 
     Window second; // the first never closes
     second.window->keepListAt(kept);
