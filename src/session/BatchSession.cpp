@@ -202,6 +202,14 @@ void BatchSession::loadFiles(std::vector<AudioFileItemPtr> items) {
         analyzeFiles(unanalysed);
 }
 
+void BatchSession::loadFiles(std::vector<AudioFileItemPtr> items, ChannelMix mix) {
+    if (mix != channelMix_) {
+        loadFiles({});
+        setChannelMix(mix);
+    }
+    loadFiles(std::move(items));
+}
+
 void BatchSession::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
     const auto group = std::make_shared<AnalysisGroup>();
     group->mix = channelMix_;

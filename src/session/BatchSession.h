@@ -120,6 +120,9 @@ public:
     // Replaces the list (listReplaced) and analyses the items that have no
     // analysis yet.
     void loadFiles(std::vector<AudioFileItemPtr> items);
+    // The same with the files measured with `mix`: when it changes, the
+    // outgoing list is taken off first, so that it is not measured again.
+    void loadFiles(std::vector<AudioFileItemPtr> items, ChannelMix mix);
     // Aims every analysed, automatic item at the current target.
     void recalcCorrections();
     void resetOverride(AudioFileItem& item);

@@ -288,12 +288,6 @@ Result<Loaded> loadSettings(BatchSession& state, const QString& path, Entries en
     state.setAim(
         {{std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS), data.normalizeBy, data.ceilingDBTP},
          data.preset});
-    const ChannelMix mix = data.channelMix.value_or(ChannelMix::sum);
-    if (mix != state.channelMix()) {
-        state.loadFiles({}); // the list that goes is not measured again
-        state.setChannelMix(mix);
-    }
-
     std::vector<AudioFileItemPtr> items;
     Loaded loaded;
     loaded.mixAssumed = !data.channelMix;
@@ -310,7 +304,7 @@ Result<Loaded> loadSettings(BatchSession& state, const QString& path, Entries en
             item->segmentEdits().restore(entry.segments->snapshot());
         items.push_back(std::move(item));
     }
-    state.loadFiles(std::move(items));
+    state.loadFiles(std::move(items), data.channelMix.value_or(ChannelMix::sum));
     return loaded;
 }
 

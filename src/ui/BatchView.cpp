@@ -174,11 +174,13 @@ QLayout* BatchView::buildToolbar() {
     target_->setCorrectionMode(QAbstractSpinBox::CorrectToPreviousValue);
     target_->setKeyboardTracking(false);
     target_->setFixedWidth(80);
-    target_->setToolTip(QStringLiteral("Target loudness, from -40 to -3 LUFS"));
-    field->onHeldToRange = [this](double typed) {
-        statusLine_.show(QStringLiteral("The target goes from -40 to -3 LUFS: %1 became %2.")
+    const QString range = QStringLiteral("from %1 to %2 LUFS").arg(target_->minimum()).arg(target_->maximum());
+    target_->setToolTip(QStringLiteral("Target loudness, ") + range);
+    field->onHeldToRange = [this, field, range](double typed) {
+        statusLine_.show(QStringLiteral("The target goes %1: %2 became %3.")
+                             .arg(range)
                              .arg(typed)
-                             .arg(std::clamp(typed, -40.0, -3.0), 0, 'f', 1));
+                             .arg(std::clamp(typed, field->minimum(), field->maximum()), 0, 'f', 1));
     };
     target_->setValue(state_.targetLUFS());
     toolbar->addWidget(add_);
@@ -443,9 +445,7 @@ void BatchView::refreshProgress() {
     progress_->setVisible(session_.isExporting());
     const ExportProgress p = session_.progress();
     const double fraction = p.total < 1 ? 0.0 : std::clamp(p.done / static_cast<double>(p.total), 0.0, 1.0);
-    progressText_->setText(QStringLiteral("%1 of %2 exported...")
-                               .arg(p.current)
-                               .arg(p.total == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(p.total)));
+    progressText_->setText(QStringLiteral("%1 of %2 exported...").arg(p.current).arg(StatusLine::files(p.total)));
     progressPercent_->setText(QStringLiteral("%1%").arg(static_cast<int>(fraction * 100)));
     progressBar_->setValue(static_cast<int>(fraction * 1000));
 }

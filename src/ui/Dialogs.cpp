@@ -2,6 +2,7 @@
 
 #include "session/SettingsFile.h"
 #include "ui/ClippingWarningDialog.h"
+#include "ui/StatusLine.h"
 
 #include <QDir>
 #include <QFileDialog>
@@ -12,11 +13,6 @@
 #include <QStringList>
 
 namespace {
-
-// "1 file", "3 files".
-QString fileCount(size_t count) {
-    return count == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(count);
-}
 
 // A question with two answers: whether it got `yes`.
 bool ask(QWidget* parent, const QString& title, const QString& text, QMessageBox::StandardButton yes,
@@ -129,7 +125,7 @@ Dialogs Dialogs::standard() {
         return ask(parent, QStringLiteral("Load Settings?"),
                    QStringLiteral("The settings file replaces the %1 in the list, with their corrections and edits. "
                                   "Edit > Undo brings them back.")
-                       .arg(fileCount(count)),
+                       .arg(StatusLine::files(static_cast<int64_t>(count))),
                    QMessageBox::Open, QMessageBox::Cancel, QMessageBox::Open);
     };
     d.askToSaveEdits = [](QWidget* parent) -> std::optional<bool> {
@@ -146,7 +142,7 @@ Dialogs Dialogs::standard() {
         return ask(parent, QStringLiteral("Restore Your List?"),
                    QStringLiteral("Sonivel did not close normally last time. Restore the list you were working on "
                                   "(%1), with its corrections and segment edits?")
-                       .arg(fileCount(count)),
+                       .arg(StatusLine::files(static_cast<int64_t>(count))),
                    QMessageBox::Yes, QMessageBox::No, QMessageBox::Yes);
     };
     return d;

@@ -46,15 +46,9 @@ struct ListState {
     static ListState of(BatchSession& state) {
         return {state.files(), state.currentAim(), state.channelMix(), Selection::of(state).fileID()};
     }
-    // The list first, so that the aim reaches only its own files; a list
-    // measured with another mix is taken off before the mix changes, so
-    // that neither list is measured again.
+    // The list first, so that the aim reaches only its own files.
     void apply(BatchSession& state) const {
-        if (state.channelMix() != mix) {
-            state.loadFiles({});
-            state.setChannelMix(mix);
-        }
-        state.loadFiles(files);
+        state.loadFiles(files, mix);
         state.setAim(aim);
         Selection::of(state).select(selected);
     }

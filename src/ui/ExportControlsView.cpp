@@ -107,13 +107,14 @@ void ExportControlsView::loadSettings() {
         return;
     history_.replaceList(QStringLiteral("Load Settings"), [&] {
         const Result<SettingsFile::Loaded> loaded = SettingsFile::loadSettings(state_, path);
-        if (!loaded.ok())
+        if (!loaded.ok()) {
             status_.show(QStringLiteral("Error loading settings: ") + loaded.error().message);
-        else if (loaded.value().mixAssumed)
+            return false;
+        }
+        if (loaded.value().mixAssumed)
             status_.showWhenAnalysed(SettingsFile::noMixNotice);
-        if (loaded.ok())
-            savedEdits_ = handEdits(state_);
-        return loaded.ok();
+        savedEdits_ = handEdits(state_);
+        return true;
     });
 }
 

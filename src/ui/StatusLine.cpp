@@ -26,9 +26,7 @@ StatusLine::StatusLine(BatchSession& state, ExportSession& exports, QObject* par
                 failed << NativePath::shownName(file->path());
         QString text = analysisComplete;
         if (!failed.isEmpty())
-            text += (failed.size() == 1 ? QStringLiteral(" 1 file could not be analysed: %1.")
-                                        : QStringLiteral(" %1 files could not be analysed: %2.").arg(failed.size()))
-                        .arg(someNames(failed));
+            text += QStringLiteral(" %1 could not be analysed: %2.").arg(files(failed.size()), someNames(failed));
         show(noticeWhenAnalysed_.isEmpty() ? text : text + QLatin1Char(' ') + noticeWhenAnalysed_);
         noticeWhenAnalysed_.clear();
     });
@@ -74,14 +72,15 @@ void StatusLine::showWhenAnalysed(const QString& notice) {
         show(notice);
 }
 
-QString StatusLine::exportStart(int64_t count) {
-    return count == 1 ? QStringLiteral("Exporting 1 file...") : QStringLiteral("Exporting %1 files...").arg(count);
+QString StatusLine::files(int64_t count) {
+    return count == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(count);
 }
+
+QString StatusLine::exportStart(int64_t count) { return QStringLiteral("Exporting %1...").arg(files(count)); }
 
 QString StatusLine::exportSummary(const ExportRun::Summary& summary) {
     if (summary.error)
         return QStringLiteral("Export error: ") + summary.error->message;
-    const auto files = [](int64_t n) { return n == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(n); };
     QStringList failures, held;
     for (const ExportRun::FileResult& f : summary.files) {
         if (f.error)

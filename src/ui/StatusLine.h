@@ -31,6 +31,8 @@ public:
     // end, or at once when none is running.
     void showWhenAnalysed(const QString& notice);
 
+    // "1 file", "3 files".
+    static QString files(int64_t count);
     // "Exporting 3 files..."
     static QString exportStart(int64_t count);
     // A finished run: "Export complete!", or what was written, what failed
