@@ -6,6 +6,7 @@
 #include "ui/FiguresLine.h"
 #include "ui/FileTableView.h"
 #include "ui/Icons.h"
+#include "ui/Labelled.h"
 #include "ui/PaintKit.h"
 #include "ui/PlaybackControlsView.h"
 #include "ui/Selection.h"
@@ -161,6 +162,7 @@ QLayout* BatchView::buildToolbar() {
     toolbar->setContentsMargins(12, 8, 12, 8);
     toolbar->setSpacing(12);
     add_ = new QPushButton(QStringLiteral("Add Files"));
+    add_->setObjectName(QStringLiteral("add"));
     add_->setIcon(QIcon::fromTheme(QStringLiteral("list-add")));
     remove_ = new QPushButton(QStringLiteral("Remove"));
     remove_->setObjectName(QStringLiteral("remove"));
@@ -186,7 +188,7 @@ QLayout* BatchView::buildToolbar() {
     toolbar->addWidget(add_);
     toolbar->addWidget(remove_);
     toolbar->addStretch();
-    toolbar->addWidget(new QLabel(QStringLiteral("Target LUFS:")));
+    toolbar->addWidget(labelFor(QStringLiteral("&Target LUFS:"), target_));
     toolbar->addWidget(target_);
     preset_ = new QComboBox;
     preset_->setObjectName(QStringLiteral("preset"));
@@ -212,11 +214,9 @@ QLayout* BatchView::buildToolbar() {
                   state_.normalizeBy(),
                   QStringLiteral("The figure every correction aims at the target: the loudness of a "
                                  "file's loudest 20 seconds, or of the whole file"));
-    for (const auto& [text, box] : {std::pair{QStringLiteral("Normalize by:"), normalizeBy_},
-                                    std::pair{QStringLiteral("Channel mix:"), channelMix_}}) {
-        auto* label = new QLabel(text);
-        label->setBuddy(box);
-        toolbar->addWidget(label);
+    for (const auto& [text, box] : {std::pair{QStringLiteral("&Normalize by:"), normalizeBy_},
+                                    std::pair{QStringLiteral("&Channel mix:"), channelMix_}}) {
+        toolbar->addWidget(labelFor(text, box));
         toolbar->addWidget(box);
     }
     return toolbar;
@@ -228,6 +228,7 @@ QSplitter* BatchView::buildTableAndWaveform() {
     split->setObjectName(QStringLiteral("tableAndWaveform"));
     auto* table = new FileTableView(state_);
     table->setMinimumHeight(150);
+    table->setAccessibleName(QStringLiteral("Files"));
     table->setOnCorrectionChanged([this] { controller_->updateLiveGain(); });
     waveformArea_ = new QStackedWidget;
     waveformArea_->setMinimumHeight(120);

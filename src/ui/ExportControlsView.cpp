@@ -1,6 +1,7 @@
 #include "ui/ExportControlsView.h"
 
 #include "ui/EditHistory.h"
+#include "ui/Labelled.h"
 #include "ui/StatusLine.h"
 
 #include "export/ExportRun.h"
@@ -56,12 +57,14 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
     export_->setFont(bold);
     export_->setStyleSheet(
         QStringLiteral("QPushButton { background: #34c759; color: white; border-radius: 5px; padding: 4px 14px; }"
-                       "QPushButton:disabled { background: #9bd8a9; }"));
-    row->addWidget(new QLabel(QStringLiteral("Format:")));
+                       "QPushButton:disabled { background: #9bd8a9; }"
+                       // the keyboard's ring, which a styled button no longer draws by itself
+                       "QPushButton:focus { border: 2px solid palette(highlight); padding: 2px 12px; }"));
+    row->addWidget(labelFor(QStringLiteral("F&ormat:"), format_));
     row->addWidget(format_);
-    row->addWidget(new QLabel(QStringLiteral("Sample Rate:")));
+    row->addWidget(labelFor(QStringLiteral("Sample &Rate:"), rate_));
     row->addWidget(rate_);
-    row->addWidget(new QLabel(QStringLiteral("Ceiling:")));
+    row->addWidget(labelFor(QStringLiteral("Ce&iling:"), ceiling_));
     row->addWidget(ceiling_);
     row->addStretch();
     for (QPushButton* b : {save_, load_}) {

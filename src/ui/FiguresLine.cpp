@@ -17,8 +17,8 @@ QString figure(double value, const char* unit) {
 
 FiguresLine::FiguresLine(BatchSession& state, QWidget* parent) : QLabel(parent), state_(state) {
     setObjectName(QStringLiteral("figuresLine"));
-    setAccessibleName(QStringLiteral("Figures of the selected file"));
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    setFocusPolicy(Qt::StrongFocus); // Tab reaches the figures, and a screen reader says them
     setContentsMargins(12, 4, 12, 4);
     QFont caption = font();
     caption.setPixelSize(11);
@@ -52,4 +52,5 @@ void FiguresLine::follow() {
 void FiguresLine::refresh() {
     const AudioFileItemPtr file = selection_.file();
     setText(file && file->analysis() ? describe(*file->analysis()) : QString());
+    setAccessibleName(text().isEmpty() ? QStringLiteral("No figures yet") : text());
 }

@@ -2,6 +2,7 @@
 
 #include "playback/AudioDeviceManager.h"
 #include "ui/Icons.h"
+#include "ui/Labelled.h"
 #include "ui/PaintKit.h"
 #include "ui/Selection.h"
 
@@ -32,13 +33,14 @@ PlaybackControlsView::PlaybackControlsView(BatchSession& state, AudioPlaybackEng
     time_->setFont(small);
     time_->setFixedWidth(130);
     time_->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
-    auto* output = new QLabel(QStringLiteral("Output:"));
+    auto* output = labelFor(QStringLiteral("O&utput:"), devices_);
     output->setStyleSheet(time_->styleSheet());
     devices_->setMaximumWidth(300);
     auto* refreshButton = new QToolButton;
     refreshButton->setAutoRaise(true);
     refreshButton->setIcon(Icons::icon(QStringLiteral("view-refresh")));
     refreshButton->setToolTip(QStringLiteral("Refresh audio devices"));
+    refreshButton->setAccessibleName(refreshButton->toolTip());
     row->addWidget(play_);
     row->addWidget(stop_);
     row->addWidget(time_);

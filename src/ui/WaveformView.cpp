@@ -1,5 +1,6 @@
 #include "ui/WaveformView.h"
 
+#include "io/NativePath.h"
 #include "ui/Icons.h"
 #include "ui/MagnifierOverlay.h"
 #include "ui/SegmentEditPainter.h"
@@ -24,6 +25,7 @@ class EditButton : public QAbstractButton {
 public:
     explicit EditButton(QWidget* parent) : QAbstractButton(parent) {
         setCursor(Qt::PointingHandCursor);
+        setAccessibleName(QStringLiteral("Edit segments"));
         setEditMode(false);
     }
     void setEditMode(bool on) {
@@ -117,6 +119,7 @@ WaveformView::WaveformView(QWidget* parent)
     reset->setIconSize(QSize(11, 11));
     reset->setIcon(QIcon(Icons::tinted(QStringLiteral("view-refresh"), QColor(255, 165, 0), 22)));
     reset->setToolTip(QStringLiteral("Reset all segment edits"));
+    reset->setAccessibleName(reset->toolTip());
     connect(reset_, &QAbstractButton::clicked, this, [this] {
         if (file_ && onSegmentEditAction_)
             onSegmentEditAction_(SegmentEditActions::ResetAll{});
@@ -140,6 +143,7 @@ WaveformView::WaveformView(QWidget* parent)
     close->setIcon(
         QIcon(Icons::tinted(QStringLiteral("window-close"), palette().color(QPalette::PlaceholderText), 24)));
     close->setObjectName(QStringLiteral("closeHelp"));
+    close->setAccessibleName(QStringLiteral("Close the help"));
     connect(close, &QToolButton::clicked, help_, &QWidget::hide);
     header->addWidget(title);
     header->addStretch();
@@ -177,6 +181,8 @@ void WaveformView::setFile(std::shared_ptr<AudioFileItem> file) {
     }
     disconnect(fileConnection_);
     file_ = std::move(file);
+    setAccessibleName(file_ ? QStringLiteral("Waveform and loudness curve of ") + NativePath::shownName(file_->path())
+                            : QStringLiteral("Waveform"));
     if (file_)
         fileConnection_ = connect(file_.get(), &AudioFileItem::changed, this, &WaveformView::refresh);
     refresh();

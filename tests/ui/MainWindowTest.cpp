@@ -14,8 +14,10 @@
 #include "ui/PlaybackControlsView.h"
 #include "ui/Selection.h"
 #include "ui/TaskbarProgress.h"
+#include "ui/WaveformView.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
+#include <QAccessible>
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QElapsedTimer>
@@ -482,4 +484,37 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     EXPECT_TRUE(first.contains("Integrated ") && first.contains("True peak ") && first.contains("LRA "));
     Selection::of(w.state).select(w.state.files()[1]->id());
     EXPECT_NE(figures->text(), first);
+}
+TEST(MainWindowTest, TabVisitsEveryControlInReadingOrderAndEachHasAName) {
+    Window w;
+    w.drop({w.tone("a.wav", 0.1)});
+    ASSERT_TRUE(w.analysed());
+    w.window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(w.window.get()));
+    const auto name = [](QObject* o) { return QAccessible::queryAccessibleInterface(o)->text(QAccessible::Name); };
+    // Every control the keyboard can reach, each once, from the top left to
+    // the bottom right, each with a name a screen reader can say.
+    QList<QWidget*> reachable;
+    for (QWidget* c : w.window->findChildren<QWidget*>())
+        if (c->isVisibleTo(w.window.get()) && c->isEnabled() && (c->focusPolicy() & Qt::TabFocus) && !c->focusProxy() &&
+            !qobject_cast<QMenuBar*>(c))
+            reachable << c;
+    child<QPushButton>(*w.window, "add")->setFocus();
+    QList<QWidget*> visited;
+    QPoint last(-1, -1);
+    while (!visited.contains(QApplication::focusWidget())) {
+        QWidget* at = QApplication::focusWidget();
+        visited << at;
+        const QPoint p = at->mapTo(w.window.get(), QPoint(0, at->height() / 2));
+        EXPECT_TRUE(p.y() > last.y() + 8 || (std::abs(p.y() - last.y()) <= 8 && p.x() > last.x())) << p.x() << p.y();
+        last = p;
+        EXPECT_FALSE(name(at).isEmpty()) << at->metaObject()->className() << at->objectName().toStdString();
+        QTest::keyClick(at, Qt::Key_Tab);
+    }
+    EXPECT_EQ(visited.size(), reachable.size());
+    // The selected file's figures are text that Tab reaches.
+    auto* figures = w.window->findChild<FiguresLine*>();
+    EXPECT_TRUE(visited.contains(figures));
+    EXPECT_TRUE(name(figures).contains("Integrated -23.0 LUFS")) << name(figures).toStdString();
+    EXPECT_TRUE(name(w.window->findChild<WaveformView*>()).contains("a.wav"));
 }
