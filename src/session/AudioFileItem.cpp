@@ -1,14 +1,18 @@
 #include "session/AudioFileItem.h"
 
 #include "io/NativePath.h"
+#include "session/EditedLoudness.h"
 
 #include <QThread>
 
 AudioFileItem::AudioFileItem(QUrl url, QObject* parent)
     : QObject(parent), id_(QUuid::createUuid()), url_(std::move(url)), path_(NativePath::fromUrl(url_)),
       segmentEdits_(new SegmentEditState(this)) {
-    connect(segmentEdits_, &SegmentEditState::separatorsChanged, this, &AudioFileItem::changed);
-    connect(segmentEdits_, &SegmentEditState::segmentGainsChanged, this, &AudioFileItem::changed);
+    for (auto signal : {&SegmentEditState::separatorsChanged, &SegmentEditState::segmentGainsChanged})
+        connect(segmentEdits_, signal, this, [this] {
+            editShiftLU_.reset();
+            emit changed();
+        });
 }
 
 // Stores a published field and tells observers when it changed.
@@ -25,6 +29,7 @@ void AudioFileItem::setAnalysis(std::optional<AnalysisResult> analysis) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     // Always published: comparing two analyses would walk their curves.
     analysis_ = std::move(analysis);
+    editShiftLU_.reset();
     emit analysisChanged();
     emit changed();
 }
@@ -45,7 +50,11 @@ void AudioFileItem::setIsManualOverride(bool manual) {
 
 void AudioFileItem::setIsEditMode(bool editMode) { publish(isEditMode_, editMode, &AudioFileItem::isEditModeChanged); }
 
-void AudioFileItem::setNormalizeBy(NormalizeBy by) { publish(normalizeBy_, by, &AudioFileItem::correctionChanged); }
+void AudioFileItem::setNormalizeBy(NormalizeBy by) {
+    if (by != normalizeBy_)
+        editShiftLU_.reset();
+    publish(normalizeBy_, by, &AudioFileItem::correctionChanged);
+}
 
 std::optional<double> AudioFileItem::figureLUFS() const {
     if (!analysis_)
@@ -57,6 +66,14 @@ std::optional<double> AudioFileItem::finalLUFS() const {
     if (!analysis_)
         return std::nullopt;
     return *figureLUFS() + correctionDB_;
+}
+
+std::optional<double> AudioFileItem::editedFinalLUFS() const {
+    if (!analysis_)
+        return std::nullopt;
+    if (!editShiftLU_)
+        editShiftLU_ = EditedLoudness::shiftLU(*analysis_, segmentEdits_->snapshot(), normalizeBy_);
+    return *finalLUFS() + *editShiftLU_;
 }
 
 std::optional<double> AudioFileItem::headroomDB(double ceilingDBTP) const {

@@ -56,6 +56,10 @@ public:
     // offsets not included); none without analysis.
     std::optional<double> figureLUFS() const;
     std::optional<double> finalLUFS() const;
+    // finalLUFS moved by what the segment gains are estimated to do to the
+    // figure (EditedLoudness), which the table shows: the same gains that
+    // headroom counts.
+    std::optional<double> editedFinalLUFS() const;
     // Distance from the corrected true peak, with the largest segment offset
     // applied too, to the ceiling; negative means it would pass it. None
     // without analysis.
@@ -91,6 +95,7 @@ private:
     bool isEditMode_ = false;
     NormalizeBy normalizeBy_ = NormalizeBy::loudest;
     SegmentEditState* segmentEdits_; // a child of this item
+    mutable std::optional<double> editShiftLU_; // EditedLoudness's, until the analysis, figure or edits change
 };
 
 using AudioFileItemPtr = std::shared_ptr<AudioFileItem>;

@@ -207,7 +207,10 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         break;
     case final:
         if (role == Qt::DisplayRole)
-            return f->finalLUFS() ? QString::asprintf("%.1f", *f->finalLUFS()) : QString();
+            return f->editedFinalLUFS() ? QString::asprintf("%.1f", *f->editedFinalLUFS()) : QString();
+        if (role == Qt::ToolTipRole && f->segmentEdits().hasEdits())
+            return QStringLiteral("With the segment gains, estimated from the loudness curve; the export measures "
+                                  "what it writes and names the file after it");
         break;
     case headroom: {
         const double ceiling = state_.ceilingDBTP();
