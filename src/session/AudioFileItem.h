@@ -94,7 +94,7 @@ private:
     bool isManualOverride_ = false;
     bool isEditMode_ = false;
     NormalizeBy normalizeBy_ = NormalizeBy::loudest;
-    SegmentEditState* segmentEdits_; // a child of this item
+    SegmentEditState* segmentEdits_;            // a child of this item
     mutable std::optional<double> editShiftLU_; // EditedLoudness's, until the analysis, figure or edits change
 };
 

@@ -86,8 +86,15 @@ void paintCurve(QPainter& painter, const AnalysisResult& data, const PlotGeometr
 WholeFileCurve wholeFileCurve(const AnalysisResult& data) {
     const std::vector<double>& times = data.times;
     WholeFileCurve curve;
-    if (times.size() < 2 || data.loudnessCurve.size() != times.size())
+    if (data.loudnessCurve.size() != times.size())
         return curve;
+    if (times.size() < 2) {
+        // A file no longer than the curve's window is one stretch: its loudness, level from end to end.
+        if (data.duration > 0 && !data.isSilent())
+            curve = {{0.0, data.duration},
+                     std::vector<double>(2, times.empty() ? data.loudest20sLUFS : data.loudnessCurve.front())};
+        return curve;
+    }
     curve.times.reserve(times.size() + 2);
     curve.lufs.reserve(times.size() + 2);
     if (times.front() > 0) {
@@ -261,18 +268,22 @@ void paintHover(QPainter& painter, const AnalysisResult& data, QPointF hover, co
     painter.setPen(pen(withAlpha(Qt::white, 0.3), 1.0, true));
     painter.drawLine(QPointF(hx, g.yTop()), QPointF(hx, g.yBot()));
 
-    const double ly = std::max(20.0, g.yTop() + 5);
+    const double y = g.yOfLUFS(value->second);
     painter.setFont(monospaced(10, true));
     const QFontMetricsF metrics(painter.font());
-    const double boxWidth = metrics.horizontalAdvance(text) + 8;
+    const double boxWidth = metrics.horizontalAdvance(text) + 8, boxHeight = 20;
     // In the last tenth of the plot the read-out goes left of the pointer,
-    // so that it never runs off the edge.
+    // so that it never runs off the edge. It sits over the curve's dot, or
+    // under it near the top, always inside the plot and below the title's
+    // row, clear of the axes' labels.
     const double boxLeft = hx > g.marginLeft + 0.9 * g.plotW() ? hx - 8 - boxWidth : hx + 8;
-    painter.fillRect(QRectF(boxLeft, ly - 14, boxWidth, 20), withAlpha(Qt::black, 0.8));
+    const double highest = g.yTop() + 2.2 * g.titleSize, lowest = g.yBot() - boxHeight - 2;
+    const double above = y - 12 - boxHeight;
+    const double boxTop = std::clamp(above >= highest ? above : y + 12, highest, std::max(highest, lowest));
+    painter.fillRect(QRectF(boxLeft, boxTop, boxWidth, boxHeight), withAlpha(Qt::black, 0.8));
     painter.setPen(Qt::yellow);
-    painter.drawText(QPointF(boxLeft + 4, ly - 4 + (metrics.ascent() - metrics.descent()) / 2), text);
+    painter.drawText(QPointF(boxLeft + 4, boxTop + boxHeight / 2 + (metrics.ascent() - metrics.descent()) / 2), text);
 
-    const double y = g.yOfLUFS(value->second);
     painter.setPen(Qt::NoPen);
     painter.setBrush(Qt::yellow);
     painter.drawEllipse(QRectF(hx - 4, y - 4, 8, 8));

@@ -50,7 +50,8 @@ QString hoverText(const AnalysisResult& data, double hoverX, const SegmentEditSn
                   const PlotGeometry& geometry);
 
 // The loudness curve drawn over the whole file: its first value from 0 s, its
-// last on to the end. Empty unless the curve has two points or more.
+// last on to the end. A file too short for two points gets its loudness,
+// level over its length; a silent one, nothing.
 struct WholeFileCurve {
     std::vector<double> times;
     std::vector<double> lufs;

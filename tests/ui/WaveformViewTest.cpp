@@ -91,12 +91,24 @@ TEST(WaveformPainterTest, TicksHoverTextAndEditModeOffsets) {
     SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
     SegmentEditModel::setSegmentGain(edits, 0, 4.0);
     EXPECT_EQ(WaveformPainter::hoverText(r, g.xOfTime(55, 100), &edits, g), "0:55.0  -22.0 LUFS");
+
+    // A file shorter than the curve's window shows its loudness level over
+    // its length; a silent one shows no curve.
+    AnalysisResult brief;
+    brief.duration = 2.0;
+    brief.loudest20sLUFS = -21.8;
+    const WaveformPainter::WholeFileCurve flat = WaveformPainter::wholeFileCurve(brief);
+    EXPECT_EQ(flat.times, (std::vector<double>{0.0, 2.0}));
+    EXPECT_EQ(flat.lufs, (std::vector<double>{-21.8, -21.8}));
+    brief.loudest20sLUFS = -70.0;
+    EXPECT_TRUE(WaveformPainter::wholeFileCurve(brief).times.empty());
 }
 
 TEST(WaveformViewTest, HoverReadOutStaysInsideAndLeavesForTheButtons) {
     const AnalysisResult r = synthetic();
     const PlotGeometry g{600, 300};
-    // Dark pixels of the read-out's box on its text row, right and left of the pointer.
+    // The read-out's dark box, right and left of the pointer: always inside
+    // the plot, under the title's row and over the curve's dot.
     const auto boxSides = [&](double hx) {
         QImage image(600, 300, QImage::Format_RGB32);
         image.fill(Qt::white);
@@ -104,15 +116,20 @@ TEST(WaveformViewTest, HoverReadOutStaysInsideAndLeavesForTheButtons) {
         WaveformPainter::paintHover(painter, r, QPointF(hx, 150), nullptr, g);
         painter.end();
         std::pair<int, int> sides{0, 0};
-        for (int x = 0; x < 600; ++x)
-            if (qGray(image.pixel(x, 12)) < 100)
-                ++(x > hx ? sides.first : sides.second);
+        for (int y = 0; y < 300; ++y)
+            for (int x = 0; x < 600; ++x)
+                if (qGray(image.pixel(x, y)) < 100) {
+                    EXPECT_TRUE(x >= g.marginLeft && x <= 600 - g.marginRight && y > g.yTop() + 2 * g.titleSize &&
+                                y < g.yOfLUFS(-20.0))
+                        << x << "," << y;
+                    ++(x > hx ? sides.first : sides.second);
+                }
         return sides;
     };
-    EXPECT_EQ(boxSides(g.xOfTime(50, 100)).second, 0);
+    EXPECT_EQ(boxSides(g.xOfTime(0, 100)).second, 0);
     const auto [right, left] = boxSides(g.xOfTime(95, 100));
     EXPECT_EQ(right, 0) << "in the last tenth it goes left of the pointer";
-    EXPECT_GT(left, 50);
+    EXPECT_GT(left, 50 * 18);
 
     auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
     item->setAnalysis(r);
