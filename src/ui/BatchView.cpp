@@ -431,8 +431,8 @@ void BatchView::refreshStatus() {
     const AudioFileItemPtr file = selection_.file();
     if (file && file->isEditMode()) {
         status_->setText(editModeHelpLine());
-        status_->setStyleSheet(
-            PaintKit::textColourStyle(PaintKit::withAlpha(palette().color(QPalette::WindowText), 0.7)));
+        status_->setStyleSheet(PaintKit::textColourStyle(PaintKit::readableOn(
+            PaintKit::withAlpha(palette().color(QPalette::WindowText), 0.7), {palette().color(QPalette::Window)})));
     } else {
         // One line here; an encoder's longer message in full in the tooltip.
         const QString message = statusLine_.text().trimmed();

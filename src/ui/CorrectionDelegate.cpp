@@ -1,4 +1,5 @@
 #include "ui/CorrectionDelegate.h"
+#include "ui/PaintKit.h"
 
 #include <QAbstractItemView>
 #include <QFontDatabase>
@@ -81,7 +82,10 @@ void CorrectionDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
     QFont caption = option.font;
     caption.setPixelSize(10);
     painter->setFont(caption);
-    painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::PlaceholderText));
+    painter->setPen(selected ? option.palette.color(QPalette::HighlightedText)
+                             : PaintKit::readableOn(option.palette.color(QPalette::PlaceholderText),
+                                                    {option.palette.color(QPalette::Base),
+                                                     option.palette.color(QPalette::AlternateBase)}));
     painter->drawText(parts.unit, Qt::AlignLeft | Qt::AlignVCenter, QStringLiteral("dB"));
     painter->restore();
 }

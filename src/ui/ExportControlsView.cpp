@@ -56,7 +56,7 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
     bold.setBold(true);
     export_->setFont(bold);
     export_->setStyleSheet(
-        QStringLiteral("QPushButton { background: #34c759; color: white; border-radius: 5px; padding: 4px 14px; }"
+        QStringLiteral("QPushButton { background: #1e7d36; color: white; border-radius: 5px; padding: 4px 14px; }"
                        "QPushButton:disabled { background: #9bd8a9; }"
                        // the keyboard's ring, which a styled button no longer draws by itself
                        "QPushButton:focus { border: 2px solid palette(highlight); padding: 2px 12px; }"));

@@ -1,4 +1,5 @@
 #include "ui/FileTableModel.h"
+#include "ui/PaintKit.h"
 
 #include "io/NativePath.h"
 
@@ -161,7 +162,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     if (!f)
         return {};
     const auto& analysis = f->analysis();
-    const QColor secondary = QGuiApplication::palette().color(QPalette::PlaceholderText);
+    const QColor secondary = shown(QGuiApplication::palette().color(QPalette::PlaceholderText));
     if (role == Qt::FontRole && index.column() != name)
         return QFontDatabase::systemFont(QFontDatabase::FixedFont); // digits of equal width
     if (role == Qt::TextAlignmentRole && index.column() != name)
@@ -173,7 +174,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         if (role == Qt::ToolTipRole && f->analysisError())
             return f->analysisError()->message;
         if (role == Qt::ForegroundRole && f->isManualOverride())
-            return manualColor;
+            return shown(manualColor);
         if (role == isAnalyzingRole)
             return f->isAnalyzing();
         if (role == hasEditsRole)
@@ -195,7 +196,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
             if (f->isAnalyzing())
                 return secondary;
             if (f->analysisError())
-                return errorColor;
+                return shown(errorColor);
         }
         if (role == Qt::ToolTipRole && !analysis && f->analysisError())
             return f->analysisError()->message;
@@ -222,7 +223,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         if (role == Qt::ToolTipRole)
             return QStringLiteral("From the corrected true peak to the %1 dBTP ceiling").arg(ceiling, 0, 'f', 1);
         if (role == Qt::ForegroundRole)
-            return f->wouldClip(ceiling) ? errorColor : (*h < 1.0 ? warningColor : goodColor);
+            return shown(f->wouldClip(ceiling) ? errorColor : (*h < 1.0 ? warningColor : goodColor));
         break;
     }
     default:
@@ -236,7 +237,15 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
 }
 
 QColor FileTableModel::onHighlight(const QColor& colour) {
-    const QColor white(Qt::white);
-    const auto mix = [](int a, int b) { return (a * 2 + b * 3) / 5; };
-    return QColor(mix(colour.red(), white.red()), mix(colour.green(), white.green()), mix(colour.blue(), white.blue()));
+    // As readable as the theme's own selected text, up to the usual measure.
+    const QPalette palette = QGuiApplication::palette();
+    const QColor highlight = palette.color(QPalette::Highlight);
+    return PaintKit::readableOn(
+        colour, {highlight},
+        std::min(PaintKit::readableContrast, PaintKit::contrast(palette.color(QPalette::HighlightedText), highlight)));
+}
+
+QColor FileTableModel::shown(const QColor& meaning) {
+    const QPalette palette = QGuiApplication::palette();
+    return PaintKit::readableOn(meaning, {palette.color(QPalette::Base), palette.color(QPalette::AlternateBase)});
 }

@@ -37,7 +37,9 @@ public:
     static inline const QColor errorColor = QColor(255, 59, 48);
     static inline const QColor warningColor = QColor(255, 214, 10);
     static inline const QColor goodColor = QColor(52, 199, 89);
-    // The shade of a colour that stays readable on the selection's highlight.
+    // A colour that means something, in its shade that reads on the rows, and
+    // on the selection's highlight.
+    static QColor shown(const QColor& meaning);
     static QColor onHighlight(const QColor& colour);
 
     explicit FileTableModel(BatchSession& state, QObject* parent = nullptr);

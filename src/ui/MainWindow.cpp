@@ -21,6 +21,10 @@ MainWindow::MainWindow(BatchSession& state, Dialogs dialogs, std::unique_ptr<Aud
     : QMainWindow(parent), state_(state), dialogs_(dialogs), exports_(state),
       batch_(new BatchView(state, exports_, &undo_, std::move(dialogs), std::move(output))) {
     setWindowTitle(QStringLiteral("Sonivel"));
+    // Numbers are written as the window's words are, in English, so that the
+    // fields show the same decimal point as the table, the figures, the file
+    // names and the reports (a typed comma is still read as the point).
+    setLocale(QLocale(QLocale::English, QLocale::UnitedStates));
     setCentralWidget(batch_);
     setMinimumSize(900, 600);
     resize(1200, 700);

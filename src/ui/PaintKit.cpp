@@ -18,7 +18,49 @@ QString textColourStyle(const QColor& c) {
 }
 
 QString secondaryTextStyle(const QPalette& palette) {
-    return textColourStyle(palette.color(QPalette::PlaceholderText));
+    return textColourStyle(readableOn(palette.color(QPalette::PlaceholderText), {palette.color(QPalette::Window)}));
+}
+
+namespace {
+
+double luminance(const QColor& c) {
+    const auto channel = [](double v) { return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+    return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
+}
+
+QColor mixed(const QColor& a, const QColor& b, double t) {
+    const auto mix = [t](double x, double y) { return x + (y - x) * t; };
+    return QColor::fromRgbF(static_cast<float>(mix(a.redF(), b.redF())),
+                            static_cast<float>(mix(a.greenF(), b.greenF())),
+                            static_cast<float>(mix(a.blueF(), b.blueF())));
+}
+
+} // namespace
+
+double contrast(const QColor& a, const QColor& b) {
+    const double la = luminance(a), lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+QColor readableOn(const QColor& colour, std::initializer_list<QColor> backgrounds, double least) {
+    const QColor opaque = backgrounds.size() ? mixed(*backgrounds.begin(), colour, colour.alphaF()) : colour;
+    const auto worst = [&](const QColor& c) {
+        double w = 21.0;
+        for (const QColor& b : backgrounds)
+            w = std::min(w, contrast(c, b));
+        return w;
+    };
+    QColor best = opaque;
+    for (int step = 0; step <= 50; ++step) {
+        for (const QColor& toward : {QColor(Qt::black), QColor(Qt::white)}) {
+            const QColor c = mixed(opaque, toward, step / 50.0);
+            if (worst(c) >= least)
+                return c;
+            if (worst(c) > worst(best))
+                best = c;
+        }
+    }
+    return best;
 }
 
 QColor withAlpha(QColor color, double alpha) {

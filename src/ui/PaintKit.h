@@ -23,8 +23,19 @@ namespace PaintKit {
 QColor withAlpha(QColor color, double alpha);
 // A style sheet that writes a widget's text in `colour`, alpha kept.
 QString textColourStyle(const QColor& colour);
-// The same in the palette's secondary colour (the placeholder colour).
+// The same in the palette's secondary colour (the placeholder colour), made
+// readable on the window's background.
 QString secondaryTextStyle(const QPalette& palette);
+
+// How far apart two colours are to the eye, from 1 (the same) to 21 (black
+// on white), as the accessibility guidelines measure it; alpha is ignored.
+double contrast(const QColor& a, const QColor& b);
+// Text of any colour needs this much against its background to be read.
+inline constexpr double readableContrast = 4.5;
+// `colour` laid over the first background (for its alpha), then darkened or
+// lightened as little as it takes to reach `least` against every background
+// given; the nearest it gets when no shade does.
+QColor readableOn(const QColor& colour, std::initializer_list<QColor> backgrounds, double least = readableContrast);
 // A pen with flat caps; dashes are given in points, not in line widths.
 QPen pen(const QColor& color, double width, bool dashed = false, double on = 4, double off = 4);
 QFont monospaced(double pixelSize, bool bold = false);

@@ -22,12 +22,16 @@ PlaybackControlsView::PlaybackControlsView(BatchSession& state, AudioPlaybackEng
     row->setContentsMargins(12, 6, 12, 6);
     row->setSpacing(12);
     // Disabled, they look disabled: the palette's disabled text, not the colour.
-    play_->setStyleSheet(QStringLiteral("QPushButton { color: #34c759 } QPushButton:disabled { color: %1 }")
-                             .arg(palette().color(QPalette::Disabled, QPalette::ButtonText).name()));
+    // In the shades of green and red that read on the buttons.
+    const auto coloured = [this](const QColor& colour) {
+        return QStringLiteral("QPushButton { color: %1 } QPushButton:disabled { color: %2 }")
+            .arg(PaintKit::readableOn(colour, {palette().color(QPalette::Button)}).name(),
+                 palette().color(QPalette::Disabled, QPalette::ButtonText).name());
+    };
+    play_->setStyleSheet(coloured(QColor(52, 199, 89)));
     play_->setObjectName(QStringLiteral("play"));
     stop_->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
-    stop_->setStyleSheet(QStringLiteral("QPushButton { color: #ff3b30 } QPushButton:disabled { color: %1 }")
-                             .arg(palette().color(QPalette::Disabled, QPalette::ButtonText).name()));
+    stop_->setStyleSheet(coloured(QColor(255, 59, 48)));
     QFont small = time_->font();
     small.setPixelSize(11);
     time_->setFont(small);

@@ -1,4 +1,5 @@
 #include "ui/WaveformView.h"
+#include "ui/PaintKit.h"
 
 #include "io/NativePath.h"
 #include "ui/Icons.h"
@@ -152,7 +153,8 @@ WaveformView::WaveformView(QWidget* parent)
     const QStringList icons = {"list-add",     "drag-vertical", "drag-horizontal", "list-remove",
                                "view-refresh", "fade-handle",   "edit-find"};
     const QStringList lines = helpLines();
-    const QColor secondary = palette().color(QPalette::PlaceholderText);
+    const QColor secondary =
+        PaintKit::readableOn(palette().color(QPalette::PlaceholderText), {palette().color(QPalette::Window)});
     for (qsizetype i = 0; i < lines.size(); ++i) {
         auto* row = new QHBoxLayout;
         row->setSpacing(6);

@@ -11,6 +11,7 @@
 #include "ui/FiguresLine.h"
 #include "ui/FileTableModel.h"
 #include "ui/FileTableView.h"
+#include "ui/PaintKit.h"
 #include "ui/PlaybackControlsView.h"
 #include "ui/Selection.h"
 #include "ui/TaskbarProgress.h"
@@ -486,7 +487,12 @@ TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
     EXPECT_NE(figures->text(), first);
 }
 TEST(MainWindowTest, TabVisitsEveryControlInReadingOrderAndEachHasAName) {
+    // In German too every number has the point the table's figures have.
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     Window w;
+    QLocale::setDefault(QLocale::c());
+    for (const char* field : {"target", "ceiling"})
+        EXPECT_TRUE(child<QDoubleSpinBox>(*w.window, field)->text().contains('.')) << field;
     w.drop({w.tone("a.wav", 0.1)});
     ASSERT_TRUE(w.analysed());
     w.window->activateWindow();
@@ -517,4 +523,50 @@ TEST(MainWindowTest, TabVisitsEveryControlInReadingOrderAndEachHasAName) {
     EXPECT_TRUE(visited.contains(figures));
     EXPECT_TRUE(name(figures).contains("Integrated -23.0 LUFS")) << name(figures).toStdString();
     EXPECT_TRUE(name(w.window->findChild<WaveformView*>()).contains("a.wav"));
+}
+
+// Every text of the window, in a light and a dark theme, stands out from its
+// background at least as far as the accessibility guidelines ask (4.5:1).
+TEST(MainWindowTest, EveryTextIsReadableInALightAndADarkTheme) {
+    QPalette dark;
+    for (const auto& [role, colour] : {std::pair{QPalette::Window, QColor(49, 54, 59)},
+                                       {QPalette::WindowText, QColor(239, 240, 241)},
+                                       {QPalette::Base, QColor(35, 38, 41)},
+                                       {QPalette::AlternateBase, QColor(42, 46, 50)},
+                                       {QPalette::Text, QColor(239, 240, 241)},
+                                       {QPalette::Button, QColor(49, 54, 59)},
+                                       {QPalette::ButtonText, QColor(239, 240, 241)},
+                                       {QPalette::PlaceholderText, QColor(239, 240, 241, 90)},
+                                       {QPalette::Highlight, QColor(61, 174, 233)},
+                                       {QPalette::HighlightedText, QColor(239, 240, 241)}})
+        dark.setColor(role, colour);
+    const QPalette original = QApplication::palette();
+    for (const QPalette& theme : {QApplication::style()->standardPalette(), dark}) {
+        QApplication::setPalette(theme);
+        Window w;
+        w.drop({w.tone("a.wav", 0.1), w.tone("b.wav", 0.9), w.dir.filePath("gone.wav")});
+        ASSERT_TRUE(w.analysed());
+        w.state.files()[0]->setIsManualOverride(true);
+        for (QWidget* c : w.window->findChildren<QWidget*>()) {
+            const auto* label = qobject_cast<QLabel*>(c);
+            const auto* button = qobject_cast<QAbstractButton*>(c);
+            if (!c->isVisibleTo(w.window.get()) || !c->isEnabled() || !(label ? !label->text().isEmpty() : !!button))
+                continue;
+            const QPalette p = c->palette();
+            EXPECT_GE(PaintKit::contrast(p.color(c->foregroundRole()), p.color(c->backgroundRole())), 4.5)
+                << c->metaObject()->className() << " " << c->objectName().toStdString() << " "
+                << p.color(c->foregroundRole()).name().toStdString() << " on "
+                << p.color(c->backgroundRole()).name().toStdString();
+        }
+        const FileTableModel& model = *w.window->findChild<FileTableModel*>();
+        for (int row = 0; row < model.rowCount(); ++row)
+            for (int column = 0; column < model.columnCount(); ++column) {
+                const QVariant colour = model.index(row, column).data(Qt::ForegroundRole);
+                for (QPalette::ColorRole under : {QPalette::Base, QPalette::AlternateBase})
+                    EXPECT_TRUE(!colour.isValid() ||
+                                PaintKit::contrast(colour.value<QColor>(), theme.color(under)) >= 4.5)
+                        << row << "," << column;
+            }
+    }
+    QApplication::setPalette(original);
 }
