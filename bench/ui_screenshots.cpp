@@ -1,6 +1,7 @@
 // Renders each widget with a realistic file into PNG files, for a person to
 // look at: ui_screenshots [OUTPUT_DIR]
 
+#include "app/LibraryVersions.h"
 #include "export/ExportRun.h"
 #include "playback/SilentOutput.h"
 #include "ui/AboutDialog.h"
@@ -132,7 +133,7 @@ int main(int argc, char** argv) {
     clipping.adjustSize();
     clipping.grab().save(QDir(out).filePath("clipping-dialog.png"));
     QApplication::setWindowIcon(Icons::appIcon());
-    AboutDialog about(QStringLiteral("0.1.0"), QStringLiteral("1"));
+    AboutDialog about(QStringLiteral("0.1.0"), QStringLiteral("1"), libraryVersions());
     about.grab().save(QDir(out).filePath("about.png"));
 
     // The three answers to a check for updates.

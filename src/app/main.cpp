@@ -1,5 +1,6 @@
 #include "Version.h"
 #include "app/AllocatorTuning.h"
+#include "app/LibraryVersions.h"
 #include "app/SingleInstance.h"
 #include "app/SonivelApp.h"
 #include "cli/CommandLine.h"
@@ -57,6 +58,7 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
     QApplication::setApplicationVersion(QStringLiteral(SONIVEL_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("sonivel"));
     app.setProperty("buildNumber", QStringLiteral(SONIVEL_BUILD_NUMBER));
+    app.setProperty("libraries", libraryVersions());
     QApplication::setWindowIcon(Icons::appIcon());
     const QStringList files = argumentsOf(argc, argv).mid(screenshot.isEmpty() ? 1 : 3);
     // One window per session: an open one takes the files and comes forward.

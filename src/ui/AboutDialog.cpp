@@ -4,9 +4,8 @@
 #include "ui/PaintKit.h"
 
 #include <QApplication>
-#include <QGraphicsDropShadowEffect>
+#include <QDialogButtonBox>
 #include <QLabel>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace {
@@ -19,11 +18,12 @@ QString versionText(const QString& version, const QString& build) {
 
 } // namespace
 
-AboutDialog::AboutDialog(const QString& version, const QString& build, QWidget* parent) : QDialog(parent) {
+AboutDialog::AboutDialog(const QString& version, const QString& build, const QStringList& libraries, QWidget* parent)
+    : QDialog(parent) {
     setWindowTitle(QStringLiteral("About Sonivel"));
-    setFixedSize(300, 280);
+    setMinimumWidth(380);
     auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(20, 24, 20, 20);
+    column->setContentsMargins(24, 24, 24, 20);
     column->setSpacing(8);
     QLabel* icon = Icons::appIconLabel(80, 18, 8, 4);
     auto* name = new QLabel(QStringLiteral("Sonivel"));
@@ -31,25 +31,33 @@ AboutDialog::AboutDialog(const QString& version, const QString& build, QWidget* 
     bold.setBold(true);
     bold.setPixelSize(18);
     name->setFont(bold);
-    name->setAlignment(Qt::AlignCenter);
     auto* versionLabel = new QLabel(versionText(version, build));
     versionLabel->setObjectName(QStringLiteral("version"));
-    QFont small = versionLabel->font();
-    small.setPixelSize(12);
-    versionLabel->setFont(small);
-    versionLabel->setAlignment(Qt::AlignCenter);
-    versionLabel->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
+    auto* what = new QLabel(QStringLiteral("Evens out the loudness of a batch of audio files."));
+    auto* licence = new QLabel(QStringLiteral("© 2026 The Sonivel developers. All rights reserved."));
+    licence->setObjectName(QStringLiteral("licence"));
+    auto* link = new QLabel(QStringLiteral("<a href=\"%1\">%1</a>").arg(QStringLiteral("https://sonivel.org/")));
+    link->setObjectName(QStringLiteral("link"));
+    link->setOpenExternalLinks(true);
+    link->setTextInteractionFlags(Qt::TextBrowserInteraction);
+    // The libraries, each with the version found at run time, for a bug report.
+    auto* built = new QLabel(QStringLiteral("Built on ") + libraries.join(QStringLiteral(", ")) + QLatin1Char('.'));
+    built->setObjectName(QStringLiteral("libraries"));
+    built->setWordWrap(true);
+    built->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    QFont small = built->font();
+    small.setPixelSize(11);
+    for (QLabel* secondary : {versionLabel, built}) {
+        secondary->setFont(small);
+        secondary->setStyleSheet(PaintKit::secondaryTextStyle(palette()));
+    }
+    for (QLabel* line : {name, versionLabel, what, licence, link, built})
+        line->setAlignment(Qt::AlignCenter);
     column->addWidget(icon);
-    column->addWidget(name);
-    column->addWidget(versionLabel);
-    column->addStretch();
-    auto* close = new QToolButton(this);
-    close->setObjectName(QStringLiteral("close"));
-    close->setAutoRaise(true);
-    close->setFixedSize(22, 22);
-    close->setIcon(
-        QIcon(Icons::tinted(QStringLiteral("window-close"), palette().color(QPalette::PlaceholderText), 22)));
-    close->setToolTip(QStringLiteral("Close"));
-    close->move(width() - 22 - 10, 10);
-    connect(close, &QToolButton::clicked, this, &QDialog::reject); // Escape rejects too
+    for (QLabel* line : {name, versionLabel, what, licence, link, built})
+        column->addWidget(line);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject); // Escape rejects too
+    column->addSpacing(8);
+    column->addWidget(buttons);
 }

@@ -2,10 +2,11 @@
 
 #include <QDialog>
 
-// The application's icon, name and version; Escape or the close button closes it.
+// The application's icon, name, version and licence, a link to its site and
+// the libraries it runs on with their versions; Escape or Close closes it.
 class AboutDialog : public QDialog {
     Q_OBJECT
 
 public:
-    AboutDialog(const QString& version, const QString& build, QWidget* parent = nullptr);
+    AboutDialog(const QString& version, const QString& build, const QStringList& libraries, QWidget* parent = nullptr);
 };

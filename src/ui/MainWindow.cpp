@@ -115,7 +115,8 @@ void MainWindow::showOnboarding() {
 }
 
 void MainWindow::showAbout() {
-    AboutDialog about(QCoreApplication::applicationVersion(), qApp->property("buildNumber").toString(), this);
+    AboutDialog about(QCoreApplication::applicationVersion(), qApp->property("buildNumber").toString(),
+                      qApp->property("libraries").toStringList(), this);
     about.exec();
 }
 

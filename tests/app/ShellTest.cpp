@@ -1,9 +1,13 @@
+#include "app/LibraryVersions.h"
 #include "app/SingleInstance.h"
 #include "app/SonivelApp.h"
 #include "support/AudioFixtures.h"
 #include "support/EventLoop.h"
+#include "ui/AboutDialog.h"
 
+#include <QLabel>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSplitter>
 #include <sys/socket.h>
@@ -86,4 +90,16 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     EXPECT_EQ(odd.session().preset(), TargetPreset::custom);
     EXPECT_EQ(odd.window().exportSession().choices(), ExportChoices{});
     EXPECT_EQ(odd.window().size(), QSize(1200, 700));
+}
+
+// The About box: the version, and every library with the version it runs.
+TEST(AboutTest, TheVersionAndEachLibraryWithItsVersion) {
+    const QStringList libraries = libraryVersions();
+    EXPECT_EQ(libraries.size(), 6);
+    EXPECT_EQ(libraries.first(), QStringLiteral("Qt ") + qVersion());
+    for (const QString& library : libraries)
+        EXPECT_TRUE(library.contains(QRegularExpression(R"(^\w+ V?\d+\.\d+)"))) << library.toStdString();
+    AboutDialog about("1.4", "", libraries);
+    EXPECT_EQ(about.findChild<QLabel*>("version")->text(), "Version 1.4 (?)");
+    EXPECT_TRUE(about.findChild<QLabel*>("libraries")->text().contains(libraries.last()));
 }
