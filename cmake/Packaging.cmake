@@ -1,6 +1,6 @@
 # The Debian package (scripts/package): the program in /usr/bin, its data in
 # /usr/share/sonivel, its desktop entry, icons, AppStream metadata, manual
-# page, copyright and changelog; library dependencies found by
+# page, shell completions, copyright and changelog; library dependencies found by
 # dpkg-shlibdeps, plus the ffmpeg program it runs.
 
 set(share ${PROJECT_SOURCE_DIR}/share)
@@ -11,6 +11,11 @@ install(FILES ${share}/sonivel.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/appl
 install(FILES ${share}/org.sonivel.Sonivel.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 install(FILES ${share}/sonivel.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
 install(FILES ${share}/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/sonivel)
+# Shell completions where bash, zsh and fish look for a package's own.
+install(FILES ${share}/completions/sonivel.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+        RENAME sonivel)
+install(FILES ${share}/completions/_sonivel DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+install(FILES ${share}/completions/sonivel.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 
 # Compressed the way Debian wants them: gzip -9, no name or time stamp.
 find_program(GZIP gzip REQUIRED)

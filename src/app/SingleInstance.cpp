@@ -22,17 +22,17 @@ QString socketPath() {
         .filePath(QStringLiteral("sonivel.socket"));
 }
 
-bool handOver(const QStringList& files, int timeoutMs) {
+bool handOver(const LaunchRequest& request, int timeoutMs) {
     QLocalSocket socket;
     socket.connectToServer(socketPath());
     if (!socket.waitForConnected(timeoutMs))
         return false;
     QStringList absolute;
-    for (const QString& file : files)
+    for (const QString& file : request.files)
         absolute << QFileInfo(file).absoluteFilePath();
     QByteArray message;
     QDataStream out(&message, QIODevice::WriteOnly);
-    out << absolute;
+    out << LaunchRequest::keyword(request.then) << absolute;
     socket.write(message);
     if (!socket.waitForBytesWritten(timeoutMs))
         return false;
@@ -53,13 +53,15 @@ InstanceServer::InstanceServer(QObject* parent) : QObject(parent) {
             connect(socket, &QLocalSocket::readyRead, socket, [this, socket] {
                 QDataStream in(socket);
                 in.startTransaction();
-                QStringList files;
-                in >> files;
+                QString then;
+                LaunchRequest request;
+                in >> then >> request.files;
                 if (!in.commitTransaction())
                     return; // not all of it yet
+                request.then = LaunchRequest::fromKeyword(then);
                 socket->write(QByteArray(1, SingleInstance::received));
                 socket->flush();
-                emit filesArrived(files);
+                emit requestArrived(request);
             });
         }
     });

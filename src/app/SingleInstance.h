@@ -2,8 +2,10 @@
 
 // One window per user session. A window listens on a local socket of the
 // user's own (in the runtime folder); a later `sonivel FILE...` hands its
-// files to it and exits. A socket left by a run that was killed is noticed
+// request (its files, and what to do with them) to it and exits. A socket left by a run that was killed is noticed
 // (nobody answers on it) and replaced.
+
+#include "app/LaunchRequest.h"
 
 #include <QLocalServer>
 #include <QObject>
@@ -14,9 +16,9 @@ namespace SingleInstance {
 // The socket's path, in the user's runtime folder.
 QString socketPath();
 
-// Gives the absolute paths of `files` to a running window; true when one
-// took them (it answers at once).
-bool handOver(const QStringList& files, int timeoutMs = 1000);
+// Gives the request, with the absolute paths of its files, to a running
+// window; true when one took it (it answers at once).
+bool handOver(const LaunchRequest& request, int timeoutMs = 1000);
 
 } // namespace SingleInstance
 
@@ -31,7 +33,7 @@ public:
     bool listen();
 
 signals:
-    void filesArrived(const QStringList& files);
+    void requestArrived(const LaunchRequest& request);
 
 private:
     QLocalServer server_;

@@ -3,6 +3,7 @@
 #include "Version.h"
 #include "app/RememberedChoices.h"
 #include "ui/BatchView.h"
+#include "ui/ExportControlsView.h"
 #include "ui/ListRecovery.h"
 #include "ui/UpdateDialogs.h"
 
@@ -37,16 +38,17 @@ void SonivelApp::showCheckResult(const UpdateCheck& result) {
     dialog->open();
 }
 
-void SonivelApp::start(const QStringList& files, bool interactive) {
+void SonivelApp::start(const LaunchRequest& request, bool interactive) {
     RememberedChoices::restore(session_, window_);
     RememberedChoices::keep(session_, window_);
     if (interactive && instanceServer_.listen())
-        QObject::connect(&instanceServer_, &InstanceServer::filesArrived, &window_, [this](const QStringList& more) {
-            window_.batch()->addPaths(more);
-            window_.setWindowState((window_.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
-            window_.raise();
-            window_.activateWindow();
-        });
+        QObject::connect(&instanceServer_, &InstanceServer::requestArrived, &window_,
+                         [this](const LaunchRequest& more) {
+                             perform(more);
+                             window_.setWindowState((window_.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+                             window_.raise();
+                             window_.activateWindow();
+                         });
     window_.show();
     if (interactive) {
         window_.keepListAt(ListRecovery::defaultPath());
@@ -57,5 +59,20 @@ void SonivelApp::start(const QStringList& files, bool interactive) {
             updaterManager_.startUp([this] { return UpdateDialogs::askAboutAutomaticChecks(&window_); });
         });
     }
-    window_.batch()->addPaths(files);
+    perform(request);
+}
+
+void SonivelApp::perform(const LaunchRequest& request) {
+    BatchView& batch = *window_.batch();
+    batch.addPaths(request.files);
+    if (request.then == LaunchRequest::Then::nothing)
+        return;
+    // Once the window is up, so that the chooser and the export's questions
+    // open over it.
+    QTimer::singleShot(0, &window_, [this, request, &batch] {
+        if (request.files.isEmpty())
+            batch.addFiles();
+        if (request.then == LaunchRequest::Then::exportWithLastSettings && !session_.files().empty())
+            batch.exportControls().exportWithLastSettings();
+    });
 }

@@ -5,8 +5,10 @@
 // About in the Help menu. At start the window shows as it was left, a
 // list left by a window that did not close normally is offered back, the
 // first launch gets the introduction, the second asks about automatic
-// update checks, and the files given are added; files that later starts
-// hand over are added as a drop would, and the window comes to the front.
+// update checks, and the request is carried out: its files added, then the
+// file chooser or an export as last time when it asks for one. Requests
+// that later starts hand over are carried out the same way, and the window
+// comes to the front.
 
 #include "app/SingleInstance.h"
 #include "app/update/UpdaterManager.h"
@@ -25,9 +27,10 @@ public:
     // `interactive`: a user's window, which takes the files of later starts
     // and may show the introduction and the update question; a one-off
     // window (a screenshot, a test) does neither.
-    void start(const QStringList& files, bool interactive = true);
+    void start(const LaunchRequest& request, bool interactive = true);
 
 private:
+    void perform(const LaunchRequest& request);
     void showCheckResult(const UpdateCheck& result);
 
     BatchSession session_;

@@ -60,14 +60,15 @@ int runWindow(int argc, char* argv[], const QString& screenshot) {
     app.setProperty("buildNumber", QStringLiteral(SONIVEL_BUILD_NUMBER));
     app.setProperty("libraries", libraryVersions());
     QApplication::setWindowIcon(Icons::appIcon());
-    const QStringList files = argumentsOf(argc, argv).mid(screenshot.isEmpty() ? 1 : 3);
-    // One window per session: an open one takes the files and comes forward.
-    if (screenshot.isEmpty() && SingleInstance::handOver(files))
+    const LaunchRequest request =
+        LaunchRequest::fromArguments(argumentsOf(argc, argv).mid(screenshot.isEmpty() ? 1 : 3));
+    // One window per session: an open one takes the request and comes forward.
+    if (screenshot.isEmpty() && SingleInstance::handOver(request))
         return 0;
     SonivelApp sonivel;
     if (!screenshot.isEmpty())
         takeScreenshotWhenReady(sonivel.window(), sonivel.session(), screenshot);
-    sonivel.start(files, screenshot.isEmpty());
+    sonivel.start(request, screenshot.isEmpty());
     const int status = app.exec();
     // Analyses still running end without waiting for a slow decoder.
     Interruption::requestStop();
@@ -85,7 +86,8 @@ int main(int argc, char* argv[]) {
     // Files (or nothing) open the window; commands and options run here.
     if (argc > 2 && QString::fromLocal8Bit(argv[1]) == QLatin1String("--screenshot"))
         return runWindow(argc, argv, QString::fromLocal8Bit(argv[2]));
-    const bool window = argc < 2 || !CommandLine::isCommand(QString::fromLocal8Bit(argv[1]));
+    const bool window = argc < 2 || LaunchRequest::isWindowOption(QString::fromLocal8Bit(argv[1])) ||
+                        !CommandLine::isCommand(QString::fromLocal8Bit(argv[1]));
     if (window && qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
         qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         std::fputs("sonivel: no display to open the window on.\n"

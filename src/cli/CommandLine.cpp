@@ -10,6 +10,9 @@ namespace {
 
 QString usage() {
     return QStringLiteral("Usage: sonivel [FILE...]            open the window (with these files)\n"
+                          "       sonivel --choose-files      open the window and choose files to analyse\n"
+                          "       sonivel --export-with-last-settings [FILE...]\n"
+                          "                                   the same, then export them as last time\n"
                           "       sonivel COMMAND [OPTIONS] [FILE...]\n"
                           "\n"
                           "Evens out the loudness of a batch of audio files.\n"

@@ -48,9 +48,14 @@ QString firstOf(const QStringList& files) { return files.isEmpty() ? QString() :
 
 } // namespace
 
-QString Dialogs::startFolder(const QString& purpose) {
+QString Dialogs::rememberedFolder(const QString& purpose) {
     const QString remembered = QSettings().value(QStringLiteral("folders/") + purpose).toString();
-    return !remembered.isEmpty() && QFileInfo(remembered).isDir() ? remembered : QDir::homePath();
+    return !remembered.isEmpty() && QFileInfo(remembered).isDir() ? remembered : QString();
+}
+
+QString Dialogs::startFolder(const QString& purpose) {
+    const QString remembered = rememberedFolder(purpose);
+    return remembered.isEmpty() ? QDir::homePath() : remembered;
 }
 
 void Dialogs::rememberFolder(const QString& purpose, const QString& folder) {

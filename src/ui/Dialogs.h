@@ -43,6 +43,8 @@ struct Dialogs {
     // The desktop's file dialogs, each starting in the folder last used for
     // its purpose ("audio", "export", "settings", "report").
     static Dialogs standard();
+    // The folder last chosen for `purpose`; empty when none was or it is gone.
+    static QString rememberedFolder(const QString& purpose);
     // That folder (the home folder at first), and remembering a new one.
     static QString startFolder(const QString& purpose);
     static void rememberFolder(const QString& purpose, const QString& folder);

@@ -162,6 +162,21 @@ void ExportControlsView::startExport() {
         session_.cancel();
         return;
     }
+    exportInto(QString());
+}
+
+void ExportControlsView::exportWithLastSettings() {
+    const auto start = [this] {
+        if (!session_.isExporting())
+            exportInto(Dialogs::rememberedFolder(QStringLiteral("export")));
+    };
+    if (state_.isAnalyzing())
+        connect(&state_, &BatchSession::analysisFinished, this, start, Qt::SingleShotConnection);
+    else
+        start();
+}
+
+void ExportControlsView::exportInto(QString folder) {
     if (state_.files().empty())
         return;
     // Where nothing passes the ceiling the limiter changes nothing.
@@ -172,7 +187,8 @@ void ExportControlsView::startExport() {
             return;
         useLimiter = *answer;
     }
-    const QString folder = dialogs_.chooseExportFolder(this);
+    if (folder.isEmpty())
+        folder = dialogs_.chooseExportFolder(this);
     if (folder.isEmpty())
         return;
     ExistingOutputs existing = ExistingOutputs::keepBoth;

@@ -31,6 +31,10 @@ public:
     // about earlier outputs, then the export run. While a run goes, the
     // button (and Escape) cancels it.
     void startExport();
+    // Export All once no file is being analysed, with the choices as they
+    // stand (as last time, when the window remembered them), into the
+    // folder of the last export; the folder is asked for when there is none.
+    void exportWithLastSettings();
 
     // The menu's commands for the buttons: Save Settings, Load Settings,
     // Export All, with their shortcuts.
@@ -44,6 +48,8 @@ public:
 
 private:
     void loadSettings();
+    // Export All into `folder`, or one the user chooses when it is empty.
+    void exportInto(QString folder);
     void refresh();
     // Each file's correction set by hand and its segment edits.
     static std::vector<SettingsData::FileEntry> handEdits(const BatchSession& state);

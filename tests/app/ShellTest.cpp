@@ -30,7 +30,7 @@ TEST(SingleInstanceTest, LaterStartsHandTheirFilesToTheOpenWindow) {
     const int stale = ::socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_EQ(::bind(stale, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     ::close(stale);
-    EXPECT_FALSE(SingleInstance::handOver({"x.wav"}, 200)) << "nobody answers there";
+    EXPECT_FALSE(SingleInstance::handOver({LaunchRequest::Then::nothing, {"x.wav"}}, 200)) << "nobody answers there";
 
     SonivelApp first;
     first.start({});
@@ -44,6 +44,15 @@ TEST(SingleInstanceTest, LaterStartsHandTheirFilesToTheOpenWindow) {
     EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
     ASSERT_EQ(first.session().files().size(), 1u) << "the open window has the file";
     EXPECT_EQ(first.session().files()[0]->url().toLocalFile(), song);
+
+    // The desktop entry's "Export with last settings": the open window takes
+    // the file (listed already) and, once all is measured, exports the list
+    // into the last folder.
+    QSettings().setValue("folders/export", runtime.path());
+    second.start(SONIVEL_BINARY, {"--export-with-last-settings", "song.wav"});
+    ASSERT_TRUE(fixtures::waitUntil([&] { return second.state() == QProcess::NotRunning; }, 10000));
+    const QString exported = runtime.filePath("normalized/song (-16LUFS).wav");
+    EXPECT_TRUE(fixtures::waitUntil([&] { return QFileInfo::exists(exported); }, 20000));
     qunsetenv("XDG_RUNTIME_DIR");
     qunsetenv("XDG_STATE_HOME");
 }
