@@ -1,5 +1,7 @@
 #include "ui/Dialogs.h"
 
+#include "ui/DesktopNotification.h"
+
 #include "session/SettingsFile.h"
 #include "ui/ClippingWarningDialog.h"
 #include "ui/StatusLine.h"
@@ -64,6 +66,7 @@ void Dialogs::rememberFolder(const QString& purpose, const QString& folder) {
 
 Dialogs Dialogs::standard() {
     Dialogs d;
+    d.notify = [](const QString& heading, const QString& body) { DesktopNotification::show(heading, body); };
     d.chooseAudioFiles = [](QWidget* parent) {
         QStringList patterns;
         for (const QString& ext : BatchSession::audioExtensions())

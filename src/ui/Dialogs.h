@@ -39,6 +39,9 @@ struct Dialogs {
     // A list of `count` files left by a window that did not close normally:
     // whether to bring it back.
     std::function<bool(QWidget* parent, size_t count)> offerRecoveredList;
+    // A message in the desktop's notification area, for news that comes
+    // while the window is not in front.
+    std::function<void(const QString& heading, const QString& body)> notify;
 
     // The desktop's file dialogs, each starting in the folder last used for
     // its purpose ("audio", "export", "settings", "report").

@@ -7,6 +7,7 @@
 #include "ui/EditHistory.h"
 #include "ui/ExportControlsView.h"
 #include "ui/ListRecovery.h"
+#include "ui/SleepInhibitor.h"
 #include "ui/TaskbarProgress.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
@@ -43,9 +44,23 @@ MainWindow::MainWindow(BatchSession& state, Dialogs dialogs, std::unique_ptr<Aud
     });
     file->addSeparator();
     file->addAction(QStringLiteral("Quit"), QKeySequence::Quit, this, &QWidget::close);
-    connect(&exports_, &ExportSession::finished, this, [this] {
+    connect(&exports_, &ExportSession::finished, this, [this](const ExportRun::Summary& summary) {
+        // A run that ends while the user is elsewhere says so on the desktop.
+        if (!isActiveWindow() && dialogs_.notify)
+            dialogs_.notify(StatusLine::exportHeading(summary),
+                            QStringList{batch_->statusLine().text(), StatusLine::exportWhere(summary)}
+                                .join(QLatin1Char(' '))
+                                .trimmed());
         if (closeAfterExport_)
             close();
+    });
+    // The computer does not go to sleep in the middle of a run.
+    connect(&exports_, &ExportSession::isExportingChanged, this, [this] {
+        if (!exports_.isExporting())
+            sleepInhibitor_.reset();
+        else if (!sleepInhibitor_)
+            sleepInhibitor_ =
+                std::make_unique<SleepInhibitor>(StatusLine::exportStart(static_cast<int64_t>(state_.files().size())));
     });
     // The run's share on the taskbar entry too, a whole percent at a time.
     const auto showOnTaskbar = [this] {

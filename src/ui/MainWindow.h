@@ -16,6 +16,7 @@
 
 class BatchView;
 class ListRecovery;
+class SleepInhibitor;
 class QAction;
 class QMenu;
 
@@ -59,4 +60,5 @@ private:
     BatchView* batch_;
     QMenu* help_;
     std::unique_ptr<ListRecovery> recovery_;
+    std::unique_ptr<SleepInhibitor> sleepInhibitor_; // while an export runs
 };

@@ -4,6 +4,8 @@
 #include "session/BatchSession.h"
 #include "session/ExportSession.h"
 
+#include <QFileInfo>
+
 namespace {
 
 // "a.wav, b.wav", or the first three and "..." for more.
@@ -77,6 +79,20 @@ QString StatusLine::files(int64_t count) {
 }
 
 QString StatusLine::exportStart(int64_t count) { return QStringLiteral("Exporting %1...").arg(files(count)); }
+
+QString StatusLine::exportHeading(const ExportRun::Summary& summary) {
+    return summary.cancelled                            ? QStringLiteral("Export cancelled")
+           : summary.error || summary.failedCount() > 0 ? QStringLiteral("Export finished with errors")
+                                                        : QStringLiteral("Export complete");
+}
+
+QString StatusLine::exportWhere(const ExportRun::Summary& summary) {
+    for (const ExportRun::FileResult& f : summary.files)
+        if (f.written)
+            return QStringLiteral("%1 written to %2.")
+                .arg(files(summary.writtenCount()), NativePath::shown(QFileInfo(f.written->path).absolutePath()));
+    return QString();
+}
 
 QString StatusLine::exportSummary(const ExportRun::Summary& summary) {
     if (summary.error)

@@ -38,6 +38,11 @@ public:
     // A finished run: "Export complete!", or what was written, what failed
     // and why, and which outputs missed their promise.
     static QString exportSummary(const ExportRun::Summary& summary);
+    // The heading of the desktop notification at a run's end, and where the
+    // files went ("3 files written to /music/normalized."; empty when none
+    // was), which it adds to the status line's words.
+    static QString exportHeading(const ExportRun::Summary& summary);
+    static QString exportWhere(const ExportRun::Summary& summary);
 
 signals:
     void textChanged(const QString& text); // on every assignment

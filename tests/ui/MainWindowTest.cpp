@@ -7,6 +7,7 @@
 #include "session/ExportPlan.h"
 #include "ui/BatchView.h"
 #include "ui/ClippingWarningDialog.h"
+#include "ui/DesktopNotification.h"
 #include "ui/ExportControlsView.h"
 #include "ui/FiguresLine.h"
 #include "ui/FileTableModel.h"
@@ -14,12 +15,15 @@
 #include "ui/PaintKit.h"
 #include "ui/PlaybackControlsView.h"
 #include "ui/Selection.h"
+#include "ui/SleepInhibitor.h"
 #include "ui/TaskbarProgress.h"
 #include "ui/WaveformView.h"
 #include "ui/onboarding/OnboardingWizardView.h"
 
 #include <QAccessible>
 #include <QComboBox>
+#include <QDBusUnixFileDescriptor>
+#include <QDBusVirtualObject>
 #include <QDoubleSpinBox>
 #include <QElapsedTimer>
 #include <QFrame>
@@ -29,10 +33,13 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QProcess>
 #include <QRadioButton>
 #include <QSettings>
 #include <QStandardItemModel>
 #include <QTreeWidget>
+#include <poll.h>
+#include <unistd.h>
 
 namespace {
 
@@ -48,6 +55,7 @@ struct Window {
     std::optional<bool> saveEditsAnswer; // to the question on closing with edits not saved: stay
     int replaceAsked = 0, saveEditsAsked = 0;
     size_t recoveryOffered = 0; // the files of the last list offered back; it is taken
+    QStringList notified;       // the desktop notifications, heading and body
     std::unique_ptr<MainWindow> window;
 
     explicit Window(std::unique_ptr<AudioOutput> output = std::make_unique<MemoryOutput>()) {
@@ -59,6 +67,7 @@ struct Window {
         d.askToSaveEdits = [this](QWidget*) { return ++saveEditsAsked, saveEditsAnswer; };
         d.offerRecoveredList = [this](QWidget*, size_t count) { return (recoveryOffered = count) > 0; };
         d.chooseReportToSave = [this](QWidget*) { return reportPath; };
+        d.notify = [this](const QString& heading, const QString& body) { notified << heading << body; };
         d.askAboutClipping = [this](QWidget*, const BatchSession&) { return ++clippingAsked, clippingAnswer; };
         d.askAboutExisting = [this](QWidget*, const QStringList& names) {
             return existingAsked = names, std::optional<ExistingOutputs>();
@@ -312,8 +321,13 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     EXPECT_FALSE(exports.isExporting());
     EXPECT_FALSE(QFileInfo::exists(w.exportFolder));
 
-    // The limiter; the folder chooser answered; the run and its strip.
+    // The limiter; the folder chooser answered; the run and its strip, while
+    // another window is in front.
     w.clippingAnswer = true;
+    QWidget elsewhere;
+    elsewhere.show();
+    elsewhere.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&elsewhere));
     QStringList strip, said;
     QObject::connect(&w.batch().statusLine(), &StatusLine::textChanged, [&](const QString& t) { said << t; });
     QObject::connect(&exports, &ExportSession::progressChanged, [&] {
@@ -330,6 +344,12 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     EXPECT_FALSE(child<QFrame>(*w.window, "progressStrip")->isVisible());
     EXPECT_TRUE(exportAll->isEnabled() && exportAll->text() == "Export All") << "ready for the next export";
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
+    // The desktop is told, with where the files went.
+    ASSERT_EQ(w.notified.size(), 2);
+    EXPECT_EQ(w.notified[0], "Export complete");
+    EXPECT_TRUE(w.notified[1].startsWith(w.status()) &&
+                w.notified[1].endsWith(QString(" 2 files written to %1/normalized.").arg(w.exportFolder)))
+        << w.notified[1].toStdString();
 
     // The strip moves with the running files' shares too, never back.
     ASSERT_GE(strip.size(), 4);
@@ -432,6 +452,73 @@ TEST(TaskbarProgressTest, TheEntryOfTheDesktopFileShowsTheShareOrNothing) {
         EXPECT_EQ(properties.value("progress-visible").toBool(), visible);
         EXPECT_EQ(properties.value("progress").toDouble(), shown);
     }
+}
+
+namespace {
+
+// A desktop service on a test's own bus: it keeps the calls it gets and
+// answers each, Inhibit with `lock`.
+class FakeService : public QDBusVirtualObject {
+public:
+    QList<QDBusMessage> calls;
+    int lock = -1;
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& call, const QDBusConnection& bus) override {
+        calls << call;
+        return bus.send(call.member() == "Inhibit"
+                            ? call.createReply(QVariant::fromValue(QDBusUnixFileDescriptor(lock)))
+                            : call.createReply(1u));
+    }
+};
+
+} // namespace
+
+// The notification and the sleep lock, on a bus of the test's own with the
+// desktop's services played by the test.
+TEST(DesktopBusTest, TheNotificationIsSentAndTheSleepLockHeldUntilReleased) {
+    QProcess daemon;
+    daemon.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
+    ASSERT_TRUE(daemon.waitForReadyRead(5000)) << "dbus-daemon runs";
+    const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+    QDBusConnection services = QDBusConnection::connectToBus(address, "services");
+    QDBusConnection client = QDBusConnection::connectToBus(address, "client");
+    FakeService notifications, logind;
+    int pipe[2];
+    ASSERT_EQ(::pipe(pipe), 0);
+    logind.lock = pipe[1];
+    ASSERT_TRUE(services.registerService("org.freedesktop.Notifications") &&
+                services.registerService("org.freedesktop.login1"));
+    services.registerVirtualObject("/org/freedesktop/Notifications", &notifications);
+    services.registerVirtualObject("/org/freedesktop/login1", &logind);
+
+    DesktopNotification::show("Export complete", "2 files written to /m/normalized.", client);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !notifications.calls.isEmpty(); }, 5000));
+    const QList<QVariant> shown = notifications.calls[0].arguments();
+    ASSERT_EQ(shown.size(), 8);
+    EXPECT_EQ((QStringList{shown[0].toString(), shown[2].toString(), shown[3].toString(), shown[4].toString()}),
+              (QStringList{"Sonivel", "sonivel", "Export complete", "2 files written to /m/normalized."}));
+
+    // The lock: asked for a block of sleep, held while the inhibitor lives,
+    // closed (the pipe's far end sees it) once it is gone.
+    const auto released = [&] {
+        pollfd watch{pipe[0], 0, 0};
+        return ::poll(&watch, 1, 0) == 1 && (watch.revents & POLLHUP);
+    };
+    {
+        SleepInhibitor inhibitor("Exporting 2 files...", client);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return inhibitor.isHeld(); }, 5000));
+        ::close(pipe[1]);
+        ASSERT_EQ(logind.calls.size(), 1);
+        EXPECT_EQ(logind.calls[0].arguments(), (QList<QVariant>{"sleep", "Sonivel", "Exporting 2 files...", "block"}));
+        QTest::qWait(50);
+        EXPECT_FALSE(released());
+    }
+    EXPECT_TRUE(QTest::qWaitFor(released, 2000));
+    ::close(pipe[0]);
+    QDBusConnection::disconnectFromBus("client");
+    QDBusConnection::disconnectFromBus("services");
+    daemon.kill();
+    daemon.waitForFinished();
 }
 
 TEST(MainWindowTest, PresetsTheReportOptionalColumnsAndTheFiguresLine) {
