@@ -160,7 +160,7 @@ BatchView::BatchView(BatchSession& state, ExportSession& session, QUndoStack* un
 QLayout* BatchView::buildToolbar() {
     auto* toolbar = new QHBoxLayout;
     toolbar->setContentsMargins(12, 8, 12, 8);
-    toolbar->setSpacing(12);
+    toolbar->setSpacing(6);
     add_ = new QPushButton(QStringLiteral("Add Files"));
     add_->setObjectName(QStringLiteral("add"));
     add_->setIcon(QIcon::fromTheme(QStringLiteral("list-add")));
@@ -202,20 +202,22 @@ QLayout* BatchView::buildToolbar() {
         preset_->setItemData(preset_->count() - 1, presetDescription(row.preset), Qt::ToolTipRole);
     }
     showChoice(preset_, state_.preset());
+    // As wide as most names; a longer one is cut in the closed box only.
+    preset_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    preset_->setMinimumContentsLength(9);
     toolbar->addWidget(preset_);
-    channelMix_ = choiceBox(
-        "channelMix",
-        {{"Sum of channels (BS.1770)", ChannelMix::sum}, {"Average of channels (classic)", ChannelMix::average}},
-        state_.channelMix(),
-        QStringLiteral("How a file's channels make its loudness: summed as every BS.1770 meter "
-                       "reads it, or averaged into one as earlier versions measured"));
+    channelMix_ =
+        choiceBox("channelMix", {{"Sum (BS.1770)", ChannelMix::sum}, {"Average (classic)", ChannelMix::average}},
+                  state_.channelMix(),
+                  QStringLiteral("How a file's channels make its loudness: summed as every BS.1770 meter "
+                                 "reads it, or averaged into one as earlier versions measured"));
     normalizeBy_ =
         choiceBox("normalizeBy", {{"Loudest 20 s", NormalizeBy::loudest}, {"Integrated", NormalizeBy::integrated}},
                   state_.normalizeBy(),
                   QStringLiteral("The figure every correction aims at the target: the loudness of a "
                                  "file's loudest 20 seconds, or of the whole file"));
     for (const auto& [text, box] : {std::pair{QStringLiteral("&Normalize by:"), normalizeBy_},
-                                    std::pair{QStringLiteral("&Channel mix:"), channelMix_}}) {
+                                    std::pair{QStringLiteral("&Channels:"), channelMix_}}) {
         toolbar->addWidget(labelFor(text, box));
         toolbar->addWidget(box);
     }

@@ -68,7 +68,7 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
     row->addWidget(ceiling_);
     row->addStretch();
     for (QPushButton* b : {save_, load_}) {
-        b->setMinimumWidth(b->sizeHint().width() + 16); // room around the words
+        b->setMinimumWidth(b->sizeHint().width() + 4); // room around the words
         row->addWidget(b);
     }
     row->addWidget(export_);

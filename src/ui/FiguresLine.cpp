@@ -19,6 +19,7 @@ FiguresLine::FiguresLine(BatchSession& state, QWidget* parent) : QLabel(parent),
     setObjectName(QStringLiteral("figuresLine"));
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setFocusPolicy(Qt::StrongFocus); // Tab reaches the figures, and a screen reader says them
+    setWordWrap(true);               // on two lines rather than cut in a narrow window
     setContentsMargins(12, 4, 12, 4);
     QFont caption = font();
     caption.setPixelSize(11);
@@ -30,7 +31,7 @@ FiguresLine::FiguresLine(BatchSession& state, QWidget* parent) : QLabel(parent),
 
 QString FiguresLine::describe(const AnalysisResult& a) {
     const QString separator = QStringLiteral("  ·  ");
-    return QStringList{
+    QStringList figures{
         QStringLiteral("Peak 20s ") + figure(a.loudest20sLUFS, "LUFS"),
         QStringLiteral("Integrated ") + figure(a.figures.integratedLUFS, "LUFS"),
         QStringLiteral("LRA ") + figure(a.figures.loudnessRangeLU, "LU"),
@@ -38,8 +39,11 @@ QString FiguresLine::describe(const AnalysisResult& a) {
         QStringLiteral("Sample peak ") + figure(a.peakDBFS, "dBFS"),
         QStringLiteral("Max momentary ") + figure(a.figures.maxMomentaryLUFS, "LUFS"),
         QStringLiteral("Max short-term ") + figure(a.figures.maxShortTermLUFS, "LUFS"),
-        QStringLiteral("%1 kHz, %2 ch").arg(static_cast<double>(a.sampleRate) / 1000.0, 0, 'g', 4).arg(a.channels)}
-        .join(separator);
+        QStringLiteral("%1 kHz, %2 ch").arg(static_cast<double>(a.sampleRate) / 1000.0, 0, 'g', 4).arg(a.channels)};
+    // A narrow window breaks the line between figures, never inside one.
+    for (QString& f : figures)
+        f.replace(QLatin1Char(' '), QChar::Nbsp).replace(QStringLiteral("short-"), QStringLiteral("short\u2011"));
+    return figures.join(separator);
 }
 
 void FiguresLine::follow() {
