@@ -28,11 +28,10 @@ double luminance(const QColor& c) {
     return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
 }
 
+// In whole steps of 8 bits, as a style sheet writes it and the screen shows it.
 QColor mixed(const QColor& a, const QColor& b, double t) {
-    const auto mix = [t](double x, double y) { return x + (y - x) * t; };
-    return QColor::fromRgbF(static_cast<float>(mix(a.redF(), b.redF())),
-                            static_cast<float>(mix(a.greenF(), b.greenF())),
-                            static_cast<float>(mix(a.blueF(), b.blueF())));
+    const auto mix = [t](int x, int y) { return static_cast<int>(std::lround(x + (y - x) * t)); };
+    return QColor(mix(a.red(), b.red()), mix(a.green(), b.green()), mix(a.blue(), b.blue()));
 }
 
 } // namespace

@@ -104,11 +104,10 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
 // The About box: the version, and every library with the version it runs.
 TEST(AboutTest, TheVersionAndEachLibraryWithItsVersion) {
     const QStringList libraries = libraryVersions();
-    EXPECT_EQ(libraries.size(), 6);
     EXPECT_EQ(libraries.first(), QStringLiteral("Qt ") + qVersion());
     for (const QString& library : libraries)
         EXPECT_TRUE(library.contains(QRegularExpression(R"(^\w+ V?\d+\.\d+)"))) << library.toStdString();
     AboutDialog about("1.4", "", libraries);
-    EXPECT_EQ(about.findChild<QLabel*>("version")->text(), "Version 1.4 (?)");
-    EXPECT_TRUE(about.findChild<QLabel*>("libraries")->text().contains(libraries.last()));
+    EXPECT_EQ(about.findChild<QLabel*>("version")->text() + about.findChild<QLabel*>("libraries")->text(),
+              "Version 1.4 (?)Built on " + libraries.join(", ") + ".");
 }

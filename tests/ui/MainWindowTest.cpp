@@ -345,11 +345,9 @@ TEST(MainWindowTest, ExportAllThroughTheDialogsAndTheProgressStrip) {
     EXPECT_TRUE(exportAll->isEnabled() && exportAll->text() == "Export All") << "ready for the next export";
     EXPECT_EQ(fixtures::filesIn(w.exportFolder + "/normalized").size(), 2);
     // The desktop is told, with where the files went.
-    ASSERT_EQ(w.notified.size(), 2);
-    EXPECT_EQ(w.notified[0], "Export complete");
-    EXPECT_TRUE(w.notified[1].startsWith(w.status()) &&
-                w.notified[1].endsWith(QString(" 2 files written to %1/normalized.").arg(w.exportFolder)))
-        << w.notified[1].toStdString();
+    EXPECT_EQ(w.notified,
+              (QStringList{"Export complete",
+                           w.status() + QString(" 2 files written to %1/normalized.").arg(w.exportFolder)}));
 
     // The strip moves with the running files' shares too, never back.
     ASSERT_GE(strip.size(), 4);
@@ -493,10 +491,8 @@ TEST(DesktopBusTest, TheNotificationIsSentAndTheSleepLockHeldUntilReleased) {
 
     DesktopNotification::show("Export complete", "2 files written to /m/normalized.", client);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !notifications.calls.isEmpty(); }, 5000));
-    const QList<QVariant> shown = notifications.calls[0].arguments();
-    ASSERT_EQ(shown.size(), 8);
-    EXPECT_EQ((QStringList{shown[0].toString(), shown[2].toString(), shown[3].toString(), shown[4].toString()}),
-              (QStringList{"Sonivel", "sonivel", "Export complete", "2 files written to /m/normalized."}));
+    EXPECT_EQ(notifications.calls[0].arguments().mid(0, 5),
+              (QList<QVariant>{"Sonivel", 0u, "sonivel", "Export complete", "2 files written to /m/normalized."}));
 
     // The lock: asked for a block of sleep, held while the inhibitor lives,
     // closed (the pipe's far end sees it) once it is gone.
@@ -515,8 +511,6 @@ TEST(DesktopBusTest, TheNotificationIsSentAndTheSleepLockHeldUntilReleased) {
     }
     EXPECT_TRUE(QTest::qWaitFor(released, 2000));
     ::close(pipe[0]);
-    QDBusConnection::disconnectFromBus("client");
-    QDBusConnection::disconnectFromBus("services");
     daemon.kill();
     daemon.waitForFinished();
 }
@@ -620,18 +614,9 @@ TEST(MainWindowTest, TabVisitsEveryControlInReadingOrderAndEachHasAName) {
 // Every text of the window, in a light and a dark theme, stands out from its
 // background at least as far as the accessibility guidelines ask (4.5:1).
 TEST(MainWindowTest, EveryTextIsReadableInALightAndADarkTheme) {
-    QPalette dark;
-    for (const auto& [role, colour] : {std::pair{QPalette::Window, QColor(49, 54, 59)},
-                                       {QPalette::WindowText, QColor(239, 240, 241)},
-                                       {QPalette::Base, QColor(35, 38, 41)},
-                                       {QPalette::AlternateBase, QColor(42, 46, 50)},
-                                       {QPalette::Text, QColor(239, 240, 241)},
-                                       {QPalette::Button, QColor(49, 54, 59)},
-                                       {QPalette::ButtonText, QColor(239, 240, 241)},
-                                       {QPalette::PlaceholderText, QColor(239, 240, 241, 90)},
-                                       {QPalette::Highlight, QColor(61, 174, 233)},
-                                       {QPalette::HighlightedText, QColor(239, 240, 241)}})
-        dark.setColor(role, colour);
+    QPalette dark(QColor(49, 54, 59), QColor(42, 46, 50)); // button, window: the other shades follow
+    dark.setColor(QPalette::PlaceholderText, QColor(239, 240, 241, 90));
+    dark.setColor(QPalette::Highlight, QColor(61, 174, 233));
     const QPalette original = QApplication::palette();
     for (const QPalette& theme : {QApplication::style()->standardPalette(), dark}) {
         QApplication::setPalette(theme);
