@@ -1,13 +1,9 @@
-#include "app/LibraryVersions.h"
 #include "app/SingleInstance.h"
 #include "app/SonivelApp.h"
 #include "support/AudioFixtures.h"
 #include "support/EventLoop.h"
-#include "ui/AboutDialog.h"
 
-#include <QLabel>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QSettings>
 #include <QSplitter>
 #include <sys/socket.h>
@@ -45,9 +41,8 @@ TEST(SingleInstanceTest, LaterStartsHandTheirFilesToTheOpenWindow) {
     ASSERT_EQ(first.session().files().size(), 1u) << "the open window has the file";
     EXPECT_EQ(first.session().files()[0]->url().toLocalFile(), song);
 
-    // The desktop entry's "Export with last settings": the open window takes
-    // the file (listed already) and, once all is measured, exports the list
-    // into the last folder.
+    // "Export with last settings": the open window takes the file (listed
+    // already) and, once all is measured, exports the list into the last folder.
     QSettings().setValue("folders/export", runtime.path());
     second.start(SONIVEL_BINARY, {"--export-with-last-settings", "song.wav"});
     ASSERT_TRUE(fixtures::waitUntil([&] { return second.state() == QProcess::NotRunning; }, 10000));
@@ -99,15 +94,4 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     EXPECT_EQ(odd.session().preset(), TargetPreset::custom);
     EXPECT_EQ(odd.window().exportSession().choices(), ExportChoices{});
     EXPECT_EQ(odd.window().size(), QSize(1200, 700));
-}
-
-// The About box: the version, and every library with the version it runs.
-TEST(AboutTest, TheVersionAndEachLibraryWithItsVersion) {
-    const QStringList libraries = libraryVersions();
-    EXPECT_EQ(libraries.first(), QStringLiteral("Qt ") + qVersion());
-    for (const QString& library : libraries)
-        EXPECT_TRUE(library.contains(QRegularExpression(R"(^\w+ V?\d+\.\d+)"))) << library.toStdString();
-    AboutDialog about("1.4", "", libraries);
-    EXPECT_EQ(about.findChild<QLabel*>("version")->text() + about.findChild<QLabel*>("libraries")->text(),
-              "Version 1.4 (?)Built on " + libraries.join(", ") + ".");
 }

@@ -97,9 +97,8 @@ TEST(ExportPromiseTest, Mp3FlacSegmentsAndTheLimiterKeepTheirPromises) {
             std::get<2>(fixtures::referencePeaks(source, from, to)) + item.correctionDB() + offsets[s];
         EXPECT_NEAR(std::get<2>(fixtures::referencePeaks(segmented, from, to)), expected, 0.05) << "segment " << s;
     }
-    // The table's final figure counts the gains as libebur128 reads the
-    // edited file: its loudest 20 s (the last, with the +4 dB segment), or
-    // the whole of it.
+    // The table's final figure counts the gains as libebur128 reads the edited
+    // file: its loudest 20 s (the last, with the +4 dB segment), or all of it.
     EXPECT_NEAR(*item.editedFinalLUFS(), std::get<2>(fixtures::referencePeaks(segmented, 20.0, 40.0)), 0.2);
     item.setNormalizeBy(NormalizeBy::integrated);
     EXPECT_NEAR(*item.editedFinalLUFS(), std::get<2>(fixtures::referencePeaks(segmented)), 0.2);

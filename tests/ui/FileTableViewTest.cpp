@@ -49,12 +49,11 @@ TEST(FileTableViewTest, CellsShowTheFiguresInTheirColours) {
     EXPECT_EQ(t.figures(3), (QStringList{"...", "", ""}));
     EXPECT_TRUE(t.model().data(t.model().index(3, 0), FileTableModel::isAnalyzingRole).toBool());
     EXPECT_EQ(t.figures(4).first(), "Failed");
-    EXPECT_EQ((QList<QColor>{t.colour(0, FileTableModel::headroom), t.colour(1, FileTableModel::headroom),
-                             t.colour(2, FileTableModel::headroom), t.colour(4, FileTableModel::peak)}),
-              (QList<QColor>{FileTableModel::shown(FileTableModel::warningColor),
-                             FileTableModel::shown(FileTableModel::errorColor),
-                             FileTableModel::shown(FileTableModel::goodColor),
-                             FileTableModel::shown(FileTableModel::errorColor)}));
+    using M = FileTableModel;
+    EXPECT_EQ((QList<QColor>{t.colour(0, M::headroom), t.colour(1, M::headroom), t.colour(2, M::headroom),
+                             t.colour(4, M::peak)}),
+              (QList<QColor>{M::shown(M::warningColor), M::shown(M::errorColor), M::shown(M::goodColor),
+                             M::shown(M::errorColor)}));
 
     // Markers and the manual colour follow the file.
     EXPECT_FALSE(t.model().data(t.model().index(0, 0), FileTableModel::hasEditsRole).toBool());

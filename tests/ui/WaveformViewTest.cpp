@@ -17,6 +17,17 @@ QImage paintStatic(const AnalysisResult& r, QSize size, const SegmentEditSnapsho
     return image;
 }
 
+// The view over a file of its own, `analysis` given (none: not analysed yet).
+struct ShownFile {
+    std::shared_ptr<AudioFileItem> item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
+    WaveformView view;
+    explicit ShownFile(std::optional<AnalysisResult> analysis, int width = 600) {
+        item->setAnalysis(std::move(analysis));
+        view.resize(width, 300);
+        view.setFile(item);
+    }
+};
+
 bool near(QColor a, QColor b, int tolerance = 12) {
     return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance &&
            std::abs(a.blue() - b.blue()) <= tolerance;
@@ -95,11 +106,10 @@ TEST(WaveformPainterTest, TicksHoverTextAndEditModeOffsets) {
     // A file shorter than the curve's window shows its loudness level over
     // its length; a silent one shows no curve.
     AnalysisResult brief;
-    brief.duration = 2.0;
-    brief.loudest20sLUFS = -21.8;
-    const WaveformPainter::WholeFileCurve flat = WaveformPainter::wholeFileCurve(brief);
-    EXPECT_EQ(flat.times, (std::vector<double>{0.0, 2.0}));
-    EXPECT_EQ(flat.lufs, (std::vector<double>{-21.8, -21.8}));
+    brief.loudest20sLUFS = -21.8, brief.duration = 2.0;
+    const auto [times, lufs] = WaveformPainter::wholeFileCurve(brief);
+    EXPECT_EQ(times, (std::vector<double>{0.0, 2.0}));
+    EXPECT_EQ(lufs, (std::vector<double>{-21.8, -21.8}));
     brief.loudest20sLUFS = -70.0;
     EXPECT_TRUE(WaveformPainter::wholeFileCurve(brief).times.empty());
 }
@@ -131,11 +141,8 @@ TEST(WaveformViewTest, HoverReadOutStaysInsideAndLeavesForTheButtons) {
     EXPECT_EQ(right, 0) << "in the last tenth it goes left of the pointer";
     EXPECT_GT(left, 50 * 18);
 
-    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
-    item->setAnalysis(r);
-    WaveformView view;
-    view.resize(600, 300);
-    view.setFile(item);
+    ShownFile shown(r);
+    WaveformView& view = shown.view;
     QMouseEvent move(QEvent::MouseMove, QPointF(300, 100), QPointF(300, 100), Qt::NoButton, Qt::NoButton,
                      Qt::NoModifier);
     QCoreApplication::sendEvent(&view, &move);
@@ -146,11 +153,8 @@ TEST(WaveformViewTest, HoverReadOutStaysInsideAndLeavesForTheButtons) {
 }
 
 TEST(WaveformViewTest, SeeksByClickAndDragOutsideEditModeOnly) {
-    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
-    item->setAnalysis(synthetic());
-    WaveformView view;
-    view.resize(600, 300);
-    view.setFile(item);
+    ShownFile shown(synthetic());
+    WaveformView& view = shown.view;
     std::vector<double> seeks;
     view.setOnSeek([&](double t) { seeks.push_back(t); });
     const PlotGeometry g = view.plotGeometry();
@@ -165,11 +169,8 @@ TEST(WaveformViewTest, SeeksByClickAndDragOutsideEditModeOnly) {
 }
 
 TEST(WaveformViewTest, StaticLayerIsCachedAcrossPlayheadAndHover) {
-    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
-    item->setAnalysis(synthetic());
-    WaveformView view;
-    view.resize(800, 300);
-    view.setFile(item);
+    ShownFile shown(synthetic(), 800);
+    auto& [item, view] = shown;
     view.grab();
     const int painted = WaveformViewProbe::staticLayerPaints(view);
     EXPECT_EQ(painted, 1);
@@ -187,10 +188,8 @@ TEST(WaveformViewTest, StaticLayerIsCachedAcrossPlayheadAndHover) {
 }
 
 TEST(WaveformViewTest, EditButtonResetAndHelpAppearOnce) {
-    auto item = std::make_shared<AudioFileItem>(QUrl::fromLocalFile("/m/a.wav"));
-    WaveformView view;
-    view.resize(600, 300);
-    view.setFile(item);
+    ShownFile shown(std::nullopt);
+    auto& [item, view] = shown;
     view.setOnToggleEditMode([&] { item->setIsEditMode(!item->isEditMode()); });
     view.show();
     EXPECT_FALSE(child<QAbstractButton>(view, "editSegments")->isVisible()) << "no analysis, no buttons";
