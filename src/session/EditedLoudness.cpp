@@ -10,6 +10,9 @@ namespace {
 constexpr double absoluteGateLUFS = -70.0;
 constexpr double relativeGateLU = 10.0;
 
+// 10^(lu / 10), the power of a loudness.
+double power(double lu) { return std::exp(lu * (M_LN10 / 10.0)); }
+
 // The mean power of [first, first + count), points under the relative gate
 // left out; 0 when nothing passes.
 double gatedMean(const std::vector<double>& powers, size_t first, size_t count) {
@@ -20,7 +23,7 @@ double gatedMean(const std::vector<double>& powers, size_t first, size_t count) 
             sum += powers[i], ++kept;
     if (kept == 0)
         return 0.0;
-    const double gate = sum / static_cast<double>(kept) * std::pow(10.0, -relativeGateLU / 10.0);
+    const double gate = sum / static_cast<double>(kept) * power(-relativeGateLU);
     double gated = 0.0;
     kept = 0;
     for (size_t i = first; i < first + count; ++i)
@@ -29,12 +32,20 @@ double gatedMean(const std::vector<double>& powers, size_t first, size_t count) 
     return gated / static_cast<double>(kept);
 }
 
-// The loudest stretch of `span` points, as a power.
+// The loudest stretch of `span` points, as a power: the stretch of the
+// largest plain mean, found with a running sum in one pass, then gated.
 double loudest(const std::vector<double>& powers, size_t span) {
-    double best = 0.0;
-    for (size_t first = 0; first + span <= powers.size(); ++first)
-        best = std::max(best, gatedMean(powers, first, span));
-    return best;
+    double sum = 0.0;
+    for (size_t i = 0; i < span; ++i)
+        sum += powers[i];
+    double largest = sum;
+    size_t best = 0;
+    for (size_t first = 1; first + span <= powers.size(); ++first) {
+        sum += powers[first + span - 1] - powers[first - 1];
+        if (sum > largest)
+            largest = sum, best = first;
+    }
+    return gatedMean(powers, best, span);
 }
 
 } // namespace
@@ -48,10 +59,10 @@ double shiftLU(const AnalysisResult& analysis, const SegmentEditSnapshot& edits,
     const std::vector<double> offsets = SegmentGainEvaluation::gainOffsetsAtTimes(edits, analysis.times);
     std::vector<double> measured(curve.size()), edited(curve.size());
     for (size_t i = 0; i < curve.size(); ++i) {
-        measured[i] = curve[i] <= absoluteGateLUFS ? 0.0 : std::pow(10.0, curve[i] / 10.0);
+        measured[i] = curve[i] <= absoluteGateLUFS ? 0.0 : power(curve[i]);
         // A point the gain lifts over the absolute gate counts from then on.
         const double level = curve[i] + offsets[i];
-        edited[i] = curve[i] <= absoluteGateLUFS || level <= absoluteGateLUFS ? 0.0 : std::pow(10.0, level / 10.0);
+        edited[i] = curve[i] <= absoluteGateLUFS || level <= absoluteGateLUFS ? 0.0 : power(level);
     }
     const double step = analysis.times[1] - analysis.times[0];
     const size_t span = by == NormalizeBy::integrated || step <= 0.0
