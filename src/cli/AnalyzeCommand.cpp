@@ -18,7 +18,8 @@ QString usage() {
                           "add the loudness range, the largest momentary and short-term loudness, the\n"
                           "correction towards the target and the figure it ends at, and, with a\n"
                           "preset, whether the corrected file would meet it.\n"
-                          "Files are analysed in parallel and reported in the order given.\n"
+                          "Files are analysed in parallel and reported in the order given; a folder\n"
+                          "stands for the audio files under it, in path order, hidden ones left out.\n"
                           "\n"
                           "Options:\n"
                           "  --json           print one JSON array, one object per file\n"
@@ -84,7 +85,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         err << "sonivel analyze: " << e.message() << '\n' << "Try 'sonivel analyze --help'.\n";
         return 2;
     }
-    const QStringList& files = request.files;
+    const QStringList files = BatchSession::withFoldersOpened(request.files);
     const ChannelMix mix = request.aim.channels.value_or(ChannelMix::sum);
     const Aim aim = aimOf(request.aim, {});
     const bool table = request.output == Output::table;

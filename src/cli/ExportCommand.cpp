@@ -50,7 +50,7 @@ QString usage() {
                           "\n"
                           "Analyses the files, corrects each towards the target loudness and writes\n"
                           "them into DIR/normalized, named like \"Song (-16LUFS).wav\". Source files are\n"
-                          "never replaced.\n"
+                          "never replaced. A folder stands for the audio files under it.\n"
                           "\n"
                           "Options:\n"
                           "  --out DIR        folder that receives the \"normalized\" subfolder (required)\n") +
@@ -112,7 +112,8 @@ std::optional<int64_t> listAndAnalyse(BatchSession& state, const Options& option
     state.recalcCorrections();
     if (options.channels)
         state.setChannelMix(*options.channels);
-    const std::vector<BatchSession::SkippedFile> notAdded = state.addFiles(admissible(options.files, state, skipped));
+    const std::vector<BatchSession::SkippedFile> notAdded =
+        state.addFiles(admissible(BatchSession::withFoldersOpened(options.files), state, skipped));
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     if (!skipped.empty())
         err << "sonivel export: skipped " << BatchSession::describe(skipped) << '\n';

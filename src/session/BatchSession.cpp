@@ -1,6 +1,7 @@
 #include "session/BatchSession.h"
 
 #include "io/FileIdentity.h"
+#include "io/FolderScan.h"
 #include "io/NativePath.h"
 
 #include <QDir>
@@ -138,12 +139,16 @@ std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>&
     for (const AudioFileItemPtr& item : files_)
         listed.insert(normalized(item->path()));
 
+    QStringList paths, empty;
+    for (const QUrl& url : urls)
+        if (url.isLocalFile())
+            paths << NativePath::fromUrl(url);
+    paths = withFoldersOpened(paths, &empty);
     std::vector<AudioFileItemPtr> added;
     std::vector<SkippedFile> skipped;
-    for (const QUrl& url : urls) {
-        if (!url.isLocalFile())
-            continue;
-        const QString path = NativePath::fromUrl(url);
+    for (const QString& folder : empty)
+        skipped.push_back({folder, QStringLiteral("no audio files in it")});
+    for (const QString& path : std::as_const(paths)) {
         if (!audioExtensions().contains(QFileInfo(path).suffix().toLower())) {
             skipped.push_back({path, QStringLiteral("not an audio file")});
             continue;
@@ -154,7 +159,7 @@ std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>&
             skipped.push_back({path, QStringLiteral("already listed")});
             continue;
         }
-        added.push_back(std::make_shared<AudioFileItem>(url));
+        added.push_back(std::make_shared<AudioFileItem>(NativePath::toUrl(path)));
         added.back()->setNormalizeBy(normalizeBy_);
     }
     if (added.empty())
@@ -179,6 +184,25 @@ std::vector<BatchSession::SkippedFile> BatchSession::addPaths(const QStringList&
     const std::vector<SkippedFile> notAdded = addFiles(urls);
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     return skipped;
+}
+
+QStringList BatchSession::withFoldersOpened(const QStringList& paths, QStringList* empty) {
+    QStringList out;
+    for (const QString& path : paths) {
+        if (!FolderScan::isFolder(path)) {
+            out << path;
+            continue;
+        }
+        const QStringList found = FolderScan::filesUnder(
+            path, [](const QString& name) { return audioExtensions().contains(QFileInfo(name).suffix().toLower()); });
+        if (!found.isEmpty())
+            out << found;
+        else if (empty)
+            *empty << path;
+        else
+            out << path; // reported as any path that holds no audio
+    }
+    return out;
 }
 
 QString BatchSession::describe(const std::vector<SkippedFile>& skipped) {

@@ -105,15 +105,19 @@ public:
     void setAim(const Aim& aim);
 
     // Appends the files with an admitted extension whose paths are not listed
-    // yet (filesAdded names the first) and analyses them. Returns the local
-    // files it left out, each with why.
+    // yet (filesAdded names the first) and analyses them; a folder stands for
+    // the audio files under it (FolderScan). Returns the local files it left
+    // out, each with why.
     struct SkippedFile {
         QString path;
-        QString reason; // "not an audio file", "already listed"
+        QString reason; // "not an audio file", "already listed", "no audio files in it"
     };
     std::vector<SkippedFile> addFiles(const QList<QUrl>& urls);
     // "notes.txt (not an audio file), a.wav (already listed)"
     static QString describe(const std::vector<SkippedFile>& skipped);
+    // `paths` with each folder replaced by the audio files under it, in path
+    // order; a folder without any goes to `empty`, or without `empty` stays.
+    static QStringList withFoldersOpened(const QStringList& paths, QStringList* empty = nullptr);
     // Adds files named on the command line (relative to the working folder);
     // returns those missing or left out, each with why.
     std::vector<SkippedFile> addPaths(const QStringList& paths);

@@ -372,6 +372,11 @@ void BatchView::addFiles() {
         state_.addFiles(urls);
 }
 
+void BatchView::addFolder() {
+    if (const QString folder = dialogs_.chooseAudioFolder(this); !folder.isEmpty())
+        addPaths({folder});
+}
+
 void BatchView::dragEnterEvent(QDragEnterEvent* event) {
     if (event->mimeData()->hasUrls())
         event->acceptProposedAction();

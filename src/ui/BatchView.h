@@ -61,6 +61,7 @@ public:
     const Commands& commands() const { return commands_; }
 
     void addFiles();
+    void addFolder();
     // What a drop of `mime` does: its local file URLs, in order, to addFiles.
     void handleDrop(const QMimeData& mime);
 

@@ -33,7 +33,8 @@ QStringList runFileDialog(QWidget* parent, const QString& purpose, const QString
     dialog.setAcceptMode(accept);
     if (mode == QFileDialog::Directory) {
         dialog.setOption(QFileDialog::ShowDirsOnly);
-        dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Export"));
+        dialog.setLabelText(QFileDialog::Accept,
+                            purpose == QLatin1String("export") ? QStringLiteral("Export") : QStringLiteral("Add"));
     }
     if (!suggestedName.isEmpty())
         dialog.selectFile(suggestedName);
@@ -78,6 +79,10 @@ Dialogs Dialogs::standard() {
                  QFileDialog::AcceptOpen, QStringLiteral("Audio files (%1)").arg(patterns.join(QLatin1Char(' ')))))
             urls << QUrl::fromLocalFile(file);
         return urls;
+    };
+    d.chooseAudioFolder = [](QWidget* parent) {
+        return firstOf(runFileDialog(parent, QStringLiteral("audio"), QStringLiteral("Add Folder"),
+                                     QFileDialog::Directory, QFileDialog::AcceptOpen));
     };
     d.chooseExportFolder = [](QWidget* parent) {
         return firstOf(runFileDialog(parent, QStringLiteral("export"), QStringLiteral("Choose Export Folder"),

@@ -17,6 +17,8 @@ class QWidget;
 struct Dialogs {
     // Audio files to add; empty when cancelled.
     std::function<QList<QUrl>(QWidget* parent)> chooseAudioFiles;
+    // A folder whose audio files, at every level, are added; empty when cancelled.
+    std::function<QString(QWidget* parent)> chooseAudioFolder;
     // The folder that receives "normalized"; empty when cancelled.
     std::function<QString(QWidget* parent)> chooseExportFolder;
     std::function<QString(QWidget* parent)> chooseSettingsToSave;

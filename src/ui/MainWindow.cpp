@@ -32,6 +32,8 @@ MainWindow::MainWindow(BatchSession& state, Dialogs dialogs, std::unique_ptr<Aud
 
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->addAction(QStringLiteral("Add Files..."), QKeySequence::Open, batch_, &BatchView::addFiles);
+    file->addAction(QStringLiteral("Add Folder..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), batch_,
+                    &BatchView::addFolder);
     file->addSeparator();
     file->addActions(batch_->commands().file);
     file->addAction(QStringLiteral("Export Report..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), this, [this] {

@@ -58,6 +58,9 @@ TEST_F(AnalyzeCommandTest, RowsComeInTheOrderGivenWithErrorsInPlace) {
     EXPECT_TRUE(lines[3].trimmed().endsWith("  0"));
 
     EXPECT_EQ(analyze({loud, soft}).status, 0);
+    // A folder: the audio files under it, in path order.
+    EXPECT_TRUE(
+        analyze({dir.path()}).out.contains(QRegularExpression("\nbroken.flac .*\nloud.wav .*\nquiet.wav .*\nsoft")));
 }
 
 TEST(AnalyzeCommand, UsageErrors) {

@@ -1,0 +1,21 @@
+#pragma once
+
+// The files under a folder, as a music library is laid out: every level
+// read, in path order (each folder's entries by name, case aside, a folder's
+// contents where its name falls), hidden files and folders (a name that
+// starts with a dot) left out. A link to a folder is followed, but no folder
+// is read twice, so a link that loops back is entered once. Names keep every
+// byte (NativePath).
+
+#include <QString>
+#include <QStringList>
+#include <functional>
+
+namespace FolderScan {
+
+// Whether `path` is a folder (through links).
+bool isFolder(const QString& path);
+// The regular files under `folder` for which `wanted` (given the name) holds.
+QStringList filesUnder(const QString& folder, const std::function<bool(const QString& name)>& wanted);
+
+} // namespace FolderScan
