@@ -12,26 +12,36 @@ namespace FolderScan {
 
 namespace {
 
+struct Entry {
+    QString name;
+    bool isFile = false; // a regular file by the folder's own word, which needs no stat
+};
+
 // The entries of one folder but "." and "..", by name, case aside.
-QStringList entriesOf(const QString& folder) {
-    QStringList names;
+std::vector<Entry> entriesOf(const QString& folder) {
+    std::vector<Entry> entries;
     if (DIR* dir = ::opendir(NativePath::encode(folder).constData())) {
         while (const dirent* entry = ::readdir(dir))
             if (entry->d_name[0] != '.') // hidden, or the folder itself and its parent
-                names << NativePath::decode(entry->d_name);
+                entries.push_back({NativePath::decode(entry->d_name), entry->d_type == DT_REG});
         ::closedir(dir);
     }
-    std::sort(names.begin(), names.end(), [](const QString& a, const QString& b) {
-        const int folded = a.compare(b, Qt::CaseInsensitive);
-        return folded != 0 ? folded < 0 : a < b;
+    std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
+        const int folded = a.name.compare(b.name, Qt::CaseInsensitive);
+        return folded != 0 ? folded < 0 : a.name < b.name;
     });
-    return names;
+    return entries;
 }
 
 void scan(const QString& folder, const std::function<bool(const QString&)>& wanted, QSet<std::pair<dev_t, ino_t>>& read,
           QStringList& out) {
-    for (const QString& name : entriesOf(folder)) {
+    for (const auto& [name, isFile] : entriesOf(folder)) {
         const QString path = folder + QLatin1Char('/') + name;
+        if (isFile) {
+            if (wanted(name))
+                out << path;
+            continue;
+        }
         struct stat st {};
         if (::stat(NativePath::encode(path).constData(), &st) != 0)
             continue; // a broken link, or gone meanwhile
