@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
     SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
     SegmentEditModel::addSeparator(edits, 60.0);
     SegmentEditModel::setSegmentGain(edits, 1, 1.5);
-    const ExportJob job{source, "Source", 3.0, -16.0, false, edits};
+    const ExportJob job{source, "Source", 3.0, -16.0, false, edits, {}};
     const QString ffmpeg = FFmpegLocator::find();
     std::fprintf(stderr, "%d min, 48 kHz stereo, at the source rate, best of 3:\n", minutes);
     struct Case {

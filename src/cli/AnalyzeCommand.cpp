@@ -85,7 +85,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         err << "sonivel analyze: " << e.message() << '\n' << "Try 'sonivel analyze --help'.\n";
         return 2;
     }
-    const QStringList files = BatchSession::withFoldersOpened(request.files);
+    QStringList files;
+    for (const BatchSession::ListedPath& listed : BatchSession::withFoldersOpened(request.files))
+        files << listed.path;
     const ChannelMix mix = request.aim.channels.value_or(ChannelMix::sum);
     const Aim aim = aimOf(request.aim, {});
     const bool table = request.output == Output::table;

@@ -74,19 +74,20 @@ using Options = ExportOptions;
 // The files given on the command line that can be exported: readable
 // regular files, each once and not already in `state`'s list; the others
 // go to `skipped`.
-QList<QUrl> admissible(const QStringList& files, const BatchSession& state,
-                       std::vector<BatchSession::SkippedFile>& skipped) {
+std::vector<BatchSession::ListedPath> admissible(const std::vector<BatchSession::ListedPath>& files,
+                                                 const BatchSession& state,
+                                                 std::vector<BatchSession::SkippedFile>& skipped) {
     QSet<QString> seen;
     for (const AudioFileItemPtr& item : state.files())
         seen.insert(NativePath::canonical(item->path()));
-    QList<QUrl> urls;
-    for (const QString& file : files) {
-        if (const std::optional<QString> why = SettingsFile::notExportable(file, seen))
-            skipped.push_back({file, *why});
+    std::vector<BatchSession::ListedPath> out;
+    for (const BatchSession::ListedPath& file : files) {
+        if (const std::optional<QString> why = SettingsFile::notExportable(file.path, seen))
+            skipped.push_back({file.path, *why});
         else
-            urls << NativePath::toUrl(file);
+            out.push_back(file);
     }
-    return urls;
+    return out;
 }
 
 // Builds and analyses the list: the settings file's, then the files given.
@@ -113,7 +114,7 @@ std::optional<int64_t> listAndAnalyse(BatchSession& state, const Options& option
     if (options.channels)
         state.setChannelMix(*options.channels);
     const std::vector<BatchSession::SkippedFile> notAdded =
-        state.addFiles(admissible(BatchSession::withFoldersOpened(options.files), state, skipped));
+        state.addListed(admissible(BatchSession::withFoldersOpened(options.files), state, skipped));
     skipped.insert(skipped.end(), notAdded.begin(), notAdded.end());
     if (!skipped.empty())
         err << "sonivel export: skipped " << BatchSession::describe(skipped) << '\n';

@@ -36,7 +36,8 @@ struct ExportSettings {
 
 struct ExportJob {
     QString sourcePath;
-    // The output's name before its figure, distinct within the batch.
+    // The output's name before its figure, distinct within its folder, with
+    // that folder in front ("Rock/Album/01").
     QString stem;
     double correctionDB = 0.0;
     // The loudness the name promises: the correction plus the source's figure.
@@ -47,4 +48,7 @@ struct ExportJob {
     // Only for a file with segment edits; its promise is then the figure of
     // its edited signal.
     std::optional<SegmentEditSnapshot> segmentEdits;
+    // The folders between the destination and the output ("Rock/Album"),
+    // which mirror the source's; empty for the destination itself.
+    QString subfolder;
 };

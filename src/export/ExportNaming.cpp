@@ -79,6 +79,9 @@ QString OutputNames::commit(TemporaryFile& file, const QString& stem, const QStr
     for (int k = 1;; ++k) {
         const QString name = (k == 1 ? stem : QStringLiteral("%1 (%2)").arg(stem).arg(k)) + figureAndExtension;
         const QString path = QDir(folder_).filePath(name);
+        // The mirrored tree's folders are made as their first file arrives.
+        if (name.contains(QLatin1Char('/')))
+            ExportFiles::makeFolder(QFileInfo(path).path());
         const std::optional<FileId> there = fileIdOf(path);
         if (claimed_.contains(name.toCaseFolded()) || (there && sources_.count(*there) > 0))
             continue;

@@ -14,17 +14,27 @@
 namespace ExportRun {
 
 void nameJobs(Plan& plan, const ExportSettings& settings) {
-    QStringList exported;
-    for (const ExportJob& job : plan.jobs)
-        exported << job.sourcePath;
     // The folder may not exist yet: the nearest one that does tells the file
     // system (the root always does).
     QString existing = NativePath::absolute(settings.destinationFolder);
     while (!QFileInfo(existing).isDir())
         existing = QFileInfo(existing).absolutePath();
-    const QStringList stems = ExportNaming::distinctStems(exported, settings.format, ExportNaming::nameMaxOf(existing));
+    const int nameMax = ExportNaming::nameMaxOf(existing);
+    // Distinct within each folder of the mirrored tree, in list order.
+    std::map<QString, std::vector<size_t>> byFolder;
     for (size_t i = 0; i < plan.jobs.size(); ++i)
-        plan.jobs[i].stem = stems[static_cast<qsizetype>(i)];
+        byFolder[plan.jobs[i].subfolder.toCaseFolded()].push_back(i);
+    for (const auto& [folder, jobs] : byFolder) {
+        QStringList sources;
+        for (size_t i : jobs)
+            sources << plan.jobs[i].sourcePath;
+        const QStringList stems = ExportNaming::distinctStems(sources, settings.format, nameMax);
+        for (size_t k = 0; k < jobs.size(); ++k) {
+            ExportJob& job = plan.jobs[jobs[k]];
+            const QString& stem = stems[static_cast<qsizetype>(k)];
+            job.stem = job.subfolder.isEmpty() ? stem : job.subfolder + QLatin1Char('/') + stem;
+        }
+    }
 }
 
 namespace {

@@ -32,6 +32,10 @@ public:
     const QUrl& url() const { return url_; }
     // The local path of `url`, every byte of its name kept (NativePath).
     const QString& path() const { return path_; }
+    // The folders between a folder the user gave and the file ("Rock/Album";
+    // empty for a file given itself): its output goes there.
+    const QString& subfolder() const { return subfolder_; }
+    void setSubfolder(QString subfolder) { subfolder_ = std::move(subfolder); }
 
     const std::optional<AnalysisResult>& analysis() const { return analysis_; }
     bool isAnalyzing() const { return isAnalyzing_; }
@@ -87,6 +91,7 @@ private:
     const QUuid id_;
     const QUrl url_;
     const QString path_;
+    QString subfolder_;
     std::optional<AnalysisResult> analysis_;
     bool isAnalyzing_ = false;
     std::optional<Error> analysisError_;

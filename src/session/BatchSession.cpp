@@ -133,22 +133,25 @@ void BatchSession::setChannelMix(ChannelMix mix) {
 }
 
 std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>& urls) {
+    QStringList paths, empty;
+    for (const QUrl& url : urls)
+        if (url.isLocalFile())
+            paths << NativePath::fromUrl(url);
+    std::vector<SkippedFile> skipped = addListed(withFoldersOpened(paths, &empty));
+    for (const QString& folder : empty)
+        skipped.insert(skipped.begin(), {folder, QStringLiteral("no audio files in it")});
+    return skipped;
+}
+
+std::vector<BatchSession::SkippedFile> BatchSession::addListed(const std::vector<ListedPath>& paths) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     const auto normalized = [](const QString& path) { return QDir::cleanPath(path); };
     QSet<QString> listed;
     for (const AudioFileItemPtr& item : files_)
         listed.insert(normalized(item->path()));
-
-    QStringList paths, empty;
-    for (const QUrl& url : urls)
-        if (url.isLocalFile())
-            paths << NativePath::fromUrl(url);
-    paths = withFoldersOpened(paths, &empty);
     std::vector<AudioFileItemPtr> added;
     std::vector<SkippedFile> skipped;
-    for (const QString& folder : empty)
-        skipped.push_back({folder, QStringLiteral("no audio files in it")});
-    for (const QString& path : std::as_const(paths)) {
+    for (const auto& [path, subfolder] : paths) {
         if (!audioExtensions().contains(QFileInfo(path).suffix().toLower())) {
             skipped.push_back({path, QStringLiteral("not an audio file")});
             continue;
@@ -161,6 +164,7 @@ std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>&
         }
         added.push_back(std::make_shared<AudioFileItem>(NativePath::toUrl(path)));
         added.back()->setNormalizeBy(normalizeBy_);
+        added.back()->setSubfolder(subfolder);
     }
     if (added.empty())
         return skipped;
@@ -186,21 +190,26 @@ std::vector<BatchSession::SkippedFile> BatchSession::addPaths(const QStringList&
     return skipped;
 }
 
-QStringList BatchSession::withFoldersOpened(const QStringList& paths, QStringList* empty) {
-    QStringList out;
+std::vector<BatchSession::ListedPath> BatchSession::withFoldersOpened(const QStringList& paths, QStringList* empty) {
+    std::vector<ListedPath> out;
     for (const QString& path : paths) {
         if (!FolderScan::isFolder(path)) {
-            out << path;
+            out.push_back({path, {}});
             continue;
         }
         const QStringList found = FolderScan::filesUnder(
             path, [](const QString& name) { return audioExtensions().contains(QFileInfo(name).suffix().toLower()); });
-        if (!found.isEmpty())
-            out << found;
-        else if (empty)
+        // The folder's own name, then the folders between it and the file.
+        const QString root = QDir::cleanPath(path);
+        const QString name = QFileInfo(root).fileName();
+        for (const QString& file : found) {
+            const QString between = file.mid(root.size() + 1).section(QLatin1Char('/'), 0, -2);
+            out.push_back({file, between.isEmpty() ? name : name + QLatin1Char('/') + between});
+        }
+        if (found.isEmpty() && empty)
             *empty << path;
-        else
-            out << path; // reported as any path that holds no audio
+        else if (found.isEmpty())
+            out.push_back({path, {}}); // reported as any path that holds no audio
     }
     return out;
 }

@@ -113,11 +113,20 @@ public:
         QString reason; // "not an audio file", "already listed", "no audio files in it"
     };
     std::vector<SkippedFile> addFiles(const QList<QUrl>& urls);
+    // A file to list, with the folders it was found in below a folder given
+    // ("Rock/Album" for Rock/Album/01.flac found in Rock; empty for a file
+    // given itself), which its output mirrors.
+    struct ListedPath {
+        QString path;
+        QString subfolder;
+    };
+    // addFiles for paths whose folders are opened already.
+    std::vector<SkippedFile> addListed(const std::vector<ListedPath>& listed);
     // "notes.txt (not an audio file), a.wav (already listed)"
     static QString describe(const std::vector<SkippedFile>& skipped);
     // `paths` with each folder replaced by the audio files under it, in path
     // order; a folder without any goes to `empty`, or without `empty` stays.
-    static QStringList withFoldersOpened(const QStringList& paths, QStringList* empty = nullptr);
+    static std::vector<ListedPath> withFoldersOpened(const QStringList& paths, QStringList* empty = nullptr);
     // Adds files named on the command line (relative to the working folder);
     // returns those missing or left out, each with why.
     std::vector<SkippedFile> addPaths(const QStringList& paths);

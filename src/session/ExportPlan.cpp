@@ -49,6 +49,7 @@ ExportRun::Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const Expo
             continue;
         ExportJob job;
         job.sourcePath = file->path();
+        job.subfolder = file->subfolder();
         job.correctionDB = file->correctionDB();
         job.promisedLUFS = *file->finalLUFS();
         job.isSilent = file->analysis()->isSilent();

@@ -49,6 +49,7 @@ const QString pathKey = QStringLiteral("path");
 const QString correctionKey = QStringLiteral("correction_db");
 const QString manualKey = QStringLiteral("manual");
 const QString segmentsKey = QStringLiteral("segments");
+const QString folderKey = QStringLiteral("folder");
 const QString separatorsKey = QStringLiteral("separators");
 const QString gainsKey = QStringLiteral("gains_db");
 const QString secondsKey = QStringLiteral("seconds");
@@ -173,9 +174,21 @@ SettingsData decodeOrThrow(const QByteArray& json) {
         const QJsonObject object = files[i].toObject();
         const QString where = QStringLiteral(" in file entry %1").arg(i + 1);
         const Reader entry(object, where);
-        data.files.push_back({entry.text(pathKey), entry.number(correctionKey), entry.boolean(manualKey), {}});
+        data.files.push_back({entry.text(pathKey), entry.number(correctionKey), entry.boolean(manualKey), {}, {}});
         if (object.contains(segmentsKey))
             data.files.back().segments = decodeSegments(entry.object(segmentsKey), where);
+        if (object.contains(folderKey)) {
+            const QString folder = entry.text(folderKey);
+            const QStringList steps = folder.split(QLatin1Char('/'));
+            if (std::any_of(steps.begin(), steps.end(), [](const QString& step) {
+                    return step.isEmpty() || step == QLatin1String(".") || step == QLatin1String("..");
+                }))
+                throw Failure(
+                    Error::Kind::settings,
+                    QStringLiteral("\"%1\"%2 must be a folder inside the export folder, like \"Artist/Album\".")
+                        .arg(folderKey, where));
+            data.files.back().folder = folder;
+        }
     }
     return data;
 }
@@ -196,6 +209,8 @@ QByteArray encode(const SettingsData& data) {
                 gains.append(gain);
             file.insert(segmentsKey, QJsonObject{{separatorsKey, separators}, {gainsKey, gains}});
         }
+        if (!entry.folder.isEmpty())
+            file.insert(folderKey, entry.folder);
         files.append(file);
     }
     QJsonObject root{{targetKey, data.targetLUFS},
@@ -220,7 +235,7 @@ SettingsData settingsFrom(const BatchSession& state) {
     data.normalizeBy = state.normalizeBy();
     data.preset = state.preset();
     for (const AudioFileItemPtr& item : state.files()) {
-        data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride(), {}});
+        data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride(), {}, item->subfolder()});
         if (item->segmentEdits().hasEdits())
             data.files.back().segments = SettingsData::Segments::of(item->segmentEdits().snapshot());
     }
@@ -300,6 +315,7 @@ Result<Loaded> loadSettings(BatchSession& state, const QString& path, Entries en
         auto item = std::make_shared<AudioFileItem>(NativePath::toUrl(entry.path));
         item->setCorrectionDB(std::clamp(entry.correctionDB, minimumCorrectionDB, maximumCorrectionDB));
         item->setIsManualOverride(entry.manual);
+        item->setSubfolder(entry.folder);
         if (entry.segments)
             item->segmentEdits().restore(entry.segments->snapshot());
         items.push_back(std::move(item));

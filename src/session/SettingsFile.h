@@ -50,6 +50,9 @@ struct SettingsData {
         double correctionDB = 0.0;
         bool manual = false;
         std::optional<Segments> segments; // none for a file without edits
+        // The item's subfolder, which its output mirrors; relative, every
+        // step a name, so that no output leaves the export folder.
+        QString folder = {};
 
         friend bool operator==(const FileEntry&, const FileEntry&) = default;
     };

@@ -97,7 +97,7 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
                       -1.0,
                       std::nullopt};
     for (const QString& path : special)
-        data.files.push_back({path, 0, false, {}});
+        data.files.push_back({path, 0, false, {}, {}});
     const QString settings = fixtures::writeFile(dir.filePath("s.json"), SettingsFile::encode(data));
     const CommandRun fromSettings = exportCommand({"--out", dir.filePath("o"), "--settings", settings, a, special[0]});
     ASSERT_EQ(fromSettings.status, 1) << "not every entry was exported: " << fromSettings.err.toStdString();
@@ -153,4 +153,18 @@ TEST(ExportCommandTest, SilentAndOneSampleFilesAreNamedSilent) {
                            out + "/normalized/good (-16LUFS).flac"}));
     EXPECT_FALSE(run.err.contains("one.wav  ")) << "a silent file gets no gain, so it cannot clip";
     EXPECT_EQ(fixtures::readFirstChannel(out + "/normalized/silent (silent).flac"), fixtures::silence(48000 * 3));
+}
+
+// A folder's outputs mirror its tree: two albums' "01" keep their names.
+TEST(ExportCommandTest, AFoldersOutputsMirrorItsTree) {
+    QTemporaryDir dir;
+    for (const QString album : {"Library/Album A", "Library/Album B"})
+        QDir().mkpath(dir.filePath(album)), tone(dir, album + "/01.wav", 0.1);
+    const QString out = dir.filePath("out");
+    const CommandRun run = exportCommand({"--out", out, dir.filePath("Library"), tone(dir, "01.wav", 0.2)});
+    EXPECT_EQ(run.status, 0) << run.err.toStdString();
+    EXPECT_EQ(
+        run.out.split('\n', Qt::SkipEmptyParts),
+        (QStringList{out + "/normalized/Library/Album A/01 (-16LUFS).wav",
+                     out + "/normalized/Library/Album B/01 (-16LUFS).wav", out + "/normalized/01 (-16LUFS).wav"}));
 }

@@ -41,7 +41,7 @@ QMap<QString, QString> listedFieldsOf(const QString& path) {
 ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFormat format, bool edited,
                             double correctionDB = -2.0, const JobControl& control = {}) {
     QDir().mkpath(dest);
-    ExportJob job{source, QFileInfo(source).completeBaseName(), correctionDB, -16.0, false, std::nullopt};
+    ExportJob job{source, QFileInfo(source).completeBaseName(), correctionDB, -16.0, false, std::nullopt, {}};
     if (edited) {
         SegmentEditSnapshot edits = SegmentEditSnapshot::initial();
         SegmentEditModel::addSeparator(edits, 5.0);

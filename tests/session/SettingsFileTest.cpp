@@ -15,8 +15,8 @@ QString errorOf(const QByteArray& json) { return SettingsFile::decode(json).erro
 
 TEST(SettingsFileTest, EncodesCompactlyAndDecodesAnyKeyOrderAndEscapedSlashes) {
     const SettingsData data{-14.5,
-                            {{"/music/a b/Song.wav", 2.5, false, {}},
-                             {"/x/é.flac", -0.1, true, SettingsData::Segments{{{20.0, 500.0}}, {0.0, -1.5}}}},
+                            {{"/music/a b/Song.wav", 2.5, false, {}, {}},
+                             {"/x/é.flac", -0.1, true, SettingsData::Segments{{{20.0, 500.0}}, {0.0, -1.5}}, "x/y"}},
                             -1.0,
                             ChannelMix::average};
     const QByteArray json = SettingsFile::encode(data);
@@ -25,7 +25,7 @@ TEST(SettingsFileTest, EncodesCompactlyAndDecodesAnyKeyOrderAndEscapedSlashes) {
     EXPECT_EQ(decoded(json), data);
     EXPECT_EQ(decoded(R"({"files":[{"manual":true,"correction_db":-16,"path":"\/a\/b.wav","extra":[1]}],)"
                       R"("unknown":{"x":1},"target_lufs":-23})"),
-              (SettingsData{-23.0, {{"/a/b.wav", -16.0, true, {}}}, -1.0, std::nullopt}));
+              (SettingsData{-23.0, {{"/a/b.wav", -16.0, true, {}, {}}}, -1.0, std::nullopt}));
 }
 
 TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
@@ -47,6 +47,8 @@ TEST(SettingsFileTest, BadInputGivesAReasonAndNeverCrashes) {
         {R"({"target_lufs":-16,"files":[{"path":7,"correction_db":0,"manual":true}]})",
          R"("path" in file entry 1 must be text.)"},
         {R"({"target_lufs":-16,"files":[3]})", "The file entry 1 is not an object."},
+        {R"({"target_lufs":-16,"files":[{"path":"/a","correction_db":0,"manual":true,"folder":"A/../../etc"}]})",
+         R"("folder" in file entry 1 must be a folder inside the export folder, like "Artist/Album".)"},
     };
     for (const auto& [json, error] : cases)
         EXPECT_EQ(errorOf(json), error) << json.toStdString();
@@ -76,6 +78,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
         state.files()[0]->setIsManualOverride(true);
         state.files()[0]->segmentEdits().addSeparator(4.0);
         state.files()[0]->segmentEdits().setSegmentGain(1, -2.5);
+        state.files()[1]->setSubfolder("Artist/Album");
         state.setTargetLUFS(-18.0);
         state.setCeilingDBTP(-2.34);
         state.setChannelMix(ChannelMix::average);
@@ -102,6 +105,7 @@ TEST(SettingsFileTest, SaveAndLoadRoundTripThroughTheState) {
     EXPECT_EQ(SettingsData::Segments::of(loaded.files()[0]->segmentEdits().snapshot()),
               (SettingsData::Segments{{{4.0, 500.0}}, {0.0, -2.5}}));
     EXPECT_FALSE(loaded.files()[1]->segmentEdits().hasEdits());
+    EXPECT_EQ(loaded.files()[1]->subfolder() + loaded.files()[0]->subfolder(), "Artist/Album");
     EXPECT_EQ(loaded.files()[1]->correctionDB(),
               BatchSession::correctionFor(-18.0, loaded.files()[1]->analysis()->figures.integratedLUFS));
     EXPECT_EQ(loaded.files()[1]->analysis()->channelMix, ChannelMix::average);
