@@ -5,6 +5,7 @@
 #include "session/ExportSession.h"
 
 #include <QFileInfo>
+#include <optional>
 
 namespace {
 
@@ -87,11 +88,22 @@ QString StatusLine::exportHeading(const ExportRun::Summary& summary) {
 }
 
 QString StatusLine::exportWhere(const ExportRun::Summary& summary) {
-    for (const ExportRun::FileResult& f : summary.files)
-        if (f.written)
-            return QStringLiteral("%1 written to %2.")
-                .arg(files(summary.writtenCount()), NativePath::shown(QFileInfo(f.written->path).absolutePath()));
-    return QString();
+    // The folder that holds them all, the mirrored folders below it.
+    std::optional<QStringList> common;
+    for (const ExportRun::FileResult& f : summary.files) {
+        if (!f.written)
+            continue;
+        const QStringList steps = QFileInfo(f.written->path).absolutePath().split(QLatin1Char('/'));
+        if (!common)
+            common = steps;
+        qsizetype same = 0;
+        while (same < common->size() && same < steps.size() && (*common)[same] == steps[same])
+            ++same;
+        common->resize(same);
+    }
+    return common ? QStringLiteral("%1 written to %2.")
+                        .arg(files(summary.writtenCount()), NativePath::shown(common->join(QLatin1Char('/'))))
+                  : QString();
 }
 
 QString StatusLine::exportSummary(const ExportRun::Summary& summary) {
