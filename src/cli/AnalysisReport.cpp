@@ -38,11 +38,15 @@ QString padded(const QString& text, int width) {
 
 } // namespace
 
-int reportNameWidth(const QStringList& files) {
+QString shownName(const QString& file, const QString& subfolder) {
+    return subfolder.isEmpty() ? displayName(file)
+                               : NativePath::shown(subfolder + QLatin1Char('/') + QFileInfo(file).fileName());
+}
+
+int reportNameWidth(const QStringList& shown) {
     int width = 4; // "File"
-    for (const QString& f : files) {
-        width = std::max(width, displayWidth(displayName(f)));
-    }
+    for (const QString& name : shown)
+        width = std::max(width, displayWidth(name));
     return width;
 }
 
@@ -58,8 +62,8 @@ QString reportHeader(int nameWidth) {
         .arg(QStringLiteral("Soft passages"));
 }
 
-QString reportRow(const FileReport& r, int nameWidth) {
-    const QString name = padded(displayName(r.file), nameWidth);
+QString reportRow(const FileReport& r, int nameWidth, const QString& shown) {
+    const QString name = padded(shown, nameWidth);
     if (r.error) {
         return name + QStringLiteral("  ") + *r.error;
     }

@@ -85,9 +85,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         err << "sonivel analyze: " << e.message() << '\n' << "Try 'sonivel analyze --help'.\n";
         return 2;
     }
-    QStringList files;
-    for (const BatchSession::ListedPath& listed : BatchSession::withFoldersOpened(request.files))
-        files << listed.path;
+    QStringList files, shown;
+    for (const auto& [path, subfolder] : BatchSession::withFoldersOpened(request.files))
+        files << path, shown << shownName(path, subfolder);
     const ChannelMix mix = request.aim.channels.value_or(ChannelMix::sum);
     const Aim aim = aimOf(request.aim, {});
     const bool table = request.output == Output::table;
@@ -104,7 +104,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     // Rows appear in the order given, each as soon as it and those before it
     // are done. A reported file leaves the list, so that a large batch does
     // not hold every file's figures.
-    const int nameWidth = reportNameWidth(files);
+    const int nameWidth = reportNameWidth(shown);
     if (table)
         out << reportHeader(nameWidth) << '\n';
     std::vector<FileReport> reports;
@@ -123,7 +123,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         items[i].reset();
         anyFailed = anyFailed || report->error.has_value();
         if (table) {
-            out << reportRow(*report, nameWidth) << '\n';
+            out << reportRow(*report, nameWidth, shown[static_cast<qsizetype>(i)]) << '\n';
             out.flush();
         }
         reports.push_back(std::move(*report));
