@@ -171,8 +171,10 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     case name:
         if (role == Qt::DisplayRole)
             return NativePath::shownName(f->path());
-        if (role == Qt::ToolTipRole && f->analysisError())
-            return f->analysisError()->message;
+        // Where it is (two albums' "01.wav" look alike), and why it failed.
+        if (role == Qt::ToolTipRole)
+            return NativePath::shown(f->path()) +
+                   (f->analysisError() ? QLatin1Char('\n') + f->analysisError()->message : QString());
         if (role == Qt::ForegroundRole && f->isManualOverride())
             return shown(manualColor);
         if (role == isAnalyzingRole)

@@ -151,7 +151,7 @@ TEST(FileTableViewTest, NarrowTableKeepsEveryFigureAndSelectionKeepsColours) {
     ASSERT_TRUE(QTest::qWaitFor([&] { return !broken->isAnalyzing(); }));
     broken->setAnalysisError(Error{Error::Kind::decode, "Cannot decode broken.m4a", {}, std::nullopt});
     EXPECT_EQ(t.model().data(t.model().index(1, FileTableModel::name), Qt::ToolTipRole).toString(),
-              "Cannot decode broken.m4a");
+              "/m/broken.m4a\nCannot decode broken.m4a");
 
     // At the window's narrowest the figures keep their width and all fit.
     t.view.resize(880, 200);
