@@ -37,37 +37,29 @@ void scan(const QString& folder, const std::function<bool(const QString&)>& want
           QStringList& out) {
     for (const auto& [name, isFile] : entriesOf(folder)) {
         const QString path = folder + QLatin1Char('/') + name;
-        if (isFile) {
-            if (wanted(name))
-                out << path;
-            continue;
-        }
-        struct stat st {};
-        if (::stat(NativePath::encode(path).constData(), &st) != 0)
-            continue; // a broken link, or gone meanwhile
-        if (S_ISDIR(st.st_mode)) {
-            if (!read.contains({st.st_dev, st.st_ino})) {
+        if (!isFile) {
+            struct stat st {};
+            if (::stat(NativePath::encode(path).constData(), &st) != 0)
+                continue; // a broken link, or gone meanwhile
+            if (S_ISDIR(st.st_mode) && !read.contains({st.st_dev, st.st_ino})) {
                 read.insert({st.st_dev, st.st_ino});
                 scan(path, wanted, read, out);
             }
-        } else if (S_ISREG(st.st_mode) && wanted(name)) {
-            out << path;
+            if (!S_ISREG(st.st_mode))
+                continue;
         }
+        if (wanted(name))
+            out << path;
     }
 }
 
 } // namespace
 
-bool isFolder(const QString& path) {
-    struct stat st {};
-    return ::stat(NativePath::encode(path).constData(), &st) == 0 && S_ISDIR(st.st_mode);
-}
-
-QStringList filesUnder(const QString& folder, const std::function<bool(const QString& name)>& wanted) {
-    QStringList out;
+std::optional<QStringList> filesUnder(const QString& folder, const std::function<bool(const QString& name)>& wanted) {
     struct stat st {};
     if (::stat(NativePath::encode(folder).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
-        return out;
+        return std::nullopt;
+    QStringList out;
     QSet<std::pair<dev_t, ino_t>> read{{st.st_dev, st.st_ino}};
     QString root = folder;
     while (root.size() > 1 && root.endsWith(QLatin1Char('/')))

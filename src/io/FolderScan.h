@@ -10,12 +10,12 @@
 #include <QString>
 #include <QStringList>
 #include <functional>
+#include <optional>
 
 namespace FolderScan {
 
-// Whether `path` is a folder (through links).
-bool isFolder(const QString& path);
-// The regular files under `folder` for which `wanted` (given the name) holds.
-QStringList filesUnder(const QString& folder, const std::function<bool(const QString& name)>& wanted);
+// The regular files under `folder` for which `wanted` (given the name)
+// holds; none when `folder` is no folder (through links).
+std::optional<QStringList> filesUnder(const QString& folder, const std::function<bool(const QString& name)>& wanted);
 
 } // namespace FolderScan

@@ -193,22 +193,22 @@ std::vector<BatchSession::SkippedFile> BatchSession::addPaths(const QStringList&
 std::vector<BatchSession::ListedPath> BatchSession::withFoldersOpened(const QStringList& paths, QStringList* empty) {
     std::vector<ListedPath> out;
     for (const QString& path : paths) {
-        if (!FolderScan::isFolder(path)) {
+        const std::optional<QStringList> found = FolderScan::filesUnder(
+            path, [](const QString& name) { return audioExtensions().contains(QFileInfo(name).suffix().toLower()); });
+        if (!found) {
             out.push_back({path, {}});
             continue;
         }
-        const QStringList found = FolderScan::filesUnder(
-            path, [](const QString& name) { return audioExtensions().contains(QFileInfo(name).suffix().toLower()); });
         // The folder's own name, then the folders between it and the file.
         const QString root = QDir::cleanPath(path);
         const QString name = QFileInfo(root).fileName();
-        for (const QString& file : found) {
+        for (const QString& file : *found) {
             const QString between = file.mid(root.size() + 1).section(QLatin1Char('/'), 0, -2);
             out.push_back({file, between.isEmpty() ? name : name + QLatin1Char('/') + between});
         }
-        if (found.isEmpty() && empty)
+        if (found->isEmpty() && empty)
             *empty << path;
-        else if (found.isEmpty())
+        else if (found->isEmpty())
             out.push_back({path, {}}); // reported as any path that holds no audio
     }
     return out;

@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QFontDatabase>
 #include <QGuiApplication>
+#include <QHash>
 #include <QPalette>
 #include <algorithm>
 #include <cmath>
@@ -162,7 +163,6 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     if (!f)
         return {};
     const auto& analysis = f->analysis();
-    const QColor secondary = shown(QGuiApplication::palette().color(QPalette::PlaceholderText));
     if (role == Qt::FontRole && index.column() != name)
         return QFontDatabase::systemFont(QFontDatabase::FixedFont); // digits of equal width
     if (role == Qt::TextAlignmentRole && index.column() != name)
@@ -196,7 +196,7 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         }
         if (role == Qt::ForegroundRole && !analysis) {
             if (f->isAnalyzing())
-                return secondary;
+                return shown(QGuiApplication::palette().color(QPalette::PlaceholderText));
             if (f->analysisError())
                 return shown(errorColor);
         }
@@ -238,16 +238,34 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     return {};
 }
 
-QColor FileTableModel::onHighlight(const QColor& colour) {
-    // As readable as the theme's own selected text, up to the usual measure.
+namespace {
+
+// The readable shades of the few colours the cells use, found once per
+// palette: a repaint asks for them cell by cell. Main thread only.
+QColor cachedShade(const QColor& colour, bool onHighlight) {
+    static QHash<std::pair<QRgb, bool>, QColor> shades;
+    static qint64 paletteKey = 0;
     const QPalette palette = QGuiApplication::palette();
+    if (palette.cacheKey() != paletteKey) {
+        shades.clear();
+        paletteKey = palette.cacheKey();
+    }
+    const std::pair key{colour.rgba(), onHighlight};
+    if (const auto found = shades.constFind(key); found != shades.cend())
+        return *found;
     const QColor highlight = palette.color(QPalette::Highlight);
-    return PaintKit::readableOn(
-        colour, {highlight},
-        std::min(PaintKit::readableContrast, PaintKit::contrast(palette.color(QPalette::HighlightedText), highlight)));
+    // On the selection, as readable as the theme's own selected text, up to the usual measure.
+    const QColor shade =
+        onHighlight
+            ? PaintKit::readableOn(colour, {highlight},
+                                   std::min(PaintKit::readableContrast,
+                                            PaintKit::contrast(palette.color(QPalette::HighlightedText), highlight)))
+            : PaintKit::readableOn(colour, {palette.color(QPalette::Base), palette.color(QPalette::AlternateBase)});
+    return shades[key] = shade;
 }
 
-QColor FileTableModel::shown(const QColor& meaning) {
-    const QPalette palette = QGuiApplication::palette();
-    return PaintKit::readableOn(meaning, {palette.color(QPalette::Base), palette.color(QPalette::AlternateBase)});
-}
+} // namespace
+
+QColor FileTableModel::onHighlight(const QColor& colour) { return cachedShade(colour, true); }
+
+QColor FileTableModel::shown(const QColor& meaning) { return cachedShade(meaning, false); }

@@ -17,8 +17,10 @@ QString textColourStyle(const QColor& c) {
     return QStringLiteral("color: rgba(%1, %2, %3, %4)").arg(c.red()).arg(c.green()).arg(c.blue()).arg(c.alpha());
 }
 
-QString secondaryTextStyle(const QPalette& palette) {
-    return textColourStyle(readableOn(palette.color(QPalette::PlaceholderText), {palette.color(QPalette::Window)}));
+QString secondaryTextStyle(const QPalette& palette) { return textColourStyle(secondaryText(palette)); }
+
+QColor secondaryText(const QPalette& palette) {
+    return readableOn(palette.color(QPalette::PlaceholderText), {palette.color(QPalette::Window)});
 }
 
 namespace {

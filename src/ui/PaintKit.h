@@ -26,6 +26,7 @@ QString textColourStyle(const QColor& colour);
 // The same in the palette's secondary colour (the placeholder colour), made
 // readable on the window's background.
 QString secondaryTextStyle(const QPalette& palette);
+QColor secondaryText(const QPalette& palette);
 
 // How far apart two colours are to the eye, from 1 (the same) to 21 (black
 // on white), as the accessibility guidelines measure it; alpha is ignored.

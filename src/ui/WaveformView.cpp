@@ -153,8 +153,7 @@ WaveformView::WaveformView(QWidget* parent)
     const QStringList icons = {"list-add",     "drag-vertical", "drag-horizontal", "list-remove",
                                "view-refresh", "fade-handle",   "edit-find"};
     const QStringList lines = helpLines();
-    const QColor secondary =
-        PaintKit::readableOn(palette().color(QPalette::PlaceholderText), {palette().color(QPalette::Window)});
+    const QColor secondary = PaintKit::secondaryText(palette());
     for (qsizetype i = 0; i < lines.size(); ++i) {
         auto* row = new QHBoxLayout;
         row->setSpacing(6);
