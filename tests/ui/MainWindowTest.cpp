@@ -138,6 +138,7 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     const auto type = [&](const char* text) {
         target->setFocus();
         target->selectAll();
+        QTest::keyClick(target, Qt::Key_Backspace);
         QTest::keyClicks(target, text);
         QTest::keyClick(target, Qt::Key_Return);
         return w.state.targetLUFS();
@@ -151,14 +152,8 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     EXPECT_FALSE(target->hasFocus()) << "Return hands the keys back to the window";
     // What is not a number leaves the target alone.
     type("-14");
-    for (const char* text : {"", "-", "."}) {
-        target->setFocus();
-        target->selectAll();
-        QTest::keyClick(target, Qt::Key_Backspace);
-        QTest::keyClicks(target, text);
-        target->clearFocus();
-        EXPECT_EQ(w.state.targetLUFS(), -14.0) << '"' << text << '"';
-    }
+    for (const char* text : {"", "-", "."})
+        EXPECT_EQ(type(text), -14.0) << '"' << text << '"';
     // The file removed at -16 LUFS comes back aimed at the new target.
     w.window->undoStack().undo();
     const AudioFileItemPtr file = w.state.files()[0];
@@ -166,10 +161,9 @@ TEST(MainWindowTest, DropRemoveUndoRedoAndTarget) {
     EXPECT_DOUBLE_EQ(file->correctionDB(), BatchSession::correctionFor(-14.0, file->analysis()->loudest20sLUFS));
 
     // An encoder's message of several lines: the first here, all in the tooltip.
-    w.batch().statusLine().show("Export error: Error exporting a.wav: first line\nsecond line");
-    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->text(), "Export error: Error exporting a.wav: first line");
-    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->toolTip(),
-              "Export error: Error exporting a.wav: first line\nsecond line");
+    w.batch().statusLine().show("Export error: first line\nsecond line");
+    EXPECT_EQ(child<QLabel>(*w.window, "statusLine")->text() + "|" + child<QLabel>(*w.window, "statusLine")->toolTip(),
+              "Export error: first line|Export error: first line\nsecond line");
 }
 
 TEST(MainWindowTest, SpaceAndEscapeAndTheEditModeStatusLine) {
@@ -566,8 +560,7 @@ TEST(MainWindowTest, EveryControlIsReachableNamedAndReadableInALightAndADarkThem
         QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany)); // the fields' numbers keep their point
         Window w;
         QLocale::setDefault(QLocale::c());
-        for (const char* field : {"target", "ceiling"})
-            EXPECT_TRUE(child<QDoubleSpinBox>(*w.window, field)->text().contains('.')) << field;
+        EXPECT_TRUE(child<QDoubleSpinBox>(*w.window, "ceiling")->text().contains('.'));
         w.drop({w.tone("a.wav", 0.1), w.tone("b.wav", 0.9), w.dir.filePath("gone.wav")});
         ASSERT_TRUE(w.analysed());
         w.state.files()[0]->setIsManualOverride(true);
