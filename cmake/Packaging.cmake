@@ -60,7 +60,9 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://sonivel.org/")
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "ffmpeg")
+# The analysis cache's database driver is a plugin, which the shared
+# library scan does not see.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "ffmpeg, libqt6sql6-sqlite")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 include(CPack)

@@ -23,7 +23,7 @@ _sonivel() {
     esac
 
     if [[ $cur == -* ]]; then
-        local aim="--target --normalize-by --ceiling --preset --channels --help"
+        local aim="--target --normalize-by --ceiling --preset --channels --no-cache --help"
         case $command in
             analyze) COMPREPLY=($(compgen -W "--json --csv $aim" -- "$cur")) ;;
             export) COMPREPLY=($(compgen -W "--out --format --rate --limiter --no-limiter --overwrite --settings $aim" -- "$cur")) ;;

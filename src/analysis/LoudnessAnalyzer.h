@@ -21,6 +21,9 @@ inline constexpr double silenceLUFS = -70.0;
 // Peak of an all-zero file.
 inline constexpr double silencePeakDBFS = -120.0;
 inline constexpr int64_t envelopeBuckets = 2000;
+// Raised whenever a change to the measurement changes a figure, the curve or
+// the envelope, so that figures kept from the old one are measured again.
+inline constexpr int measurementVersion = 1;
 
 struct LoudestWindow {
     double start = 0.0;

@@ -12,7 +12,8 @@
 
 SonivelApp::SonivelApp()
     : updaterManager_(AppVersion{QStringLiteral(SONIVEL_VERSION), QStringLiteral(SONIVEL_BUILD_NUMBER)}),
-      window_(session_), checkForUpdates_(QStringLiteral("Check for Updates...")) {
+      window_(session_), checkForUpdates_(QStringLiteral("Check for Updates...")),
+      clearCache_(QStringLiteral("Clear analysis cache")) {
     checkForUpdates_.setEnabled(updaterManager_.canCheckForUpdates());
     if (UpdaterManager::configuredFeedURL().isEmpty())
         checkForUpdates_.setToolTip(QStringLiteral("No update feed is configured for this installation."));
@@ -22,6 +23,12 @@ SonivelApp::SonivelApp()
     QObject::connect(&updaterManager_, &UpdaterManager::checkFinished, &window_,
                      [this](const UpdateCheck& result) { showCheckResult(result); });
     window_.addCommandAfterAbout(&checkForUpdates_);
+    clearCache_.setStatusTip(QStringLiteral("Forget the kept measurements: files are measured again when next added."));
+    QObject::connect(&clearCache_, &QAction::triggered, &window_, [this] {
+        window_.batch()->statusLine().show(cache_.clear() ? QStringLiteral("Analysis cache cleared.")
+                                                          : QStringLiteral("The analysis cache could not be cleared."));
+    });
+    window_.addFileCommand(&clearCache_);
 }
 
 void SonivelApp::showCheckResult(const UpdateCheck& result) {

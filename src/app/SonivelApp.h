@@ -8,7 +8,8 @@
 // update checks, and the request is carried out: its files added, then the
 // file chooser or an export as last time when it asks for one. Requests
 // that later starts hand over are carried out the same way, and the window
-// comes to the front.
+// comes to the front. Files are measured through the user's analysis cache,
+// which File > "Clear analysis cache" empties.
 
 #include "app/SingleInstance.h"
 #include "app/update/UpdaterManager.h"
@@ -33,9 +34,11 @@ private:
     void perform(const LaunchRequest& request);
     void showCheckResult(const UpdateCheck& result);
 
-    BatchSession session_;
+    AnalysisCache cache_{AnalysisCache::defaultFile()}; // outlives the session's analyses
+    BatchSession session_{BatchSession::throughCache(cache_)};
     UpdaterManager updaterManager_;
     MainWindow window_;
     QAction checkForUpdates_;
+    QAction clearCache_;
     InstanceServer instanceServer_;
 };

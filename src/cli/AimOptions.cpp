@@ -44,12 +44,21 @@ bool takeAimOption(AimOptions& o, const QString& arg, const QString& value) {
         o.channels = named(channelMixNames.named(value), arg, QStringLiteral("sum or average"), value);
     else if (arg == QLatin1String("--normalize-by"))
         o.normalizeBy = named(normalizeByNames.named(value), arg, QStringLiteral("loudest or integrated"), value);
+    else if (arg == QLatin1String("--no-cache"))
+        o.noCache = true;
     else if (arg == QLatin1String("--preset"))
         o.preset =
             named(presetNamed(value), arg, QStringLiteral("custom|") + presetNameList(QStringLiteral("|")), value);
     else
         return false;
     return true;
+}
+
+BatchSession::AnalysisOptions measuring(const AimOptions& o, std::optional<AnalysisCache>& cache) {
+    if (o.noCache)
+        return {};
+    cache.emplace(AnalysisCache::defaultFile());
+    return BatchSession::throughCache(*cache);
 }
 
 Aim aimOf(const AimOptions& o, const Aim& base) {
@@ -81,7 +90,9 @@ QString aimOptionsHelp() {
            presets +
            QStringLiteral("  --channels MIX   sum: the channels' loudness summed as every BS.1770 meter\n"
                           "                   reads it (the default); average: the classic figure of the\n"
-                          "                   channels' average\n");
+                          "                   channels' average\n"
+                          "  --no-cache       measure every file again, without reading or filling the\n"
+                          "                   analysis cache\n");
 }
 
 bool readArguments(const QStringList& arguments, const QStringList& withValues,

@@ -4,8 +4,10 @@
 // the reading of options and files, and the options that aim files at a
 // target (the target, the figure, the ceiling, the channel mix, a preset).
 
+#include "analysis/AnalysisCache.h"
 #include "analysis/ChannelMix.h"
 #include "io/Error.h"
+#include "session/BatchSession.h"
 #include "session/TargetPreset.h"
 
 #include <QString>
@@ -19,7 +21,12 @@ struct AimOptions {
     std::optional<ChannelMix> channels;
     std::optional<NormalizeBy> normalizeBy;
     std::optional<TargetPreset> preset;
+    bool noCache = false; // measure every file, the analysis cache left alone
 };
+
+// Measures through the user's analysis cache unless told not to; the
+// session's analyses go through what `cache` then holds.
+BatchSession::AnalysisOptions measuring(const AimOptions& o, std::optional<AnalysisCache>& cache);
 
 // The aim options, each of which takes a value.
 const QStringList& aimOptionsWithValues();

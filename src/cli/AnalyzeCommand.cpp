@@ -93,7 +93,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     const bool table = request.output == Output::table;
 
     // Every file as given, twice if given twice, measured in parallel by the session.
-    BatchSession session;
+    std::optional<AnalysisCache> cache;
+    BatchSession session(measuring(request.aim, cache));
     session.setChannelMix(mix);
     session.setAim(aim);
     std::vector<AudioFileItemPtr> items;

@@ -216,7 +216,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         err << "Cancelled: " << written << (written == 1 ? " file" : " files") << " written.\n";
         return 128 + (cancelling.signal() != 0 ? cancelling.signal() : SIGINT);
     };
-    BatchSession state;
+    std::optional<AnalysisCache> cache;
+    BatchSession state(measuring(*options, cache));
     const std::optional<int64_t> notAnalysed = listAndAnalyse(state, *options, err, cancel);
     if (!notAnalysed)
         return cancel.load() ? cancelled(0) : 1;

@@ -33,9 +33,24 @@ std::vector<Entry> entriesOf(const QString& folder) {
     return entries;
 }
 
-void scan(const QString& folder, const std::function<bool(const QString&)>& wanted, QSet<std::pair<dev_t, ino_t>>& read,
-          QStringList& out) {
+struct Walk {
+    const std::function<bool(const QString&)>& wanted;
+    const std::function<void(QStringList&&)>& found;
+    std::stop_token stop;
+    QSet<std::pair<dev_t, ino_t>> read;
+    QStringList out; // found and not handed over yet
+
+    void handOver() {
+        if (!out.isEmpty())
+            found(std::exchange(out, {}));
+    }
+    void into(const QString& folder);
+};
+
+void Walk::into(const QString& folder) {
     for (const auto& [name, isFile] : entriesOf(folder)) {
+        if (stop.stop_requested())
+            return;
         const QString path = folder + QLatin1Char('/') + name;
         if (!isFile) {
             struct stat st {};
@@ -43,7 +58,8 @@ void scan(const QString& folder, const std::function<bool(const QString&)>& want
                 continue; // a broken link, or gone meanwhile
             if (S_ISDIR(st.st_mode) && !read.contains({st.st_dev, st.st_ino})) {
                 read.insert({st.st_dev, st.st_ino});
-                scan(path, wanted, read, out);
+                handOver(); // what lies before the folder, in order
+                into(path);
             }
             if (!S_ISREG(st.st_mode))
                 continue;
@@ -51,21 +67,29 @@ void scan(const QString& folder, const std::function<bool(const QString&)>& want
         if (wanted(name))
             out << path;
     }
+    handOver();
 }
 
 } // namespace
 
-std::optional<QStringList> filesUnder(const QString& folder, const std::function<bool(const QString& name)>& wanted) {
+bool scan(const QString& folder, const std::function<bool(const QString& name)>& wanted,
+          const std::function<void(QStringList&& files)>& found, std::stop_token stop) {
     struct stat st {};
     if (::stat(NativePath::encode(folder).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
-        return std::nullopt;
-    QStringList out;
-    QSet<std::pair<dev_t, ino_t>> read{{st.st_dev, st.st_ino}};
+        return false;
+    Walk walk{wanted, found, std::move(stop), {{st.st_dev, st.st_ino}}, {}};
     QString root = folder;
     while (root.size() > 1 && root.endsWith(QLatin1Char('/')))
         root.chop(1);
-    scan(root, wanted, read, out);
-    return out;
+    walk.into(root);
+    return true;
+}
+
+std::optional<QStringList> filesUnder(const QString& folder, const std::function<bool(const QString& name)>& wanted) {
+    QStringList all;
+    if (!scan(folder, wanted, [&](QStringList&& files) { all += files; }))
+        return std::nullopt;
+    return all;
 }
 
 } // namespace FolderScan

@@ -5,10 +5,16 @@
 #include "io/NativePath.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QThread>
+#include <QTimer>
 #include <algorithm>
 #include <cmath>
+#include <mutex>
+#include <stop_token>
+#include <sys/stat.h>
+#include <thread>
 
 // What one call of analyzeFiles shares with its jobs; `completed` is counted
 // on the owning thread as results arrive.
@@ -19,7 +25,25 @@ struct BatchSession::AnalysisGroup {
     };
     std::vector<Work> work;
     ChannelMix mix = ChannelMix::sum;
-    int64_t completed = 0;
+};
+
+// One call's paths with a folder among them, listed on a thread of its own:
+// what it found and has not handed over, and whether it has ended.
+struct BatchSession::Listing {
+    std::mutex mutex;
+    std::vector<ListedPath> found;
+    QStringList empty; // the folders without audio files
+    bool walked = false;
+    bool woken = false; // a call to take what was found is on its way
+    // The owning thread's: the last of it is in the list; what it left out.
+    bool done = false;
+    std::vector<SkippedFile> skipped;
+    QSet<QString> listedBefore; // what was listed when it began, as addListed checks
+};
+
+struct BatchSession::RunningListing {
+    std::shared_ptr<Listing> listing;
+    std::jthread thread;
 };
 
 // A finished analysis, on its way to the owning thread.
@@ -39,7 +63,10 @@ BatchSession::BatchSession(AnalysisOptions options, QObject* parent)
         options_.analyze = analyzeFile;
 }
 
-BatchSession::~BatchSession() { stopAndWait(); }
+BatchSession::~BatchSession() {
+    listings_.clear(); // stops and joins each thread
+    stopAndWait();
+}
 
 void BatchSession::stopAndWait() {
     for (const JobRunner::Batch& batch : analyses_)
@@ -133,22 +160,115 @@ void BatchSession::setChannelMix(ChannelMix mix) {
 }
 
 std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>& urls) {
-    QStringList paths, empty;
+    QStringList paths;
     for (const QUrl& url : urls)
         if (url.isLocalFile())
             paths << NativePath::fromUrl(url);
-    std::vector<SkippedFile> skipped = addListed(withFoldersOpened(paths, &empty));
+    // Files, and a folder read within a moment, are added at once; a larger
+    // folder is read again on a thread of its own, and listed from there.
+    std::stop_source tooLarge;
+    QElapsedTimer clock;
+    clock.start();
+    std::vector<ListedPath> found;
+    const QStringList empty = openFolders(
+        paths,
+        [&](std::vector<ListedPath>&& more) {
+            found.insert(found.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+            if (found.size() > listedAtOnce || clock.elapsed() > 20)
+                tooLarge.request_stop();
+        },
+        tooLarge.get_token());
+    if (tooLarge.stop_requested()) {
+        list(paths);
+        return {};
+    }
+    std::vector<SkippedFile> skipped = addListed(found);
     for (const QString& folder : empty)
         skipped.insert(skipped.begin(), {folder, QStringLiteral("no audio files in it")});
     return skipped;
 }
 
-std::vector<BatchSession::SkippedFile> BatchSession::addListed(const std::vector<ListedPath>& paths) {
-    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    const auto normalized = [](const QString& path) { return QDir::cleanPath(path); };
+void BatchSession::list(const QStringList& paths) {
+    std::erase_if(listings_, [](const RunningListing& r) { return r.listing->done; });
+    auto listing = std::make_shared<Listing>();
+    listing->listedBefore = listedPaths();
+    // The owning thread is woken at most every 50 ms while the walk goes on,
+    // and when it ends.
+    listings_.push_back({listing, std::jthread([this, paths, listing](std::stop_token stop) {
+                             QElapsedTimer since;
+                             since.start();
+                             const QStringList empty = openFolders(
+                                 paths,
+                                 [&](std::vector<ListedPath>&& found) {
+                                     const std::lock_guard lock(listing->mutex);
+                                     listing->found.insert(listing->found.end(), std::make_move_iterator(found.begin()),
+                                                           std::make_move_iterator(found.end()));
+                                     if (since.elapsed() >= 50)
+                                         wakeFor(listing), since.restart();
+                                 },
+                                 stop);
+                             {
+                                 const std::lock_guard lock(listing->mutex);
+                                 listing->empty = empty;
+                                 listing->walked = true;
+                                 wakeFor(listing);
+                             }
+                         })});
+}
+
+void BatchSession::wakeFor(const std::shared_ptr<Listing>& listing) {
+    if (!std::exchange(listing->woken, true))
+        QMetaObject::invokeMethod(
+            this, [this, listing] { takeListed(listing); }, Qt::QueuedConnection);
+}
+
+bool BatchSession::isListing() const {
+    return std::any_of(listings_.begin(), listings_.end(), [](const RunningListing& r) { return !r.listing->done; });
+}
+
+void BatchSession::takeListed(const std::shared_ptr<Listing>& shared) {
+    Listing& listing = *shared;
+    std::vector<ListedPath> batch;
+    {
+        const std::lock_guard lock(listing.mutex);
+        listing.woken = false;
+        // A slice at a time, so that the window answers in between.
+        const size_t n = std::min(listing.found.size(), listedAtOnce);
+        batch.assign(std::make_move_iterator(listing.found.begin()),
+                     std::make_move_iterator(listing.found.begin() + n));
+        listing.found.erase(listing.found.begin(), listing.found.begin() + n);
+        listing.done = listing.walked && listing.found.empty();
+        if (!listing.found.empty()) { // the rest once the window has had its turn
+            listing.woken = true;
+            QTimer::singleShot(1, this, [this, shared] { takeListed(shared); });
+        }
+    }
+    std::vector<SkippedFile> skipped = addListed(batch, listing.listedBefore);
+    listing.skipped.insert(listing.skipped.end(), skipped.begin(), skipped.end());
+    if (!listing.done)
+        return; // more to come
+    for (const QString& folder : listing.empty)
+        listing.skipped.insert(listing.skipped.begin(), {folder, QStringLiteral("no audio files in it")});
+    if (!listing.skipped.empty())
+        emit notAdded(std::exchange(listing.skipped, {}));
+    if (!isAnalyzing())
+        emit analysisFinished();
+}
+
+QSet<QString> BatchSession::listedPaths() const {
     QSet<QString> listed;
     for (const AudioFileItemPtr& item : files_)
-        listed.insert(normalized(item->path()));
+        listed.insert(QDir::cleanPath(item->path()));
+    return listed;
+}
+
+std::vector<BatchSession::SkippedFile> BatchSession::addListed(const std::vector<ListedPath>& paths) {
+    return addListed(paths, listedPaths());
+}
+
+std::vector<BatchSession::SkippedFile> BatchSession::addListed(const std::vector<ListedPath>& paths,
+                                                               const QSet<QString>& listed) {
+    Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
     std::vector<AudioFileItemPtr> added;
     std::vector<SkippedFile> skipped;
     for (const auto& [path, subfolder] : paths) {
@@ -158,7 +278,7 @@ std::vector<BatchSession::SkippedFile> BatchSession::addListed(const std::vector
         }
         // Checked against the list as it was before this call, so the same
         // URL twice in one drop gives two items.
-        if (listed.contains(normalized(path))) {
+        if (listed.contains(QDir::cleanPath(path))) {
             skipped.push_back({path, QStringLiteral("already listed")});
             continue;
         }
@@ -190,34 +310,55 @@ std::vector<BatchSession::SkippedFile> BatchSession::addPaths(const QStringList&
     return skipped;
 }
 
-std::vector<BatchSession::ListedPath> BatchSession::withFoldersOpened(const QStringList& paths, QStringList* empty) {
-    std::vector<ListedPath> out;
+QStringList BatchSession::openFolders(const QStringList& paths,
+                                      const std::function<void(std::vector<ListedPath>&& found)>& found,
+                                      std::stop_token stop) {
+    QStringList empty;
     for (const QString& path : paths) {
-        const std::optional<QStringList> found = FolderScan::filesUnder(
-            path, [](const QString& name) { return audioExtensions().contains(QFileInfo(name).suffix().toLower()); });
-        if (!found) {
-            out.push_back({path, {}});
-            continue;
-        }
+        if (stop.stop_requested())
+            break;
         // The folder's own name, then the folders between it and the file.
         const QString root = QDir::cleanPath(path);
         const QString name = QFileInfo(root).fileName();
-        for (const QString& file : *found) {
-            const QString between = file.mid(root.size() + 1).section(QLatin1Char('/'), 0, -2);
-            out.push_back({file, between.isEmpty() ? name : name + QLatin1Char('/') + between});
-        }
-        if (found->isEmpty() && empty)
-            *empty << path;
-        else if (found->isEmpty())
-            out.push_back({path, {}}); // reported as any path that holds no audio
+        bool any = false;
+        const bool folder = FolderScan::scan(
+            path, [](const QString& file) { return audioExtensions().contains(QFileInfo(file).suffix().toLower()); },
+            [&](QStringList&& files) {
+                std::vector<ListedPath> listed;
+                for (const QString& file : files) {
+                    const QString between = file.mid(root.size() + 1).section(QLatin1Char('/'), 0, -2);
+                    listed.push_back({file, between.isEmpty() ? name : name + QLatin1Char('/') + between});
+                }
+                any = true;
+                found(std::move(listed));
+            },
+            stop);
+        if (!folder)
+            found({{path, {}}});
+        else if (!any)
+            empty << path;
+    }
+    return empty;
+}
+
+std::vector<BatchSession::ListedPath> BatchSession::withFoldersOpened(const QStringList& paths, QStringList* empty) {
+    std::vector<ListedPath> out;
+    const auto take = [&](std::vector<ListedPath>&& found) { out.insert(out.end(), found.begin(), found.end()); };
+    for (const QString& folder : openFolders(paths, take)) {
+        if (empty)
+            *empty << folder;
+        else
+            out.push_back({folder, {}}); // reported as any path that holds no audio
     }
     return out;
 }
 
-QString BatchSession::describe(const std::vector<SkippedFile>& skipped) {
+QString BatchSession::describe(const std::vector<SkippedFile>& skipped, size_t named) {
     QStringList parts;
-    for (const SkippedFile& s : skipped)
-        parts << QStringLiteral("%1 (%2)").arg(NativePath::shownName(s.path), s.reason);
+    for (size_t i = 0; i < std::min(skipped.size(), named); ++i)
+        parts << QStringLiteral("%1 (%2)").arg(NativePath::shownName(skipped[i].path), skipped[i].reason);
+    if (skipped.size() > named)
+        parts << QStringLiteral("%1 more").arg(skipped.size() - named);
     return parts.join(QStringLiteral(", "));
 }
 
@@ -246,11 +387,14 @@ void BatchSession::loadFiles(std::vector<AudioFileItemPtr> items, ChannelMix mix
 void BatchSession::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
     const auto group = std::make_shared<AnalysisGroup>();
     group->mix = channelMix_;
+    if (inFlight_.isEmpty())
+        progress_ = {};
     for (const AudioFileItemPtr& item : items) {
         group->work.push_back({item->id(), item->path()});
         ++inFlight_[item->id()];
     }
-    emit analysisProgress(0, static_cast<int64_t>(items.size()));
+    progress_.total += static_cast<int64_t>(items.size());
+    emit analysisProgress(progress_.done, progress_.total);
     for (const AudioFileItemPtr& item : items)
         item->setIsAnalyzing(true);
 
@@ -265,8 +409,10 @@ void BatchSession::analyzeFiles(const std::vector<AudioFileItemPtr>& items) {
                                                     QStringLiteral("Unexpected error while analysing this file"));
             if (stop.stop_requested())
                 return;
-            inbox->put({group, index, std::move(outcome)},
-                       [this] { QMetaObject::invokeMethod(this, &BatchSession::applyFinished, Qt::QueuedConnection); });
+            inbox->put({group, index, std::move(outcome)}, [this] {
+                QMetaObject::invokeMethod(
+                    this, [this] { applyFinished(); }, Qt::QueuedConnection);
+            });
         }));
 }
 
@@ -274,18 +420,26 @@ bool BatchSession::applyNextResults(std::chrono::milliseconds timeout) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning thread only
     // Every job that is not stopped hands in a result.
     inbox_->waitFor(timeout, [&] { return inFlight_.isEmpty(); });
-    applyFinished();
+    applyFinished(std::chrono::milliseconds::max());
     return isAnalyzing();
 }
 
-void BatchSession::applyFinished() {
+void BatchSession::applyFinished(std::chrono::milliseconds budget) {
     Q_ASSERT(thread() == QThread::currentThread()); // the owning (main) thread only
-    for (Finished& f : inbox_->take())
-        applyResult(*f.group, f.index, std::move(f.outcome));
+    QElapsedTimer clock;
+    clock.start();
+    bool left = true;
+    while (left && std::chrono::milliseconds(clock.elapsed()) < budget)
+        for (Finished& f : inbox_->take(32, left))
+            applyResult(*f.group, f.index, std::move(f.outcome));
+    // The rest after the window has had its turn: a timer, as a posted call
+    // would be handled in the same pass as this one.
+    if (left)
+        QTimer::singleShot(1, this, [this] { applyFinished(); });
 }
 
 void BatchSession::applyResult(AnalysisGroup& group, size_t index, FileAnalysis outcome) {
-    const int64_t k = ++group.completed;
+    ++progress_.done;
     const QUuid id = group.work[index].id;
     if (--inFlight_[id] <= 0)
         inFlight_.remove(id);
@@ -300,10 +454,10 @@ void BatchSession::applyResult(AnalysisGroup& group, size_t index, FileAnalysis 
         } else {
             item->setAnalysisError(outcome.error());
         }
-        emit analysisProgress(k, static_cast<int64_t>(group.work.size()));
+        emit analysisProgress(progress_.done, progress_.total);
     }
     // Complete only when no drop's analyses are left running.
-    if (inFlight_.isEmpty()) {
+    if (!isAnalyzing()) {
         emit analysisFinished();
     }
 }

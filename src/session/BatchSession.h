@@ -7,6 +7,7 @@
 // on. Owning thread only; workers hand values back by posting to it, or the
 // owner waits for them (the command line, which runs no event loop).
 
+#include "analysis/AnalysisCache.h"
 #include "analysis/FileAnalysis.h"
 #include "export/CeilingRange.h"
 #include "jobs/JobRunner.h"
@@ -49,6 +50,15 @@ public:
         int activeProcessorCount = 0;
     };
 
+    // Measures through `cache`, which outlives the session: a file kept
+    // there is not decoded again, and a new measurement is kept.
+    static AnalysisOptions throughCache(AnalysisCache& cache) {
+        return {[&cache](const QString& path, ChannelMix mix, std::stop_token stop) {
+                    return cache.analyze(path, mix, std::move(stop));
+                },
+                0};
+    }
+
     static constexpr double defaultTargetLUFS = -16.0;
 
     explicit BatchSession(QObject* parent = nullptr);
@@ -82,8 +92,10 @@ public:
     // Why a file written for the user does not replace `path`, a listed one.
     static QString listedFileNotReplaced(const QString& path);
 
-    // Some file's analysis is still running.
-    bool isAnalyzing() const { return !inFlight_.isEmpty(); }
+    // Some file's analysis is still running, or files are still being listed.
+    bool isAnalyzing() const { return !inFlight_.isEmpty() || isListing(); }
+    // A folder's files are still being found (see addFiles).
+    bool isListing() const;
     // Blocks until a result has come back (or none is running, or `timeout`
     // has passed) and applies what came back, as the event loop would;
     // false once nothing runs. For an owner without an event loop.
@@ -107,12 +119,18 @@ public:
     // Appends the files with an admitted extension whose paths are not listed
     // yet (filesAdded names the first) and analyses them; a folder stands for
     // the audio files under it (FolderScan). Returns the local files it left
-    // out, each with why.
+    // out, each with why. When a folder takes longer than a moment to read
+    // or holds more than listedAtOnce files, the paths are listed on a thread
+    // of their own instead, in the same order, and the files join the list
+    // in slices as they are found (a library of thousands does not hold up
+    // the window); what that leaves out comes with notAdded.
     struct SkippedFile {
         QString path;
         QString reason; // "not an audio file", "already listed", "no audio files in it"
     };
     std::vector<SkippedFile> addFiles(const QList<QUrl>& urls);
+    // The most files a folder adds in one go on the owning thread.
+    static constexpr size_t listedAtOnce = 200;
     // A file to list, with the folders it was found in below a folder given
     // ("Rock/Album" for Rock/Album/01.flac found in Rock; empty for a file
     // given itself), which its output mirrors.
@@ -122,11 +140,17 @@ public:
     };
     // addFiles for paths whose folders are opened already.
     std::vector<SkippedFile> addListed(const std::vector<ListedPath>& listed);
-    // "notes.txt (not an audio file), a.wav (already listed)"
-    static QString describe(const std::vector<SkippedFile>& skipped);
+    // "notes.txt (not an audio file), a.wav (already listed)"; past `named`
+    // files, "12 more".
+    static QString describe(const std::vector<SkippedFile>& skipped, size_t named = SIZE_MAX);
     // `paths` with each folder replaced by the audio files under it, in path
     // order; a folder without any goes to `empty`, or without `empty` stays.
     static std::vector<ListedPath> withFoldersOpened(const QStringList& paths, QStringList* empty = nullptr);
+    // The same, handed to `found` as they are found, until `stop`; returns
+    // the folders without any.
+    static QStringList openFolders(const QStringList& paths,
+                                   const std::function<void(std::vector<ListedPath>&& found)>& found,
+                                   std::stop_token stop = {});
     // Adds files named on the command line (relative to the working folder);
     // returns those missing or left out, each with why.
     std::vector<SkippedFile> addPaths(const QStringList& paths);
@@ -153,8 +177,11 @@ signals:
     void listReplaced();
     void targetLUFSChanged();
     void ceilingDBTPChanged();
-    // Analyses begun (`done` 0) or one of them ended, of `total` started together.
+    // Analyses begun or one of them ended: `done` of the `total` started
+    // since none was running.
     void analysisProgress(int64_t done, int64_t total);
+    // What a listing on a thread of its own (see addFiles) left out, once it ended.
+    void notAdded(const std::vector<BatchSession::SkippedFile>& skipped);
     void analysisFinished(); // no analysis is running any more
     void channelMixChanged();
     void normalizeByChanged();
@@ -163,7 +190,19 @@ signals:
 private:
     struct AnalysisGroup;
     struct Finished;
+    struct Listing;
+    struct RunningListing;
 
+    // Starts listing `paths` on a thread of its own.
+    void list(const QStringList& paths);
+    // Every listed path, cleaned; what addListed leaves out as already listed.
+    QSet<QString> listedPaths() const;
+    std::vector<SkippedFile> addListed(const std::vector<ListedPath>& listed, const QSet<QString>& listedBefore);
+    // Asks the owning thread (once until it comes) to take what was found.
+    void wakeFor(const std::shared_ptr<Listing>& listing);
+    // Adds what `listing` found since last time, up to listedAtOnce; once
+    // all is in, says what it left out.
+    void takeListed(const std::shared_ptr<Listing>& listing);
     void analyzeFiles(const std::vector<AudioFileItemPtr>& items);
     // Stops the running analyses and waits for their jobs to return.
     void stopAndWait();
@@ -171,7 +210,9 @@ private:
     void aim(AudioFileItem& item) const;
     // Turns the preset into Custom once the values no longer are its own.
     void keepPresetTrue();
-    void applyFinished();
+    // Applies what came back until `budget` is used up, then calls itself
+    // again through the event loop for the rest.
+    void applyFinished(std::chrono::milliseconds budget = std::chrono::milliseconds(8));
     void applyResult(AnalysisGroup& group, size_t index, FileAnalysis outcome);
 
     AnalysisOptions options_;
@@ -188,4 +229,9 @@ private:
     std::shared_ptr<Inbox<Finished>> inbox_;
     std::unique_ptr<JobRunner> ownRunner_; // for a bounded count of analyses at once
     std::vector<JobRunner::Batch> analyses_;
+    struct Progress {
+        int64_t done = 0;
+        int64_t total = 0;
+    } progress_;
+    std::vector<RunningListing> listings_;
 };

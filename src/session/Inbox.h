@@ -2,11 +2,14 @@
 
 // News from worker threads for a session object that lives on one thread.
 // It is kept in arrival order until the owner takes it: in its event loop,
-// where the first news since the last take posts a call to the owner, or,
-// without one, after waiting for news with a time limit.
+// where the first news since the last take of everything posts a call to
+// the owner, or, without one, after waiting for news with a time limit.
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
+#include <iterator>
+#include <limits>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -31,9 +34,22 @@ public:
     }
     // Everything that came, in order.
     std::vector<News> take() {
+        bool left = false;
+        return take(std::numeric_limits<size_t>::max(), left);
+    }
+    // At most `most` of what came, in order; `left` says whether more is
+    // waiting, which the owner then takes without being called again.
+    std::vector<News> take(size_t most, bool& left) {
         const std::lock_guard lock(mutex_);
-        woken_ = false;
-        return std::exchange(news_, {});
+        left = news_.size() > most;
+        if (!left) {
+            woken_ = false;
+            return std::exchange(news_, {});
+        }
+        std::vector<News> some(std::make_move_iterator(news_.begin()),
+                               std::make_move_iterator(news_.begin() + static_cast<std::ptrdiff_t>(most)));
+        news_.erase(news_.begin(), news_.begin() + static_cast<std::ptrdiff_t>(most));
+        return some;
     }
 
 private:

@@ -360,6 +360,7 @@ void BatchView::connectActions() {
     connect(&session_, &ExportSession::isExportingChanged, this, &BatchView::refreshProgress);
     connect(&session_, &ExportSession::progressChanged, this, &BatchView::refreshProgress);
     connect(&state_, &BatchSession::filesChanged, this, &BatchView::refreshToolbar);
+    connect(&state_, &BatchSession::notAdded, this, &BatchView::showNotAdded);
     connect(engine_.get(), &AudioPlaybackEngine::currentTimeChanged, this,
             [this] { waveform_->setPlayheadTime(controller_->displayPlayheadTime()); });
     connect(engine_.get(), &AudioPlaybackEngine::isPlayingChanged, this,
@@ -428,10 +429,11 @@ void BatchView::refreshToolbar() {
     editAction_->setEnabled(selected);
 }
 
-void BatchView::addPaths(const QStringList& paths) {
-    const std::vector<BatchSession::SkippedFile> skipped = state_.addPaths(paths);
+void BatchView::addPaths(const QStringList& paths) { showNotAdded(state_.addPaths(paths)); }
+
+void BatchView::showNotAdded(const std::vector<BatchSession::SkippedFile>& skipped) {
     if (!skipped.empty())
-        statusLine_.show(QStringLiteral("Not added: ") + BatchSession::describe(skipped));
+        statusLine_.show(QStringLiteral("Not added: ") + BatchSession::describe(skipped, 5)); // not a library's worth
 }
 
 void BatchView::refreshStatus() {

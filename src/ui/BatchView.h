@@ -47,6 +47,8 @@ public:
     // Adds files named on the command line; those left out are named in the
     // status line.
     void addPaths(const QStringList& paths);
+    // "Not added: ..." in the status line, when anything was left out.
+    void showNotAdded(const std::vector<BatchSession::SkippedFile>& skipped);
     PlaybackController& playback() { return *controller_; }
     EditHistory& history() { return *history_; }
     ExportControlsView& exportControls() { return *exportControls_; }

@@ -44,7 +44,7 @@ MainWindow::MainWindow(BatchSession& state, Dialogs dialogs, std::unique_ptr<Aud
         batch_->statusLine().show(saved.ok() ? QStringLiteral("Report saved.")
                                              : QStringLiteral("Error saving report: ") + saved.error().message);
     });
-    file->addSeparator();
+    beforeQuit_ = file->addSeparator();
     file->addAction(QStringLiteral("Quit"), QKeySequence::Quit, this, &QWidget::close);
     connect(&exports_, &ExportSession::finished, this, [this](const ExportRun::Summary& summary) {
         // A run that ends while the user is elsewhere says so on the desktop.
@@ -119,6 +119,10 @@ void MainWindow::keepListAt(const QString& path) {
         batch_->history().replaceList(QStringLiteral("Restore List"),
                                       [&] { return SettingsFile::loadSettings(state_, path).ok(); });
     recovery_ = std::make_unique<ListRecovery>(state_, path);
+}
+
+void MainWindow::addFileCommand(QAction* command) {
+    qobject_cast<QMenu*>(beforeQuit_->parent())->insertAction(beforeQuit_, command);
 }
 
 void MainWindow::addCommandAfterAbout(QAction* command) { help_->insertAction(help_->actions().value(1), command); }

@@ -33,6 +33,8 @@ public:
     ExportSession& exportSession() { return exports_; }
     QUndoStack& undoStack() { return undo_; }
     void showAbout();
+    // A command of the application's own, in the File menu above Quit.
+    void addFileCommand(QAction* command);
     // A command of the application's own, in the Help menu after About.
     void addCommandAfterAbout(QAction* command);
     // The introduction over the window (one at a time).
@@ -58,6 +60,7 @@ private:
     ExportSession exports_;
     QUndoStack undo_;
     BatchView* batch_;
+    QAction* beforeQuit_ = nullptr; // the File menu's separator above Quit
     QMenu* help_;
     std::unique_ptr<ListRecovery> recovery_;
     std::unique_ptr<SleepInhibitor> sleepInhibitor_; // while an export runs

@@ -58,6 +58,10 @@ TEST_F(AnalyzeCommandTest, RowsComeInTheOrderGivenWithErrorsInPlace) {
     EXPECT_TRUE(lines[3].trimmed().endsWith("  0"));
 
     EXPECT_EQ(analyze({loud, soft}).status, 0);
+    // Measured once, a file is read from the analysis cache until it changes.
+    spoil(quiet);
+    EXPECT_EQ(analyze({quiet}).out.split('\n')[1].simplified(), lines[1].simplified());
+    EXPECT_EQ(analyze({"--no-cache", quiet}).status, 1);
     // A folder: the audio files under it, in path order, named below it.
     const QString folder = QRegularExpression::escape(QFileInfo(dir.path()).fileName());
     EXPECT_TRUE(analyze({dir.path()})

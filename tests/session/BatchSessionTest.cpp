@@ -117,7 +117,7 @@ TEST(BatchSessionTest, ManualCorrectionSurvivesTargetChangesAndAnalysisUntilRese
     EXPECT_EQ(manual.correctionDB(), BatchSession::correctionFor(-10.0, manual.analysis()->loudest20sLUFS));
 }
 
-TEST(BatchSessionTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
+TEST(BatchSessionTest, ResultOfARemovedItemIsDroppedAndDropsCountTogether) {
     QTemporaryDir dir;
     const QString a = writeTone(dir, "a.wav", 1.0), b = writeTone(dir, "b.wav", 1.0);
     const QString c = writeTone(dir, "c.wav", 1.0);
@@ -132,8 +132,8 @@ TEST(BatchSessionTest, ResultOfARemovedItemIsDroppedAndGroupsCountApart) {
     ASSERT_TRUE(fixtures::waitUntil([&] { return !state.files()[2]->isAnalyzing(); }));
     gate.release(a);
     ASSERT_TRUE(fixtures::waitUntil([&] { return !state.files()[0]->isAnalyzing(); }));
-    EXPECT_EQ(status.texts, (QStringList{"0/2", "0/1", "1/1", "1/2"}))
-        << "not complete while the other drop still runs";
+    EXPECT_EQ(status.texts, (QStringList{"0/2", "0/3", "1/3", "2/3"}))
+        << "counted with the drop still running, and not complete while it runs";
 
     // B is removed before its result arrives: the result is dropped quietly,
     // and with nothing left running the analysis is complete.
@@ -233,4 +233,53 @@ TEST(BatchSessionTest, ChangingTheChannelMixMeasuresEveryFileAgainAndDropsStaleR
     ASSERT_TRUE(waitForAnalyses(state));
     EXPECT_NEAR(item->analysis()->loudest20sLUFS - averaged, 6.02, 0.01);
     EXPECT_EQ(item->correctionDB(), BatchSession::correctionFor(-16.0, item->analysis()->loudest20sLUFS));
+}
+
+// A library larger than one slice: listed on a thread of its own, its files
+// join the list in path order a slice at a time while the window runs on.
+TEST(BatchSessionTest, ALargeFolderJoinsTheListInSlicesInPathOrder) {
+    QTemporaryDir dir;
+    const QString song = writeTone(dir, "song.wav", 0.1);
+    QStringList expected;
+    for (int i = 0; i < 1200; ++i) {
+        const QString path = dir.filePath(QStringLiteral("Library/Album %1/%2.wav").arg(11 - i / 100).arg(i % 100));
+        QDir().mkpath(QFileInfo(path).path());
+        ASSERT_EQ(::link(QFile::encodeName(song).constData(), QFile::encodeName(path).constData()), 0);
+        expected << path;
+    }
+    std::sort(expected.begin(), expected.end(), [](const QString& a, const QString& b) {
+        return a.compare(b, Qt::CaseInsensitive) < 0; // "Album 10" before "Album 2", as a library shows
+    });
+    QDir(dir.path()).mkdir("empty");
+    const QString notes = fixtures::writeFile(dir.filePath("notes.txt"), "x");
+
+    BatchSession state(BatchSession::AnalysisOptions{analyzeFile, 1});
+    std::vector<size_t> sizes;
+    QObject::connect(&state, &BatchSession::filesChanged, [&] { sizes.push_back(state.files().size()); });
+    QString notAdded;
+    QObject::connect(&state, &BatchSession::notAdded,
+                     [&](const auto& skipped) { notAdded = BatchSession::describe(skipped); });
+    StatusRecorder status(state);
+    EXPECT_TRUE(state.addPaths({dir.filePath("Library"), dir.filePath("empty"), notes}).empty()) << "told later";
+    EXPECT_TRUE(state.isListing() && state.isAnalyzing());
+    ASSERT_TRUE(fixtures::waitUntil([&] { return !state.isAnalyzing(); }, 60000));
+
+    QStringList paths;
+    for (const AudioFileItemPtr& item : state.files())
+        paths << item->path();
+    EXPECT_EQ(paths, expected);
+    EXPECT_EQ(state.files()[400]->subfolder(), "Library/Album 2");
+    ASSERT_GE(sizes.size(), 3u);
+    for (size_t i = 0; i < sizes.size(); ++i)
+        EXPECT_LE(sizes[i] - (i > 0 ? sizes[i - 1] : 0), BatchSession::listedAtOnce) << i;
+    EXPECT_EQ(notAdded, "empty (no audio files in it), notes.txt (not an audio file)");
+    EXPECT_EQ(status.texts.filter("complete").size(), 1) << "once, when the last file is measured";
+    EXPECT_EQ(status.texts.last(), "complete");
+    for (const AudioFileItemPtr& item : state.files())
+        ASSERT_TRUE(item->analysis()) << item->path().toStdString();
+
+    // A session that goes while it lists stops its walk.
+    auto leaving = std::make_unique<BatchSession>();
+    leaving->addPaths({dir.filePath("Library")});
+    leaving.reset();
 }

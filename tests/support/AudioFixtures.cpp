@@ -5,6 +5,7 @@
 #include <QCryptographicHash>
 #include <QProcess>
 #include <cstring>
+#include <fcntl.h>
 #include <numbers>
 #include <random>
 #include <sndfile.h>
@@ -140,6 +141,18 @@ QMap<QString, QByteArray> sha256Of(const QStringList& paths) {
         sums[path] = f.open(QIODevice::ReadOnly) && hash.addData(&f) ? hash.result().toHex() : QByteArray();
     }
     return sums;
+}
+
+void spoil(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    struct stat st {};
+    QFile f(path);
+    if (::stat(name.constData(), &st) != 0 || !f.open(QIODevice::ReadWrite) ||
+        f.write(QByteArray(f.size(), 0)) != st.st_size)
+        throw std::runtime_error("cannot spoil " + path.toStdString());
+    f.close();
+    const timespec times[2] = {st.st_atim, st.st_mtim};
+    ::utimensat(AT_FDCWD, name.constData(), times, 0);
 }
 
 QStringList specialFiles(const QString& dir) {

@@ -35,6 +35,10 @@ void writeMonoWav(const QString& path, const std::vector<float>& samples, int64_
 QString writeTone(const QTemporaryDir& dir, const QString& name, double seconds, double amplitude = 0.25,
                   int channels = 1, int64_t rate = 48000);
 
+// Zeroes a file's bytes in place, keeping its size, modification time and
+// inode: only a kept measurement can still give its figures.
+void spoil(const QString& path);
+
 // A named pipe, a socket and a folder in `dir`, each named like a WAV file.
 QStringList specialFiles(const QString& dir);
 

@@ -10,6 +10,8 @@ int main(int argc, char** argv) {
     QTemporaryDir temporary;
     if (temporary.isValid())
         qputenv("TMPDIR", QFile::encodeName(temporary.path()));
+    // The analysis cache of the program the tests start, never the user's.
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(temporary.path() + QStringLiteral("/cache")));
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
