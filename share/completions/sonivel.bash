@@ -26,7 +26,7 @@ _sonivel() {
         local aim="--target --normalize-by --ceiling --preset --channels --no-cache --help"
         case $command in
             analyze) COMPREPLY=($(compgen -W "--json --csv $aim" -- "$cur")) ;;
-            export) COMPREPLY=($(compgen -W "--out --format --rate --limiter --no-limiter --overwrite --settings $aim" -- "$cur")) ;;
+            export) COMPREPLY=($(compgen -W "--out --format --rate --limiter --no-limiter --overwrite --skip-existing --settings $aim" -- "$cur")) ;;
             *) COMPREPLY=($(compgen -W "--help --version --choose-files --export-with-last-settings" -- "$cur")) ;;
         esac
         return

@@ -20,6 +20,7 @@ complete -c sonivel -n "__fish_seen_subcommand_from export" -l rate -x -a '44100
 complete -c sonivel -n "__fish_seen_subcommand_from export" -l limiter -d 'Limit true peaks to the ceiling'
 complete -c sonivel -n "__fish_seen_subcommand_from export" -l no-limiter -d 'Lower the gain instead'
 complete -c sonivel -n "__fish_seen_subcommand_from export" -l overwrite -d 'Replace earlier outputs of the same names'
+complete -c sonivel -n "__fish_seen_subcommand_from export" -l skip-existing -d 'Leave out files whose output is newer'
 complete -c sonivel -n "__fish_seen_subcommand_from export" -l settings -r -F -d 'A saved settings file'
 
 complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l target -x -d 'Target loudness in LUFS'

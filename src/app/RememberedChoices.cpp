@@ -24,6 +24,7 @@ const QString channelMixKey = QStringLiteral("choices/channelMix");
 const QString presetKey = QStringLiteral("choices/preset");
 const QString formatKey = QStringLiteral("choices/exportFormat");
 const QString rateKey = QStringLiteral("choices/exportSampleRate");
+const QString skipKey = QStringLiteral("choices/skipUpToDate");
 
 QSplitter* splitter(MainWindow& window) { return window.findChild<QSplitter*>(QStringLiteral("tableAndWaveform")); }
 
@@ -80,6 +81,7 @@ void restore(BatchSession& state, MainWindow& window) {
         window.exportSession().setFormat(*format);
     if (const auto rate = sampleRateOfHertz(settings.value(rateKey).toLongLong()))
         window.exportSession().setSampleRate(*rate);
+    window.exportSession().setSkipUpToDate(settings.value(skipKey).toString() == QLatin1String("true"));
 
     const QRect before = window.geometry();
     if (window.restoreGeometry(settings.value(geometryKey).toByteArray()) && !onSomeScreen(window.frameGeometry()))
@@ -106,6 +108,7 @@ void keep(BatchSession& state, MainWindow& window) {
         QSettings settings;
         settings.setValue(formatKey, keyword(exports.choices().format));
         settings.setValue(rateKey, static_cast<qlonglong>(hertz(exports.choices().sampleRate)));
+        settings.setValue(skipKey, exports.choices().skipUpToDate);
     });
     // Closing the window or quitting from the menu, which may not close it.
     new LayoutKeeper(window);

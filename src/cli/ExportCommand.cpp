@@ -61,6 +61,8 @@ QString usage() {
                           "                   the ceiling; such a file is named with the loudness it gets\n"
                           "  --overwrite      replace earlier outputs of the same names (by default they\n"
                           "                   are left as they are and the file is reported)\n"
+                          "  --skip-existing  leave out, as up to date and not as a failure, a file whose\n"
+                          "                   output is there already and newer than it\n"
                           "  --settings FILE  the list, corrections and target of a saved settings file;\n"
                           "                   FILE arguments are added after its files, and the options\n"
                           "                   below override its values\n") +
@@ -165,6 +167,7 @@ ExportRun::Summary exportAll(BatchSession& state, const Options& options, bool l
     ExportSession exports(state);
     exports.setFormat(options.format);
     exports.setSampleRate(options.rate); // the options hold only a rate the format can
+    exports.setSkipUpToDate(options.skipExisting);
     // A line when a file is done and at every tenth of the whole between.
     int64_t shownFiles = 0;
     int shownTenths = 0;
@@ -240,12 +243,16 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         } else if (file.error) {
             err << "sonivel export: " << NativePath::shownName(file.sourcePath) << ": " << file.error->message << '\n';
             ++failed;
+        } else if (file.upToDate) {
+            err << "up to date: " << NativePath::shownName(*file.upToDate) << '\n';
         }
     }
     if (summary.cancelled)
         return cancelled(summary.writtenCount());
-    err << summary.writtenCount() << (summary.writtenCount() == 1 ? " file" : " files") << " written, " << failed
-        << " failed.\n";
+    err << summary.writtenCount() << (summary.writtenCount() == 1 ? " file" : " files") << " written, ";
+    if (options->skipExisting)
+        err << summary.upToDateCount() << " up to date, ";
+    err << failed << " failed.\n";
     return failed > 0 ? 1 : 0;
 }
 

@@ -35,6 +35,8 @@ void apply(Options& o, const QString& arg, const QString& value) {
         o.rate = rateFrom(value);
     } else if (arg == QLatin1String("--overwrite")) {
         o.overwrite = true;
+    } else if (arg == QLatin1String("--skip-existing")) {
+        o.skipExisting = true;
     } else if (arg == QLatin1String("--settings")) {
         o.settings = value;
     } else if (arg == QLatin1String("--limiter") || arg == QLatin1String("--no-limiter")) {

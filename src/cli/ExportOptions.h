@@ -18,6 +18,7 @@ struct ExportOptions : AimOptions {
     SampleRate rate = SampleRate::rate48000;
     std::optional<bool> limiter;
     bool overwrite = false;
+    bool skipExisting = false; // outputs newer than their sources stay, and count as done
     QString settings;
     QStringList files;
 };

@@ -32,6 +32,9 @@ struct ExportSettings {
     ChannelMix channelMix = ChannelMix::sum;
     // Names promise, and outputs are held to, this figure.
     NormalizeBy normalizeBy = NormalizeBy::loudest;
+    // A source whose output is there already and newer is not exported
+    // again; the run counts it as up to date, not as a failure.
+    bool skipUpToDate = false;
 };
 
 struct ExportJob {

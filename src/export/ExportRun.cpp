@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cmath>
 #include <mutex>
+#include <sys/stat.h>
+#include <utility>
 
 namespace ExportRun {
 
@@ -47,12 +49,31 @@ std::optional<QString> existingPromisedName(const ExportJob& job, const ExportSe
     return std::nullopt;
 }
 
+// Seconds and nanoseconds of a file's last change, through links.
+std::optional<std::pair<int64_t, int64_t>> modifiedAt(const QString& path) {
+    struct stat st {};
+    if (::stat(NativePath::encode(path).constData(), &st) != 0)
+        return std::nullopt;
+    return std::pair<int64_t, int64_t>{st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
+}
+
+// The path of a job's promised output when the settings skip one that is
+// there already and newer than its source.
+std::optional<QString> upToDateOutput(const ExportJob& job, const ExportSettings& settings) {
+    if (!settings.skipUpToDate)
+        return std::nullopt;
+    const auto name = existingPromisedName(job, settings);
+    const QString path = name ? QDir(settings.destinationFolder).filePath(*name) : QString();
+    const auto output = name ? modifiedAt(path) : std::nullopt, source = modifiedAt(job.sourcePath);
+    return output && source && *output > *source ? std::optional(path) : std::nullopt;
+}
+
 } // namespace
 
 QStringList existingOutputs(const Plan& plan, const ExportSettings& settings) {
     QStringList existing;
     for (const ExportJob& job : plan.jobs) {
-        if (const auto name = existingPromisedName(job, settings))
+        if (const auto name = existingPromisedName(job, settings); name && !upToDateOutput(job, settings))
             existing << *name;
     }
     return existing;
@@ -64,6 +85,10 @@ int64_t Summary::writtenCount() const {
 
 int64_t Summary::failedCount() const {
     return std::count_if(files.begin(), files.end(), [](const FileResult& f) { return f.error.has_value(); });
+}
+
+int64_t Summary::upToDateCount() const {
+    return std::count_if(files.begin(), files.end(), [](const FileResult& f) { return f.upToDate.has_value(); });
 }
 
 namespace {
@@ -107,6 +132,11 @@ struct Run {
         const JobControl control{stop, [this, index](double share) { report(index, share, false); }};
         const ExportJob& job = plan.jobs[index];
         try {
+            result.upToDate = upToDateOutput(job, settings);
+            if (result.upToDate) {
+                report(index, 1.0, true);
+                return;
+            }
             // A name the user keeps is not made again only to be refused at the end.
             if (settings.existing == ExistingOutputs::skip) {
                 if (const auto name = existingPromisedName(job, settings))

@@ -28,14 +28,16 @@ struct Plan {
 // shortened to what the folder's file system takes.
 void nameJobs(Plan& plan, const ExportSettings& settings);
 
-// The outputs that would take the name of a file already in the folder.
+// The outputs that would take the name of a file already in the folder,
+// those up to date left out when the settings skip them.
 QStringList existingOutputs(const Plan& plan, const ExportSettings& settings);
 
 // How one file ended.
 struct FileResult {
     QString sourcePath;
     std::optional<ExportedFile> written;
-    std::optional<Error> error; // why it was not written; none when it was or the run was cancelled
+    std::optional<Error> error;           // why it was not written; none when it was or the run was cancelled
+    std::optional<QString> upToDate = {}; // the output kept as it was, newer than its source
 };
 
 struct Summary {
@@ -44,6 +46,7 @@ struct Summary {
     std::optional<Error> error; // what kept the whole run from starting (the folder)
     int64_t writtenCount() const;
     int64_t failedCount() const;
+    int64_t upToDateCount() const;
 };
 
 // Progress: files finished, and the share of the ones running added.

@@ -8,11 +8,11 @@
 #include <vector>
 
 ExportChoices ExportChoices::withFormat(ExportFormat f) const {
-    return {f, supportsRate(f, sampleRate) ? sampleRate : SampleRate::rate48000};
+    return {f, supportsRate(f, sampleRate) ? sampleRate : SampleRate::rate48000, skipUpToDate};
 }
 
 ExportChoices ExportChoices::withSampleRate(SampleRate rate) const {
-    return {format, supportsRate(format, rate) ? rate : sampleRate};
+    return {format, supportsRate(format, rate) ? rate : sampleRate, skipUpToDate};
 }
 
 ExportSession::ExportSession(BatchSession& state, QObject* parent)
@@ -35,8 +35,15 @@ void ExportSession::setFormat(ExportFormat format) {
         emit rateLowered(format);
 }
 
-void ExportSession::setSampleRate(SampleRate rate) {
-    const ExportChoices next = choices_.withSampleRate(rate);
+void ExportSession::setSampleRate(SampleRate rate) { choose(choices_.withSampleRate(rate)); }
+
+void ExportSession::setSkipUpToDate(bool skip) {
+    ExportChoices next = choices_;
+    next.skipUpToDate = skip;
+    choose(next);
+}
+
+void ExportSession::choose(const ExportChoices& next) {
     if (next == choices_)
         return;
     choices_ = next;
@@ -59,7 +66,8 @@ ExportSettings ExportSession::settingsFor(const QString& chosenFolder, bool useL
             state_.ceilingDBTP(),
             existing,
             state_.channelMix(),
-            state_.normalizeBy()};
+            state_.normalizeBy(),
+            choices_.skipUpToDate};
 }
 
 QStringList ExportSession::existingOutputs(const QString& chosenFolder) const {

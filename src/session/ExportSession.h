@@ -23,6 +23,8 @@
 struct ExportChoices {
     ExportFormat format = ExportFormat::wav24;
     SampleRate sampleRate = SampleRate::rate48000;
+    // Sources whose output is there already and newer are left out.
+    bool skipUpToDate = false;
     // The rate gives way to 48 kHz when the format cannot hold it.
     ExportChoices withFormat(ExportFormat f) const;
     // Unchanged when the format cannot hold the rate.
@@ -53,6 +55,7 @@ public:
     // A format that cannot hold the rate moves it to 48 kHz (rateLowered).
     void setFormat(ExportFormat format);
     void setSampleRate(SampleRate rate);
+    void setSkipUpToDate(bool skip);
 
     // The settings of a run into `chosenFolder`/normalized.
     ExportSettings settingsFor(const QString& chosenFolder, bool useLimiter, ExistingOutputs existing) const;
@@ -80,6 +83,7 @@ signals:
 
 private:
     void setProgress(ExportProgress progress);
+    void choose(const ExportChoices& next);
     // Takes the progress and the end the run handed in.
     void applyArrived();
     void end(const ExportRun::Summary& summary);

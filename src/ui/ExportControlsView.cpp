@@ -26,7 +26,11 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
       export_(new QPushButton(QStringLiteral("Export All"))),
       saveAction_(new QAction(QStringLiteral("Save Settings..."), this)),
       loadAction_(new QAction(QStringLiteral("Load Settings..."), this)),
-      exportAction_(new QAction(QStringLiteral("Export All..."), this)) {
+      exportAction_(new QAction(QStringLiteral("Export All..."), this)),
+      skipAction_(new QAction(QStringLiteral("Skip Files Already Exported"), this)) {
+    skipAction_->setCheckable(true);
+    skipAction_->setStatusTip(
+        QStringLiteral("Export All leaves out a file whose output is already there and newer than the file."));
     saveAction_->setShortcut(QKeySequence::Save);
     loadAction_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_L));
     exportAction_->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E));
@@ -82,6 +86,7 @@ ExportControlsView::ExportControlsView(BatchSession& state, ExportSession& sessi
     connect(saveAction_, &QAction::triggered, this, &ExportControlsView::saveSettings);
     connect(loadAction_, &QAction::triggered, this, &ExportControlsView::loadSettings);
     connect(exportAction_, &QAction::triggered, this, &ExportControlsView::startExport);
+    connect(skipAction_, &QAction::toggled, &session_, &ExportSession::setSkipUpToDate);
     connect(save_, &QPushButton::clicked, saveAction_, &QAction::trigger);
     connect(load_, &QPushButton::clicked, loadAction_, &QAction::trigger);
     connect(export_, &QPushButton::clicked, this, &ExportControlsView::startExport);
@@ -140,6 +145,8 @@ void ExportControlsView::refresh() {
     for (QWidget* w : std::initializer_list<QWidget*>{format_, rate_, ceiling_, load_})
         w->setEnabled(!exporting);
     loadAction_->setEnabled(!exporting);
+    skipAction_->setEnabled(!exporting);
+    skipAction_->setChecked(session_.choices().skipUpToDate);
     // Rates the format cannot hold are shown, but not offered, and say why.
     const ExportFormat format = session_.choices().format;
     auto* rates = qobject_cast<QStandardItemModel*>(rate_->model());

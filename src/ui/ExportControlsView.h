@@ -37,8 +37,9 @@ public:
     void exportWithLastSettings();
 
     // The menu's commands for the buttons: Save Settings, Load Settings,
-    // Export All, with their shortcuts.
-    QList<QAction*> commands() const { return {saveAction_, loadAction_, exportAction_}; }
+    // Export All, with their shortcuts; then whether files exported already
+    // are skipped.
+    QList<QAction*> commands() const { return {saveAction_, loadAction_, exportAction_, skipAction_}; }
 
     // Asks for a file and saves the settings there; false when cancelled or failed.
     bool saveSettings();
@@ -69,5 +70,6 @@ private:
     QAction* saveAction_;
     QAction* loadAction_;
     QAction* exportAction_;
+    QAction* skipAction_;
     std::vector<SettingsData::FileEntry> savedEdits_; // as last saved or loaded
 };

@@ -122,6 +122,8 @@ QString StatusLine::exportSummary(const ExportRun::Summary& summary) {
                                         : QStringLiteral("Export finished: %1 written, %2 failed: %3.")
                                               .arg(files(summary.writtenCount()), files(summary.failedCount()),
                                                    failures.join(QStringLiteral("; ")));
+    if (const int64_t kept = summary.upToDateCount(); kept > 0)
+        text += QStringLiteral(" %1 up to date, left as %2.").arg(files(kept), kept == 1 ? "it was" : "they were");
     if (!held.isEmpty())
         text += QStringLiteral(" Off target: %1.").arg(held.join(QStringLiteral("; ")));
     return text;

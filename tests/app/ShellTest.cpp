@@ -64,6 +64,7 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
         run.session().setChannelMix(ChannelMix::average);
         run.window().exportSession().setFormat(ExportFormat::flac);
         run.window().exportSession().setSampleRate(SampleRate::rate96000);
+        run.window().exportSession().setSkipUpToDate(true);
         run.window().setGeometry(40, 30, 1000, 650);
         run.window().findChild<QSplitter*>("tableAndWaveform")->setSizes({300, 200});
         run.window().close();
@@ -74,7 +75,8 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
         EXPECT_EQ(next.session().currentAim().values, (TargetValues{-14.0, NormalizeBy::integrated, -2.0}));
         EXPECT_EQ(next.session().preset(), TargetPreset::amazon);
         EXPECT_EQ(next.session().channelMix(), ChannelMix::average);
-        EXPECT_EQ(next.window().exportSession().choices(), (ExportChoices{ExportFormat::flac, SampleRate::rate96000}));
+        EXPECT_EQ(next.window().exportSession().choices(),
+                  (ExportChoices{ExportFormat::flac, SampleRate::rate96000, true}));
         EXPECT_EQ(next.window().size(), QSize(1000, 650));
         const QList<int> sizes = next.window().findChild<QSplitter*>("tableAndWaveform")->sizes();
         EXPECT_GT(sizes[0], sizes[1]) << "the split as it was left";
@@ -83,6 +85,7 @@ TEST(RememberedChoicesTest, ChoicesComeBackAndNonsenseFallsBack) {
     settings.setValue("choices/targetLUFS", 12.0);
     settings.setValue("choices/exportFormat", "ogg");
     settings.setValue("choices/exportSampleRate", 22050);
+    settings.setValue("choices/skipUpToDate", "maybe");
     settings.setValue("choices/normalizeBy", "x");
     settings.setValue("choices/preset", "radio");
     settings.setValue("window/geometry", QByteArray("garbage"));

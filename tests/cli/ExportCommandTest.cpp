@@ -55,6 +55,26 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
         << again.err.toStdString();
     EXPECT_FALSE(plain.err.contains("will pass"));
 
+    // With --skip-existing only what changed since is exported: the output
+    // of the source changed after it is replaced (with --overwrite; without,
+    // it stays and is reported), the other is up to date and left alone.
+    const QDateTime loudWritten = QFileInfo(written[1]).lastModified();
+    QFile touched(quiet);
+    ASSERT_TRUE(touched.open(QIODevice::ReadWrite) &&
+                touched.setFileTime(QDateTime::currentDateTime().addSecs(10), QFileDevice::FileModificationTime));
+    touched.close();
+    const QStringList skipping{"--out", out, "--format", "FLAC", "--rate", "44100", "--skip-existing", quiet, loud};
+    const CommandRun reported = exportCommand(skipping);
+    EXPECT_EQ(reported.status, 1);
+    EXPECT_TRUE(reported.err.contains("0 files written, 1 up to date, 1 failed.")) << reported.err.toStdString();
+    const CommandRun newer = exportCommand(QStringList{"--overwrite"} + skipping);
+    EXPECT_EQ(newer.status, 0) << newer.err.toStdString();
+    EXPECT_EQ(newer.out, written[0] + "\n");
+    EXPECT_TRUE(newer.err.contains("up to date: loud (-16LUFS).flac\n") &&
+                newer.err.contains("1 file written, 1 up to date, 0 failed."))
+        << newer.err.toStdString();
+    EXPECT_EQ(QFileInfo(written[1]).lastModified(), loudWritten);
+
     // At -3 LUFS a quiet tone with one loud click is raised 20 dB past full
     // scale: it is listed and limited.
     const QString clicky = tone(dir, "clicky.wav", 0.05, true);

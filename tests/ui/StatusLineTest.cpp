@@ -48,8 +48,8 @@ TEST(StatusLineTest, PutsTheSessionsOutcomesIntoWords) {
         {summary({written("a.wav"), written("b.wav"), {}}, true), "Export cancelled: 2 files written."},
         {summary({written("a.wav"), failed}),
          "Export finished: 1 file written, 1 file failed: gone.wav (File not found)."},
-        {summary({written("h.wav", "held at -9.0 LUFS"), written("b.wav")}),
-         "Export complete! Off target: h.wav: held at -9.0 LUFS."},
+        {summary({written("h.wav", "held at -9.0 LUFS"), {"/in/b.wav", {}, {}, "/out/b.wav"}}),
+         "Export complete! 1 file up to date, left as it was. Off target: h.wav: held at -9.0 LUFS."},
     };
     for (const auto& [run, text] : cases)
         EXPECT_EQ(StatusLine::exportSummary(run), text);
