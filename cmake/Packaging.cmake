@@ -52,8 +52,8 @@ set(CPACK_PACKAGE_DESCRIPTION "Sonivel measures a batch of songs, podcast episod
 loudness of each file's loudest 20 seconds, its sample peak and a loudness
 curve), gives each a gain correction towards one target, lets you listen
 through the batch and refine a file with per-segment gains and fades, and
-exports everything normalized to WAV, MP3 or FLAC with a clipping guard and an
-optional limiter.")
+exports everything normalized to WAV, MP3, FLAC, Ogg Vorbis, Opus or AAC with
+a clipping guard and an optional limiter.")
 set(CPACK_DEBIAN_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://sonivel.org/")

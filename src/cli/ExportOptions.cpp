@@ -56,9 +56,9 @@ void checkComplete(const Options& o) {
     if (o.files.isEmpty() && o.settings.isEmpty())
         throw Failure(Error::Kind::usage, QStringLiteral("no files given"));
     if (!supportsRate(o.format, o.rate))
-        throw Failure(Error::Kind::usage, QStringLiteral("%1 holds at most %2 Hz; choose --rate 44100 or 48000")
-                                              .arg(label(o.format))
-                                              .arg(maximumRate(o.format)));
+        throw Failure(Error::Kind::usage, rateLimit(o.format) + (supportsRate(o.format, SampleRate::rate44100)
+                                                                     ? QStringLiteral("; choose --rate 44100 or 48000")
+                                                                     : QStringLiteral("; choose --rate 48000")));
 }
 
 } // namespace

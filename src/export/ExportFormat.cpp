@@ -13,12 +13,16 @@ struct FormatRow {
     int64_t maximumRate;
     int maximumChannels;
     int64_t lengthTolerance;
+    bool onlyMaximumRate = false; // the codec runs at that rate alone
 };
 
 using W = OutputEncoding::Writer;
 
 // MP3: LAME's frames of 1152, at most two channels and 48 kHz. FLAC holds
 // 24-bit integers, so a corrected signal keeps its detail without dither.
+// Ogg Vorbis (at quality 7, about 224 kbit/s in stereo), Opus (48 kHz only)
+// and AAC in M4A are the lossy formats of players other than MP3's; their
+// frames (2048, 960, 1024) bound the length a decoder gives back.
 constexpr FormatRow rows[] = {
     {ExportFormat::wav16, "WAV 16-bit", "wav16", "wav", {W::wav, "", "", 0, 16, false}, 96000, 64, 0},
     {ExportFormat::wav24, "WAV 24-bit", "wav24", "wav", {W::wav, "", "", 0, 24, false}, 96000, 64, 0},
@@ -48,6 +52,24 @@ constexpr FormatRow rows[] = {
      2,
      1152},
     {ExportFormat::flac, "FLAC", "flac", "flac", {W::ffmpeg, "flac", "flac", 0, 24, false}, 96000, 8, 0},
+    {ExportFormat::vorbis,
+     "Ogg Vorbis q7",
+     "vorbis",
+     "ogg",
+     {W::ffmpeg, "ogg", "libvorbis", 224000, 32, true, 7},
+     96000,
+     8,
+     2048},
+    {ExportFormat::opus,
+     "Opus 160k",
+     "opus",
+     "opus",
+     {W::ffmpeg, "opus", "libopus", 160000, 32, true},
+     48000,
+     8,
+     960,
+     true},
+    {ExportFormat::aac, "AAC 256k (M4A)", "aac", "m4a", {W::ffmpeg, "ipod", "aac", 256000, 32, true}, 96000, 8, 2048},
 };
 
 const FormatRow& row(ExportFormat format) {
@@ -73,6 +95,17 @@ bool isLossless(ExportFormat format) { return row(format).encoding.bitRate == 0;
 int maximumChannels(ExportFormat format) { return row(format).maximumChannels; }
 int64_t lengthTolerance(ExportFormat format) { return row(format).lengthTolerance; }
 int64_t maximumRate(ExportFormat format) { return row(format).maximumRate; }
+
+bool supportsRate(ExportFormat format, SampleRate rate) {
+    const FormatRow& r = row(format);
+    return r.onlyMaximumRate ? hertz(rate) == r.maximumRate : hertz(rate) <= r.maximumRate;
+}
+
+QString rateLimit(ExportFormat format) {
+    return QStringLiteral("%1 holds %2 %3 Hz")
+        .arg(label(format), row(format).onlyMaximumRate ? QStringLiteral("only") : QStringLiteral("at most"))
+        .arg(row(format).maximumRate);
+}
 
 std::optional<SampleRate> sampleRateOfHertz(int64_t hz) {
     for (SampleRate rate : allSampleRates) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// The export choices: seven formats and three sample rates. Each format is
+// The export choices: ten formats and three sample rates. Each format is
 // one row: its names, its extension, the rates it holds and how its file is
 // written. A new format is a new row.
 
@@ -11,11 +11,11 @@
 #include <cstdint>
 #include <optional>
 
-enum class ExportFormat { wav16, wav24, wav32, mp3_320, mp3_192, mp3_128, flac };
+enum class ExportFormat { wav16, wav24, wav32, mp3_320, mp3_192, mp3_128, flac, vorbis, opus, aac };
 
-inline constexpr std::array<ExportFormat, 7> allExportFormats = {
-    ExportFormat::wav16,   ExportFormat::wav24,   ExportFormat::wav32, ExportFormat::mp3_320,
-    ExportFormat::mp3_192, ExportFormat::mp3_128, ExportFormat::flac};
+inline constexpr std::array<ExportFormat, 10> allExportFormats = {
+    ExportFormat::wav16,   ExportFormat::wav24, ExportFormat::wav32,  ExportFormat::mp3_320, ExportFormat::mp3_192,
+    ExportFormat::mp3_128, ExportFormat::flac,  ExportFormat::vorbis, ExportFormat::opus,    ExportFormat::aac};
 
 // "WAV 24-bit", "MP3 320k", "FLAC" ...: the picker's label and the id.
 QString label(ExportFormat format);
@@ -45,6 +45,8 @@ inline int64_t hertz(SampleRate rate) { return static_cast<int64_t>(rate); }
 std::optional<SampleRate> sampleRateOfHertz(int64_t hz);
 QString label(SampleRate rate); // "48000 Hz"
 
-// MP3 holds at most 48 kHz; the other formats take every rate.
+// MP3 holds at most 48 kHz and Opus only 48 kHz; the other formats take every rate.
 int64_t maximumRate(ExportFormat format);
-inline bool supportsRate(ExportFormat format, SampleRate rate) { return hertz(rate) <= maximumRate(format); }
+bool supportsRate(ExportFormat format, SampleRate rate);
+// Why a rate is not offered: "MP3 320k holds at most 48000 Hz", "Opus holds only 48000 Hz".
+QString rateLimit(ExportFormat format);

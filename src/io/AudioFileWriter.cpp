@@ -198,11 +198,17 @@ public:
             throw std::bad_alloc();
         encoder_->sample_rate = static_cast<int>(sampleRate);
         av_channel_layout_default(&encoder_->ch_layout, channels);
-        encoder_->sample_fmt = isFloat_ ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_S32;
+        // Planar float where the codec takes it, else interleaved (Opus).
+        planar_ = !isFloat_ || takes(codec, AV_SAMPLE_FMT_FLTP) || !takes(codec, AV_SAMPLE_FMT_FLT);
+        encoder_->sample_fmt = !isFloat_ ? AV_SAMPLE_FMT_S32 : planar_ ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
         if (!isFloat_)
             encoder_->bits_per_raw_sample = bitDepth_;
-        if (encoding.bitRate > 0)
+        if (encoding.vbrQuality >= 0) {
+            encoder_->flags |= AV_CODEC_FLAG_QSCALE;
+            encoder_->global_quality = encoding.vbrQuality * FF_QP2LAMBDA;
+        } else if (encoding.bitRate > 0) {
             encoder_->bit_rate = encoding.bitRate;
+        }
         encoder_->time_base = AVRational{1, static_cast<int>(sampleRate)};
         if (format_->oformat->flags & AVFMT_GLOBALHEADER)
             encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -253,6 +259,12 @@ public:
     }
 
 private:
+    static bool takes(const AVCodec* codec, AVSampleFormat format) {
+        for (const AVSampleFormat* f = codec->sample_fmts; f && *f != AV_SAMPLE_FMT_NONE; ++f)
+            if (*f == format)
+                return true;
+        return false;
+    }
     [[noreturn]] void fail(const QString& why) const {
         throw Failure(Error::Kind::file, QStringLiteral("Cannot write \"%1\": %2").arg(shownName_, why));
     }
@@ -273,7 +285,9 @@ private:
         frame_->sample_rate = encoder_->sample_rate;
         check(av_channel_layout_copy(&frame_->ch_layout, &encoder_->ch_layout));
         check(av_frame_get_buffer(frame_, 0));
-        if (isFloat_) {
+        if (isFloat_ && !planar_) {
+            std::copy(pending_.begin(), pending_.end(), reinterpret_cast<float*>(frame_->data[0]));
+        } else if (isFloat_) {
             for (int c = 0; c < channels_; ++c) {
                 auto* plane = reinterpret_cast<float*>(frame_->extended_data[c]);
                 for (int i = 0; i < frames; ++i)
@@ -305,6 +319,7 @@ private:
     QString shownName_;
     int channels_;
     bool isFloat_;
+    bool planar_ = true;
     int bitDepth_;
     AVFormatContext* format_ = nullptr;
     AVIOContext* io_ = nullptr;

@@ -19,6 +19,10 @@ struct OutputEncoding {
     int64_t bitRate = 0; // bits per second; 0 for lossless
     int bitDepth = 32;   // 16 or 24 for integers, 32 for float samples (WAV) or a lossy codec
     bool isFloat = true;
+    // A codec's own quality scale in place of the bit rate, which is then
+    // only nominal (Vorbis: a managed bit rate refuses 96 kHz and one
+    // channel at 256k); -1 for none.
+    int vbrQuality = -1;
 };
 
 class AudioFileWriter {

@@ -52,7 +52,7 @@ public:
     bool isExporting() const { return isExporting_; }
     ExportProgress progress() const { return progress_; }
 
-    // A format that cannot hold the rate moves it to 48 kHz (rateLowered).
+    // A format that cannot hold the rate sets it to 48 kHz (rateLowered).
     void setFormat(ExportFormat format);
     void setSampleRate(SampleRate rate);
     void setSkipUpToDate(bool skip);
@@ -76,7 +76,7 @@ signals:
     void isExportingChanged();
     void progressChanged();
     void finished(const ExportRun::Summary& summary);
-    // The new format holds at most 48 kHz, and the rate was lowered to it.
+    // The new format does not hold the rate, which was set to 48 kHz.
     void rateLowered(ExportFormat format);
     // A cancel was asked for; `finished` follows once the jobs stopped.
     void cancelling();

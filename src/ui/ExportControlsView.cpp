@@ -154,8 +154,7 @@ void ExportControlsView::refresh() {
         QStandardItem* item = rates->item(static_cast<int>(i));
         const bool held = supportsRate(format, allSampleRates[i]);
         item->setEnabled(held);
-        item->setToolTip(held ? QString()
-                              : QStringLiteral("%1 holds at most %2 Hz").arg(label(format)).arg(maximumRate(format)));
+        item->setToolTip(held ? QString() : rateLimit(format));
     }
     ceiling_->setValue(state_.ceilingDBTP());
     const auto formatIndex = std::find(allExportFormats.begin(), allExportFormats.end(), session_.choices().format);

@@ -34,7 +34,7 @@ StatusLine::StatusLine(BatchSession& state, ExportSession& exports, QObject* par
         noticeWhenAnalysed_.clear();
     });
     connect(&exports, &ExportSession::rateLowered, this, [this](ExportFormat format) {
-        show(QStringLiteral("%1 holds at most 48000 Hz; the sample rate is now 48000 Hz.").arg(label(format)));
+        show(rateLimit(format) + QStringLiteral("; the sample rate is now 48000 Hz."));
     });
     connect(&exports, &ExportSession::isExportingChanged, this, [this, &exports] {
         shownExported_ = 0;

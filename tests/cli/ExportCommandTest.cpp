@@ -7,6 +7,7 @@
 #include "session/SettingsFile.h"
 #include "support/AudioFixtures.h"
 #include "support/QtPrinters.h"
+#include "support/ReferencePeaks.h"
 
 #include <cstdio>
 
@@ -45,6 +46,11 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
         EXPECT_NEAR(LoudnessAnalyzer::analyze(path).loudest20sLUFS, -16.0, 0.1);
     }
     EXPECT_TRUE(plain.err.contains("Exporting 2 files...\n") && plain.err.contains("2 files written, 0 failed."));
+    // One channel at 96 kHz, which a Vorbis bit rate could not take.
+    const CommandRun vorbis =
+        exportCommand({"--out", dir.filePath("v"), "--format", "vorbis", "--rate", "96000", quiet});
+    ASSERT_EQ(vorbis.status, 0) << vorbis.err.toStdString();
+    EXPECT_NEAR(std::get<2>(fixtures::referencePeaks(vorbis.out.trimmed())), -16.0, 0.2);
 
     // Again into the same folder: the earlier outputs stay, each is named,
     // and the exit status says not everything was written.
@@ -147,7 +153,10 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
         EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "mp3_" + mp3, "--rate", "96000", a})
                         .err.contains("MP3 " + mp3 + "k holds at most 48000 Hz"));
     const CommandRun help = exportCommand({"--help"});
-    EXPECT_TRUE(help.status == 0 && help.out.contains("mp3_192, mp3_128, flac\n")) << "each format once";
+    EXPECT_TRUE(help.status == 0 && help.out.contains("mp3_192, mp3_128, flac, vorbis, opus, aac\n"))
+        << "each format once";
+    EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "opus", "--rate", "44100", a})
+                    .err.contains("Opus 160k holds only 48000 Hz; choose --rate 48000"));
 
     const QString bad = fixtures::writeFile(dir.filePath("bad.wav"), "not audio at all");
     const CommandRun failed = exportCommand({"--out", dir.filePath("p"), a, bad});
