@@ -4,6 +4,7 @@
 // files in under 1 second and 150 MB. Usage: build/bench/cache_reopen [files=1000] [seconds=30]
 
 #include "BenchAudio.h"
+#include "PeakMemory.h"
 #include "session/BatchSession.h"
 
 #include <QCoreApplication>
@@ -16,17 +17,6 @@
 #include <optional>
 
 namespace {
-
-// The process's peak resident memory, in MB.
-double peakResidentMB() {
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0.0;
-    for (const QByteArray& line : status.readAll().split('\n'))
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
-    return 0.0;
-}
 
 // One run in this process: lists the links in `dir` and waits until all are
 // measured; prints the seconds and the peak memory.

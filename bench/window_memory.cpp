@@ -5,6 +5,7 @@
 // Usage: build/bench/window_memory [N]
 
 #include "BenchAudio.h"
+#include "PeakMemory.h"
 #include "playback/SilentOutput.h"
 #include "ui/MainWindow.h"
 
@@ -16,17 +17,6 @@
 #include <cstdio>
 
 namespace {
-
-// VmHWM of this process, in MB.
-double peakResidentMB() {
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0.0;
-    for (const QByteArray& line : status.readAll().split('\n'))
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').front().toDouble() * 1024.0 / 1e6;
-    return 0.0;
-}
 
 int measure(int files) {
     QTemporaryDir dir;

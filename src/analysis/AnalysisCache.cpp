@@ -123,6 +123,9 @@ struct AnalysisCache::Worker {
     QSqlDatabase db() const { return QSqlDatabase::database(connection, false); }
 
     void start() {
+        // Without the driver every file is measured, and the cache file is left alone.
+        if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE")))
+            return;
         if (openFile()) {
             pruneIfLarge();
             return;

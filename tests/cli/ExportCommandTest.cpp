@@ -68,7 +68,6 @@ TEST(ExportCommandTest, ExportsNormalizedFilesAndReportsClipping) {
     QFile touched(quiet);
     ASSERT_TRUE(touched.open(QIODevice::ReadWrite) &&
                 touched.setFileTime(QDateTime::currentDateTime().addSecs(10), QFileDevice::FileModificationTime));
-    touched.close();
     const QStringList skipping{"--out", out, "--format", "FLAC", "--rate", "44100", "--skip-existing", quiet, loud};
     const CommandRun reported = exportCommand(skipping);
     EXPECT_EQ(reported.status, 1);
