@@ -1,6 +1,7 @@
 // Adding a music library to the window: a tree of 10,000 files (100 folders of
 // 100 one-second WAV files, hard links to one) dropped as one folder, then
-// measured. Prints the longest stall of the window's event loop (the longest
+// measured, by a window that keeps its list on disk as the program's does.
+// Prints the longest stall of the window's event loop (the longest
 // gap between ticks of a 2 ms timer) from the drop until every file is
 // measured, against the reference of the same run: the time the window took
 // to list the same tree in one piece on its own thread, as it did before. The
@@ -59,6 +60,7 @@ int main(int argc, char** argv) {
     BatchSession state;
     MainWindow window(state, Dialogs::standard(), std::make_unique<SilentOutput>());
     window.show();
+    window.keepListAt(dir.filePath(QStringLiteral("working-list.json"))); // as the real window does
     QElapsedTimer clock;
     double listed = 0.0;
     QTimer::singleShot(0, &window, [&] {

@@ -19,6 +19,12 @@ ListRecovery::ListRecovery(BatchSession& state, QString path, QObject* parent)
     timer_.setInterval(intervalMs);
     connect(&timer_, &QTimer::timeout, this, &ListRecovery::keep);
     timer_.start();
+    writer_ = std::jthread([this](std::stop_token stop) { write(stop); });
+}
+
+ListRecovery::~ListRecovery() {
+    writer_.request_stop();
+    wake_.notify_all();
 }
 
 QString ListRecovery::defaultPath() {
@@ -39,23 +45,54 @@ std::optional<size_t> ListRecovery::leftAt(const QString& path) {
 }
 
 void ListRecovery::keep() {
-    const QByteArray bytes = SettingsFile::encode(SettingsFile::settingsFrom(state_));
-    if (bytes == written_)
-        return;
-    try {
-        if (state_.files().empty()) {
-            QFile::remove(path_);
-        } else {
-            QDir().mkpath(QFileInfo(path_).absolutePath());
-            TemporaryFiles::replaceWith(path_, bytes);
+    SettingsData copy = SettingsFile::settingsFrom(state_);
+    {
+        const std::lock_guard lock(mutex_);
+        if (discarded_)
+            return;
+        next_ = std::move(copy);
+    }
+    wake_.notify_all();
+}
+
+void ListRecovery::write(std::stop_token stop) {
+    for (;;) {
+        SettingsData data;
+        {
+            std::unique_lock lock(mutex_);
+            wake_.wait(lock, [&] { return next_ || stop.stop_requested(); });
+            if (stop.stop_requested())
+                return;
+            data = std::move(*std::exchange(next_, std::nullopt));
         }
-        written_ = bytes;
-    } catch (const Failure&) {
-        // A full or read-only disk: tried again at the next tick.
+        const QByteArray bytes = SettingsFile::encode(data);
+        const std::lock_guard writing(writing_);
+        if (bytes == written_ || [&] {
+                const std::lock_guard lock(mutex_);
+                return discarded_;
+            }())
+            continue;
+        try {
+            if (data.files.empty()) {
+                QFile::remove(path_);
+            } else {
+                QDir().mkpath(QFileInfo(path_).absolutePath());
+                TemporaryFiles::replaceWith(path_, bytes);
+            }
+            written_ = bytes;
+        } catch (const Failure&) {
+            // A full or read-only disk: tried again at the next tick.
+        }
     }
 }
 
 void ListRecovery::discard() {
     timer_.stop();
+    {
+        const std::lock_guard lock(mutex_);
+        discarded_ = true;
+        next_.reset();
+    }
+    const std::lock_guard writing(writing_); // a write under way ends first
     QFile::remove(path_);
 }
