@@ -144,15 +144,14 @@ QMap<QString, QByteArray> sha256Of(const QStringList& paths) {
 }
 
 void spoil(const QString& path) {
-    const QByteArray name = QFile::encodeName(path);
     struct stat st {};
     QFile f(path);
-    if (::stat(name.constData(), &st) != 0 || !f.open(QIODevice::ReadWrite) ||
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !f.open(QIODevice::ReadWrite) ||
         f.write(QByteArray(f.size(), 0)) != st.st_size)
         throw std::runtime_error("cannot spoil " + path.toStdString());
     f.close();
     const timespec times[2] = {st.st_atim, st.st_mtim};
-    ::utimensat(AT_FDCWD, name.constData(), times, 0);
+    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0);
 }
 
 QStringList specialFiles(const QString& dir) {
