@@ -17,8 +17,13 @@ extern "C" {
 #include <taglib/flacpicture.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/infotag.h>
+#include <taglib/mp4coverart.h>
+#include <taglib/mp4file.h>
+#include <taglib/mp4tag.h>
 #include <taglib/mpegfile.h>
+#include <taglib/opusfile.h>
 #include <taglib/tpropertymap.h>
+#include <taglib/vorbisfile.h>
 #include <taglib/wavfile.h>
 #include <taglib/xiphcomment.h>
 
@@ -97,6 +102,22 @@ TagLib::ByteVector bytes(const QByteArray& data) {
     return TagLib::ByteVector(data.constData(), static_cast<unsigned>(data.size()));
 }
 
+void saved(bool ok, const QByteArray& path) {
+    if (!ok)
+        throw Failure(
+            Error::Kind::file,
+            QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
+}
+
+// The cover as FLAC and the Vorbis comments of Ogg files hold it.
+TagLib::FLAC::Picture* flacPicture(const AudioTags& tags) {
+    auto* picture = new TagLib::FLAC::Picture;
+    picture->setMimeType(toTag(tags.pictureType));
+    picture->setType(TagLib::FLAC::Picture::FrontCover);
+    picture->setData(bytes(tags.picture));
+    return picture;
+}
+
 void writeMp3(const QByteArray& path, const AudioTags& tags) {
     TagLib::MPEG::File file(path.constData(), false);
     if (!file.isValid())
@@ -110,10 +131,7 @@ void writeMp3(const QByteArray& path, const AudioTags& tags) {
         frame->setPicture(bytes(tags.picture));
         tag->addFrame(frame); // the tag owns it
     }
-    if (!file.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v3))
-        throw Failure(
-            Error::Kind::file,
-            QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
+    saved(file.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v3), path);
 }
 
 void writeFlac(const QByteArray& path, const AudioTags& tags) {
@@ -121,17 +139,9 @@ void writeFlac(const QByteArray& path, const AudioTags& tags) {
     if (!file.isValid())
         return;
     file.xiphComment(true)->setProperties(properties(tags));
-    if (!tags.picture.isEmpty()) {
-        auto* picture = new TagLib::FLAC::Picture;
-        picture->setMimeType(toTag(tags.pictureType));
-        picture->setType(TagLib::FLAC::Picture::FrontCover);
-        picture->setData(bytes(tags.picture));
-        file.addPicture(picture); // the file owns it
-    }
-    if (!file.save())
-        throw Failure(
-            Error::Kind::file,
-            QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
+    if (!tags.picture.isEmpty())
+        file.addPicture(flacPicture(tags)); // the file owns it
+    saved(file.save(), path);
 }
 
 void writeWav(const QByteArray& path, const AudioTags& tags) {
@@ -149,10 +159,34 @@ void writeWav(const QByteArray& path, const AudioTags& tags) {
     info->setComment(field("COMMENT"));
     info->setYear(tags.text.value(QStringLiteral("DATE")).left(4).toUInt());
     info->setTrack(tags.text.value(QStringLiteral("TRACKNUMBER")).section(QLatin1Char('/'), 0, 0).toUInt());
-    if (!file.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers))
-        throw Failure(
-            Error::Kind::file,
-            QStringLiteral("Cannot write the tags of \"%1\"").arg(NativePath::shown(NativePath::decode(path))));
+    saved(file.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers), path);
+}
+
+// Ogg Vorbis and Opus: Vorbis comments, the cover as a METADATA_BLOCK_PICTURE.
+template <typename OggFile> void writeOgg(const QByteArray& path, const AudioTags& tags) {
+    OggFile file(path.constData(), false);
+    if (!file.isValid())
+        return;
+    file.tag()->setProperties(properties(tags));
+    if (!tags.picture.isEmpty())
+        file.tag()->addPicture(flacPicture(tags)); // the comment owns it
+    saved(file.save(), path);
+}
+
+// AAC in M4A: iTunes atoms, the cover as its cover art.
+void writeM4a(const QByteArray& path, const AudioTags& tags) {
+    TagLib::MP4::File file(path.constData(), false);
+    if (!file.isValid())
+        return;
+    file.tag()->setProperties(properties(tags));
+    if (!tags.picture.isEmpty()) {
+        const auto format =
+            tags.pictureType == QLatin1String("image/png") ? TagLib::MP4::CoverArt::PNG : TagLib::MP4::CoverArt::JPEG;
+        TagLib::MP4::CoverArtList covers;
+        covers.append(TagLib::MP4::CoverArt(format, bytes(tags.picture)));
+        file.tag()->setItem("covr", covers);
+    }
+    saved(file.save(), path);
 }
 
 } // namespace
@@ -189,6 +223,12 @@ void write(const QString& path, const AudioTags& tags) {
         writeFlac(name, tags);
     else if (extension == QLatin1String("wav"))
         writeWav(name, tags);
+    else if (extension == QLatin1String("ogg"))
+        writeOgg<TagLib::Ogg::Vorbis::File>(name, tags);
+    else if (extension == QLatin1String("opus"))
+        writeOgg<TagLib::Ogg::Opus::File>(name, tags);
+    else if (extension == QLatin1String("m4a"))
+        writeM4a(name, tags);
 }
 
 } // namespace AudioTagCopy

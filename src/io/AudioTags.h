@@ -28,10 +28,11 @@ AudioTags read(const QString& path);
 
 // Writes `tags` into the file at `path` (one the program just made),
 // replacing the tags the encoder left there, by its extension: MP3 gets an
-// ID3v2 tag with the picture, FLAC Vorbis comments with a PICTURE block, WAV
-// an ID3 chunk and a LIST INFO chunk with the text (no picture). Nothing
-// happens for empty tags, another extension, or a file too large for a
-// RIFF header (RF64). Throws a Failure when the file cannot be written.
+// ID3v2 tag with the picture, FLAC Vorbis comments with a PICTURE block, Ogg
+// Vorbis and Opus Vorbis comments with a METADATA_BLOCK_PICTURE, M4A iTunes
+// atoms with its cover art, WAV an ID3 chunk and a LIST INFO chunk with the
+// text (no picture). Nothing happens for empty tags, another extension, or a
+// file too large for a RIFF header (RF64). Throws a Failure when the file cannot be written.
 void write(const QString& path, const AudioTags& tags);
 
 } // namespace AudioTagCopy

@@ -48,7 +48,8 @@ ExportedFile exportBothWays(const QString& source, const QString& dest, ExportFo
         SegmentEditModel::setSegmentGain(edits, 1, 1.0);
         job.segmentEdits = edits;
     }
-    const ExportSettings settings{dest, format, SampleRate::rate44100, true, -1.0, ExistingOutputs::keepBoth};
+    const SampleRate rate = supportsRate(format, SampleRate::rate44100) ? SampleRate::rate44100 : SampleRate::rate48000;
+    const ExportSettings settings{dest, format, rate, true, -1.0, ExistingOutputs::keepBoth};
     OutputNames names(dest, settings.existing, {source});
     return ExportPipeline::exportFile(job, settings, names, control);
 }
@@ -84,7 +85,10 @@ TEST(ExportSourcesTest, TagsAndCoverTravelWithoutLoudnessTags) {
     const QByteArray picture = coverFile.readAll();
 
     for (bool rendered : {false, true}) {
-        for (ExportFormat format : {ExportFormat::mp3_320, ExportFormat::flac, ExportFormat::wav16}) {
+        for (ExportFormat format : {ExportFormat::mp3_320, ExportFormat::flac, ExportFormat::wav16,
+                                    ExportFormat::vorbis, ExportFormat::opus, ExportFormat::aac}) {
+            if (rendered && format > ExportFormat::flac)
+                continue; // the newer codecs' tags, written the same way, once
             const QString dest = dir.filePath(QStringLiteral("out-%1-%2").arg(rendered).arg(keyword(format)));
             const std::string where = keyword(format).toStdString() + (rendered ? " rendered" : " encoded");
             for (const QString& source : {flac, ogg}) {
