@@ -63,7 +63,7 @@ int64_t sizeOnDisk(const QString& file) {
 } // namespace
 
 // The thread that owns the database connection, and the queue of what it is
-// asked to do. Everything but `call` and `post` runs on that thread.
+// asked to do. Everything but `call`, `post` and `kept` runs on that thread.
 struct AnalysisCache::Worker {
     const QString file;
     const int64_t pruneAbove;
@@ -238,6 +238,13 @@ struct AnalysisCache::Worker {
         return q->value(4).toByteArray();
     }
 
+    // From any thread: the kept measurement of the file as `key` finds it.
+    std::optional<AnalysisResult> kept(const FileKey& key, ChannelMix mix) {
+        const std::optional<QByteArray> packed = call([&] { return find(key, mix); });
+        std::optional<AnalysisResult> result = packed ? AnalysisPacking::unpack(*packed) : std::nullopt;
+        return result && result->channelMix == mix ? result : std::nullopt;
+    }
+
     void store(const FileKey& key, ChannelMix mix, const QByteArray& packed) {
         exec(QStringLiteral("INSERT OR REPLACE INTO analyses (path, mix, size, modified, inode, measurement, result) "
                             "VALUES (?, ?, ?, ?, ?, ?, ?)"),
@@ -294,21 +301,13 @@ AnalysisCache::~AnalysisCache() = default;
 
 std::optional<AnalysisResult> AnalysisCache::find(const QString& path, ChannelMix mix) {
     const std::optional<FileKey> key = keyOf(path);
-    if (!key)
-        return std::nullopt;
-    const std::optional<QByteArray> packed = worker_->call([&] { return worker_->find(*key, mix); });
-    if (!packed)
-        return std::nullopt;
-    std::optional<AnalysisResult> result = AnalysisPacking::unpack(*packed);
-    if (result && result->channelMix != mix)
-        return std::nullopt;
-    return result;
+    return key ? worker_->kept(*key, mix) : std::nullopt;
 }
 
 FileAnalysis AnalysisCache::analyze(const QString& path, ChannelMix mix, std::stop_token stop) {
     const std::optional<FileKey> before = keyOf(path);
     if (before)
-        if (std::optional<AnalysisResult> kept = find(path, mix))
+        if (std::optional<AnalysisResult> kept = worker_->kept(*before, mix))
             return std::move(*kept);
     FileAnalysis outcome = analyzeFile(path, mix, stop);
     if (outcome.ok() && before && keyOf(path) == before)

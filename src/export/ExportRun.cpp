@@ -41,9 +41,14 @@ void nameJobs(Plan& plan, const ExportSettings& settings) {
 
 namespace {
 
-// The name a job's output takes when it keeps its promise, if a file has it already.
+// The name a job's output takes when it keeps its promise.
+QString promisedName(const ExportJob& job, const ExportSettings& settings) {
+    return ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
+}
+
+// That name, if a file has it already.
 std::optional<QString> existingPromisedName(const ExportJob& job, const ExportSettings& settings) {
-    const QString name = ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
+    const QString name = promisedName(job, settings);
     if (NativePath::exists(QDir(settings.destinationFolder).filePath(name)))
         return name;
     return std::nullopt;
@@ -62,9 +67,8 @@ std::optional<std::pair<int64_t, int64_t>> modifiedAt(const QString& path) {
 std::optional<QString> upToDateOutput(const ExportJob& job, const ExportSettings& settings) {
     if (!settings.skipUpToDate)
         return std::nullopt;
-    const auto name = existingPromisedName(job, settings);
-    const QString path = name ? QDir(settings.destinationFolder).filePath(*name) : QString();
-    const auto output = name ? modifiedAt(path) : std::nullopt, source = modifiedAt(job.sourcePath);
+    const QString path = QDir(settings.destinationFolder).filePath(promisedName(job, settings));
+    const auto output = modifiedAt(path), source = modifiedAt(job.sourcePath); // none for a file not there
     return output && source && *output > *source ? std::optional(path) : std::nullopt;
 }
 

@@ -13,7 +13,6 @@
 #include <cmath>
 #include <mutex>
 #include <stop_token>
-#include <sys/stat.h>
 #include <thread>
 
 // What one call of analyzeFiles shares with its jobs; `completed` is counted
@@ -40,6 +39,18 @@ struct BatchSession::Listing {
     std::vector<SkippedFile> skipped;
     QSet<QString> listedBefore; // what was listed when it began, as addListed checks
 };
+
+namespace {
+
+// The folders given that hold no audio file, as what was left out.
+std::vector<BatchSession::SkippedFile> withoutAudio(const QStringList& folders) {
+    std::vector<BatchSession::SkippedFile> skipped;
+    for (const QString& folder : folders)
+        skipped.push_back({folder, QStringLiteral("no audio files in it")});
+    return skipped;
+}
+
+} // namespace
 
 struct BatchSession::RunningListing {
     std::shared_ptr<Listing> listing;
@@ -182,9 +193,9 @@ std::vector<BatchSession::SkippedFile> BatchSession::addFiles(const QList<QUrl>&
         list(paths);
         return {};
     }
-    std::vector<SkippedFile> skipped = addListed(found);
-    for (const QString& folder : empty)
-        skipped.insert(skipped.begin(), {folder, QStringLiteral("no audio files in it")});
+    std::vector<SkippedFile> skipped = withoutAudio(empty);
+    const std::vector<SkippedFile> rest = addListed(found);
+    skipped.insert(skipped.end(), rest.begin(), rest.end());
     return skipped;
 }
 
@@ -247,10 +258,10 @@ void BatchSession::takeListed(const std::shared_ptr<Listing>& shared) {
     listing.skipped.insert(listing.skipped.end(), skipped.begin(), skipped.end());
     if (!listing.done)
         return; // more to come
-    for (const QString& folder : listing.empty)
-        listing.skipped.insert(listing.skipped.begin(), {folder, QStringLiteral("no audio files in it")});
-    if (!listing.skipped.empty())
-        emit notAdded(std::exchange(listing.skipped, {}));
+    std::vector<SkippedFile> told = withoutAudio(listing.empty);
+    told.insert(told.end(), listing.skipped.begin(), listing.skipped.end());
+    if (!told.empty())
+        emit notAdded(told);
     if (!isAnalyzing())
         emit analysisFinished();
 }
@@ -343,7 +354,9 @@ QStringList BatchSession::openFolders(const QStringList& paths,
 
 std::vector<BatchSession::ListedPath> BatchSession::withFoldersOpened(const QStringList& paths, QStringList* empty) {
     std::vector<ListedPath> out;
-    const auto take = [&](std::vector<ListedPath>&& found) { out.insert(out.end(), found.begin(), found.end()); };
+    const auto take = [&](std::vector<ListedPath>&& found) {
+        out.insert(out.end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
+    };
     for (const QString& folder : openFolders(paths, take)) {
         if (empty)
             *empty << folder;
