@@ -38,23 +38,7 @@ bool damaged(const QSqlError& error) {
 }
 
 // What a kept measurement is valid for: the file as it was when measured.
-struct FileKey {
-    QByteArray path;
-    qint64 size = 0;
-    qint64 modified = 0; // nanoseconds since the epoch
-    qint64 inode = 0;
-    bool operator==(const FileKey&) const = default;
-};
-
-std::optional<FileKey> keyOf(const QString& path) {
-    const QByteArray native = NativePath::encode(NativePath::absolute(path));
-    struct stat st {};
-    if (::stat(native.constData(), &st) != 0 || !S_ISREG(st.st_mode))
-        return std::nullopt;
-    return FileKey{native, static_cast<qint64>(st.st_size),
-                   static_cast<qint64>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec,
-                   static_cast<qint64>(st.st_ino)};
-}
+using FileKey = AnalysisCache::Stamp;
 
 int64_t sizeOnDisk(const QString& file) {
     return QFileInfo(file).size() + QFileInfo(file + QStringLiteral("-wal")).size();
@@ -287,6 +271,27 @@ struct AnalysisCache::Worker {
     }
 };
 
+std::optional<AnalysisCache::Stamp> AnalysisCache::stampOf(const QString& path) {
+    const QByteArray native = NativePath::encode(NativePath::absolute(path));
+    struct stat st {};
+    if (::stat(native.constData(), &st) != 0 || !S_ISREG(st.st_mode))
+        return std::nullopt;
+    return Stamp{native, static_cast<qint64>(st.st_size),
+                 static_cast<qint64>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec,
+                 static_cast<qint64>(st.st_ino)};
+}
+
+void AnalysisCache::carryOver(const Stamp& was) {
+    const std::optional<Stamp> now = stampOf(NativePath::decode(was.path));
+    if (!now || *now == was)
+        return;
+    worker_->post([this, was, now = *now] {
+        worker_->exec(QStringLiteral("UPDATE analyses SET size = ?, modified = ?, inode = ? "
+                                     "WHERE path = ? AND size = ? AND modified = ? AND inode = ?"),
+                      {now.size, now.modified, now.inode, was.path, was.size, was.modified, was.inode});
+    });
+}
+
 QString AnalysisCache::defaultFile() {
     QString base = qEnvironmentVariable("XDG_CACHE_HOME");
     if (base.isEmpty() || !QDir::isAbsolutePath(base))
@@ -300,17 +305,17 @@ AnalysisCache::AnalysisCache(QString file, int64_t pruneAboveBytes)
 AnalysisCache::~AnalysisCache() = default;
 
 std::optional<AnalysisResult> AnalysisCache::find(const QString& path, ChannelMix mix) {
-    const std::optional<FileKey> key = keyOf(path);
+    const std::optional<FileKey> key = stampOf(path);
     return key ? worker_->kept(*key, mix) : std::nullopt;
 }
 
 FileAnalysis AnalysisCache::analyze(const QString& path, ChannelMix mix, std::stop_token stop) {
-    const std::optional<FileKey> before = keyOf(path);
+    const std::optional<FileKey> before = stampOf(path);
     if (before)
         if (std::optional<AnalysisResult> kept = worker_->kept(*before, mix))
             return std::move(*kept);
     FileAnalysis outcome = analyzeFile(path, mix, stop);
-    if (outcome.ok() && before && keyOf(path) == before)
+    if (outcome.ok() && before && stampOf(path) == before)
         worker_->post([this, key = *before, mix, packed = AnalysisPacking::pack(outcome.value())] {
             worker_->store(key, mix, packed);
         });

@@ -15,6 +15,7 @@
 #include "analysis/ChannelMix.h"
 #include "analysis/FileAnalysis.h"
 
+#include <QByteArray>
 #include <QString>
 #include <cstdint>
 #include <memory>
@@ -42,6 +43,19 @@ public:
     // The kept measurement, or a new one (then kept, unless the file changed
     // while it was measured). Stands in for analyzeFile.
     FileAnalysis analyze(const QString& path, ChannelMix mix, std::stop_token stop = {});
+    // A file as its kept measurements know it: where it is, its size,
+    // modification time (ns) and inode. None when it is not a file.
+    struct Stamp {
+        QByteArray path;
+        qint64 size = 0;
+        qint64 modified = 0;
+        qint64 inode = 0;
+        bool operator==(const Stamp&) const = default;
+    };
+    static std::optional<Stamp> stampOf(const QString& path);
+    // After a change that left the file's audio as it was (its tags): the
+    // measurements kept of it as `was` now stand for it as it is.
+    void carryOver(const Stamp& was);
     // Forgets every file; whether the database took it.
     bool clear();
     // Whether the database is in use (false once even a new one failed).

@@ -11,7 +11,7 @@ namespace AnalysisPacking {
 namespace {
 
 // Raised whenever the layout below changes.
-constexpr quint32 layoutVersion = 1;
+constexpr quint32 layoutVersion = 2;
 constexpr double int16Range = 32767.0;
 
 qint16 quantised(double value) { return static_cast<qint16>(std::lround(std::clamp(value, -int16Range, int16Range))); }
@@ -84,6 +84,11 @@ QByteArray pack(const AnalysisResult& result) {
     out << static_cast<quint32>(kept) << first << step;
     for (size_t i = 0; i < points; i += stride)
         out << quantised(result.loudnessCurve[i] * curveStepsPerLU);
+
+    const GatingHistogram& blocks = result.gatingBlocks;
+    out << static_cast<qint32>(blocks.firstBin) << static_cast<quint32>(blocks.counts.size());
+    for (const uint32_t count : blocks.counts)
+        out << static_cast<quint32>(count);
     return bytes;
 }
 
@@ -132,6 +137,19 @@ std::optional<AnalysisResult> unpack(const QByteArray& bytes) {
         in >> v;
         r.times[i] = first + step * i;
         r.loudnessCurve[i] = v / curveStepsPerLU;
+    }
+
+    qint32 firstBin = 0;
+    quint32 bins = 0;
+    in >> firstBin >> bins;
+    if (!fits(bins, 4) || firstBin < 0 || qint64{firstBin} + bins > GatingHistogram::bins)
+        return std::nullopt;
+    r.gatingBlocks.firstBin = firstBin;
+    r.gatingBlocks.counts.resize(bins);
+    for (uint32_t& count : r.gatingBlocks.counts) {
+        quint32 c = 0;
+        in >> c;
+        count = c;
     }
     if (in.status() != QDataStream::Ok || !in.atEnd())
         return std::nullopt;

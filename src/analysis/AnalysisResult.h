@@ -37,6 +37,19 @@ struct MeterFigures {
     bool operator==(const MeterFigures&) const = default;
 };
 
+// The 400 ms blocks (every 100 ms) of a file that pass the absolute gate,
+// counted by loudness in steps of `stepLU`: what gates several files as one
+// programme, as an album's integrated loudness does. Bin k holds blocks from
+// -70 + k·step up to the next bin; blocks past the top bin count in it.
+struct GatingHistogram {
+    static constexpr double stepLU = 0.1;
+    static constexpr int bins = 1000; // up to +30 LUFS
+    int firstBin = 0;
+    std::vector<uint32_t> counts; // from firstBin to the last bin holding any
+
+    bool operator==(const GatingHistogram&) const = default;
+};
+
 // One file's measurement, fixed once analysis ends. It keeps a few numbers
 // per second of audio (the curve) and a fixed-size envelope, never samples.
 struct AnalysisResult {
@@ -55,6 +68,7 @@ struct AnalysisResult {
     double peakDBFS = -120.0;     // the largest sample of any channel
     double truePeakDBTP = -120.0; // of any channel, oversampled four times
     MeterFigures figures;
+    GatingHistogram gatingBlocks;
     // The figure a correction by `by` aims at the target.
     double figureLUFS(NormalizeBy by) const {
         return by == NormalizeBy::integrated ? figures.integratedLUFS : loudest20sLUFS;

@@ -23,7 +23,7 @@ inline constexpr double silencePeakDBFS = -120.0;
 inline constexpr int64_t envelopeBuckets = 2000;
 // Raised whenever a change to the measurement changes a figure, the curve or
 // the envelope, so that figures kept from the old one are measured again.
-inline constexpr int measurementVersion = 1;
+inline constexpr int measurementVersion = 2;
 
 struct LoudestWindow {
     double start = 0.0;
@@ -73,6 +73,14 @@ LoudestWindow loudestFigure(const EnergyPrefix& energy, int64_t sampleRate, int6
 // short-term loudness of the first `totalSamples` samples. A file shorter
 // than a window has one, over the whole file.
 MeterFigures meterFigures(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples);
+
+// The gating blocks of the first `totalSamples` samples, counted by loudness.
+GatingHistogram gatingHistogram(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples);
+
+// The integrated loudness of several files gated as one programme, from
+// their blocks: the relative gate lies 10 LU under the mean of them all, and
+// each block counts at the loudness in the middle of its step.
+double integratedOfAll(const std::vector<const GatingHistogram*>& files);
 
 // The short-term loudness every 100 ms, each point at the middle of its window.
 LoudnessCurve loudnessCurve(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples);

@@ -9,33 +9,43 @@ double loudnessOfMeanSquare(double meanSquare) {
     return meanSquare > 0.0 ? 10.0 * std::log10(meanSquare) - 0.691 : silenceLUFS;
 }
 
-double gatedLoudness(const EnergyPrefix& energy, int64_t start, int64_t end, int64_t sampleRate) {
+namespace {
+
+// The mean squares of the 400 ms blocks of samples [start, end), every 100
+// ms, that pass the absolute gate.
+std::vector<double> gatedBlockPowers(const EnergyPrefix& energy, int64_t start, int64_t end, int64_t sampleRate) {
     const int64_t blockLength = gatedBlockSamples(sampleRate);
-    if (sampleRate < 10 || blockLength < 1 || (end - start) < blockLength) {
-        return silenceLUFS;
-    }
+    std::vector<double> powers;
+    if (sampleRate < 10 || blockLength < 1 || (end - start) < blockLength)
+        return powers;
     const int64_t hop = gatedHopSamples(sampleRate);
     const int64_t blocks = ((end - start) - blockLength) / hop + 1;
     const double invBlock = 1.0 / static_cast<double>(blockLength);
-
-    std::vector<double> powers;
     powers.reserve(static_cast<size_t>(blocks));
-    double absoluteSum = 0.0;
-    int64_t absoluteCount = 0;
     for (int64_t i = 0; i < blocks; ++i) {
         const int64_t s = start + i * hop;
         const double power = (energy.sumAt(s + blockLength) - energy.sumAt(s)) * invBlock;
-        if (loudnessOfMeanSquare(power) > silenceLUFS) {
+        if (loudnessOfMeanSquare(power) > silenceLUFS)
             powers.push_back(power);
-            absoluteSum += power;
-            ++absoluteCount;
-        }
     }
-    if (absoluteCount == 0) {
-        return silenceLUFS;
-    }
+    return powers;
+}
 
-    const double threshold = 10.0 * std::log10(absoluteSum / static_cast<double>(absoluteCount)) - 0.691 - 10.0;
+// The mean square of `count` blocks whose powers add up to `sum`, as a loudness.
+double meanLoudness(double sum, double count) {
+    return count > 0 ? 10.0 * std::log10(sum / count) - 0.691 : silenceLUFS;
+}
+
+} // namespace
+
+double gatedLoudness(const EnergyPrefix& energy, int64_t start, int64_t end, int64_t sampleRate) {
+    const std::vector<double> powers = gatedBlockPowers(energy, start, end, sampleRate);
+    double absoluteSum = 0.0;
+    for (const double power : powers)
+        absoluteSum += power;
+    if (powers.empty())
+        return silenceLUFS;
+    const double threshold = meanLoudness(absoluteSum, static_cast<double>(powers.size())) - 10.0;
     double relativeSum = 0.0;
     int64_t relativeCount = 0;
     for (const double power : powers) {
@@ -44,10 +54,46 @@ double gatedLoudness(const EnergyPrefix& energy, int64_t start, int64_t end, int
             ++relativeCount;
         }
     }
-    if (relativeCount == 0) {
-        return silenceLUFS;
+    return meanLoudness(relativeSum, static_cast<double>(relativeCount));
+}
+
+GatingHistogram gatingHistogram(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples) {
+    std::vector<uint32_t> counts(GatingHistogram::bins);
+    int lowest = GatingHistogram::bins, highest = -1;
+    for (const double power : gatedBlockPowers(energy, 0, totalSamples, sampleRate)) {
+        const double steps = (loudnessOfMeanSquare(power) - silenceLUFS) / GatingHistogram::stepLU;
+        const int bin = std::clamp(static_cast<int>(steps), 0, GatingHistogram::bins - 1);
+        ++counts[static_cast<size_t>(bin)];
+        lowest = std::min(lowest, bin);
+        highest = std::max(highest, bin);
     }
-    return 10.0 * std::log10(relativeSum / static_cast<double>(relativeCount)) - 0.691;
+    GatingHistogram histogram;
+    if (highest >= 0) {
+        histogram.firstBin = lowest;
+        histogram.counts.assign(counts.begin() + lowest, counts.begin() + highest + 1);
+    }
+    return histogram;
+}
+
+double integratedOfAll(const std::vector<const GatingHistogram*>& files) {
+    std::vector<double> counts(GatingHistogram::bins);
+    for (const GatingHistogram* file : files)
+        for (size_t i = 0; i < file->counts.size(); ++i)
+            if (const size_t bin = static_cast<size_t>(file->firstBin) + i; bin < counts.size())
+                counts[bin] += file->counts[i];
+    const auto middle = [](size_t bin) {
+        return silenceLUFS + (static_cast<double>(bin) + 0.5) * GatingHistogram::stepLU;
+    };
+    const auto power = [&](size_t bin) { return std::pow(10.0, (middle(bin) + 0.691) / 10.0); };
+    double sum = 0.0, count = 0.0;
+    for (size_t bin = 0; bin < counts.size(); ++bin)
+        sum += counts[bin] * power(bin), count += counts[bin];
+    const double threshold = meanLoudness(sum, count) - 10.0;
+    double relativeSum = 0.0, relativeCount = 0.0;
+    for (size_t bin = 0; bin < counts.size(); ++bin)
+        if (counts[bin] > 0 && middle(bin) > threshold)
+            relativeSum += counts[bin] * power(bin), relativeCount += counts[bin];
+    return meanLoudness(relativeSum, relativeCount);
 }
 
 LoudestWindow findLoudest20s(const EnergyPrefix& energy, int64_t sampleRate, int64_t totalSamples) {

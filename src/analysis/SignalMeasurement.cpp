@@ -158,6 +158,7 @@ AnalysisResult SignalMeasurement::finish() {
     r.windowEnd = w.end;
     r.loudest20sLUFS = w.loudest20sLUFS;
     r.figures = meterFigures(energy, sampleRate_, measured_);
+    r.gatingBlocks = gatingHistogram(energy, sampleRate_, measured_);
     return r;
 }
 

@@ -3,6 +3,7 @@
 #include "Version.h"
 #include "cli/AnalyzeCommand.h"
 #include "cli/ExportCommand.h"
+#include "cli/TagCommand.h"
 
 namespace CommandLine {
 
@@ -20,6 +21,7 @@ QString usage() {
                           "Commands:\n"
                           "  analyze [--json] FILE...      measure loudness, peak and soft passages\n"
                           "  export --out DIR [...] FILE...  normalize the files into DIR/normalized\n"
+                          "  tag [--album] FILE|DIR...     write ReplayGain tags into the files\n"
                           "\n"
                           "Options:\n"
                           "  -h, --help     show this help\n"
@@ -29,8 +31,8 @@ QString usage() {
 } // namespace
 
 bool isCommand(const QString& arg) {
-    return arg == QLatin1String("analyze") || arg == QLatin1String("export") || arg == QLatin1String("help") ||
-           (arg.startsWith(QLatin1Char('-')) && arg.size() > 1);
+    return arg == QLatin1String("analyze") || arg == QLatin1String("export") || arg == QLatin1String("tag") ||
+           arg == QLatin1String("help") || (arg.startsWith(QLatin1Char('-')) && arg.size() > 1);
 }
 
 int run(QStringList args, QTextStream& out, QTextStream& err) {
@@ -51,6 +53,8 @@ int run(QStringList args, QTextStream& out, QTextStream& err) {
         return AnalyzeCommand::run(args, out, err);
     if (command == QStringLiteral("export"))
         return ExportCommand::run(args, out, err);
+    if (command == QStringLiteral("tag"))
+        return TagCommand::run(args, out, err);
     err << "sonivel: unknown " << (command.startsWith(QLatin1Char('-')) ? "option" : "command") << " '" << command
         << "'\nTry 'sonivel --help'.\n";
     return 2;

@@ -208,13 +208,15 @@ AudioTags read(const QString& path) {
     return tags;
 }
 
+std::mutex& tagLibLock() {
+    static std::mutex lock;
+    return lock;
+}
+
 void write(const QString& path, const AudioTags& tags) {
     if (tags.isEmpty())
         return;
-    // TagLib keeps shared state of its own (frame factories, default
-    // encodings) and promises nothing for threads: one writer at a time.
-    static std::mutex oneAtATime;
-    const std::lock_guard lock(oneAtATime);
+    const std::lock_guard lock(tagLibLock());
     const QByteArray name = NativePath::encode(path);
     const QString extension = QFileInfo(path).suffix().toLower();
     if (extension == QLatin1String("mp3"))

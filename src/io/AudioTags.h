@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QMap>
 #include <QString>
+#include <mutex>
 
 struct AudioTags {
     // Keyed by the common property names: TITLE, ARTIST, ALBUM, ALBUMARTIST,
@@ -34,5 +35,9 @@ AudioTags read(const QString& path);
 // text (no picture). Nothing happens for empty tags, another extension, or a
 // file too large for a RIFF header (RF64). Throws a Failure when the file cannot be written.
 void write(const QString& path, const AudioTags& tags);
+
+// TagLib keeps shared state of its own (frame factories, default
+// encodings) and promises nothing for threads: every use holds this.
+std::mutex& tagLibLock();
 
 } // namespace AudioTagCopy

@@ -9,7 +9,10 @@
 
 namespace fixtures {
 
-std::tuple<double, float, double> referencePeaks(const QString& path, double fromSec, double toSec) {
+namespace {
+
+// libebur128's state after [from, to) of the decoded file, and its largest sample.
+std::pair<ebur128_state*, float> measured(const QString& path, double fromSec, double toSec) {
     AudioReader file(path);
     const int64_t channels = file.channels();
     const auto rate = static_cast<double>(file.sampleRate());
@@ -27,16 +30,34 @@ std::tuple<double, float, double> referencePeaks(const QString& path, double fro
         for (int64_t i = first * channels; i < last * channels; ++i)
             samplePeak = std::max(samplePeak, std::abs(buffer[static_cast<size_t>(i)]));
     }
+    return {st, samplePeak};
+}
+
+} // namespace
+
+std::tuple<double, float, double> referencePeaks(const QString& path, double fromSec, double toSec) {
+    auto [st, samplePeak] = measured(path, fromSec, toSec);
     double truePeak = 0;
-    for (int64_t c = 0; c < channels; ++c) {
+    for (unsigned c = 0; c < st->channels; ++c) {
         double p = 0;
-        ebur128_true_peak(st, static_cast<unsigned>(c), &p);
+        ebur128_true_peak(st, c, &p);
         truePeak = std::max(truePeak, p);
     }
     double integrated = 0;
     ebur128_loudness_global(st, &integrated);
     ebur128_destroy(&st);
     return {20 * std::log10(truePeak), samplePeak, integrated};
+}
+
+double referenceIntegratedOfAll(const QStringList& paths) {
+    std::vector<ebur128_state*> states;
+    for (const QString& path : paths)
+        states.push_back(measured(path, 0.0, std::numeric_limits<double>::infinity()).first);
+    double integrated = 0;
+    ebur128_loudness_global_multiple(states.data(), states.size(), &integrated);
+    for (ebur128_state*& st : states)
+        ebur128_destroy(&st);
+    return integrated;
 }
 
 } // namespace fixtures

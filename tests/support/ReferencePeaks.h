@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <limits>
 #include <tuple>
 
@@ -10,5 +11,8 @@ namespace fixtures {
 // (dBTP, every channel), its largest sample and its integrated loudness.
 std::tuple<double, float, double> referencePeaks(const QString& path, double fromSec = 0.0,
                                                  double toSec = std::numeric_limits<double>::infinity());
+
+// What libebur128 finds for the files gated together as one programme.
+double referenceIntegratedOfAll(const QStringList& paths);
 
 } // namespace fixtures

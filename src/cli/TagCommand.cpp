@@ -1,0 +1,266 @@
+#include "cli/TagCommand.h"
+
+#include "cli/AimOptions.h"
+#include "cli/AnalysisReport.h"
+#include "io/LoudnessTags.h"
+#include "io/NativePath.h"
+#include "io/TagRewrite.h"
+#include "session/Albums.h"
+#include "session/BatchSession.h"
+
+#include <QMap>
+#include <algorithm>
+#include <chrono>
+
+namespace TagCommand {
+
+QString usage() {
+    return QStringLiteral("Usage: sonivel tag [OPTIONS] FILE|DIR...\n"
+                          "\n"
+                          "Writes loudness tags into the files themselves, for players that honour them,\n"
+                          "instead of normalized copies: ReplayGain 2.0 gains and peaks in MP3, FLAC,\n"
+                          "Ogg Vorbis and M4A files (the gain to -18 LUFS integrated, the true peak), and\n"
+                          "R128_TRACK_GAIN and R128_ALBUM_GAIN in Opus files (to -23 LUFS). Only the tags\n"
+                          "change, never the audio; a folder stands for the audio files under it.\n"
+                          "\n"
+                          "Options:\n"
+                          "  --album          add album gains and peaks: files are grouped by their album\n"
+                          "                   artist and album tags, else by folder, and each album is\n"
+                          "                   measured as one programme\n"
+                          "  --dry-run        print what would be written, and change nothing\n"
+                          "  --remove         take the loudness tags off instead\n"
+                          "  --skip-existing  leave files that already carry the tags these figures give\n"
+                          "  --keep-time      keep each file's modification time\n"
+                          "  --no-cache       measure every file again, without reading or filling the\n"
+                          "                   analysis cache\n"
+                          "  -h, --help       show this help\n"
+                          "\n"
+                          "The exit status is 1 when any file could not be tagged.\n");
+}
+
+namespace {
+
+struct Request {
+    bool album = false;
+    bool dryRun = false;
+    bool remove = false;
+    bool skipExisting = false;
+    bool keepTime = false;
+    bool noCache = false;
+    QStringList files;
+};
+
+std::optional<Request> read(const QStringList& arguments) {
+    Request r;
+    const QMap<QString, bool Request::*> flags{{QStringLiteral("--album"), &Request::album},
+                                               {QStringLiteral("--dry-run"), &Request::dryRun},
+                                               {QStringLiteral("--remove"), &Request::remove},
+                                               {QStringLiteral("--skip-existing"), &Request::skipExisting},
+                                               {QStringLiteral("--keep-time"), &Request::keepTime},
+                                               {QStringLiteral("--no-cache"), &Request::noCache}};
+    const auto option = [&](const QString& arg, const QString&) {
+        if (!flags.contains(arg))
+            throw Failure(Error::Kind::usage, QStringLiteral("unknown option '%1'").arg(arg));
+        r.*flags.value(arg) = true;
+    };
+    if (!readArguments(arguments, {}, option, r.files))
+        return std::nullopt;
+    if (r.files.isEmpty())
+        throw Failure(Error::Kind::usage, QStringLiteral("no files given"));
+    if (r.remove && (r.album || r.skipExisting))
+        throw Failure(Error::Kind::usage, QStringLiteral("--remove takes neither --album nor --skip-existing"));
+    return r;
+}
+
+// One listed file on its way through the command.
+struct Track {
+    QString path;
+    QString shown;
+    std::optional<AnalysisResult> measured; // its figures; the curve and envelope dropped
+    std::optional<QString> error;
+    std::optional<AlbumFigures> album;
+    bool foundInFolder = false; // a file of a kind without these tags is passed over there
+};
+
+QString listed(const LoudnessTagList& tags) {
+    QStringList parts;
+    for (const LoudnessTag& t : tags)
+        parts << t.name + QLatin1Char('=') + t.value;
+    return parts.join(QStringLiteral("  "));
+}
+
+// Measures every track that can carry the tags, through the session (and
+// the cache), in parallel.
+void measure(std::vector<Track>& tracks, std::optional<AnalysisCache>& cache, bool noCache) {
+    AimOptions aim;
+    aim.noCache = noCache;
+    BatchSession session(measuring(aim, cache));
+    session.setChannelMix(ChannelMix::sum);
+    std::vector<std::pair<Track*, AudioFileItemPtr>> items;
+    for (Track& track : tracks)
+        if (!track.error)
+            items.emplace_back(&track, std::make_shared<AudioFileItem>(NativePath::toUrl(track.path)));
+    std::vector<AudioFileItemPtr> all;
+    for (const auto& [track, item] : items)
+        all.push_back(item);
+    session.loadFiles(all);
+    size_t done = 0;
+    bool measuring = true;
+    while (done < items.size()) {
+        auto& [track, item] = items[done];
+        if (item->analysis()) {
+            AnalysisResult figures = *item->analysis();
+            figures.envelope = {}, figures.times = {}, figures.loudnessCurve = {};
+            track->measured = std::move(figures);
+        } else if (item->analysisError()) {
+            track->error = item->analysisError()->message;
+        } else if (!measuring) {
+            track->error = QStringLiteral("not measured");
+        } else {
+            measuring = session.applyNextResults(std::chrono::milliseconds(50));
+            continue;
+        }
+        session.removeFile(item->id());
+        item.reset();
+        ++done;
+    }
+}
+
+QString plural(int n, const char* one, const char* many) {
+    return QStringLiteral("%1 %2").arg(n).arg(QLatin1String(n == 1 ? one : many));
+}
+
+// Gives each measured track the figures of its album, as one programme.
+void measureAlbums(std::vector<Track>& tracks, QTextStream& out) {
+    QMap<QString, std::vector<Track*>> albums;
+    QMap<QString, QString> names;
+    QStringList order;
+    for (Track& track : tracks) {
+        if (!track.measured)
+            continue;
+        const Album album = Albums::albumOf(track.path, AudioTagCopy::read(track.path));
+        if (!albums.contains(album.key))
+            order << album.key;
+        albums[album.key].push_back(&track);
+        names[album.key] = album.name;
+    }
+    for (const QString& key : order) {
+        std::vector<const AnalysisResult*> results;
+        for (const Track* track : albums[key])
+            results.push_back(&*track->measured);
+        const AlbumFigures figures = Albums::figuresOf(results);
+        out << QStringLiteral("album \"%1\": %2, %3 LUFS integrated, %4 dBTP\n")
+                   .arg(names[key], plural(static_cast<int>(results.size()), "track", "tracks"))
+                   .arg(figures.integratedLUFS, 0, 'f', 1)
+                   .arg(figures.truePeakDBTP, 0, 'f', 1);
+        for (Track* track : albums[key])
+            track->album = figures;
+    }
+}
+
+struct Counts {
+    int tagged = 0, upToDate = 0, passedOver = 0, failed = 0;
+};
+
+void tagOne(const Track& track, const Request& r, std::optional<AnalysisCache>& cache, Counts& counts, QTextStream& out,
+            QTextStream& err) {
+    LoudnessTagList tags;
+    if (!r.remove) {
+        const AnalysisResult& m = *track.measured;
+        LoudnessTagFigures figures{m.figures.integratedLUFS, m.truePeakDBTP, std::nullopt, std::nullopt};
+        if (track.album)
+            figures.albumIntegratedLUFS = track.album->integratedLUFS,
+            figures.albumTruePeakDBTP = track.album->truePeakDBTP;
+        tags = LoudnessTags::tagsFor(track.path, figures);
+    }
+    const LoudnessTagList existing = LoudnessTags::read(track.path);
+    const auto sorted = [](LoudnessTagList list) {
+        std::sort(list.begin(), list.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+        return list;
+    };
+    if ((r.skipExisting && sorted(existing) == sorted(tags)) || (r.remove && existing.empty())) {
+        ++counts.upToDate;
+        out << (r.remove ? "no loudness tags: " : "already tagged: ") << track.shown << '\n';
+        return;
+    }
+    if (r.dryRun) {
+        ++counts.tagged;
+        out << (r.remove ? "would remove: " : "would tag: ") << track.shown << "  "
+            << listed(r.remove ? existing : tags) << '\n';
+        return;
+    }
+    const std::optional<AnalysisCache::Stamp> before = AnalysisCache::stampOf(track.path);
+    try {
+        TagRewrite::rewrite(track.path, [&](const QString& copy) { LoudnessTags::writeInPlace(copy, tags); },
+                            {.keepModificationTime = r.keepTime});
+    } catch (const Failure& e) {
+        ++counts.failed;
+        err << "failed: " << track.shown << ": " << e.message() << '\n';
+        return;
+    }
+    if (cache && before)
+        cache->carryOver(*before);
+    ++counts.tagged;
+    out << (r.remove ? "removed: " : "tagged: ") << track.shown << "  " << listed(r.remove ? existing : tags) << '\n';
+    out.flush();
+}
+
+} // namespace
+
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    Request request;
+    try {
+        const std::optional<Request> parsed = read(arguments);
+        if (!parsed) {
+            out << usage();
+            return 0;
+        }
+        request = *parsed;
+    } catch (const Failure& e) {
+        err << "sonivel tag: " << e.message() << '\n' << "Try 'sonivel tag --help'.\n";
+        return 2;
+    }
+    std::vector<Track> tracks;
+    for (const auto& [path, subfolder] : BatchSession::withFoldersOpened(request.files))
+        tracks.push_back(
+            {path, shownName(path, subfolder), {}, LoudnessTags::unsupported(path), {}, !subfolder.isEmpty()});
+
+    // A file whose tagging was cut short is whole again before it is measured.
+    for (Track& track : tracks) {
+        try {
+            if (!track.error && TagRewrite::restoreInterrupted(track.path))
+                err << "sonivel tag: " << track.shown << ": put back as it was before an interrupted tagging\n";
+        } catch (const Failure& e) {
+            track.error = e.message();
+        }
+    }
+    std::optional<AnalysisCache> cache;
+    if (!request.remove)
+        measure(tracks, cache, request.noCache);
+    else if (!request.noCache) // to carry the kept measurements over to the untagged files
+        cache.emplace(AnalysisCache::defaultFile());
+    if (request.album)
+        measureAlbums(tracks, out);
+
+    Counts counts;
+    for (const Track& track : tracks) {
+        if (track.error && track.foundInFolder && LoudnessTags::unsupported(track.path)) {
+            ++counts.passedOver;
+            out << "passed over: " << track.shown << ": " << *track.error << '\n';
+        } else if (track.error) {
+            ++counts.failed;
+            err << "failed: " << track.shown << ": " << *track.error << '\n';
+        } else {
+            tagOne(track, request, cache, counts, out, err);
+        }
+    }
+    const char* done = request.remove ? (request.dryRun ? "would be untagged" : "untagged")
+                                      : (request.dryRun ? "would be tagged" : "tagged");
+    out << plural(counts.tagged, "file", "files") << ' ' << done << ", " << counts.upToDate
+        << (request.remove ? " without tags, " : " already tagged, ")
+        << (counts.passedOver > 0 ? QStringLiteral("%1 passed over, ").arg(counts.passedOver) : QString())
+        << counts.failed << " failed.\n";
+    return counts.failed > 0 ? 1 : 0;
+}
+
+} // namespace TagCommand

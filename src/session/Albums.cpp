@@ -1,0 +1,34 @@
+#include "session/Albums.h"
+
+#include "analysis/LoudnessAnalyzer.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <algorithm>
+
+namespace Albums {
+
+Album albumOf(const QString& path, const AudioTags& tags) {
+    const QString album = tags.text.value(QStringLiteral("ALBUM")).trimmed();
+    const QString artist = tags.text.value(QStringLiteral("ALBUMARTIST")).trimmed();
+    if (!album.isEmpty())
+        return {QStringLiteral("tags\n%1\n%2").arg(artist, album),
+                artist.isEmpty() ? album : artist + QStringLiteral(" – ") + album};
+    const QString folder = QFileInfo(path).absolutePath();
+    return {QStringLiteral("folder\n") + folder, QDir::toNativeSeparators(QFileInfo(folder).fileName())};
+}
+
+AlbumFigures figuresOf(const std::vector<const AnalysisResult*>& tracks) {
+    AlbumFigures album;
+    std::vector<const GatingHistogram*> blocks;
+    for (const AnalysisResult* track : tracks) {
+        blocks.push_back(&track->gatingBlocks);
+        album.loudest20sLUFS = std::max(album.loudest20sLUFS, track->loudest20sLUFS);
+        album.truePeakDBTP = std::max(album.truePeakDBTP, track->truePeakDBTP);
+        album.peakDBFS = std::max(album.peakDBFS, track->peakDBFS);
+    }
+    album.integratedLUFS = LoudnessAnalyzer::integratedOfAll(blocks);
+    return album;
+}
+
+} // namespace Albums

@@ -1,0 +1,33 @@
+#pragma once
+
+// Which album a file belongs to, and what an album measures as a whole.
+// Files are grouped by their album artist and album tags (album artist
+// falling back to nothing, so a compilation stays one album); a file without
+// an album tag belongs to the album of its folder.
+
+#include "analysis/AnalysisResult.h"
+#include "io/AudioTags.h"
+
+#include <QString>
+#include <vector>
+
+struct Album {
+    QString key;  // equal for the files of one album, and only for them
+    QString name; // "Artist – Album", "Album", or the folder's name
+};
+
+// The loudness of an album played as one programme.
+struct AlbumFigures {
+    double integratedLUFS = -70.0; // every track's blocks gated together
+    double loudest20sLUFS = -70.0; // of its loudest track
+    double truePeakDBTP = -120.0;
+    double peakDBFS = -120.0;
+};
+
+namespace Albums {
+
+Album albumOf(const QString& path, const AudioTags& tags);
+
+AlbumFigures figuresOf(const std::vector<const AnalysisResult*>& tracks);
+
+} // namespace Albums
