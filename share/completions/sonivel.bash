@@ -7,7 +7,7 @@ _sonivel() {
     command=
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            analyze|export) command=${COMP_WORDS[i]}; break ;;
+            analyze|export|tag) command=${COMP_WORDS[i]}; break ;;
         esac
     done
 
@@ -26,13 +26,14 @@ _sonivel() {
         local aim="--target --normalize-by --ceiling --preset --channels --no-cache --help"
         case $command in
             analyze) COMPREPLY=($(compgen -W "--json --csv $aim" -- "$cur")) ;;
+            tag) COMPREPLY=($(compgen -W "--album --dry-run --remove --skip-existing --keep-time --no-cache --help" -- "$cur")) ;;
             export) COMPREPLY=($(compgen -W "--out --format --rate --limiter --no-limiter --overwrite --skip-existing --settings $aim" -- "$cur")) ;;
             *) COMPREPLY=($(compgen -W "--help --version --choose-files --export-with-last-settings" -- "$cur")) ;;
         esac
         return
     fi
     if [[ -z $command && $COMP_CWORD -eq 1 ]]; then
-        COMPREPLY=($(compgen -W "analyze export help" -- "$cur"))
+        COMPREPLY=($(compgen -W "analyze export tag help" -- "$cur"))
     fi
     compopt -o filenames 2>/dev/null
     COMPREPLY+=($(compgen -f -- "$cur"))

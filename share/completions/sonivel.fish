@@ -1,10 +1,11 @@
 # fish completion for sonivel
 
-set -l commands analyze export help
+set -l commands analyze export tag help
 set -l presets spotify youtube tidal apple amazon podcast podcast-mono ebu-r128 atsc-a85
 
 complete -c sonivel -n "not __fish_seen_subcommand_from $commands" -a analyze -d 'Measure the files'
 complete -c sonivel -n "not __fish_seen_subcommand_from $commands" -a export -d 'Normalize the files'
+complete -c sonivel -n "not __fish_seen_subcommand_from $commands" -a tag -d 'Write ReplayGain tags into the files'
 complete -c sonivel -n "not __fish_seen_subcommand_from $commands" -a help -d 'Show the help'
 complete -c sonivel -n "not __fish_seen_subcommand_from $commands" -s v -l version -d 'Show the version'
 complete -c sonivel -n "not __fish_seen_subcommand_from $commands" -l choose-files -d 'Open the window and choose files'
@@ -29,3 +30,10 @@ complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l ceiling -
 complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l preset -x -a "$presets" -d 'A platform target'
 complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l channels -x -a 'sum average' -d 'How the channels make the loudness'
 complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l no-cache -d 'Measure every file again, without the analysis cache'
+
+complete -c sonivel -n "__fish_seen_subcommand_from tag" -l album -d 'Add album gains, each album measured as one programme'
+complete -c sonivel -n "__fish_seen_subcommand_from tag" -l dry-run -d 'Print what would be written'
+complete -c sonivel -n "__fish_seen_subcommand_from tag" -l remove -d 'Take the loudness tags off'
+complete -c sonivel -n "__fish_seen_subcommand_from tag" -l skip-existing -d 'Leave files already tagged with these figures'
+complete -c sonivel -n "__fish_seen_subcommand_from tag" -l keep-time -d 'Keep the modification times'
+complete -c sonivel -n "__fish_seen_subcommand_from tag" -l no-cache -d 'Measure every file again, without the analysis cache'
