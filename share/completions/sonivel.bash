@@ -14,7 +14,7 @@ _sonivel() {
     case $prev in
         --out) compopt -o dirnames 2>/dev/null; COMPREPLY=($(compgen -d -- "$cur")); return ;;
         --settings) COMPREPLY=($(compgen -f -X '!*.json' -- "$cur")); compopt -o filenames 2>/dev/null; return ;;
-        --format) COMPREPLY=($(compgen -W "wav16 wav24 wav32 mp3_320 mp3_192 mp3_128 flac vorbis opus aac" -- "$cur")); return ;;
+        --format) COMPREPLY=($(compgen -W "wav16 wav24 wav32 mp3_320 mp3_192 mp3_128 flac vorbis opus aac same" -- "$cur")); return ;;
         --rate) COMPREPLY=($(compgen -W "44100 48000 96000" -- "$cur")); return ;;
         --normalize-by) COMPREPLY=($(compgen -W "loudest integrated" -- "$cur")); return ;;
         --channels) COMPREPLY=($(compgen -W "sum average" -- "$cur")); return ;;

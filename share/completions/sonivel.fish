@@ -16,7 +16,7 @@ complete -c sonivel -n "__fish_seen_subcommand_from analyze" -l json -d 'Print o
 complete -c sonivel -n "__fish_seen_subcommand_from analyze" -l csv -d 'Print a CSV table'
 
 complete -c sonivel -n "__fish_seen_subcommand_from export" -l out -x -a '(__fish_complete_directories)' -d 'Folder that receives the normalized subfolder'
-complete -c sonivel -n "__fish_seen_subcommand_from export" -l format -x -a 'wav16 wav24 wav32 mp3_320 mp3_192 mp3_128 flac vorbis opus aac' -d 'Output format'
+complete -c sonivel -n "__fish_seen_subcommand_from export" -l format -x -a 'wav16 wav24 wav32 mp3_320 mp3_192 mp3_128 flac vorbis opus aac same' -d 'Output format'
 complete -c sonivel -n "__fish_seen_subcommand_from export" -l rate -x -a '44100 48000 96000' -d 'Output sample rate'
 complete -c sonivel -n "__fish_seen_subcommand_from export" -l limiter -d 'Limit true peaks to the ceiling'
 complete -c sonivel -n "__fish_seen_subcommand_from export" -l no-limiter -d 'Lower the gain instead'

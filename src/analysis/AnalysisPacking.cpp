@@ -86,9 +86,17 @@ QByteArray pack(const AnalysisResult& result) {
         out << quantised(result.loudnessCurve[i] * curveStepsPerLU);
 
     const GatingHistogram& blocks = result.gatingBlocks;
-    out << static_cast<qint32>(blocks.firstBin) << static_cast<quint32>(blocks.counts.size());
-    for (const uint32_t count : blocks.counts)
-        out << static_cast<quint32>(count);
+    // Seven bits a byte, most counts being small: a byte or two each.
+    QByteArray counts;
+    for (uint32_t count : blocks.counts) {
+        for (; count >= 0x80; count >>= 7)
+            counts.append(static_cast<char>(0x80 | (count & 0x7f)));
+        counts.append(static_cast<char>(count));
+    }
+    out << static_cast<qint32>(blocks.firstBin) << static_cast<quint32>(blocks.counts.size()) << counts;
+    const SourceEncoding& source = result.source;
+    out << QByteArray::fromStdString(source.codec) << static_cast<qint32>(source.bitsPerSample) << source.isFloat
+        << static_cast<qint64>(source.bitRate);
     return bytes;
 }
 
@@ -141,16 +149,32 @@ std::optional<AnalysisResult> unpack(const QByteArray& bytes) {
 
     qint32 firstBin = 0;
     quint32 bins = 0;
-    in >> firstBin >> bins;
-    if (!fits(bins, 4) || firstBin < 0 || qint64{firstBin} + bins > GatingHistogram::bins)
+    QByteArray counts;
+    in >> firstBin >> bins >> counts;
+    if (firstBin < 0 || qint64{firstBin} + bins > GatingHistogram::bins)
         return std::nullopt;
     r.gatingBlocks.firstBin = firstBin;
-    r.gatingBlocks.counts.resize(bins);
-    for (uint32_t& count : r.gatingBlocks.counts) {
-        quint32 c = 0;
-        in >> c;
-        count = c;
+    uint32_t count = 0;
+    int shift = 0;
+    for (const char c : counts) {
+        count |= static_cast<uint32_t>(c & 0x7f) << shift;
+        shift += 7;
+        if (shift > 28 && (c & 0x80))
+            return std::nullopt;
+        if (!(c & 0x80)) {
+            r.gatingBlocks.counts.push_back(count);
+            count = 0, shift = 0;
+        }
     }
+    if (r.gatingBlocks.counts.size() != bins || shift != 0)
+        return std::nullopt;
+    QByteArray codec;
+    qint32 bits = 0;
+    qint64 bitRate = 0;
+    in >> codec >> bits >> r.source.isFloat >> bitRate;
+    r.source.codec = codec.toStdString();
+    r.source.bitsPerSample = bits;
+    r.source.bitRate = bitRate;
     if (in.status() != QDataStream::Ok || !in.atEnd())
         return std::nullopt;
     return r;

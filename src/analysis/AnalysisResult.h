@@ -2,6 +2,7 @@
 
 #include "analysis/ChannelMix.h"
 #include "analysis/NormalizeBy.h"
+#include "io/SourceEncoding.h"
 
 #include <QString>
 #include <cstdint>
@@ -69,6 +70,7 @@ struct AnalysisResult {
     double truePeakDBTP = -120.0; // of any channel, oversampled four times
     MeterFigures figures;
     GatingHistogram gatingBlocks;
+    SourceEncoding source; // unknown for a file only the ffmpeg program decodes
     // The figure a correction by `by` aims at the target.
     double figureLUFS(NormalizeBy by) const {
         return by == NormalizeBy::integrated ? figures.integratedLUFS : loudest20sLUFS;

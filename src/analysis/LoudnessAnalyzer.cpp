@@ -50,6 +50,8 @@ AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames,
         if (measurement.covers(measured)) {
             AnalysisResult result = measurement.finish();
             result.nonFiniteSamples = opened.reader.nonFiniteSamples();
+            if (!opened.decoded)
+                result.source = opened.reader.encoding();
             return result;
         }
         known = measured;

@@ -40,7 +40,9 @@ QString formatsHelp() {
         }
         line += QLatin1Char(' ') + word;
     }
-    return text + line + QLatin1Char('\n');
+    return text + line +
+           QStringLiteral("\n                   (same: each file in its own format, an MP3 at its bit rate,\n"
+                          "                   a WAV at its bit depth)\n");
 }
 
 } // namespace
@@ -175,7 +177,8 @@ ExportRun::Summary exportAll(BatchSession& state, const Options& options, bool l
         const ExportProgress p = exports.progress();
         const double total = static_cast<double>(std::max<int64_t>(p.total, 1));
         const int tenths = static_cast<int>(10.0 * p.done / total);
-        if (p.current == shownFiles && tenths <= shownTenths)
+        // The run's end resets the progress to none: nothing to show.
+        if (p.total == 0 || (p.current == shownFiles && tenths <= shownTenths))
             return;
         shownFiles = p.current;
         shownTenths = tenths;

@@ -70,6 +70,9 @@ constexpr FormatRow rows[] = {
      960,
      true},
     {ExportFormat::aac, "AAC 256k (M4A)", "aac", "m4a", {W::ffmpeg, "ipod", "aac", 256000, 32, true}, 96000, 8, 2048},
+    // Resolved to one of the rows above before a file is written; its
+    // extension is the longest any of them has, for the room names need.
+    {ExportFormat::same, "Same as source", "same", "flac", {W::ffmpeg, "flac", "flac", 0, 24, false}, 96000, 8, 2048},
 };
 
 const FormatRow& row(ExportFormat format) {
@@ -105,6 +108,40 @@ QString rateLimit(ExportFormat format) {
     return QStringLiteral("%1 holds %2 %3 Hz")
         .arg(label(format), row(format).onlyMaximumRate ? QStringLiteral("only") : QStringLiteral("at most"))
         .arg(row(format).maximumRate);
+}
+
+SampleRate heldRate(ExportFormat format, SampleRate wanted) {
+    if (supportsRate(format, wanted))
+        return wanted;
+    return row(format).onlyMaximumRate || hertz(wanted) > maximumRate(format) ? *sampleRateOfHertz(maximumRate(format))
+                                                                              : wanted;
+}
+
+ExportFormat sameFormatAs(const SourceEncoding& source) {
+    const std::string& codec = source.codec;
+    if (codec == "mp3")
+        return ExportFormat::mp3_320;
+    if (codec == "vorbis")
+        return ExportFormat::vorbis;
+    if (codec == "opus")
+        return ExportFormat::opus;
+    if (codec == "aac")
+        return ExportFormat::aac;
+    if (codec.starts_with("pcm_")) {
+        if (source.isFloat || source.bitsPerSample > 24)
+            return ExportFormat::wav32;
+        return source.bitsPerSample <= 16 ? ExportFormat::wav16 : ExportFormat::wav24;
+    }
+    // FLAC, and the lossless ones it holds as well (ALAC, WavPack, AIFF ...).
+    return source.bitRate > 0 ? ExportFormat::aac : ExportFormat::flac;
+}
+
+int64_t sameBitRate(const SourceEncoding& source) {
+    constexpr int64_t rates[] = {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320};
+    for (const int64_t kbits : rates)
+        if (source.bitRate > 0 && source.bitRate <= kbits * 1000 + 500)
+            return kbits * 1000;
+    return 320000;
 }
 
 std::optional<SampleRate> sampleRateOfHertz(int64_t hz) {

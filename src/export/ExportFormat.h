@@ -1,21 +1,33 @@
 #pragma once
 
-// The export choices: ten formats and three sample rates. Each format is
-// one row: its names, its extension, the rates it holds and how its file is
-// written. A new format is a new row.
+// The export choices: ten formats, "Same as source", and three sample
+// rates. Each format is one row: its names, its extension, the rates it
+// holds and how its file is written. A new format is a new row.
 
 #include "io/AudioFileWriter.h"
+#include "io/SourceEncoding.h"
 
 #include <QString>
 #include <array>
 #include <cstdint>
 #include <optional>
 
-enum class ExportFormat { wav16, wav24, wav32, mp3_320, mp3_192, mp3_128, flac, vorbis, opus, aac };
+enum class ExportFormat { wav16, wav24, wav32, mp3_320, mp3_192, mp3_128, flac, vorbis, opus, aac, same };
 
-inline constexpr std::array<ExportFormat, 10> allExportFormats = {
-    ExportFormat::wav16,   ExportFormat::wav24, ExportFormat::wav32,  ExportFormat::mp3_320, ExportFormat::mp3_192,
-    ExportFormat::mp3_128, ExportFormat::flac,  ExportFormat::vorbis, ExportFormat::opus,    ExportFormat::aac};
+inline constexpr std::array<ExportFormat, 11> allExportFormats = {
+    ExportFormat::wav16,   ExportFormat::wav24,   ExportFormat::wav32, ExportFormat::mp3_320,
+    ExportFormat::mp3_192, ExportFormat::mp3_128, ExportFormat::flac,  ExportFormat::vorbis,
+    ExportFormat::opus,    ExportFormat::aac,     ExportFormat::same};
+
+// "Same as source" stands for one of the others, file by file: the format
+// that keeps a source as it was stored. MP3, FLAC, Ogg Vorbis, Opus and AAC
+// stay themselves (MP3 at `sameBitRate`), WAV keeps its bit depth (16, 24,
+// else 32-bit float); another lossless source becomes FLAC, another lossy
+// one AAC, and one of unknown kind FLAC.
+ExportFormat sameFormatAs(const SourceEncoding& source);
+// The bit rate an MP3 source is written at: its own, rounded up to one LAME
+// writes (320k when it states none).
+int64_t sameBitRate(const SourceEncoding& source);
 
 // "WAV 24-bit", "MP3 320k", "FLAC" ...: the picker's label and the id.
 QString label(ExportFormat format);
@@ -45,8 +57,11 @@ inline int64_t hertz(SampleRate rate) { return static_cast<int64_t>(rate); }
 std::optional<SampleRate> sampleRateOfHertz(int64_t hz);
 QString label(SampleRate rate); // "48000 Hz"
 
-// MP3 holds at most 48 kHz and Opus only 48 kHz; the other formats take every rate.
+// MP3 holds at most 48 kHz and Opus only 48 kHz; the other formats take every
+// rate. "Same as source" takes every rate, each file's format then the
+// nearest it holds (`heldRate`).
 int64_t maximumRate(ExportFormat format);
 bool supportsRate(ExportFormat format, SampleRate rate);
 // Why a rate is not offered: "MP3 320k holds at most 48000 Hz", "Opus holds only 48000 Hz".
 QString rateLimit(ExportFormat format);
+SampleRate heldRate(ExportFormat format, SampleRate wanted);

@@ -54,4 +54,18 @@ struct ExportJob {
     // The folders between the destination and the output ("Rock/Album"),
     // which mirror the source's; empty for the destination itself.
     QString subfolder;
+    // What "Same as source" chose for this file: its format, and for an
+    // MP3 its bit rate (0: the format's own).
+    std::optional<ExportFormat> format = {};
+    int64_t bitRate = 0;
 };
+
+// The batch's settings as they apply to one job: its own format, at the
+// nearest rate that format holds.
+inline ExportSettings settingsFor(const ExportJob& job, ExportSettings settings) {
+    if (job.format) {
+        settings.format = *job.format;
+        settings.sampleRate = heldRate(*job.format, settings.sampleRate);
+    }
+    return settings;
+}

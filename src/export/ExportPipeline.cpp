@@ -152,7 +152,9 @@ ProgrammeFigures readBack(const QString& path, const QString& shownName, ExportF
 Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& pass, const JobControl& control,
               const std::function<void(double)>& progress) {
     const ExportFormat format = settings.format;
-    const OutputEncoding encoding = outputEncoding(format);
+    OutputEncoding encoding = outputEncoding(format);
+    if (job.bitRate > 0)
+        encoding.bitRate = job.bitRate;
     OpenedAudio source = AudioLoader::open(job.sourcePath, AudioReader::Damage::fail, maximumChannels(format));
     AudioReader& reader = source.reader;
     const int64_t sourceRate = reader.sampleRate();
@@ -263,8 +265,9 @@ Made makeOnce(const ExportJob& job, const ExportSettings& settings, const Pass& 
 
 } // namespace
 
-ExportedFile exportFile(const ExportJob& job, const ExportSettings& settings, OutputNames& names,
+ExportedFile exportFile(const ExportJob& job, const ExportSettings& batch, OutputNames& names,
                         const JobControl& control) {
+    const ExportSettings settings = settingsFor(job, batch);
     // The figure the name promises, of a measured signal.
     const auto figure = [&](const ProgrammeFigures& f) { return f.figureLUFS(settings.normalizeBy); };
     Pass pass;

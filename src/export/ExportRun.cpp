@@ -43,7 +43,7 @@ namespace {
 
 // The name a job's output takes when it keeps its promise.
 QString promisedName(const ExportJob& job, const ExportSettings& settings) {
-    return ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settings.format);
+    return ExportNaming::fileName(job.stem, job.promisedLUFS, job.isSilent, settingsFor(job, settings).format);
 }
 
 // That name, if a file has it already.

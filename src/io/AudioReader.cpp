@@ -127,6 +127,7 @@ struct AudioReader::Impl {
     int64_t frames = 0;
     bool exact = false;
     bool lossless = false;
+    SourceEncoding encoding;
     int64_t seekPreroll = 0; // frames decoded and dropped before a sought one
 
     std::vector<float> pending; // decoded, not yet handed out
@@ -247,6 +248,13 @@ void AudioReader::Impl::open(const QString& file) {
     // stated length is only near the decoded one.
     const AVCodecDescriptor* descriptor = avcodec_descriptor_get(st->codecpar->codec_id);
     lossless = descriptor && (descriptor->props & AV_CODEC_PROP_LOSSLESS);
+    const AVCodecParameters* stored = st->codecpar;
+    encoding.codec = avcodec_get_name(stored->codec_id);
+    encoding.bitsPerSample =
+        stored->bits_per_raw_sample > 0 ? stored->bits_per_raw_sample : av_get_bits_per_sample(stored->codec_id);
+    encoding.isFloat = stored->codec_id == AV_CODEC_ID_PCM_F32LE || stored->codec_id == AV_CODEC_ID_PCM_F32BE ||
+                       stored->codec_id == AV_CODEC_ID_PCM_F64LE || stored->codec_id == AV_CODEC_ID_PCM_F64BE;
+    encoding.bitRate = lossless ? 0 : std::max<int64_t>(stored->bit_rate, 0);
     if (st->duration != AV_NOPTS_VALUE && st->duration > 0) {
         frames = av_rescale_q(st->duration, timeBase, AVRational{1, static_cast<int>(rate)});
         frames = std::max<int64_t>(frames - st->codecpar->initial_padding, 0);
@@ -439,6 +447,7 @@ AudioReader& AudioReader::operator=(AudioReader&&) noexcept = default;
 
 int64_t AudioReader::frames() const { return impl_->frames; }
 bool AudioReader::framesExact() const { return impl_->exact; }
+const SourceEncoding& AudioReader::encoding() const { return impl_->encoding; }
 int64_t AudioReader::sampleRate() const { return impl_->rate; }
 int AudioReader::channels() const { return impl_->channels; }
 const std::vector<AudioReader::ChannelRole>& AudioReader::channelRoles() const { return impl_->roles; }

@@ -9,6 +9,7 @@
 // must not pass for a whole one (an export). One thread at a time.
 
 #include "io/Error.h"
+#include "io/SourceEncoding.h"
 
 #include <QString>
 #include <cstdint>
@@ -40,6 +41,8 @@ public:
     bool framesExact() const;
     int64_t sampleRate() const;
     int channels() const;
+    // How the chosen stream is stored.
+    const SourceEncoding& encoding() const;
     // One per channel that comes out, in order.
     const std::vector<ChannelRole>& channelRoles() const;
     // Samples read so far that were not numbers (NaN or infinite); they come

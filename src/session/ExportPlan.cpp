@@ -55,6 +55,11 @@ ExportRun::Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const Expo
         job.isSilent = file->analysis()->isSilent();
         if (file->segmentEdits().hasEdits())
             job.segmentEdits = file->segmentEdits().snapshot();
+        if (settings.format == ExportFormat::same) {
+            job.format = sameFormatAs(file->analysis()->source);
+            if (file->analysis()->source.codec == "mp3")
+                job.bitRate = sameBitRate(file->analysis()->source);
+        }
         plan.jobs.push_back(std::move(job));
     }
     ExportRun::nameJobs(plan, settings);

@@ -13,7 +13,9 @@ TEST(AnalysisPackingTest, AnHourFitsInAFewKilobytesWithEveryFigureExact) {
     r.sampleRate = 44100, r.channels = 2, r.channelMix = ChannelMix::average, r.duration = 3600.25;
     r.windowStart = 1234.5, r.windowEnd = 1254.5, r.loudest20sLUFS = -13.37, r.peakDBFS = -0.11;
     r.truePeakDBTP = 0.42, r.figures = {-17.123456789, 7.7, -9.9, -11.1}, r.nonFiniteSamples = 3;
-    r.envelope.bucketCount = 2000;
+    r.envelope.bucketCount = 2000, r.source = {"mp3", 0, false, 192000}, r.gatingBlocks.firstBin = 1;
+    for (uint32_t i = 0; i < 999; ++i) // the widest spread of blocks, some counts large
+        r.gatingBlocks.counts.push_back(i * i * i % 40000);
     for (int i = 0; i < 2000; ++i) {
         r.envelope.maxValues.push_back(static_cast<float>(0.7 + 0.8 * std::sin(i * 0.01))); // past full scale too
         r.envelope.minValues.push_back(-r.envelope.maxValues.back() / 2);

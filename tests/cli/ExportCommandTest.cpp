@@ -150,7 +150,7 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
         EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "mp3_" + mp3, "--rate", "96000", a})
                         .err.contains("MP3 " + mp3 + "k holds at most 48000 Hz"));
     const CommandRun help = exportCommand({"--help"});
-    EXPECT_TRUE(help.status == 0 && help.out.contains("mp3_192, mp3_128, flac, vorbis, opus, aac\n"))
+    EXPECT_TRUE(help.status == 0 && help.out.contains("mp3_192, mp3_128, flac, vorbis, opus, aac,\n                   same\n"))
         << "each format once";
     EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "opus", "--rate", "44100", a})
                     .err.contains("Opus 160k holds only 48000 Hz; choose --rate 48000"));
@@ -193,4 +193,32 @@ TEST(ExportCommandTest, AFoldersOutputsMirrorItsTree) {
         run.out.split('\n', Qt::SkipEmptyParts),
         (QStringList{out + "/normalized/Library/Album A/01 (-16LUFS).wav",
                      out + "/normalized/Library/Album B/01 (-16LUFS).wav", out + "/normalized/01 (-16LUFS).wav"}));
+}
+
+TEST(ExportCommandTest, SameAsSourceKeepsEachFilesFormat) {
+    QTemporaryDir dir;
+    const QString sources = dir.filePath("in");
+    QDir().mkpath(sources);
+    // Each source, its codec's options, and the stream its output must have.
+    const std::vector<std::array<QString, 3>> cases{
+        {"a.mp3", "-b:a 160k", "codec_name=mp3|sample_rate=48000|bit_rate=160000"},
+        {"b.wav", "-c:a pcm_s16le", "codec_name=pcm_s16le|sample_rate=96000"},
+        {"c.aiff", "-c:a pcm_s24be", "codec_name=pcm_s24le|sample_rate=96000"},
+        {"d.opus", "-c:a libopus", "codec_name=opus|sample_rate=48000"},
+        {"e.m4a", "-c:a alac", "codec_name=flac|sample_rate=96000"},
+        {"f.ogg", "-c:a libvorbis", "codec_name=vorbis|sample_rate=96000"}};
+    for (const auto& [name, options, expected] : cases)
+        ASSERT_TRUE(fixtures::runFFmpeg("-f lavfi -i anoisesrc=duration=4:amplitude=0.1 -ac 2 " + options,
+                                        QDir(sources).filePath(name)));
+    const CommandRun run = exportCommand({"--out", dir.path(), "--format", "same", "--rate", "96000", sources});
+    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    const QStringList written = run.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(written.size(), qsizetype(cases.size()));
+    for (qsizetype i = 0; i < written.size(); ++i) {
+        const QString extension = QStringList{"mp3", "wav", "wav", "opus", "flac", "ogg"}[i];
+        EXPECT_TRUE(written[i].endsWith(" (-16LUFS)." + extension)) << written[i].toStdString();
+        const QString stream = fixtures::probed(written[i], "stream=codec_name,sample_rate,bit_rate");
+        EXPECT_TRUE(stream.startsWith(cases[size_t(i)][2])) << stream.toStdString(); // the MP3's bit rate too
+        EXPECT_NEAR(std::get<2>(fixtures::referencePeaks(written[i])), -16.0, 0.2) << written[i].toStdString();
+    }
 }

@@ -18,26 +18,20 @@ CommandRun tag(const QStringList& args) {
                       args);
 }
 
-QString output(const QString& program, const QStringList& args) {
-    QProcess p;
-    p.start(program, QStringList{"-v", "error"} + args);
-    p.waitForFinished(60000);
-    return QString::fromUtf8(p.readAllStandardOutput());
-}
-
 // The file's tags as ffprobe reads them, names in upper case.
 QMap<QString, QString> probedTags(const QString& path) {
     QMap<QString, QString> tags;
-    for (const QString& line : output("ffprobe", {"-show_entries", "format_tags:stream_tags", "-of", "flat", path})
-                                   .split('\n', Qt::SkipEmptyParts))
+    for (const QString& line :
+         fixtures::programOutput("ffprobe", {"-show_entries", "format_tags:stream_tags", "-of", "flat", path})
+             .split('\n', Qt::SkipEmptyParts))
         tags[line.section('=', 0, 0).section('.', -1).toUpper()] = line.section('=', 1).remove('"');
     return tags;
 }
 
 // The checksums of the decoded audio and of the audio stream's packets.
 QString audioChecksums(const QString& path) {
-    return output("ffmpeg", {"-i", path, "-map", "0:a", "-f", "md5", "-"}) +
-           output("ffmpeg", {"-i", path, "-map", "0:a", "-c", "copy", "-f", "md5", "-"});
+    return fixtures::programOutput("ffmpeg", {"-i", path, "-map", "0:a", "-f", "md5", "-"}) +
+           fixtures::programOutput("ffmpeg", {"-i", path, "-map", "0:a", "-c", "copy", "-f", "md5", "-"});
 }
 
 // Six seconds of noise `db` under full scale (meters agree on true peaks

@@ -119,6 +119,18 @@ bool runFFmpeg(const QStringList& arguments) {
     return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
 
+QString programOutput(const QString& program, const QStringList& arguments) {
+    QProcess p;
+    p.setStandardInputFile(QProcess::nullDevice());
+    p.start(program, QStringList{"-v", "error"} + arguments);
+    p.waitForFinished(120000);
+    return QString::fromUtf8(p.readAllStandardOutput());
+}
+
+QString probed(const QString& path, const QString& entries) {
+    return programOutput(QStringLiteral("ffprobe"), {"-show_entries", entries, "-of", "compact=p=0", path}).trimmed();
+}
+
 bool runFFmpeg(const QString& options, const QString& output) {
     return runFFmpeg(options.split(' ', Qt::SkipEmptyParts) << output);
 }

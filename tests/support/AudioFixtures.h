@@ -57,6 +57,11 @@ bool runFFmpeg(const QStringList& arguments);
 // The same with options split at spaces, then the output file.
 bool runFFmpeg(const QString& options, const QString& output);
 
+// What ffmpeg or ffprobe prints on standard output, told to print only errors.
+QString programOutput(const QString& program, const QStringList& arguments);
+// ffprobe's `entries` of a file on one line: "codec_name=mp3|sample_rate=48000".
+QString probed(const QString& path, const QString& entries);
+
 // Files in a folder, by name, hidden ones too.
 QStringList filesIn(const QString& dir);
 // The program's temporary files in a folder, by name.
