@@ -23,7 +23,7 @@ _sonivel() {
     esac
 
     if [[ $cur == -* ]]; then
-        local aim="--target --normalize-by --ceiling --preset --channels --no-cache --help"
+        local aim="--target --normalize-by --ceiling --preset --channels --album --no-cache --help"
         case $command in
             analyze) COMPREPLY=($(compgen -W "--json --csv $aim" -- "$cur")) ;;
             tag) COMPREPLY=($(compgen -W "--album --dry-run --remove --skip-existing --keep-time --no-cache --help" -- "$cur")) ;;

@@ -29,6 +29,7 @@ complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l normalize
 complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l ceiling -x -d 'The highest true peak in dBTP'
 complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l preset -x -a "$presets" -d 'A platform target'
 complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l channels -x -a 'sum average' -d 'How the channels make the loudness'
+complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l album -d 'One correction per album, keeping its balance'
 complete -c sonivel -n "__fish_seen_subcommand_from analyze export" -l no-cache -d 'Measure every file again, without the analysis cache'
 
 complete -c sonivel -n "__fish_seen_subcommand_from tag" -l album -d 'Add album gains, each album measured as one programme'

@@ -71,6 +71,10 @@ struct AnalysisResult {
     MeterFigures figures;
     GatingHistogram gatingBlocks;
     SourceEncoding source; // unknown for a file only the ffmpeg program decodes
+    // The album tags it was grouped by in album mode (empty: none, or a file
+    // only the ffmpeg program decodes).
+    QString album;
+    QString albumArtist;
     // The figure a correction by `by` aims at the target.
     double figureLUFS(NormalizeBy by) const {
         return by == NormalizeBy::integrated ? figures.integratedLUFS : loudest20sLUFS;

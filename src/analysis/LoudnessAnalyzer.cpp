@@ -50,8 +50,13 @@ AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames,
         if (measurement.covers(measured)) {
             AnalysisResult result = measurement.finish();
             result.nonFiniteSamples = opened.reader.nonFiniteSamples();
-            if (!opened.decoded)
+            if (!opened.decoded) {
                 result.source = opened.reader.encoding();
+                result.album = opened.reader.tag("album");
+                for (const char* name : {"album_artist", "albumartist", "album artist"})
+                    if (result.albumArtist.isEmpty())
+                        result.albumArtist = opened.reader.tag(name);
+            }
             return result;
         }
         known = measured;

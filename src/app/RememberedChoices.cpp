@@ -25,6 +25,7 @@ const QString presetKey = QStringLiteral("choices/preset");
 const QString formatKey = QStringLiteral("choices/exportFormat");
 const QString rateKey = QStringLiteral("choices/exportSampleRate");
 const QString skipKey = QStringLiteral("choices/skipUpToDate");
+const QString albumKey = QStringLiteral("choices/albumMode");
 
 QSplitter* splitter(MainWindow& window) { return window.findChild<QSplitter*>(QStringLiteral("tableAndWaveform")); }
 
@@ -77,6 +78,7 @@ void restore(BatchSession& state, MainWindow& window) {
     state.setAim(aim);
     if (const auto mix = channelMixNames.named(settings.value(channelMixKey).toString()))
         state.setChannelMix(*mix);
+    state.setAlbumMode(settings.value(albumKey).toString() == QLatin1String("true"));
     if (const auto format = exportFormatNamed(settings.value(formatKey).toString()))
         window.exportSession().setFormat(*format);
     if (const auto rate = sampleRateOfHertz(settings.value(rateKey).toLongLong()))
@@ -98,10 +100,11 @@ void keep(BatchSession& state, MainWindow& window) {
         settings.setValue(normalizeByKey, normalizeByNames.name(state.normalizeBy()));
         settings.setValue(channelMixKey, channelMixNames.name(state.channelMix()));
         settings.setValue(presetKey, presetName(state.preset()));
+        settings.setValue(albumKey, state.albumMode());
     };
     for (const auto signal :
          {&BatchSession::targetLUFSChanged, &BatchSession::ceilingDBTPChanged, &BatchSession::normalizeByChanged,
-          &BatchSession::channelMixChanged, &BatchSession::presetChanged})
+          &BatchSession::channelMixChanged, &BatchSession::presetChanged, &BatchSession::albumModeChanged})
         QObject::connect(&state, signal, &state, keepAim);
     const ExportSession& exports = window.exportSession();
     QObject::connect(&exports, &ExportSession::choicesChanged, &window, [&exports] {

@@ -46,6 +46,8 @@ bool takeAimOption(AimOptions& o, const QString& arg, const QString& value) {
         o.normalizeBy = named(normalizeByNames.named(value), arg, QStringLiteral("loudest or integrated"), value);
     else if (arg == QLatin1String("--no-cache"))
         o.noCache = true;
+    else if (arg == QLatin1String("--album"))
+        o.album = true;
     else if (arg == QLatin1String("--preset"))
         o.preset =
             named(presetNamed(value), arg, QStringLiteral("custom|") + presetNameList(QStringLiteral("|")), value);
@@ -91,6 +93,11 @@ QString aimOptionsHelp() {
            QStringLiteral("  --channels MIX   sum: the channels' loudness summed as every BS.1770 meter\n"
                           "                   reads it (the default); average: the classic figure of the\n"
                           "                   channels' average\n"
+                          "  --album          give the tracks of an album one correction, the one that\n"
+                          "                   aims the album's figure at the target (the loudest 20\n"
+                          "                   seconds of its loudest track, or its integrated loudness\n"
+                          "                   as one programme); albums are grouped by their album\n"
+                          "                   artist and album tags, else by folder\n"
                           "  --no-cache       measure every file again, without reading or filling the\n"
                           "                   analysis cache\n");
 }

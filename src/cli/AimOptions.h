@@ -21,7 +21,8 @@ struct AimOptions {
     std::optional<ChannelMix> channels;
     std::optional<NormalizeBy> normalizeBy;
     std::optional<TargetPreset> preset;
-    bool noCache = false; // measure every file, the analysis cache left alone
+    bool noCache = false;      // measure every file, the analysis cache left alone
+    std::optional<bool> album; // one correction per album
 };
 
 // Measures through the user's analysis cache unless told not to; the

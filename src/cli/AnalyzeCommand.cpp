@@ -4,6 +4,7 @@
 #include "io/NativePath.h"
 #include "session/BatchSession.h"
 
+#include <QHash>
 #include <algorithm>
 #include <chrono>
 
@@ -35,10 +36,38 @@ namespace {
 // The row of `item`, named as the user gave it, once it is measured or failed.
 std::optional<FileReport> reportOf(const QString& file, const AudioFileItem& item, const Aim& aim) {
     if (item.analysis())
-        return makeReport(file, *item.analysis(), aim);
+        return makeReport(file, item, aim);
     if (item.analysisError())
         return makeErrorReport(file, item.analysisError()->message);
     return std::nullopt;
+}
+
+// A line per album, in the order of their first tracks: "album \"Y – One\":
+// 12 tracks at -12.3 LUFS (Peak 20s), correction -3.7 dB".
+QString albumLines(const std::vector<FileReport>& reports, NormalizeBy by) {
+    QStringList order;
+    QHash<QString, std::pair<int, const FileReport*>> albums;
+    for (const FileReport& r : reports) {
+        if (!r.album)
+            continue;
+        if (!albums.contains(*r.album))
+            order << *r.album;
+        auto& [tracks, first] = albums[*r.album];
+        ++tracks;
+        first = first ? first : &r;
+    }
+    QString text;
+    for (const QString& name : order) {
+        const auto& [tracks, r] = albums[name];
+        text += QStringLiteral("album \"%1\": %2 track%3 at %4 LUFS (%5), correction %6 dB\n")
+                    .arg(name)
+                    .arg(tracks)
+                    .arg(tracks == 1 ? "" : "s")
+                    .arg(r->albumLUFS, 0, 'f', 1)
+                    .arg(by == NormalizeBy::integrated ? QStringLiteral("integrated") : QStringLiteral("Peak 20s"))
+                    .arg(r->correctionDB, 0, 'f', 1);
+    }
+    return text;
 }
 
 enum class Output { table, json, csv };
@@ -97,6 +126,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     BatchSession session(measuring(request.aim, cache));
     session.setChannelMix(mix);
     session.setAim(aim);
+    const bool albums = request.aim.album.value_or(false);
+    session.setAlbumMode(albums);
     std::vector<AudioFileItemPtr> items;
     for (const QString& file : files)
         items.push_back(std::make_shared<AudioFileItem>(NativePath::toUrl(file)));
@@ -112,6 +143,11 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     bool anyFailed = false;
     bool measuring = true;
     while (reports.size() < items.size()) {
+        // An album's figure is known once all its tracks are: none is reported before.
+        if (albums && measuring) {
+            measuring = session.applyNextResults(std::chrono::milliseconds(50));
+            continue;
+        }
         const size_t i = reports.size();
         std::optional<FileReport> report = reportOf(files[static_cast<qsizetype>(i)], *items[i], aim);
         if (!report && !measuring) // nothing is left that could measure it
@@ -120,8 +156,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             measuring = session.applyNextResults(std::chrono::milliseconds(50));
             continue;
         }
-        session.removeFile(items[i]->id());
-        items[i].reset();
+        if (!albums) {
+            session.removeFile(items[i]->id());
+            items[i].reset();
+        }
         anyFailed = anyFailed || report->error.has_value();
         if (table) {
             out << reportRow(*report, nameWidth, shown[static_cast<qsizetype>(i)]) << '\n';
@@ -129,6 +167,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         }
         reports.push_back(std::move(*report));
     }
+    if (table && albums)
+        out << albumLines(reports, aim.values.normalizeBy);
     if (request.output == Output::json)
         out << LoudnessReport::json(reports, aim);
     else if (request.output == Output::csv)

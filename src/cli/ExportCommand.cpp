@@ -114,6 +114,8 @@ std::optional<int64_t> listAndAnalyse(BatchSession& state, const Options& option
         mixAssumed = loaded.value().mixAssumed;
     }
     state.setAim(aimOf(options, state.currentAim()));
+    if (options.album)
+        state.setAlbumMode(*options.album);
     state.recalcCorrections();
     if (options.channels)
         state.setChannelMix(*options.channels);

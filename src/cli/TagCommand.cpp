@@ -138,7 +138,7 @@ void measureAlbums(std::vector<Track>& tracks, QTextStream& out) {
     for (Track& track : tracks) {
         if (!track.measured)
             continue;
-        const Album album = Albums::albumOf(track.path, AudioTagCopy::read(track.path));
+        const Album album = Albums::albumOf(track.path, *track.measured);
         if (!albums.contains(album.key))
             order << album.key;
         albums[album.key].push_back(&track);

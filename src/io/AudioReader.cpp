@@ -448,6 +448,13 @@ AudioReader& AudioReader::operator=(AudioReader&&) noexcept = default;
 int64_t AudioReader::frames() const { return impl_->frames; }
 bool AudioReader::framesExact() const { return impl_->exact; }
 const SourceEncoding& AudioReader::encoding() const { return impl_->encoding; }
+
+QString AudioReader::tag(const char* name) const {
+    for (const AVDictionary* metadata : {impl_->format->metadata, impl_->format->streams[impl_->stream]->metadata})
+        if (const AVDictionaryEntry* entry = av_dict_get(metadata, name, nullptr, 0); entry && entry->value)
+            return QString::fromUtf8(entry->value).trimmed();
+    return {};
+}
 int64_t AudioReader::sampleRate() const { return impl_->rate; }
 int AudioReader::channels() const { return impl_->channels; }
 const std::vector<AudioReader::ChannelRole>& AudioReader::channelRoles() const { return impl_->roles; }

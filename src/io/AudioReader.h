@@ -43,6 +43,9 @@ public:
     int channels() const;
     // How the chosen stream is stored.
     const SourceEncoding& encoding() const;
+    // A tag of the file or of its audio stream ("album", "album_artist"),
+    // as FFmpeg's libraries name it, case ignored; empty when there is none.
+    QString tag(const char* name) const;
     // One per channel that comes out, in order.
     const std::vector<ChannelRole>& channelRoles() const;
     // Samples read so far that were not numbers (NaN or infinite); they come

@@ -8,9 +8,9 @@
 
 namespace Albums {
 
-Album albumOf(const QString& path, const AudioTags& tags) {
-    const QString album = tags.text.value(QStringLiteral("ALBUM")).trimmed();
-    const QString artist = tags.text.value(QStringLiteral("ALBUMARTIST")).trimmed();
+Album albumOf(const QString& path, const AnalysisResult& measured) {
+    const QString& album = measured.album;
+    const QString& artist = measured.albumArtist;
     if (!album.isEmpty())
         return {QStringLiteral("tags\n%1\n%2").arg(artist, album),
                 artist.isEmpty() ? album : artist + QStringLiteral(" – ") + album};
@@ -28,6 +28,7 @@ AlbumFigures figuresOf(const std::vector<const AnalysisResult*>& tracks) {
         album.peakDBFS = std::max(album.peakDBFS, track->peakDBFS);
     }
     album.integratedLUFS = LoudnessAnalyzer::integratedOfAll(blocks);
+    album.tracks = static_cast<int>(tracks.size());
     return album;
 }
 

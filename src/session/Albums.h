@@ -6,7 +6,6 @@
 // an album tag belongs to the album of its folder.
 
 #include "analysis/AnalysisResult.h"
-#include "io/AudioTags.h"
 
 #include <QString>
 #include <vector>
@@ -22,11 +21,14 @@ struct AlbumFigures {
     double loudest20sLUFS = -70.0; // of its loudest track
     double truePeakDBTP = -120.0;
     double peakDBFS = -120.0;
+    int tracks = 0;
+    // The figure a correction by `by` aims at the target.
+    double figureLUFS(NormalizeBy by) const { return by == NormalizeBy::integrated ? integratedLUFS : loudest20sLUFS; }
 };
 
 namespace Albums {
 
-Album albumOf(const QString& path, const AudioTags& tags);
+Album albumOf(const QString& path, const AnalysisResult& measured);
 
 AlbumFigures figuresOf(const std::vector<const AnalysisResult*>& tracks);
 

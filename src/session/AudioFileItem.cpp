@@ -56,6 +56,16 @@ void AudioFileItem::setNormalizeBy(NormalizeBy by) {
     publish(normalizeBy_, by, &AudioFileItem::correctionChanged);
 }
 
+void AudioFileItem::setAlbum(std::optional<AlbumShare> album) {
+    publish(album_, std::move(album), &AudioFileItem::correctionChanged);
+}
+
+std::optional<double> AudioFileItem::aimedFigureLUFS() const {
+    if (!analysis_)
+        return std::nullopt;
+    return album_ ? album_->figureLUFS : *figureLUFS();
+}
+
 std::optional<double> AudioFileItem::figureLUFS() const {
     if (!analysis_)
         return std::nullopt;

@@ -52,6 +52,20 @@ public:
     void setCorrectionDB(double db);
     void setIsManualOverride(bool manual);
     void setIsEditMode(bool editMode);
+    // In album mode, the album it belongs to and that album's figure, which
+    // its automatic correction then aims at the target; none otherwise.
+    struct AlbumShare {
+        QString key; // Albums' key: equal for the tracks of one album
+        QString name;
+        double figureLUFS = -70.0;
+        int tracks = 0;
+        bool operator==(const AlbumShare&) const = default;
+    };
+    const std::optional<AlbumShare>& album() const { return album_; }
+    void setAlbum(std::optional<AlbumShare> album);
+    // The figure its automatic correction aims at the target: its album's
+    // in album mode, else its own (figureLUFS).
+    std::optional<double> aimedFigureLUFS() const;
     // Which figure the correction aims at the target, as the list chooses.
     NormalizeBy normalizeBy() const { return normalizeBy_; }
     void setNormalizeBy(NormalizeBy by);
@@ -99,6 +113,7 @@ private:
     bool isManualOverride_ = false;
     bool isEditMode_ = false;
     NormalizeBy normalizeBy_ = NormalizeBy::loudest;
+    std::optional<AlbumShare> album_;
     SegmentEditState* segmentEdits_;            // a child of this item
     mutable std::optional<double> editShiftLU_; // EditedLoudness's, until the analysis, figure or edits change
 };

@@ -1,5 +1,7 @@
 #include "session/BatchSession.h"
 
+#include "session/Albums.h"
+
 #include "io/FileIdentity.h"
 #include "io/FolderScan.h"
 #include "io/NativePath.h"
@@ -158,7 +160,38 @@ void BatchSession::keepPresetTrue() {
 
 void BatchSession::aim(AudioFileItem& item) const {
     if (item.analysis() && !item.isManualOverride())
-        item.setCorrectionDB(correctionFor(targetLUFS_, *item.figureLUFS()));
+        item.setCorrectionDB(correctionFor(targetLUFS_, *item.aimedFigureLUFS()));
+}
+
+void BatchSession::setAlbumMode(bool on) {
+    if (on == albumMode_)
+        return;
+    albumMode_ = on;
+    recalcCorrections();
+    emit albumModeChanged();
+}
+
+void BatchSession::groupAlbums() {
+    QHash<QString, std::vector<AudioFileItem*>> tracks;
+    QHash<QString, QString> names;
+    for (const AudioFileItemPtr& item : files_) {
+        if (!albumMode_ || !item->analysis()) {
+            item->setAlbum(std::nullopt);
+            continue;
+        }
+        const Album album = Albums::albumOf(item->path(), *item->analysis());
+        tracks[album.key].push_back(item.get());
+        names[album.key] = album.name;
+    }
+    for (auto it = tracks.begin(); it != tracks.end(); ++it) {
+        std::vector<const AnalysisResult*> measured;
+        for (const AudioFileItem* item : it.value())
+            measured.push_back(&*item->analysis());
+        const AlbumFigures album = Albums::figuresOf(measured);
+        for (AudioFileItem* item : it.value())
+            item->setAlbum(
+                AudioFileItem::AlbumShare{it.key(), names[it.key()], album.figureLUFS(normalizeBy_), album.tracks});
+    }
 }
 
 void BatchSession::setChannelMix(ChannelMix mix) {
@@ -445,6 +478,10 @@ void BatchSession::applyFinished(std::chrono::milliseconds budget) {
     while (left && std::chrono::milliseconds(clock.elapsed()) < budget)
         for (Finished& f : inbox_->take(32, left))
             applyResult(*f.group, f.index, std::move(f.outcome));
+    // An album's figure moves with each of its tracks measured: grouped once
+    // for all that came in.
+    if (std::exchange(albumsChanged_, false))
+        recalcCorrections();
     // The rest after the window has had its turn: a timer, as a posted call
     // would be handled in the same pass as this one.
     if (left)
@@ -463,7 +500,10 @@ void BatchSession::applyResult(AnalysisGroup& group, size_t index, FileAnalysis 
         item->setIsAnalyzing(false);
         if (outcome.ok()) {
             item->setAnalysis(outcome.takeValue());
-            aim(*item);
+            if (albumMode_)
+                albumsChanged_ = true;
+            else
+                aim(*item);
         } else {
             item->setAnalysisError(outcome.error());
         }
@@ -476,6 +516,7 @@ void BatchSession::applyResult(AnalysisGroup& group, size_t index, FileAnalysis 
 }
 
 void BatchSession::recalcCorrections() {
+    groupAlbums();
     for (const AudioFileItemPtr& item : files_)
         aim(*item);
 }
@@ -491,6 +532,10 @@ std::optional<RemovedFile> BatchSession::removeFile(const QUuid& id) {
         return std::nullopt;
     AudioFileItemPtr removed = files_[*found];
     files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(*found));
+    if (albumMode_) {
+        removed->setAlbum(std::nullopt);
+        recalcCorrections(); // its album lost it
+    }
     emit filesChanged();
     return RemovedFile{std::move(removed), static_cast<int64_t>(*found)};
 }
@@ -504,7 +549,10 @@ void BatchSession::restoreRemovedFile(const RemovedFile& removed) {
         files_.insert(files_.begin() + static_cast<std::ptrdiff_t>(at), removed.file);
         // The target may have moved while it was out of the list.
         removed.file->setNormalizeBy(normalizeBy_);
-        aim(*removed.file);
+        if (albumMode_)
+            recalcCorrections(); // its album has it back
+        else
+            aim(*removed.file);
         emit filesChanged();
         // Its analysis result came back while it was out of the list and was
         // dropped; without a new analysis it would show as analysing forever.

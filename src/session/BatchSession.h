@@ -81,6 +81,10 @@ public:
     ChannelMix channelMix() const { return channelMix_; }
     // Which figure every correction aims at the target.
     NormalizeBy normalizeBy() const { return normalizeBy_; }
+    // Whether the tracks of an album (Albums) share one automatic
+    // correction: the one that aims their album's figure at the target, so
+    // the album keeps its balance.
+    bool albumMode() const { return albumMode_; }
     // The platform whose target, figure and ceiling are set, while all three
     // still hold its values; Custom once any of them is edited.
     TargetPreset preset() const { return preset_; }
@@ -109,6 +113,7 @@ public:
     void setChannelMix(ChannelMix mix);
     // Aims every automatic correction anew.
     void setNormalizeBy(NormalizeBy by);
+    void setAlbumMode(bool on);
     // Sets the preset's target, figure and ceiling together; Custom changes
     // none of them.
     void setPreset(TargetPreset preset);
@@ -160,7 +165,8 @@ public:
     // The same with the files measured with `mix`: when it changes, the
     // outgoing list is taken off first, so that it is not measured again.
     void loadFiles(std::vector<AudioFileItemPtr> items, ChannelMix mix);
-    // Aims every analysed, automatic item at the current target.
+    // Aims every analysed, automatic item at the current target (at its
+    // album's figure in album mode, the albums grouped anew).
     void recalcCorrections();
     void resetOverride(AudioFileItem& item);
 
@@ -186,6 +192,7 @@ signals:
     void channelMixChanged();
     void normalizeByChanged();
     void presetChanged();
+    void albumModeChanged();
 
 private:
     struct AnalysisGroup;
@@ -208,6 +215,8 @@ private:
     void stopAndWait();
     // Aims an automatic item's correction at the target.
     void aim(AudioFileItem& item) const;
+    // Gives each analysed file its album in album mode, none otherwise.
+    void groupAlbums();
     // Turns the preset into Custom once the values no longer are its own.
     void keepPresetTrue();
     // Applies what came back until `budget` is used up, then calls itself
@@ -221,6 +230,8 @@ private:
     double ceilingDBTP_ = CeilingRange::defaultDBTP;
     ChannelMix channelMix_ = ChannelMix::sum;
     NormalizeBy normalizeBy_ = NormalizeBy::loudest;
+    bool albumMode_ = false;
+    bool albumsChanged_ = false; // results came in since the albums were grouped
     TargetPreset preset_ = TargetPreset::custom;
 
     // Ids whose analysis has started and whose result has not come back

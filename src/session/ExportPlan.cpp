@@ -3,6 +3,7 @@
 #include "editing/SegmentEditModel.h"
 #include "io/NativePath.h"
 
+#include <QHash>
 #include <algorithm>
 
 namespace ExportPlan {
@@ -33,13 +34,37 @@ std::optional<double> computeSafeTarget(const std::vector<AudioFileItemPtr>& fil
         if (!file->analysis() || file->analysis()->isSilent())
             continue;
         const double largest = SegmentEditModel::largestGainOffsetDB(file->segmentEdits().segmentGains());
-        const double value = *file->figureLUFS() -
+        const double value = *file->aimedFigureLUFS() -
                              SegmentEditModel::correctedPeakDBFS(file->analysis()->truePeakDBTP, 0.0, largest) +
                              ceilingDBTP;
         safe = safe ? std::min(*safe, value) : value;
     }
     return safe;
 }
+
+namespace {
+
+// Without the limiter, an album whose loudest true peak would pass the
+// ceiling is lowered as a whole, by that much, so that its balance holds
+// where each file on its own would be lowered by its own overshoot.
+void lowerAlbumsUnderCeiling(ExportRun::Plan& plan, const std::vector<AudioFileItemPtr>& files, double ceilingDBTP) {
+    QHash<QString, double> overshoot;
+    QHash<QString, QString> albumOf; // by source path
+    for (const AudioFileItemPtr& file : files) {
+        if (!file->album() || !file->analysis() || file->analysis()->isSilent())
+            continue;
+        const QString& key = file->album()->key;
+        albumOf[file->path()] = key;
+        overshoot[key] = std::max(overshoot.value(key, 0.0), -*file->headroomDB(ceilingDBTP));
+    }
+    for (ExportJob& job : plan.jobs) {
+        const double down = overshoot.value(albumOf.value(job.sourcePath), 0.0);
+        if (down > 0.0 && !job.isSilent)
+            job.correctionDB -= down, job.promisedLUFS -= down;
+    }
+}
+
+} // namespace
 
 ExportRun::Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const ExportSettings& settings) {
     ExportRun::Plan plan;
@@ -62,6 +87,8 @@ ExportRun::Plan buildPlan(const std::vector<AudioFileItemPtr>& files, const Expo
         }
         plan.jobs.push_back(std::move(job));
     }
+    if (!settings.useLimiter)
+        lowerAlbumsUnderCeiling(plan, files, settings.ceilingDBTP);
     ExportRun::nameJobs(plan, settings);
     return plan;
 }

@@ -31,6 +31,15 @@ FileReport makeReport(const QString& file, const AnalysisResult& result, const A
     return r;
 }
 
+FileReport makeReport(const QString& file, const AudioFileItem& item, const Aim& aim) {
+    FileReport r = makeReport(file, *item.analysis(), aim);
+    if (!r.isSilent())
+        r.correctionDB = item.correctionDB();
+    if (item.album())
+        r.album = item.album()->name, r.albumLUFS = item.album()->figureLUFS;
+    return r;
+}
+
 FileReport makeErrorReport(const QString& file, const QString& error) {
     FileReport r;
     r.file = file;
@@ -98,6 +107,9 @@ QByteArray csv(const std::vector<FileReport>& files, const Aim& aim) {
                        QStringLiteral("Correction (dB)"),
                        QStringLiteral("Final %1 (LUFS)").arg(figureName(by)),
                        QStringLiteral("Final true peak (dBTP)")};
+    const bool albums = std::any_of(files.begin(), files.end(), [](const FileReport& r) { return r.album; });
+    if (albums)
+        header << QStringLiteral("Album") << QStringLiteral("Album %1 (LUFS)").arg(figureName(by));
     const bool judged = presetValues(aim.preset).has_value();
     if (judged)
         header << QStringLiteral("Meets %1").arg(presetLabel(aim.preset));
@@ -133,6 +145,8 @@ QByteArray csv(const std::vector<FileReport>& files, const Aim& aim) {
                            number(r.correctionDB),
                            number(r.figureLUFS + r.correctionDB),
                            number(r.truePeakDBTP + r.correctionDB)};
+        if (albums)
+            fields << r.album.value_or(QString()) << (r.album ? number(r.albumLUFS) : QString());
         if (const std::optional<Compliance> c = complianceOf(r, aim))
             fields << (c->met ? QStringLiteral("yes") : QStringLiteral("no: ") + c->why);
         row(fields << QString());
@@ -168,6 +182,10 @@ QByteArray json(const std::vector<FileReport>& files, const Aim& aim) {
         o.insert(QStringLiteral("softPassages"), passages);
         o.insert(QStringLiteral("correctionDB"), r.correctionDB);
         o.insert(QStringLiteral("finalLUFS"), r.figureLUFS + r.correctionDB);
+        if (r.album) {
+            o.insert(QStringLiteral("album"), *r.album);
+            o.insert(QStringLiteral("albumLUFS"), r.albumLUFS);
+        }
         if (const std::optional<Compliance> c = complianceOf(r, aim)) {
             o.insert(QStringLiteral("meetsPreset"), c->met);
             if (!c->met)
@@ -185,10 +203,7 @@ std::vector<FileReport> ofList(const BatchSession& state) {
     std::vector<FileReport> files;
     for (const AudioFileItemPtr& item : state.files()) {
         if (item->analysis()) {
-            FileReport r = makeReport(item->path(), *item->analysis(), aim);
-            if (!r.isSilent())
-                r.correctionDB = item->correctionDB(); // a manual one as set
-            files.push_back(std::move(r));
+            files.push_back(makeReport(item->path(), *item, aim));
         } else {
             files.push_back(makeErrorReport(item->path(), item->analysisError()
                                                               ? item->analysisError()->message

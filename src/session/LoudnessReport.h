@@ -15,6 +15,7 @@
 #include <optional>
 #include <vector>
 
+class AudioFileItem;
 class BatchSession;
 
 // What is reported of one file: the figures a user reads, not the prefix
@@ -35,12 +36,17 @@ struct FileReport {
     std::optional<QString> warning; // measured, but with a caveat
     double figureLUFS = 0.0;        // the figure it is normalized by
     double correctionDB = 0.0;      // the gain the export gives it
+    // In album mode: its album, and that album's figure, which its correction aims at the target.
+    std::optional<QString> album = {};
+    double albumLUFS = 0.0;
 
     bool isSilent() const { return loudest20sLUFS <= -70.0; }
 };
 
 // A measured file, with the correction that aims it as `aim` says.
 FileReport makeReport(const QString& file, const AnalysisResult& result, const Aim& aim);
+// A listed file's: its correction as set (by hand, or for its album).
+FileReport makeReport(const QString& file, const AudioFileItem& item, const Aim& aim);
 FileReport makeErrorReport(const QString& file, const QString& error);
 
 namespace LoudnessReport {

@@ -42,6 +42,7 @@ const QString targetKey = QStringLiteral("target_lufs");
 const QString ceilingKey = QStringLiteral("ceiling_dbtp");
 const QString mixKey = QStringLiteral("channel_mix");
 const QString normalizeKey = QStringLiteral("normalize_by");
+const QString albumKey = QStringLiteral("album_mode");
 const QString presetKey = QStringLiteral("preset");
 const QString filesKey = QStringLiteral("files");
 
@@ -159,6 +160,8 @@ SettingsData decodeOrThrow(const QByteArray& json) {
                           QStringLiteral("\"%1\" must be \"loudest\" or \"integrated\".").arg(normalizeKey));
         data.normalizeBy = *by;
     }
+    if (root.contains(albumKey))
+        data.albumMode = top.boolean(albumKey);
     if (root.contains(presetKey)) {
         const std::optional<TargetPreset> preset = presetNamed(top.text(presetKey));
         if (!preset)
@@ -220,6 +223,8 @@ QByteArray encode(const SettingsData& data) {
                      {filesKey, files}};
     if (data.channelMix)
         root.insert(mixKey, channelMixNames.name(*data.channelMix));
+    if (data.albumMode)
+        root.insert(albumKey, true);
     return QJsonDocument(root).toJson(QJsonDocument::Compact);
 }
 
@@ -234,6 +239,7 @@ SettingsData settingsFrom(const BatchSession& state) {
     data.channelMix = state.channelMix();
     data.normalizeBy = state.normalizeBy();
     data.preset = state.preset();
+    data.albumMode = state.albumMode();
     for (const AudioFileItemPtr& item : state.files()) {
         data.files.push_back({item->path(), item->correctionDB(), item->isManualOverride(), {}, item->subfolder()});
         if (item->segmentEdits().hasEdits())
@@ -303,6 +309,7 @@ Result<Loaded> loadSettings(BatchSession& state, const QString& path, Entries en
     state.setAim(
         {{std::clamp(data.targetLUFS, minimumTargetLUFS, maximumTargetLUFS), data.normalizeBy, data.ceilingDBTP},
          data.preset});
+    state.setAlbumMode(data.albumMode);
     std::vector<AudioFileItemPtr> items;
     Loaded loaded;
     loaded.mixAssumed = !data.channelMix;

@@ -63,6 +63,7 @@ struct SettingsData {
     std::optional<ChannelMix> channelMix;           // none in files older than the choice
     NormalizeBy normalizeBy = NormalizeBy::loudest; // older files: the loudest 20 seconds
     TargetPreset preset = TargetPreset::custom;
+    bool albumMode = false; // older files: each file its own correction
 
     friend bool operator==(const SettingsData&, const SettingsData&) = default;
 };

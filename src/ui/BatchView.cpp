@@ -324,6 +324,14 @@ void BatchView::connectActions() {
         action->setShortcutContext(Qt::WindowShortcut);
         addAction(action);
     }
+    auto* album = new QAction(QStringLiteral("Album Mode"), this);
+    album->setCheckable(true);
+    album->setChecked(state_.albumMode());
+    album->setStatusTip(QStringLiteral("Give the tracks of an album one correction, so that the album keeps its "
+                                       "balance (albums by their tags, else by folder)"));
+    commands_.edit << album;
+    connect(album, &QAction::toggled, &state_, &BatchSession::setAlbumMode);
+    connect(&state_, &BatchSession::albumModeChanged, album, [this, album] { album->setChecked(state_.albumMode()); });
     connect(removeAction_, &QAction::triggered, this, [this] { history_->removeSelected(); });
     connect(remove_, &QPushButton::clicked, removeAction_, &QAction::trigger);
     connect(editAction_, &QAction::triggered, this, [this] {

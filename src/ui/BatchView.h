@@ -57,7 +57,7 @@ public:
     // window with or without a menu.
     struct Commands {
         QList<QAction*> file;     // Save Settings, Load Settings, Export All
-        QList<QAction*> edit;     // Remove File, Edit Segments
+        QList<QAction*> edit;     // Remove File, Edit Segments, Album Mode
         QList<QAction*> playback; // Play/Pause, Stop
     };
     const Commands& commands() const { return commands_; }

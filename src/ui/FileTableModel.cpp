@@ -154,6 +154,7 @@ QVariant FileTableModel::headerData(int section, Qt::Orientation orientation, in
     case correction: return QStringLiteral("Correction (dB)");
     case final: return QStringLiteral("Final (LUFS)");
     case headroom: return QStringLiteral("Headroom");
+    case album: return QStringLiteral("Album (LUFS)");
     default: return {};
     }
 }
@@ -163,9 +164,9 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
     if (!f)
         return {};
     const auto& analysis = f->analysis();
-    if (role == Qt::FontRole && index.column() != name)
+    if (role == Qt::FontRole && index.column() != name && index.column() != album)
         return QFontDatabase::systemFont(QFontDatabase::FixedFont); // digits of equal width
-    if (role == Qt::TextAlignmentRole && index.column() != name)
+    if (role == Qt::TextAlignmentRole && index.column() != name && index.column() != album)
         return int(Qt::AlignRight | Qt::AlignVCenter);
     switch (index.column()) {
     case name:
@@ -214,6 +215,19 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         if (role == Qt::ToolTipRole && f->segmentEdits().hasEdits())
             return QStringLiteral("With the segment gains, estimated from the loudness curve; the export measures "
                                   "what it writes and names the file after it");
+        break;
+    case album:
+        if (!f->album())
+            break;
+        // "X – One  -12.3": the figure its correction aims at the target.
+        if (role == Qt::DisplayRole)
+            return QStringLiteral("%1  %2").arg(f->album()->name).arg(f->album()->figureLUFS, 0, 'f', 1);
+        if (role == Qt::ToolTipRole)
+            return QStringLiteral("%1 track(s) of \"%2\" share one correction, which puts the album's figure "
+                                  "(%3 LUFS) on the target")
+                .arg(f->album()->tracks)
+                .arg(f->album()->name)
+                .arg(f->album()->figureLUFS, 0, 'f', 1);
         break;
     case headroom: {
         const double ceiling = state_.ceilingDBTP();

@@ -1,7 +1,8 @@
 #pragma once
 
 // The working list as table rows: one row per file of BatchSession, five
-// columns (name, Peak 20s, correction, final loudness, headroom) and five
+// columns (name, Peak 20s, correction, final loudness, headroom), the
+// album and its figure (shown in album mode), and five
 // more that the view shows on request (integrated loudness, loudness range,
 // true peak, largest momentary and short-term loudness), following the list
 // row by row and each file's changes in its own row.
@@ -23,6 +24,7 @@ public:
         correction,
         final,
         headroom,
+        album,
         integrated,
         loudnessRange,
         truePeak,

@@ -154,6 +154,12 @@ FileTableView::FileTableView(BatchSession& state, QWidget* parent)
     int figures = 0;
     for (const auto& [column, width] : widths)
         figures += columnWidth(column);
+    // The album's column, in album mode only; it scrolls rather than squeeze the names.
+    setColumnWidth(FileTableModel::album, 220);
+    header->setSectionResizeMode(FileTableModel::album, QHeaderView::Interactive);
+    setColumnHidden(FileTableModel::album, !state_.albumMode());
+    connect(&state_, &BatchSession::albumModeChanged, this,
+            [this] { setColumnHidden(FileTableModel::album, !state_.albumMode()); });
     setMinimumWidth(figures + minimumNameWidth + 2 * frameWidth());
     // The optional figures, shown as last chosen; with many of them the
     // table scrolls sideways rather than widen the window.

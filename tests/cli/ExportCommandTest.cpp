@@ -1,5 +1,7 @@
 #include "cli/ExportCommand.h"
 
+#include "cli/AnalyzeCommand.h"
+
 #include "CommandRun.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "io/AudioReader.h"
@@ -9,6 +11,9 @@
 #include "support/QtPrinters.h"
 #include "support/ReferencePeaks.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <cstdio>
 
 namespace {
@@ -150,7 +155,8 @@ TEST(ExportCommandTest, SettingsUsageAndFailures) {
         EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "mp3_" + mp3, "--rate", "96000", a})
                         .err.contains("MP3 " + mp3 + "k holds at most 48000 Hz"));
     const CommandRun help = exportCommand({"--help"});
-    EXPECT_TRUE(help.status == 0 && help.out.contains("mp3_192, mp3_128, flac, vorbis, opus, aac,\n                   same\n"))
+    EXPECT_TRUE(help.status == 0 &&
+                help.out.contains("mp3_192, mp3_128, flac, vorbis, opus, aac,\n                   same\n"))
         << "each format once";
     EXPECT_TRUE(exportCommand({"--out", dir.filePath("o"), "--format", "opus", "--rate", "44100", a})
                     .err.contains("Opus 160k holds only 48000 Hz; choose --rate 48000"));
@@ -221,4 +227,48 @@ TEST(ExportCommandTest, SameAsSourceKeepsEachFilesFormat) {
         EXPECT_TRUE(stream.startsWith(cases[size_t(i)][2])) << stream.toStdString(); // the MP3's bit rate too
         EXPECT_NEAR(std::get<2>(fixtures::referencePeaks(written[i])), -16.0, 0.2) << written[i].toStdString();
     }
+}
+
+TEST(ExportCommandTest, AlbumModeGivesEachAlbumOneGainAndKeepsItsBalance) {
+    QTemporaryDir dir;
+    const QString lib = dir.filePath("Library");
+    // Two tracks tagged as one album, and a track of the same name in a folder without tags.
+    const std::vector<std::pair<QString, QString>> tracks{{"Album A/01.flac", "volume=6dB -metadata album=A"},
+                                                          {"Album A/02.flac", "volume=-6dB -metadata album=A"},
+                                                          {"Loose/01.flac", "volume=-3dB"}};
+    QStringList paths;
+    for (const auto& [name, options] : tracks) {
+        QDir().mkpath(QFileInfo(QDir(lib).filePath(name)).absolutePath());
+        ASSERT_TRUE(fixtures::runFFmpeg("-f lavfi -i sine=frequency=997:duration=6 -af " + options,
+                                        paths.emplace_back(QDir(lib).filePath(name))));
+    }
+    const auto analyzed = [&](const QStringList& options) {
+        const CommandRun run = runCommand(
+            [](const QStringList& a, QTextStream& o, QTextStream& e) { return AnalyzeCommand::run(a, o, e); },
+            QStringList{"--album", "--json"} + options + QStringList{lib});
+        EXPECT_EQ(run.status, 0) << run.err.toStdString();
+        return QJsonDocument::fromJson(run.out.toUtf8()).array();
+    };
+    const QJsonArray loudest = analyzed({}), integrated = analyzed({"--normalize-by", "integrated"});
+    ASSERT_EQ(loudest.size(), 3);
+    EXPECT_EQ(loudest[0]["album"].toString(), "A");
+    EXPECT_EQ(loudest[2]["album"].toString(), "Loose");
+    EXPECT_DOUBLE_EQ(loudest[1]["albumLUFS"].toDouble(), loudest[0]["peakLUFS"].toDouble()); // the loudest track's
+    EXPECT_DOUBLE_EQ(loudest[1]["correctionDB"].toDouble(), loudest[0]["correctionDB"].toDouble());
+    EXPECT_NEAR(loudest[2]["finalLUFS"].toDouble(), -16.0, 0.05);
+    EXPECT_NEAR(integrated[0]["albumLUFS"].toDouble(), fixtures::referenceIntegratedOfAll(paths.mid(0, 2)), 0.1);
+
+    // Without the limiter, the album whose loud track would pass the ceiling
+    // is lowered as a whole: its tracks stay 12 dB apart.
+    const QString out = dir.filePath("out");
+    const CommandRun run =
+        exportCommand({"--album", "--no-limiter", "--target", "-3", "--format", "flac", "--out", out, lib});
+    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    const QStringList written = run.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(written.size(), 3);
+    EXPECT_TRUE(written[0].startsWith(out + "/normalized/Library/Album A/01 (") &&
+                written[2].startsWith(out + "/normalized/Library/Loose/01 ("));
+    const auto [peak, sample, first] = fixtures::referencePeaks(written[0]);
+    EXPECT_NEAR(peak, -1.0, 0.15);
+    EXPECT_NEAR(first - std::get<2>(fixtures::referencePeaks(written[1])), 12.0, 0.1);
 }
