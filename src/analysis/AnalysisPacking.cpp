@@ -96,7 +96,7 @@ QByteArray pack(const AnalysisResult& result) {
     out << static_cast<qint32>(blocks.firstBin) << static_cast<quint32>(blocks.counts.size()) << counts;
     const SourceEncoding& source = result.source;
     out << QByteArray::fromStdString(source.codec) << static_cast<qint32>(source.bitsPerSample) << source.isFloat
-        << static_cast<qint64>(source.bitRate) << result.album << result.albumArtist;
+        << static_cast<qint64>(source.bitRate) << result.album << result.albumArtist << result.loudnessTags;
     return bytes;
 }
 
@@ -171,7 +171,7 @@ std::optional<AnalysisResult> unpack(const QByteArray& bytes) {
     QByteArray codec;
     qint32 bits = 0;
     qint64 bitRate = 0;
-    in >> codec >> bits >> r.source.isFloat >> bitRate >> r.album >> r.albumArtist;
+    in >> codec >> bits >> r.source.isFloat >> bitRate >> r.album >> r.albumArtist >> r.loudnessTags;
     r.source.codec = codec.toStdString();
     r.source.bitsPerSample = bits;
     r.source.bitRate = bitRate;

@@ -75,6 +75,9 @@ struct AnalysisResult {
     // only the ffmpeg program decodes).
     QString album;
     QString albumArtist;
+    // The loudness tags it carried when measured, as the table names them:
+    // "ReplayGain track -3.21 dB, album -2.80 dB", "R128 track -2.00 dB".
+    QString loudnessTags;
     // The figure a correction by `by` aims at the target.
     double figureLUFS(NormalizeBy by) const {
         return by == NormalizeBy::integrated ? figures.integratedLUFS : loudest20sLUFS;

@@ -18,6 +18,26 @@ namespace {
 // states (priming and padding), and still be measured in one pass.
 constexpr int64_t lengthUncertainty = 2560;
 
+// The loudness tags a file carries, in a few words; R128 gains (Q7.8) in dB.
+QString loudnessTagsOf(const AudioReader& reader) {
+    QStringList replayGain, r128;
+    for (const auto& [name, what] : {std::pair{"replaygain_track_gain", "track"}, {"replaygain_album_gain", "album"}})
+        if (const QString value = reader.tag(name); !value.isEmpty())
+            replayGain << QStringLiteral("%1 %2").arg(QLatin1String(what), value);
+    for (const auto& [name, what] : {std::pair{"r128_track_gain", "track"}, {"r128_album_gain", "album"}}) {
+        bool ok = false;
+        const double q78 = reader.tag(name).toDouble(&ok);
+        if (ok)
+            r128 << QStringLiteral("%1 %2 dB").arg(QLatin1String(what)).arg(q78 / 256.0, 0, 'f', 2);
+    }
+    QStringList parts;
+    if (!replayGain.isEmpty())
+        parts << QStringLiteral("ReplayGain ") + replayGain.join(QStringLiteral(", "));
+    if (!r128.isEmpty())
+        parts << QStringLiteral("R128 ") + r128.join(QStringLiteral(", "));
+    return parts.join(QStringLiteral("; "));
+}
+
 } // namespace
 
 // Decodes on one thread and measures on this one.
@@ -53,6 +73,7 @@ AnalysisResult analyze(const QString& path, ChannelMix mix, int64_t chunkFrames,
             if (!opened.decoded) {
                 result.source = opened.reader.encoding();
                 result.album = opened.reader.tag("album");
+                result.loudnessTags = loudnessTagsOf(opened.reader);
                 for (const char* name : {"album_artist", "albumartist", "album artist"})
                     if (result.albumArtist.isEmpty())
                         result.albumArtist = opened.reader.tag(name);

@@ -28,6 +28,7 @@ SonivelApp::SonivelApp()
         window_.batch()->statusLine().show(cache_.clear() ? QStringLiteral("Analysis cache cleared.")
                                                           : QStringLiteral("The analysis cache could not be cleared."));
     });
+    window_.addFileCommand(tagging_.action());
     window_.addFileCommand(&clearCache_);
 }
 

@@ -14,7 +14,9 @@
 #include "app/SingleInstance.h"
 #include "app/update/UpdaterManager.h"
 #include "session/BatchSession.h"
+#include "ui/BatchView.h"
 #include "ui/MainWindow.h"
+#include "ui/TaggingAction.h"
 
 #include <QAction>
 
@@ -40,5 +42,6 @@ private:
     MainWindow window_;
     QAction checkForUpdates_;
     QAction clearCache_;
+    TaggingAction tagging_{session_, window_.batch()->statusLine(), cache_, &window_};
     InstanceServer instanceServer_;
 };

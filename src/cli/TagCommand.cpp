@@ -7,9 +7,9 @@
 #include "io/TagRewrite.h"
 #include "session/Albums.h"
 #include "session/BatchSession.h"
+#include "session/LoudnessTagging.h"
 
 #include <QMap>
-#include <algorithm>
 #include <chrono>
 
 namespace TagCommand {
@@ -164,44 +164,22 @@ struct Counts {
 
 void tagOne(const Track& track, const Request& r, std::optional<AnalysisCache>& cache, Counts& counts, QTextStream& out,
             QTextStream& err) {
-    LoudnessTagList tags;
-    if (!r.remove) {
-        const AnalysisResult& m = *track.measured;
-        LoudnessTagFigures figures{m.figures.integratedLUFS, m.truePeakDBTP, std::nullopt, std::nullopt};
-        if (track.album)
-            figures.albumIntegratedLUFS = track.album->integratedLUFS,
-            figures.albumTruePeakDBTP = track.album->truePeakDBTP;
-        tags = LoudnessTags::tagsFor(track.path, figures);
-    }
-    const LoudnessTagList existing = LoudnessTags::read(track.path);
-    const auto sorted = [](LoudnessTagList list) {
-        std::sort(list.begin(), list.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
-        return list;
-    };
-    if ((r.skipExisting && sorted(existing) == sorted(tags)) || (r.remove && existing.empty())) {
+    const LoudnessTagList tags =
+        r.remove ? LoudnessTagList{} : LoudnessTagging::tagsFor(track.path, *track.measured, track.album);
+    const LoudnessTagging::Outcome outcome = LoudnessTagging::apply(
+        track.path, tags, {r.remove, r.skipExisting, r.dryRun, r.keepTime}, cache ? &*cache : nullptr);
+    using Kind = LoudnessTagging::Outcome::Kind;
+    if (outcome.kind == Kind::failed) {
+        ++counts.failed;
+        err << "failed: " << track.shown << ": " << outcome.error << '\n';
+    } else if (outcome.kind == Kind::upToDate) {
         ++counts.upToDate;
         out << (r.remove ? "no loudness tags: " : "already tagged: ") << track.shown << '\n';
-        return;
-    }
-    if (r.dryRun) {
+    } else {
         ++counts.tagged;
-        out << (r.remove ? "would remove: " : "would tag: ") << track.shown << "  "
-            << listed(r.remove ? existing : tags) << '\n';
-        return;
+        out << (r.dryRun ? (r.remove ? "would remove: " : "would tag: ") : (r.remove ? "removed: " : "tagged: "))
+            << track.shown << "  " << listed(outcome.tags) << '\n';
     }
-    const std::optional<AnalysisCache::Stamp> before = AnalysisCache::stampOf(track.path);
-    try {
-        TagRewrite::rewrite(track.path, [&](const QString& copy) { LoudnessTags::writeInPlace(copy, tags); },
-                            {.keepModificationTime = r.keepTime});
-    } catch (const Failure& e) {
-        ++counts.failed;
-        err << "failed: " << track.shown << ": " << e.message() << '\n';
-        return;
-    }
-    if (cache && before)
-        cache->carryOver(*before);
-    ++counts.tagged;
-    out << (r.remove ? "removed: " : "tagged: ") << track.shown << "  " << listed(r.remove ? existing : tags) << '\n';
     out.flush();
 }
 

@@ -175,7 +175,10 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         // Where it is (two albums' "01.wav" look alike), and why it failed.
         if (role == Qt::ToolTipRole)
             return NativePath::shown(f->path()) +
-                   (f->analysisError() ? QLatin1Char('\n') + f->analysisError()->message : QString());
+                   (f->analysisError() ? QLatin1Char('\n') + f->analysisError()->message : QString()) +
+                   (analysis && !analysis->loudnessTags.isEmpty()
+                        ? QStringLiteral("\nLoudness tags: ") + analysis->loudnessTags
+                        : QString());
         if (role == Qt::ForegroundRole && f->isManualOverride())
             return shown(manualColor);
         if (role == isAnalyzingRole)

@@ -1,6 +1,8 @@
 #include "ui/StatusLine.h"
 #include "../session/ListFixtures.h"
 #include "session/ExportSession.h"
+#include "support/AudioFixtures.h"
+#include "ui/TaggingAction.h"
 
 TEST(StatusLineTest, PutsTheSessionsOutcomesIntoWords) {
     QTemporaryDir dir;
@@ -56,4 +58,37 @@ TEST(StatusLineTest, PutsTheSessionsOutcomesIntoWords) {
     exports.start(true, dir.filePath("out"), ExistingOutputs::keepBoth); // both files failed their analysis
     ASSERT_TRUE(fixtures::waitUntil([&] { return !exports.isExporting(); }));
     EXPECT_EQ(status.text(), "Export complete! Not exported (not analysed): a.wav, b.wav.");
+}
+
+TEST(StatusLineTest, WritingTagsAsksThenSaysWhatItDid) {
+    QTemporaryDir dir;
+    AnalysisCache cache(dir.filePath("cache.sqlite"));
+    BatchSession state(BatchSession::throughCache(cache));
+    ExportSession exports(state);
+    StatusLine status(state, exports);
+    TaggingAction tagging(state, status, cache, nullptr);
+    int asked = 0;
+    tagging.confirm = [&](QWidget*, int count) { return ++asked, count == 2; };
+    state.setAlbumMode(true);
+    const QString loud = dir.filePath("a.flac"), soft = dir.filePath("b.flac");
+    ASSERT_TRUE(fixtures::runFFmpeg({"-i", writeTone(dir, "a.wav", 3, 0.4), "-metadata", "album=X", loud}));
+    ASSERT_TRUE(fixtures::runFFmpeg({"-i", writeTone(dir, "b.wav", 3, 0.1), "-metadata", "album=X", soft}));
+    state.addFiles(urlsOf({loud, soft, writeTone(dir, "c.wav", 3)}));
+    ASSERT_TRUE(fixtures::waitUntil([&] { return !state.isAnalyzing(); }));
+    tagging.action()->trigger();
+    ASSERT_TRUE(fixtures::waitUntil([&] { return tagging.action()->isEnabled(); }));
+    EXPECT_EQ(asked, 1);
+    EXPECT_EQ(status.text(), "Tags written into 2 files. 1 file of a kind without such tags passed over.");
+    // Track gains 12 dB apart; one album gain, from the mean power of both
+    // (both over the relative gate): 10·log10(2 / (1 + 1/16)) = 2.75 dB over the louder's.
+    const auto gain = [](const QString& f, const char* tag) {
+        return fixtures::probed(f, QStringLiteral("format_tags=%1").arg(tag)).section('=', 1).section(' ', 0, 0);
+    };
+    const double loudGain = gain(loud, "REPLAYGAIN_TRACK_GAIN").toDouble();
+    EXPECT_NEAR(gain(soft, "REPLAYGAIN_TRACK_GAIN").toDouble() - loudGain, 12.04, 0.02);
+    EXPECT_EQ(gain(loud, "REPLAYGAIN_ALBUM_GAIN"), gain(soft, "REPLAYGAIN_ALBUM_GAIN"));
+    EXPECT_NEAR(gain(loud, "REPLAYGAIN_ALBUM_GAIN").toDouble() - loudGain, 2.75, 0.02);
+    tagging.action()->trigger(); // the same tags again: nothing to write
+    ASSERT_TRUE(fixtures::waitUntil([&] { return status.text().startsWith("Tags written into 0 files."); }));
+    EXPECT_TRUE(status.text().contains("2 files had them already."));
 }
