@@ -12,6 +12,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <QTextStream>
 #include <functional>
 #include <optional>
 
@@ -49,3 +50,23 @@ QString aimOptionsHelp();
 // files. Returns false at -h or --help. Throws a usage error.
 bool readArguments(const QStringList& arguments, const QStringList& withValues,
                    const std::function<void(const QString& arg, const QString& value)>& option, QStringList& files);
+
+// The request `read` makes of a command's arguments (none after --help),
+// or, when there is none, the exit status: 0 with `usage` printed, 2 with
+// the usage error named ("sonivel tag: no files given") and the way to help.
+template <typename Request, typename Read>
+std::optional<Request> readRequest(Read read, const QStringList& arguments, const char* command, const QString& usage,
+                                   QTextStream& out, QTextStream& err, int& status) {
+    try {
+        std::optional<Request> parsed = read(arguments);
+        if (!parsed) {
+            out << usage;
+            status = 0;
+        }
+        return parsed;
+    } catch (const Failure& e) {
+        err << "sonivel " << command << ": " << e.message() << '\n' << "Try 'sonivel " << command << " --help'.\n";
+        status = 2;
+        return std::nullopt;
+    }
+}

@@ -102,18 +102,11 @@ std::optional<Request> read(const QStringList& arguments) {
 } // namespace
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    Request request;
-    try {
-        const std::optional<Request> parsed = read(arguments);
-        if (!parsed) {
-            out << usage();
-            return 0;
-        }
-        request = *parsed;
-    } catch (const Failure& e) {
-        err << "sonivel analyze: " << e.message() << '\n' << "Try 'sonivel analyze --help'.\n";
-        return 2;
-    }
+    int status = 0;
+    const std::optional<Request> parsed = readRequest<Request>(read, arguments, "analyze", usage(), out, err, status);
+    if (!parsed)
+        return status;
+    const Request& request = *parsed;
     QStringList files, shown;
     for (const auto& [path, subfolder] : BatchSession::withFoldersOpened(request.files))
         files << path, shown << shownName(path, subfolder);

@@ -186,18 +186,11 @@ void tagOne(const Track& track, const Request& r, std::optional<AnalysisCache>& 
 } // namespace
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    Request request;
-    try {
-        const std::optional<Request> parsed = read(arguments);
-        if (!parsed) {
-            out << usage();
-            return 0;
-        }
-        request = *parsed;
-    } catch (const Failure& e) {
-        err << "sonivel tag: " << e.message() << '\n' << "Try 'sonivel tag --help'.\n";
-        return 2;
-    }
+    int status = 0;
+    const std::optional<Request> parsed = readRequest<Request>(read, arguments, "tag", usage(), out, err, status);
+    if (!parsed)
+        return status;
+    const Request& request = *parsed;
     std::vector<Track> tracks;
     for (const auto& [path, subfolder] : BatchSession::withFoldersOpened(request.files))
         tracks.push_back(
