@@ -15,7 +15,8 @@ namespace {
 bool same(const ExportOptions& a, const ExportOptions& b) {
     return a.out == b.out && a.target == b.target && a.format == b.format && a.rate == b.rate &&
            a.limiter == b.limiter && a.ceiling == b.ceiling && a.overwrite == b.overwrite && a.settings == b.settings &&
-           a.channels == b.channels && a.normalizeBy == b.normalizeBy && a.preset == b.preset && a.files == b.files;
+           a.channels == b.channels && a.normalizeBy == b.normalizeBy && a.preset == b.preset && a.album == b.album &&
+           a.files == b.files;
 }
 
 QStringList written(const ExportOptions& o) {
@@ -34,6 +35,8 @@ QStringList written(const ExportOptions& o) {
         args << (*o.limiter ? "--limiter" : "--no-limiter");
     if (o.overwrite)
         args << "--overwrite";
+    if (o.album)
+        args << "--album";
     if (!o.settings.isEmpty())
         args << "--settings=" + o.settings;
     return args << "--" << o.files;

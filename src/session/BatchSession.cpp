@@ -509,8 +509,11 @@ void BatchSession::applyResult(AnalysisGroup& group, size_t index, FileAnalysis 
         }
         emit analysisProgress(progress_.done, progress_.total);
     }
-    // Complete only when no drop's analyses are left running.
+    // Complete only when no drop's analyses are left running, and with every
+    // album's correction aimed at its whole.
     if (!isAnalyzing()) {
+        if (std::exchange(albumsChanged_, false))
+            recalcCorrections();
         emit analysisFinished();
     }
 }

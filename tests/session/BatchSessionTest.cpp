@@ -278,3 +278,40 @@ TEST(BatchSessionTest, ALargeFolderJoinsTheListInSlicesInPathOrder) {
     // A session that goes while it lists stops its walk.
     std::make_unique<BatchSession>()->addPaths({dir.filePath("Library")});
 }
+
+TEST(BatchSessionTest, AlbumModeAimsEachAlbumAsAWhole) {
+    // Tracks "a" and "b" of album X at -10 and -20 LUFS, and "c" without tags in another folder.
+    BatchSession state(BatchSession::AnalysisOptions{[](const QString& path, ChannelMix, std::stop_token) {
+                                                         AnalysisResult r = *measuredItem(path, 0, -1, 0)->analysis();
+                                                         const QString name = QFileInfo(path).baseName();
+                                                         r.loudest20sLUFS = name == "a" ? -10 : -20;
+                                                         r.album = name == "c" ? "" : "X";
+                                                         return FileAnalysis(r);
+                                                     },
+                                                     1});
+    state.setAlbumMode(true);
+    const auto corrections = [&] {
+        std::vector<double> c;
+        for (const AudioFileItemPtr& item : state.files())
+            c.push_back(item->correctionDB());
+        return c;
+    };
+    std::vector<double> atTheEnd;
+    QObject::connect(&state, &BatchSession::analysisFinished, [&] { atTheEnd = corrections(); });
+    QTemporaryDir dir;
+    QDir().mkpath(dir.filePath("X")), QDir().mkpath(dir.filePath("Y"));
+    state.addFiles(urlsOf({writeTone(dir, "X/a.wav", 1), writeTone(dir, "X/b.wav", 1), writeTone(dir, "Y/c.wav", 1)}));
+    ASSERT_TRUE(fixtures::waitUntil([&] { return !state.isAnalyzing(); }));
+    EXPECT_EQ(atTheEnd, (std::vector<double>{-6, -6, 4})) << "the album at its loudest track's figure";
+    EXPECT_EQ(state.files()[1]->album()->name, "X");
+    EXPECT_EQ(state.files()[2]->album()->name, "Y"); // its folder
+
+    // Taking the loud track out aims the album at what is left; undo brings it back.
+    const std::optional<RemovedFile> removed = state.removeFile(state.files()[0]->id());
+    EXPECT_EQ(corrections(), (std::vector<double>{4, 4}));
+    state.restoreRemovedFile(*removed);
+    EXPECT_EQ(corrections(), (std::vector<double>{-6, -6, 4}));
+    state.setAlbumMode(false);
+    EXPECT_EQ(corrections(), (std::vector<double>{-6, 4, 4}));
+    EXPECT_FALSE(state.files()[0]->album());
+}
