@@ -63,9 +63,10 @@ struct ExportJob {
 // The batch's settings as they apply to one job: its own format, at the
 // nearest rate that format holds.
 inline ExportSettings settingsFor(const ExportJob& job, ExportSettings settings) {
-    if (job.format) {
-        settings.format = *job.format;
-        settings.sampleRate = heldRate(*job.format, settings.sampleRate);
-    }
+    // A job "Same as source" found no format for is written as FLAC.
+    const ExportFormat format =
+        job.format.value_or(settings.format == ExportFormat::same ? ExportFormat::flac : settings.format);
+    settings.format = format;
+    settings.sampleRate = heldRate(format, settings.sampleRate);
     return settings;
 }

@@ -164,6 +164,19 @@ public:
                       int channels)
         : output_{descriptor}, shownName_(shownName), channels_(channels), isFloat_(encoding.isFloat),
           bitDepth_(encoding.bitDepth) {
+        // A constructor that throws runs no destructor: what it made goes here.
+        try {
+            start(encoding, sampleRate);
+        } catch (...) {
+            release();
+            throw;
+        }
+    }
+
+    ~EncodedFileWriter() override { release(); }
+
+    // Opens the encoder and writes the header.
+    void start(const OutputEncoding& encoding, int64_t sampleRate) {
         FFmpegInput::quiet();
         const AVCodec* codec = avcodec_find_encoder_by_name(encoding.codec);
         if (!codec)
@@ -197,7 +210,7 @@ public:
         if (!stream_ || !encoder_ || !frame_ || !packet_)
             throw std::bad_alloc();
         encoder_->sample_rate = static_cast<int>(sampleRate);
-        av_channel_layout_default(&encoder_->ch_layout, channels);
+        av_channel_layout_default(&encoder_->ch_layout, channels_);
         // Planar float where the codec takes it, else interleaved (Opus).
         planar_ = !isFloat_ || takes(codec, AV_SAMPLE_FMT_FLTP) || !takes(codec, AV_SAMPLE_FMT_FLT);
         encoder_->sample_fmt = !isFloat_ ? AV_SAMPLE_FMT_S32 : planar_ ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
@@ -220,7 +233,7 @@ public:
         pending_.reserve(static_cast<size_t>(frameSize_ * channels_));
     }
 
-    ~EncodedFileWriter() override {
+    void release() {
         av_packet_free(&packet_);
         av_frame_free(&frame_);
         avcodec_free_context(&encoder_);
@@ -230,6 +243,7 @@ public:
         }
         if (format_)
             avformat_free_context(format_);
+        format_ = nullptr;
     }
 
     // Gathered into whole codec frames.
