@@ -79,7 +79,8 @@ struct Track {
     std::optional<AnalysisResult> measured; // its figures; the curve and envelope dropped
     std::optional<QString> error;
     std::optional<AlbumFigures> album;
-    bool foundInFolder = false; // a file of a kind without these tags is passed over there
+    // Of a kind without these tags, found in a folder: passed over, not failed.
+    bool passedOver = false;
 };
 
 QString listed(const LoudnessTagList& tags) {
@@ -132,29 +133,16 @@ QString plural(int n, const char* one, const char* many) {
 
 // Gives each measured track the figures of its album, as one programme.
 void measureAlbums(std::vector<Track>& tracks, QTextStream& out) {
-    QMap<QString, std::vector<Track*>> albums;
-    QMap<QString, QString> names;
-    QStringList order;
-    for (Track& track : tracks) {
-        if (!track.measured)
-            continue;
-        const Album album = Albums::albumOf(track.path, *track.measured);
-        if (!albums.contains(album.key))
-            order << album.key;
-        albums[album.key].push_back(&track);
-        names[album.key] = album.name;
-    }
-    for (const QString& key : order) {
-        std::vector<const AnalysisResult*> results;
-        for (const Track* track : albums[key])
-            results.push_back(&*track->measured);
-        const AlbumFigures figures = Albums::figuresOf(results);
+    std::vector<std::pair<QString, const AnalysisResult*>> measured;
+    for (const Track& track : tracks)
+        measured.emplace_back(track.path, track.measured ? &*track.measured : nullptr);
+    for (const Albums::Group& group : Albums::grouped(measured)) {
         out << QStringLiteral("album \"%1\": %2, %3 LUFS integrated, %4 dBTP\n")
-                   .arg(names[key], plural(static_cast<int>(results.size()), "track", "tracks"))
-                   .arg(figures.integratedLUFS, 0, 'f', 1)
-                   .arg(figures.truePeakDBTP, 0, 'f', 1);
-        for (Track* track : albums[key])
-            track->album = figures;
+                   .arg(group.album.name, plural(group.figures.tracks, "track", "tracks"))
+                   .arg(group.figures.integratedLUFS, 0, 'f', 1)
+                   .arg(group.figures.truePeakDBTP, 0, 'f', 1);
+        for (const size_t i : group.tracks)
+            tracks[i].album = group.figures;
     }
 }
 
@@ -192,9 +180,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         return status;
     const Request& request = *parsed;
     std::vector<Track> tracks;
-    for (const auto& [path, subfolder] : BatchSession::withFoldersOpened(request.files))
-        tracks.push_back(
-            {path, shownName(path, subfolder), {}, LoudnessTags::unsupported(path), {}, !subfolder.isEmpty()});
+    for (const auto& [path, subfolder] : BatchSession::withFoldersOpened(request.files)) {
+        const std::optional<QString> unsupported = LoudnessTags::unsupported(path);
+        tracks.push_back({path, shownName(path, subfolder), {}, unsupported, {}, unsupported && !subfolder.isEmpty()});
+    }
 
     // A file whose tagging was cut short is whole again before it is measured.
     for (Track& track : tracks) {
@@ -215,7 +204,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
 
     Counts counts;
     for (const Track& track : tracks) {
-        if (track.error && track.foundInFolder && LoudnessTags::unsupported(track.path)) {
+        if (track.passedOver) {
             ++counts.passedOver;
             out << "passed over: " << track.shown << ": " << *track.error << '\n';
         } else if (track.error) {

@@ -30,6 +30,14 @@ namespace Albums {
 
 Album albumOf(const QString& path, const AnalysisResult& measured);
 
-AlbumFigures figuresOf(const std::vector<const AnalysisResult*>& tracks);
+// One album among a list of tracks: what it measures, and which tracks it holds.
+struct Group {
+    Album album;
+    AlbumFigures figures;
+    std::vector<size_t> tracks; // indexes into the list given
+};
+// The albums of the measured tracks (a path and its measurement each; an
+// unmeasured one, null, belongs to none), in the order of their first tracks.
+std::vector<Group> grouped(const std::vector<std::pair<QString, const AnalysisResult*>>& tracks);
 
 } // namespace Albums

@@ -172,26 +172,16 @@ void BatchSession::setAlbumMode(bool on) {
 }
 
 void BatchSession::groupAlbums() {
-    QHash<QString, std::vector<AudioFileItem*>> tracks;
-    QHash<QString, QString> names;
-    for (const AudioFileItemPtr& item : files_) {
-        if (!albumMode_ || !item->analysis()) {
-            item->setAlbum(std::nullopt);
-            continue;
-        }
-        const Album album = Albums::albumOf(item->path(), *item->analysis());
-        tracks[album.key].push_back(item.get());
-        names[album.key] = album.name;
-    }
-    for (auto it = tracks.begin(); it != tracks.end(); ++it) {
-        std::vector<const AnalysisResult*> measured;
-        for (const AudioFileItem* item : it.value())
-            measured.push_back(&*item->analysis());
-        const AlbumFigures album = Albums::figuresOf(measured);
-        for (AudioFileItem* item : it.value())
-            item->setAlbum(
-                AudioFileItem::AlbumShare{it.key(), names[it.key()], album.figureLUFS(normalizeBy_), album.tracks});
-    }
+    std::vector<std::pair<QString, const AnalysisResult*>> tracks;
+    for (const AudioFileItemPtr& item : files_)
+        tracks.emplace_back(item->path(), albumMode_ && item->analysis() ? &*item->analysis() : nullptr);
+    std::vector<std::optional<AudioFileItem::AlbumShare>> shares(files_.size());
+    for (const Albums::Group& group : Albums::grouped(tracks))
+        for (const size_t i : group.tracks)
+            shares[i] = AudioFileItem::AlbumShare{group.album.key, group.album.name,
+                                                  group.figures.figureLUFS(normalizeBy_), group.figures.tracks};
+    for (size_t i = 0; i < files_.size(); ++i)
+        files_[i]->setAlbum(std::move(shares[i]));
 }
 
 void BatchSession::setChannelMix(ChannelMix mix) {

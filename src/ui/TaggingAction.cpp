@@ -3,7 +3,6 @@
 #include "io/NativePath.h"
 #include "session/LoudnessTagging.h"
 
-#include <QHash>
 #include <QMessageBox>
 #include <QPointer>
 
@@ -16,26 +15,24 @@ struct Job {
 
 // The tags of every measured file that can carry them, with its album's in album mode.
 std::vector<Job> jobsOf(const BatchSession& state, int& passedOver) {
-    QHash<QString, std::vector<const AnalysisResult*>> albums;
+    const std::vector<AudioFileItemPtr>& files = state.files();
+    std::vector<std::pair<QString, const AnalysisResult*>> measured;
+    for (const AudioFileItemPtr& item : files)
+        measured.emplace_back(item->path(), item->analysis() ? &*item->analysis() : nullptr);
+    std::vector<std::optional<AlbumFigures>> albums(files.size());
     if (state.albumMode())
-        for (const AudioFileItemPtr& item : state.files())
-            if (item->analysis())
-                albums[Albums::albumOf(item->path(), *item->analysis()).key].push_back(&*item->analysis());
-    QHash<QString, AlbumFigures> figures;
-    for (auto it = albums.begin(); it != albums.end(); ++it)
-        figures[it.key()] = Albums::figuresOf(it.value());
+        for (const Albums::Group& group : Albums::grouped(measured))
+            for (const size_t i : group.tracks)
+                albums[i] = group.figures;
     std::vector<Job> jobs;
-    for (const AudioFileItemPtr& item : state.files()) {
-        if (!item->analysis())
+    for (size_t i = 0; i < files.size(); ++i) {
+        if (!measured[i].second)
             continue;
-        if (LoudnessTags::unsupported(item->path())) {
+        if (LoudnessTags::unsupported(files[i]->path()))
             ++passedOver;
-            continue;
-        }
-        std::optional<AlbumFigures> album;
-        if (state.albumMode())
-            album = figures.value(Albums::albumOf(item->path(), *item->analysis()).key);
-        jobs.push_back({item->path(), LoudnessTagging::tagsFor(item->path(), *item->analysis(), album)});
+        else
+            jobs.push_back(
+                {files[i]->path(), LoudnessTagging::tagsFor(files[i]->path(), *measured[i].second, albums[i])});
     }
     return jobs;
 }
